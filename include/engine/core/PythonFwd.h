@@ -1,0 +1,14 @@
+#pragma once
+
+// Forward declarations that let headers name Python objects without pulling in
+// Python.h or Boost.Python; binding code includes those itself.
+struct _object;
+typedef struct _object PyObject;
+
+namespace boost::python::api {
+class object;
+}
+
+namespace engine::core {
+using PythonObject = boost::python::api::object;
+}

@@ -1,0 +1,29 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+
+namespace engine::core {
+
+/// Intrusively counted base for shared resources that need not be script objects
+/// (textures, shared definitions). A new instance has a count of 0: its first holder
+/// calls `inc_ref`, and the last `dec_ref` deletes it.
+class SharedObject {
+public:
+    SharedObject() = default;
+    SharedObject(const SharedObject&) = delete;
+    SharedObject& operator=(const SharedObject&) = delete;
+    virtual ~SharedObject() = default;
+
+    void inc_ref() { ++count_; }
+    /// Deletes this object when the count reaches zero.
+    void dec_ref() {
+        if (--count_ <= 0) delete this;
+    }
+    std::int32_t get_ref_count() const { return count_; }
+
+private:
+    std::atomic<std::int32_t> count_{0};  // holders of this object
+};
+
+}  // namespace engine::core

@@ -1,0 +1,15 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace engine::core {
+
+namespace StringUtility {
+
+/// The pieces of `text` between separators, empty pieces included: "a,,b" gives
+/// {"a", "", "b"}, and "" gives {""}.
+std::vector<std::string> split(const std::string& text, char separator);
+
+}  // namespace StringUtility
+}  // namespace engine::core

@@ -1,0 +1,43 @@
+#pragma once
+
+#include "engine/core/PythonFwd.h"
+
+#include <map>
+#include <string>
+
+namespace engine::core {
+
+/// SAX-style XML parser on expat. Derive from it, override the callbacks, and call
+/// `parse` once: the callbacks run in document order before `parse` returns.
+/// Malformed XML stops the parse: the callbacks already made stand, and a warning
+/// naming the line is logged (category "core"); nothing is thrown.
+class XMLParser {
+public:
+    using Attributes = std::map<std::string, std::string>;
+
+    XMLParser() = default;
+    XMLParser(const XMLParser&) = delete;
+    XMLParser& operator=(const XMLParser&) = delete;
+    virtual ~XMLParser() = default;
+
+    /// Every opening tag, with its attributes by name.
+    virtual void on_element_start(const std::string& name, const Attributes& attributes);
+    /// Every closing tag.
+    virtual void on_element_end(const std::string& name);
+    /// Character data between tags; adjacent pieces are joined into one call.
+    virtual void on_data(const std::string& text);
+
+    /// Parses from what a script gave: a path (`str`, resolved through PathDatabase)
+    /// or a file-like object whose `read()` returns `str` or `bytes`. Script thread
+    /// only. Returns false on malformed XML or a missing file (both logged); raises
+    /// `TypeError` (a Python error and boost::python::error_already_set) for any other
+    /// kind of source.
+    bool parse(PyObject* source);
+
+    /// Parses a document held in memory; `name` is used in messages.
+    bool parse_text(const std::string& document, const std::string& name = "<text>");
+    /// Parses a file found through PathDatabase.
+    bool parse_file(const std::string& path);
+};
+
+}  // namespace engine::core

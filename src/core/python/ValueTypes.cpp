@@ -1,0 +1,146 @@
+#include <boost/python.hpp>
+
+#include "python/Interfaces.h"
+
+#include "engine/core/Colour.h"
+#include "engine/core/Maths.h"
+#include "engine/core/Matrix.h"
+#include "engine/core/Vector.h"
+
+namespace engine::core::python {
+
+namespace bp = boost::python;
+
+namespace {
+
+std::string repr_number(float v) { return format_float(v); }
+std::string repr_number(int v) { return std::to_string(v); }
+
+template <class T>
+struct VectorTraits;
+template <>
+struct VectorTraits<float> {
+    static constexpr const char* name = "Vector";
+};
+template <>
+struct VectorTraits<int> {
+    static constexpr const char* name = "IntVector";
+};
+
+template <class T>
+std::string vector_repr(const Vector<T>& v) {
+    return std::string(VectorTraits<T>::name) + "(" + repr_number(v.x) + ", " + repr_number(v.y) + ")";
+}
+
+template <class T>
+Vector<T> vector_divide(const Vector<T>& v, T s) {
+    if (s == T()) {
+        PyErr_SetString(PyExc_ZeroDivisionError, "Vector division by zero.");
+        bp::throw_error_already_set();
+    }
+    return v / s;
+}
+
+template <class T>
+bp::object vector_iter(const Vector<T>& v) {
+    return bp::object(bp::handle<>(PyObject_GetIter(bp::make_tuple(v.x, v.y).ptr())));
+}
+
+template <class T>
+void define_vector() {
+    using V = Vector<T>;
+    bp::class_<V>(VectorTraits<T>::name, bp::init<T, T>((bp::arg("x") = T(), bp::arg("y") = T())))
+        .def_readwrite("x", &V::x)
+        .def_readwrite("y", &V::y)
+        .def(bp::self + bp::self)
+        .def(bp::self - bp::self)
+        .def(-bp::self)
+        .def(bp::self * T())
+        .def(T() * bp::self)
+        .def(bp::self == bp::self)
+        .def(bp::self != bp::self)
+        .def("length", &V::length)
+        .def("normalised", &V::normalised)
+        .def("rotate", &V::rotate, bp::arg("angle"))
+        .def("__iter__", &vector_iter<T>)
+        .def("__len__", +[](const V&) { return 2; })
+        .def("__getitem__", +[](const V& v, int i) {
+            if (i < 0) i += 2;
+            if (i != 0 && i != 1) {
+                PyErr_SetString(PyExc_IndexError, "Vector index out of range.");
+                bp::throw_error_already_set();
+            }
+            return i == 0 ? v.x : v.y;
+        })
+        .def("__truediv__", &vector_divide<T>)
+        .def("__repr__", &vector_repr<T>)
+        .attr("__hash__") = bp::object();
+}
+
+std::string colour_repr(const Colour& c) {
+    return "Colour(" + format_float(c.r) + ", " + format_float(c.g) + ", " + format_float(c.b) + ", " +
+           format_float(c.a) + ")";
+}
+
+std::string matrix_repr(const Matrix& m) {
+    std::string s = "Matrix(";
+    for (int i = 0; i < 6; ++i) s += (i ? ", " : "") + format_float(m[i]);
+    return s + ")";
+}
+
+float matrix_item(const Matrix& m, int i) {
+    if (i < 0) i += 6;
+    if (i < 0 || i >= 6) {
+        PyErr_SetString(PyExc_IndexError, "Matrix index out of range.");
+        bp::throw_error_already_set();
+    }
+    return m[i];
+}
+
+bp::object matrix_iter(const Matrix& m) {
+    bp::tuple t = bp::make_tuple(m[0], m[1], m[2], m[3], m[4], m[5]);
+    return bp::object(bp::handle<>(PyObject_GetIter(t.ptr())));
+}
+
+}  // namespace
+
+void define_value_types() {
+    define_vector<float>();
+    define_vector<int>();
+
+    bp::class_<Colour>("Colour", bp::init<float, float, float, float>(
+                                     (bp::arg("r") = 1.0f, bp::arg("g") = 1.0f, bp::arg("b") = 1.0f,
+                                      bp::arg("a") = 1.0f)))
+        .def_readwrite("r", &Colour::r)
+        .def_readwrite("g", &Colour::g)
+        .def_readwrite("b", &Colour::b)
+        .def_readwrite("a", &Colour::a)
+        .def(bp::self * float())
+        .def(bp::self + bp::self)
+        .def(bp::self == bp::self)
+        .def(bp::self != bp::self)
+        .def("__iter__", +[](const Colour& c) {
+            return bp::object(bp::handle<>(PyObject_GetIter(bp::make_tuple(c.r, c.g, c.b, c.a).ptr())));
+        })
+        .def("__repr__", &colour_repr)
+        .attr("__hash__") = bp::object();
+
+    bp::class_<Matrix>("Matrix", bp::init<>())
+        .def(bp::init<const Vector<float>&, float>((bp::arg("translation"), bp::arg("rotation"))))
+        .def(bp::self * bp::self)
+        .def(bp::other<Vector<float>>() * bp::self)
+        .def(bp::self == bp::self)
+        .def(bp::self != bp::self)
+        .def("rotate_vector", &Matrix::rotate_vector, bp::arg("v"))
+        .add_property("translation", bp::make_function(&Matrix::get_translation,
+                                                       bp::return_value_policy<bp::copy_const_reference>()))
+        .def("is_identity", &Matrix::is_identity)
+        .def("inverse", &Matrix::inverse)
+        .def("__getitem__", &matrix_item)
+        .def("__len__", +[](const Matrix&) { return 6; })
+        .def("__iter__", &matrix_iter)
+        .def("__repr__", &matrix_repr)
+        .attr("__hash__") = bp::object();
+}
+
+}  // namespace engine::core::python

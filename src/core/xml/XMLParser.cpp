@@ -1,0 +1,103 @@
+#include <boost/python.hpp>
+
+#include "engine/core/XMLParser.h"
+
+#include "engine/core/Log.h"
+#include "engine/core/PathDatabase.h"
+
+#include <expat.h>
+
+#include <memory>
+
+namespace engine::core {
+
+namespace {
+
+// Joins expat's pieces of character data and hands them over before the next tag.
+struct ParseContext {
+    XMLParser* parser;
+    std::string data;
+
+    void flush_data() {
+        if (data.empty()) return;
+        std::string text;
+        text.swap(data);
+        parser->on_data(text);
+    }
+};
+
+void XMLCALL start_element(void* user, const XML_Char* name, const XML_Char** attributes) {
+    auto* context = static_cast<ParseContext*>(user);
+    context->flush_data();
+    XMLParser::Attributes map;
+    for (int i = 0; attributes[i]; i += 2) map[attributes[i]] = attributes[i + 1];
+    context->parser->on_element_start(name, map);
+}
+
+void XMLCALL end_element(void* user, const XML_Char* name) {
+    auto* context = static_cast<ParseContext*>(user);
+    context->flush_data();
+    context->parser->on_element_end(name);
+}
+
+void XMLCALL character_data(void* user, const XML_Char* text, int length) {
+    static_cast<ParseContext*>(user)->data.append(text, size_t(length));
+}
+
+struct ExpatDeleter {
+    void operator()(XML_Parser p) const { XML_ParserFree(p); }
+};
+
+}  // namespace
+
+void XMLParser::on_element_start(const std::string&, const Attributes&) {}
+void XMLParser::on_element_end(const std::string&) {}
+void XMLParser::on_data(const std::string&) {}
+
+bool XMLParser::parse_text(const std::string& document, const std::string& name) {
+    std::unique_ptr<XML_ParserStruct, ExpatDeleter> expat(XML_ParserCreate("UTF-8"));
+    ParseContext context{this, {}};
+    XML_SetUserData(expat.get(), &context);
+    XML_SetElementHandler(expat.get(), start_element, end_element);
+    XML_SetCharacterDataHandler(expat.get(), character_data);
+    if (XML_Parse(expat.get(), document.data(), int(document.size()), XML_TRUE) == XML_STATUS_OK) {
+        context.flush_data();
+        return true;
+    }
+    Log::warning("core", "XML error in %s at line %lu: %s", name.c_str(),
+                 static_cast<unsigned long>(XML_GetCurrentLineNumber(expat.get())),
+                 XML_ErrorString(XML_GetErrorCode(expat.get())));
+    return false;
+}
+
+bool XMLParser::parse_file(const std::string& path) {
+    std::string document;
+    if (!PathDatabase::read(path, document)) {
+        Log::warning("core", "Cannot open XML file '%s'.", path.c_str());
+        return false;
+    }
+    return parse_text(document, "'" + path + "'");
+}
+
+bool XMLParser::parse(PyObject* source) {
+    namespace py = boost::python;
+    if (PyUnicode_Check(source)) return parse_file(py::extract<std::string>(source));
+
+    if (!PyObject_HasAttrString(source, "read")) {
+        PyErr_SetString(PyExc_TypeError, "XML source must be a path or a file-like object with read().");
+        py::throw_error_already_set();
+    }
+    const py::object content = py::object(py::handle<>(py::borrowed(source))).attr("read")();
+    std::string document;
+    if (PyBytes_Check(content.ptr())) {
+        document.assign(PyBytes_AS_STRING(content.ptr()), size_t(PyBytes_GET_SIZE(content.ptr())));
+    } else if (PyUnicode_Check(content.ptr())) {
+        document = py::extract<std::string>(content);
+    } else {
+        PyErr_SetString(PyExc_TypeError, "read() of an XML source must return str or bytes.");
+        py::throw_error_already_set();
+    }
+    return parse_text(document, "<stream>");
+}
+
+}  // namespace engine::core
