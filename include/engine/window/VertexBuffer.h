@@ -1,0 +1,70 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+namespace engine::window {
+
+class VertexBuffer;
+
+/// Keeps track of live vertex buffers so that their GL objects can be deleted with the
+/// context. The graphics module installs its registry (`VertexBuffer::set_registry`).
+class VertexBufferRegistry {
+public:
+    virtual ~VertexBufferRegistry() = default;
+    virtual void add(VertexBuffer* buffer) = 0;
+    virtual void remove(VertexBuffer* buffer) = 0;
+};
+
+/// Vertices written on the CPU and drawn from a GL buffer object (or from client
+/// memory where buffer objects are unsupported). Write with `map`/`unmap`, then
+/// `bind` and pass the returned pointer to glVertexPointer and friends as the base
+/// of the vertex data. Survives a context change: `release` forgets the GL object
+/// and the next `unmap` or `bind` uploads to a new one.
+class VertexBuffer {
+public:
+    /// `usage` is a GL usage hint such as GL_STREAM_DRAW.
+    VertexBuffer(std::size_t stride, std::size_t capacity, unsigned int usage);
+    VertexBuffer(const VertexBuffer&) = delete;
+    VertexBuffer& operator=(const VertexBuffer&) = delete;
+    ~VertexBuffer();
+
+    /// Room for `count` vertices of `stride` bytes, growing the capacity if needed;
+    /// valid until `unmap`. The previous content is not kept.
+    void* map(std::size_t count);
+    /// Uploads what was written since `map`.
+    void unmap();
+    /// Binds the buffer for drawing; returns the base pointer for gl*Pointer calls
+    /// (an offset of 0 with a buffer object, client memory otherwise).
+    const void* bind();
+    /// Binds no buffer object.
+    static void unbind();
+
+    std::size_t get_vertex_count() const { return count_; }
+    std::size_t get_stride() const { return stride_; }
+    std::size_t get_capacity() const { return capacity_; }
+    /// The GL buffer name, 0 when none exists (client memory or released).
+    unsigned int get_name() const { return name_; }
+
+    /// Deletes the GL object (the context is going away); the data stays.
+    void release();
+
+    /// The registry told about every buffer's creation and destruction (may be null).
+    static void set_registry(VertexBufferRegistry* registry);
+    /// Whether buffer objects are used; set by the graphics module per context.
+    static void set_buffer_objects_supported(bool supported);
+
+private:
+    void upload();
+
+    std::size_t stride_;                 // bytes per vertex
+    std::size_t capacity_;               // vertices that fit without growing
+    std::size_t count_ = 0;              // vertices written by the last map/unmap
+    unsigned int usage_;                 // GL usage hint
+    unsigned int name_ = 0;              // GL buffer object, 0 when none
+    bool dirty_ = false;                 // data not yet in the buffer object
+    std::vector<std::uint8_t> data_;     // CPU copy of the vertices
+};
+
+}  // namespace engine::window
