@@ -33,7 +33,7 @@ test-sanitize: bootstrap
 	SANITIZE=1 scripts/run-tests $(SANITIZE_BUILD)
 
 demo: build
-	scripts/with-display $(PYTHON) examples/showcase.py
+	PYTHONPATH=$(BUILD)/python scripts/with-display $(PYTHON) examples/showcase.py
 
 bench: build
 	scripts/run-bench $(BUILD)

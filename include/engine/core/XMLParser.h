@@ -38,6 +38,9 @@ public:
     bool parse_text(const std::string& document, const std::string& name = "<text>");
     /// Parses a file found through PathDatabase.
     bool parse_file(const std::string& path);
+
+private:
+    bool parse_document(const std::string& document, const std::string& name, const char* encoding);
 };
 
 }  // namespace engine::core

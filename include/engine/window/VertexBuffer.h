@@ -30,8 +30,9 @@ public:
     VertexBuffer& operator=(const VertexBuffer&) = delete;
     ~VertexBuffer();
 
-    /// Room for `count` vertices of `stride` bytes, growing the capacity if needed;
-    /// valid until `unmap`. The previous content is not kept.
+    /// Room for `count` vertices of `stride` bytes, growing the capacity if needed (to
+    /// at least twice the old one; it never shrinks); valid until `unmap`. Allocates
+    /// nothing while the capacity suffices. The previous content is not kept.
     void* map(std::size_t count);
     /// Uploads what was written since `map`.
     void unmap();

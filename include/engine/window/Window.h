@@ -21,12 +21,17 @@ struct Pixels {
 
 /// The application window with its OpenGL compatibility context (SDL2). Listeners are
 /// process-wide: every listener hears of every window. One window at a time is
-/// expected; the OpenGL entry points follow the most recently created context.
+/// expected; the OpenGL entry points follow the most recently created context. Use a
+/// window from the thread that created it (SDL and OpenGL require it).
+///
+///     Window window(640, 480, "game");
+///     while (window.process_events()) { draw(); window.swap_buffers(); }
 class Window {
 public:
     /// Opens the window and its context, makes the context current, resolves the
     /// OpenGL entry points and tells every listener `on_create`. Throws
-    /// std::runtime_error when no window or context can be created.
+    /// std::invalid_argument for a size below 1x1 and std::runtime_error (with SDL's
+    /// reason) when no window or context can be created.
     Window(int width = 800, int height = 600, const std::string& title = "", bool fullscreen = false,
            bool vsync = false);
     Window(const Window&) = delete;
@@ -35,9 +40,14 @@ public:
     ~Window();
 
     /// Registers a listener; one that is already registered is not added twice (false).
-    /// While a context exists, the new listener is told `on_create` at once.
+    /// While a context exists, the new listener is told `on_create` at once. Not owned,
+    /// but a script listener's Python object is kept alive (`inc_ref`) while registered.
+    /// Listeners are told in the order they were added; they may add and remove
+    /// listeners, themselves included, from inside a callback.
     static bool add_listener(WindowListener* listener);
-    /// Unregisters a listener; false when it was not registered.
+    /// Unregisters a listener (`dec_ref`, which may destroy a script listener); false
+    /// when it was not registered. A listener removed during a dispatch is not called
+    /// for the rest of it.
     static bool remove_listener(WindowListener* listener);
     /// The window that currently has a context, or null.
     static Window* get_current();
@@ -45,20 +55,27 @@ public:
     const VideoMode* get_video_mode() const { return &video_mode_; }
 
     /// Re-creates the context at a new size and mode: listeners get `on_destroy`,
-    /// then `on_create`, then `on_resize`.
+    /// then `on_create`, then `on_resize` (always, even at an unchanged size). The video
+    /// mode then holds the size obtained, which fullscreen may round up to a display
+    /// mode. Throws std::runtime_error on a closed window, std::invalid_argument for a
+    /// size below 1x1.
     void set_video_mode(int width, int height, bool fullscreen = false);
 
     /// Dispatches pending events to the listeners. False once the window was asked to
-    /// close (or is closed).
+    /// close (or is closed); `on_close` is told once, and asking does not close.
+    /// A size change from outside (the window manager) updates the video mode and is
+    /// told `on_resize`, without a new context.
     bool process_events();
+    /// Shows what was drawn; does nothing once closed.
     void swap_buffers();
     /// Tells listeners `on_destroy`, then destroys the context and the window. Safe to
     /// call twice.
     void close();
     bool is_open() const;
 
-    /// What has been drawn into the buffer being drawn to (the back buffer): call it
-    /// after drawing and before `swap_buffers`.
+    /// What has been drawn into the buffer being drawn to (the back buffer, or the
+    /// bound framebuffer object): call it after drawing and before `swap_buffers`.
+    /// Throws std::runtime_error once closed.
     Pixels read_pixels() const;
     /// Writes `read_pixels()` as a PNG file; false (and a logged warning) on failure.
     bool save_screenshot(const std::string& path) const;
@@ -68,9 +85,9 @@ private:
     void create_context();
     void destroy_context();
 
-    std::unique_ptr<Impl> impl_;  // SDL window and GL context
-    VideoMode video_mode_;        // current size and mode
-    bool close_requested_ = false;
+    std::unique_ptr<Impl> impl_;    // SDL window and GL context
+    VideoMode video_mode_;          // current size and mode
+    bool close_requested_ = false;  // the user asked to close, or close() was called
 };
 
 }  // namespace engine::window

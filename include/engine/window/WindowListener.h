@@ -13,6 +13,7 @@ class Window;
 class WindowListener : public core::Object {
 public:
     WindowListener() = default;
+    /// Unregisters itself if still registered.
     ~WindowListener() override;
 
     /// The window and its OpenGL context have just been created (also after a
@@ -30,7 +31,8 @@ public:
     virtual void on_mouse_button(Window* window, int button, bool pressed);
     virtual void on_mouse_move(Window* window, const core::Vector<int>& position);
     virtual void on_mouse_wheel(Window* window, int delta);
-    /// One character of text input, as a Unicode code point.
+    /// One character of text input, as a Unicode code point (scripts receive a
+    /// one-character str).
     virtual void on_text(Window* window, unsigned int character);
 };
 

@@ -51,7 +51,8 @@ bp::object factory_get(const std::string& name) {
 }
 
 // Factory.new_object(name, *args)
-bp::object factory_new(bp::tuple args, bp::dict) {
+bp::object factory_new(bp::tuple args, bp::dict keywords) {
+    if (bp::len(keywords) != 0) raise(PyExc_TypeError, "Factory.new_object takes no keyword arguments.");
     if (bp::len(args) < 1) raise(PyExc_TypeError, "Factory.new_object needs a class name.");
     const bp::extract<std::string> name(args[0]);
     if (!name.check()) raise(PyExc_TypeError, "Factory.new_object needs a class name as a str.");

@@ -55,7 +55,13 @@ void XMLParser::on_element_end(const std::string&) {}
 void XMLParser::on_data(const std::string&) {}
 
 bool XMLParser::parse_text(const std::string& document, const std::string& name) {
-    std::unique_ptr<XML_ParserStruct, ExpatDeleter> expat(XML_ParserCreate("UTF-8"));
+    return parse_document(document, name, nullptr);
+}
+
+bool XMLParser::parse_document(const std::string& document, const std::string& name, const char* encoding) {
+    // Without a forced encoding the document's own declaration (or its byte-order mark)
+    // decides; text that came from a Python str is UTF-8 whatever it declares.
+    std::unique_ptr<XML_ParserStruct, ExpatDeleter> expat(XML_ParserCreate(encoding));
     ParseContext context{this, {}};
     XML_SetUserData(expat.get(), &context);
     XML_SetElementHandler(expat.get(), start_element, end_element);
@@ -92,7 +98,7 @@ bool XMLParser::parse(PyObject* source) {
     if (PyBytes_Check(content.ptr())) {
         document.assign(PyBytes_AS_STRING(content.ptr()), size_t(PyBytes_GET_SIZE(content.ptr())));
     } else if (PyUnicode_Check(content.ptr())) {
-        document = py::extract<std::string>(content);
+        return parse_document(py::extract<std::string>(content)(), "<stream>", "UTF-8");
     } else {
         PyErr_SetString(PyExc_TypeError, "read() of an XML source must return str or bytes.");
         py::throw_error_already_set();

@@ -1,0 +1,46 @@
+#pragma once
+
+#include <deque>
+#include <memory>
+
+namespace engine::graphics {
+
+class Texture;
+
+/// A queue of fades for whatever it decorates: the front fade runs, the others wait.
+/// A fade goes from one alpha factor to another over its duration, after a delay, with
+/// an optional transition texture for a dissolve.
+class DecoratorFade {
+public:
+    struct Fade {
+        float from;                                  // alpha factor at the start
+        float to;                                    // alpha factor at the end
+        float delay;                                 // seconds still to wait
+        float remaining;                             // seconds still to run
+        float duration;                              // the whole length
+        float progress;                              // 0 to 1
+        std::unique_ptr<Texture> transition_texture;  // a copy of the handle given
+    };
+
+    DecoratorFade() = default;
+    DecoratorFade(const DecoratorFade&) = delete;
+    DecoratorFade& operator=(const DecoratorFade&) = delete;
+    virtual ~DecoratorFade();
+
+    /// Queues a fade.
+    void fade(float from, float to, float delay, float duration, const Texture& transition_texture);
+    /// Steps the front fade; a fade that ends is removed and the next starts on the
+    /// following update.
+    void update(float dt);
+    /// The running fade, or null.
+    const Fade* get_fade() const { return fades_.empty() ? nullptr : &fades_.front(); }
+
+protected:
+    virtual void on_fade_begin(const Fade& fade);
+    virtual void on_fade_end(const Fade& fade);
+
+private:
+    std::deque<Fade> fades_;  // front: the running fade
+};
+
+}  // namespace engine::graphics

@@ -1,0 +1,131 @@
+#pragma once
+
+#include "engine/core/Matrix.h"
+#include "engine/core/Object.h"
+#include "engine/core/PythonFwd.h"
+#include "engine/core/Vector.h"
+
+#include <map>
+#include <memory>
+#include <set>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace engine::graphics {
+
+class Framebuffer;
+class SceneLayer;
+class SceneListener;
+class SceneObject;
+
+/// The root of everything drawn: named layers in z order, listeners told about every
+/// phase of the frame, and framebuffer redirections that capture what has been drawn
+/// so far. The most recently constructed scene is the current one (`Scene::get()`).
+///
+/// Each frame: update(dt); begin_frame(); render() (and render_layer(id) for layers
+/// that are not common); end_frame().
+///
+/// The scene holds one reference to each layer, listener and redirected framebuffer;
+/// layers hold their objects. Listeners and objects may add or remove listeners and
+/// objects during the frame: removed ones stay alive until the frame's pass ends.
+class Scene : public core::Object {
+public:
+    /// Layer scale flags, combined with `|`.
+    enum ScaleFlag {
+        TRANSLATE = 1,          ///< positions follow the non-uniform scene scale
+        TRANSLATE_UNIFORM = 2,  ///< positions scale by the uniform factor
+        SCALE_MIN = 4,          ///< the uniform factor is min(sx, sy)
+        SCALE_MAX = 8,          ///< the uniform factor is max(sx, sy)
+    };
+
+    /// Becomes the current scene.
+    Scene();
+    Scene(const Scene&) = delete;
+    Scene& operator=(const Scene&) = delete;
+    /// Releases layers, listeners and redirections. No scene is current afterwards,
+    /// even if another one was (deliberately: the most recent scene is the only one).
+    ~Scene() override;
+
+    /// The current scene, or null.
+    static Scene* get();
+
+    void set_scale(const core::Vector<float>& scale) { scale_ = scale; }
+    const core::Vector<float>& get_scale() const { return scale_; }
+
+    /// Inserts the layer before the first layer of greater or equal z (a newcomer is
+    /// drawn before layers of equal z, deliberately). False when the id is taken.
+    bool add_layer(SceneLayer* layer);
+    SceneLayer* get_layer(const std::string& id) const;
+    SceneLayer* get_layer(unsigned int index) const;
+    unsigned int get_num_layers() const { return static_cast<unsigned int>(layers_.size()); }
+    /// The layer's flags, 0 for an unknown layer.
+    int get_layer_scale_flags(const std::string& id) const;
+
+    /// Moves the object into the layer (after objects of equal z), calling on_remove
+    /// for its old layer and on_add for the new one. False for an unknown layer, which
+    /// leaves the object where it was.
+    bool add_object(SceneObject* object, const std::string& layer_id);
+    /// Takes the object out of its layer and its redirection; false when in no layer.
+    bool remove_object(SceneObject* object);
+    SceneObject* get_object(const std::string& id) const;
+    /// Re-sorts the layer's objects by z; objects of equal z may change order (the sort
+    /// is deliberately not stable).
+    void sort_layer(const std::string& layer_id);
+
+    void add_listener(SceneListener* listener);
+    void remove_listener(SceneListener* listener);
+    /// Adds a script object with hook methods, wrapped in a SceneListenerPython.
+    void add_script_listener(PyObject* object);
+    /// Removes what add_script_listener added for that object; false when none.
+    bool remove_script_listener(PyObject* object);
+
+    /// From now on, everything drawn before `object` in a frame goes into `framebuffer`,
+    /// and `object` itself into the next target. Objects in no common layer get none.
+    void register_framebuffer(SceneObject* object, Framebuffer* framebuffer);
+
+    void update(float dt);
+    void render();
+    void render_layer(const std::string& layer_id);
+    void begin_frame();
+    /// Binds and clears the framebuffer of the first visible redirected object.
+    void bind_framebuffer();
+    /// Draws into the window again; a framebuffer still bound is reported, unbound and
+    /// its picture drawn to the window.
+    void end_frame();
+
+    core::Matrix get_layer_transform(int flags, const core::Vector<float>& position) const;
+    core::Matrix get_layer_transform(const std::string& layer_id, const core::Vector<float>& position) const;
+    void load_layer_transform(int flags, const core::Vector<float>& position) const;
+    void load_layer_transform(const std::string& layer_id, const core::Vector<float>& position) const;
+
+    static void define_interface();
+
+private:
+    struct Redirection {
+        SceneObject* object;       // non-owning: the object leaves on destruction
+        Framebuffer* framebuffer;  // one reference held
+    };
+    friend class SceneObject;  // leaves its layer without a release when destroyed
+    class Pass;                // marks a frame pass during which removals defer their release
+
+    void render_layer(SceneLayer& layer);
+    void erase_redirection(SceneObject* object);
+    bool take_object(SceneObject* object, bool release);
+    void release_later(const core::Object* object);
+    template <class Hook>
+    void notify(Hook hook);
+
+    core::Vector<float> scale_{1.0f, 1.0f};                             // global scene scale
+    std::vector<SceneLayer*> layers_;                                   // drawing order, one reference each
+    std::set<SceneListener*> listeners_;                                // by pointer, one reference each
+    std::map<PyObject*, std::unique_ptr<SceneListener>> script_listeners_;  // adapters we own
+    std::vector<Redirection> redirections_;                             // drawing order of their objects
+    std::size_t cursor_ = 0;                                            // next redirection to switch at
+    int passes_ = 0;                                                    // frame passes under way
+    std::vector<const core::Object*> deferred_;                         // released when the pass ends
+    std::vector<SceneListener*> listener_snapshot_;                     // reused by every notification
+    std::vector<std::unique_ptr<SceneListener>> retired_listeners_;     // removed adapters, freed after the pass
+};
+
+}  // namespace engine::graphics

@@ -1,0 +1,83 @@
+#pragma once
+
+#include "engine/graphics/Transform.h"
+
+#include <map>
+#include <string>
+
+namespace engine::graphics {
+
+class SceneObjectAnimator;
+
+/// Base of everything a scene draws: a transform with an id in the global registry,
+/// a layer, a depth (z) within the layer, a visibility flag, per-object scale flags
+/// and named animators. Subclasses step in `on_update` and draw in `on_render` (which
+/// loads its own world transform); script subclasses override "OnAdd", "OnRemove",
+/// "OnUpdate" and "OnRender".
+class SceneObject : public Transform {
+public:
+    SceneObject() = default;
+    SceneObject(const SceneObject&) = delete;
+    SceneObject& operator=(const SceneObject&) = delete;
+    /// Leaves the registry, releases its animators and leaves its layer.
+    ~SceneObject() override;
+
+    /// Registers the object under `id`, replacing whatever object held that id (the
+    /// displaced one keeps its id but is no longer found). An empty id unregisters.
+    void set_id(const std::string& id);
+    const std::string& get_id() const { return id_; }
+    /// The registered object of that id, or null.
+    static SceneObject* get_object(const std::string& id);
+
+    bool is_visible() const { return visible_; }
+    void set_visibility(bool visible) { visible_ = visible; }
+
+    float get_z() const { return z_; }
+    /// Re-sorts the object's layer when the value changes.
+    void set_z(float z);
+
+    /// A ScaleFlag combination, or -1: the layer's flags apply.
+    int get_scale_flags() const { return scale_flags_; }
+    void set_scale_flags(int flags) { scale_flags_ = flags; }
+
+    const std::string& get_layer() const { return layer_; }
+    /// Moves the object into the current scene's layer of that id; a missing layer
+    /// leaves it where it was.
+    void set_layer(const std::string& layer_id);
+
+    /// Replaces any animator of that name; the object holds one reference to it.
+    void add_animator(const std::string& name, SceneObjectAnimator* animator);
+    SceneObjectAnimator* get_animator(const std::string& name) const;
+    void remove_animator(const std::string& name);
+    /// Removes the first entry, in name order, holding this animator.
+    void remove_animator(SceneObjectAnimator* animator);
+    bool any_animators() const { return !animators_.empty(); }
+    const std::map<std::string, SceneObjectAnimator*>& get_animators() const { return animators_; }
+
+    /// One frame: the animators in name order (from a snapshot, so they may remove
+    /// themselves or each other), then `on_update`.
+    void update(float dt);
+    /// Draws the object unless it is invisible, under its layer matrix when asked.
+    void render(bool apply_layer_transform);
+
+    /// Hooks, called by the scene; they do nothing here.
+    virtual void on_add(const std::string& layer_id);
+    virtual void on_remove(const std::string& layer_id);
+    virtual void on_update(float dt);
+    virtual void on_render();
+
+    static void define_interface();
+
+private:
+    friend class Scene;
+    void step_animators(float dt);
+
+    std::string id_;                                        // name in the global registry
+    bool visible_ = true;                                   // drawn and redirected when true
+    std::string layer_;                                     // id of the holding layer
+    float z_ = 0.0f;                                        // depth within the layer
+    int scale_flags_ = -1;                                  // -1: the layer's flags
+    std::map<std::string, SceneObjectAnimator*> animators_;  // one reference each
+};
+
+}  // namespace engine::graphics

@@ -1,0 +1,46 @@
+#pragma once
+
+#include "engine/core/Object.h"
+
+namespace engine::graphics {
+
+class SceneObject;
+
+/// Base of the small objects that animate one scene object a little every frame. A
+/// scene object keeps its animators by name, holding one reference each
+/// (`SceneObject::add_animator`), and steps them in name order before its own update.
+/// An animator that is done calls `remove_animator(this)` on its object as its very
+/// last action (the call may destroy it).
+class SceneObjectAnimator : public core::Object {
+public:
+    SceneObjectAnimator() = default;
+    ~SceneObjectAnimator() override = default;
+
+    /// One step: waits out the delay first, then steps by the part of `dt` past it.
+    void update(float dt);
+
+    /// The animated object (non-owning; null before it is added and after the object
+    /// is destroyed).
+    void set_object(SceneObject* object) { object_ = object; }
+    SceneObject* get_object() const { return object_; }
+
+    /// Seconds still to wait before the first step.
+    float get_delay() const { return delay_; }
+    void set_delay(float delay) { delay_ = delay; }
+
+    static void define_interface();
+
+protected:
+    /// The per-step work of each animator. Concrete animators do nothing while they
+    /// have no object.
+    virtual void on_update(float dt) = 0;
+
+    /// The finish protocol: removes this animator from its object, which may destroy
+    /// it. Call it as the very last action of a step and touch no member afterwards.
+    void finish();
+
+    SceneObject* object_ = nullptr;  // non-owning
+    float delay_ = 0.0f;             // seconds before the animator starts
+};
+
+}  // namespace engine::graphics

@@ -1,0 +1,34 @@
+#pragma once
+
+#include "engine/graphics/SceneObjectAnimator.h"
+
+namespace engine::graphics {
+
+/// Makes a sprite's alpha swing from `alpha_start` to `alpha_peak` and back once per
+/// `period` seconds, for ever (a script removes it). The sprite's colour is forced to
+/// white with that alpha on every step. On an object that is not a sprite it changes
+/// nothing, but its clock keeps running.
+///
+///     glow = SceneObjectAnimatorAlphaPulse(0.2, 1.0, 1.5)
+///     sprite.add_animator("glow", glow)
+class SceneObjectAnimatorAlphaPulse : public SceneObjectAnimator {
+public:
+    /// A zero period gives NaN alphas (not validated).
+    SceneObjectAnimatorAlphaPulse(float alpha_start, float alpha_peak, float period);
+
+    /// Seconds into the current period.
+    float get_time() const { return time_; }
+
+    static void define_interface();
+
+protected:
+    void on_update(float dt) override;
+
+private:
+    float alpha_start_;  // alpha at the start of each period
+    float alpha_peak_;   // alpha half way through each period
+    float time_ = 0.0f;  // seconds into the current period
+    float period_;       // seconds per pulse
+};
+
+}  // namespace engine::graphics

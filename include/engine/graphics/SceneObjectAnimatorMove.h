@@ -1,0 +1,36 @@
+#pragma once
+
+#include "engine/core/Vector.h"
+#include "engine/graphics/SceneObjectAnimator.h"
+
+namespace engine::graphics {
+
+/// Moves its object in a straight line from where it is at the first step to
+/// `target`, speeding up by `acceleration` per second up to `max_speed`, and removes
+/// itself on arrival. The object advances by its current speed on every step, not by
+/// speed times dt, so the distance covered per second depends on the frame rate.
+///
+///     ship.add_animator("go", SceneObjectAnimatorMove(Vector(400, 300), 60.0, 8.0))
+class SceneObjectAnimatorMove : public SceneObjectAnimator {
+public:
+    /// An acceleration of 0 never moves and never finishes (not validated).
+    SceneObjectAnimatorMove(const core::Vector<float>& target, float acceleration, float max_speed);
+
+    static void define_interface();
+
+protected:
+    void on_update(float dt) override;
+
+private:
+    core::Vector<float> start_;      // position at the first step
+    core::Vector<float> target_;     // where the move ends
+    core::Vector<float> direction_;  // unit vector from start to target
+    float travelled_ = 0.0f;         // distance covered so far
+    float distance_ = 0.0f;          // distance from start to target
+    float acceleration_;             // speed gained per second
+    float speed_ = 0.0f;             // units per step
+    float max_speed_;                // speed limit, units per step
+    bool started_ = false;           // the start has been captured
+};
+
+}  // namespace engine::graphics

@@ -1,0 +1,80 @@
+#pragma once
+
+#include "engine/core/Colour.h"
+#include "engine/graphics/DecoratorFade.h"
+#include "engine/graphics/SceneObject.h"
+
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace engine::graphics {
+
+class SpriteData;
+class Texture;
+
+/// A scene object that draws one textured rectangle described by a record of the
+/// sprite database: four corner colours, optional alpha stops across its width, and
+/// a queue of fades (uniform, or a dissolve through a transition texture when shader
+/// programs are available).
+///
+///     sprite_database.load("sprites.xml", "images")
+///     ship = Sprite("ship")          # origin, size, colour, layer from the record
+///     ship.fade(1, 0, 0, 2, Texture("dissolve.png"))
+class Sprite : public SceneObject, public DecoratorFade {
+public:
+    /// Takes the record `data_id` (one reference and one use, loading its texture on
+    /// its first use) and enters the record's layer; an unknown id gives a sprite that
+    /// draws nothing.
+    explicit Sprite(const std::string& data_id);
+    ~Sprite() override;
+
+    /// The record's id, empty without one.
+    std::string get_data_id() const;
+
+    const core::Vector<float>& get_origin() const { return origin_; }
+    void set_origin(const core::Vector<float>& origin) { origin_ = origin; }
+    const core::Vector<float>& get_dimensions() const { return dimensions_; }
+    void set_dimensions(const core::Vector<float>& dimensions) { dimensions_ = dimensions; }
+
+    /// Corner 0's colour.
+    const core::Colour& get_colour() const { return colours_[0]; }
+    /// Sets all four corners.
+    void set_colour(const core::Colour& colour);
+    /// Corners: 0 at -origin, 1 right of it, 2 opposite, 3 above corner 0. A corner
+    /// outside 0..3 reads as corner 0 and is not written.
+    const core::Colour& get_colour(int corner) const;
+    void set_colour(int corner, const core::Colour& colour);
+
+    /// The record's texture, or null.
+    Texture* get_texture() const;
+
+    /// Sets the alpha at `position` (0 at the left edge, 1 at the right); stops stay
+    /// sorted by position and a stop at an existing position replaces it.
+    void set_alpha_stop(float position, float alpha);
+    void clear_alpha_stops() { alpha_stops_.clear(); }
+    const std::vector<std::pair<float, float>>& get_alpha_stops() const { return alpha_stops_; }
+
+    /// A sprite's update is the scene object's frame step (which steps the fades).
+    using SceneObject::update;
+    void on_update(float dt) override;
+    void on_render() override;
+
+    static void define_interface();
+
+protected:
+    /// Keeps the faded alpha once the fade is gone.
+    void on_fade_end(const Fade& fade) override;
+
+private:
+    void draw_quad(float fade_alpha) const;
+    void draw_strip(float fade_alpha) const;
+
+    SpriteData* data_ = nullptr;                        // one reference and one use, or null
+    core::Vector<float> origin_;                        // pivot within the rectangle
+    core::Vector<float> dimensions_;                    // size of the rectangle
+    core::Colour colours_[4];                           // corner colours
+    std::vector<std::pair<float, float>> alpha_stops_;  // (position, alpha), sorted
+};
+
+}  // namespace engine::graphics

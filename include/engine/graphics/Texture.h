@@ -1,0 +1,63 @@
+#pragma once
+
+#include "engine/core/SharedObject.h"
+#include "engine/core/Vector.h"
+
+#include <string>
+
+struct _CGparameter;
+typedef struct _CGparameter* CGparameter;
+
+namespace engine::graphics {
+
+class TextureData;
+
+/// A handle to a shared picture in OpenGL. Handles made from the same path share one
+/// TextureData through the texture database, which loads the PNG (in the background
+/// when asked) and keeps it across a change of video mode. A file that cannot be
+/// read still gives a valid handle whose GL name is 0: it draws untextured.
+///
+///     Texture ship("ship.png");   // decoded on the loader thread
+///     ship.bind(0);               // waits for the decode if it is not done yet
+class Texture {
+public:
+    /// Shares the data of `path`, loaded in the background at the database's resolution.
+    explicit Texture(const std::string& path);
+    Texture(const std::string& path, bool asynchronous, bool force_full_resolution);
+    /// Uploads at once from the caller's bytes (rows top first, tightly packed) into a
+    /// private texture not entered in the database. `format` is the channel count:
+    /// 3 uploads as RGB, any other value as RGBA with that internal format.
+    Texture(const unsigned char* pixels, const core::Vector<int>& dimensions, unsigned int format);
+    /// Shares the other's data and copies its wrap mode.
+    Texture(const Texture& other);
+    Texture& operator=(const Texture& other);
+    virtual ~Texture();
+
+    /// Whether the handle holds data (even data whose load failed).
+    bool is_valid() const { return data_ != nullptr; }
+    const core::Vector<int>& get_dimensions() const;
+    /// The GL texture name, 0 while nothing is uploaded.
+    unsigned int get_name() const;
+    TextureData* get_data() const { return data_; }
+
+    /// A GL wrap mode (GL_CLAMP_TO_EDGE, GL_REPEAT, ...) applied at every bind, unchecked.
+    void set_wrap_mode(unsigned int mode) { wrap_mode_ = mode; }
+    unsigned int get_wrap_mode() const { return wrap_mode_; }
+
+    /// Binds to texture unit `unit` with mipmapped filtering and the wrap mode, waiting
+    /// for a pending load first; unit 0 stays the active unit afterwards.
+    void bind(int unit) const;
+    /// Hands the texture to a Cg sampler and sets the wrap mode on whatever texture the
+    /// active unit has bound (deliberately: it binds nothing itself).
+    void bind(CGparameter parameter) const;
+    /// Disables texturing on `unit` (below 1: on the active unit only).
+    static void unbind(int unit);
+
+    static void define_interface();
+
+private:
+    TextureData* data_ = nullptr;      // one reference held; null only without data
+    unsigned int wrap_mode_ = 0x812F;  // GL_CLAMP_TO_EDGE
+};
+
+}  // namespace engine::graphics

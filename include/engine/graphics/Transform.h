@@ -1,0 +1,109 @@
+#pragma once
+
+#include "engine/core/Matrix.h"
+#include "engine/core/Object.h"
+#include "engine/core/Vector.h"
+
+#include <vector>
+
+namespace engine::graphics {
+
+/// A node of a 2D transform hierarchy: position, rotation and scale relative to a
+/// parent, with lazily rebuilt local and world matrices, rotation limits and a bind
+/// pose. Parent and child links are non-owning: destroying a transform detaches it
+/// from its parent and detaches its children, which live on without a parent.
+///
+///     Transform arm, hand;
+///     arm.attach(&hand);
+///     hand.set_position({0, 40});   // the hand's world matrix now follows the arm
+class Transform : public core::Object {
+public:
+    /// The default rotation limits: the float nearest 3.14159, deliberately not pi,
+    /// so that a normalised angle of exactly pi is clamped to it.
+    static constexpr float kDefaultRotationLimit = 3.14159f;
+
+    Transform() = default;
+    /// Copies position, rotation, scale, limits, bind rotation and bind transform; the
+    /// copy has no children and, if the source has a parent, becomes its last sibling.
+    Transform(const Transform& other);
+    /// Copies position, rotation, bind rotation and limits only; scale, bind transform,
+    /// parent and children stay (deliberately asymmetric with the copy constructor).
+    Transform& operator=(const Transform& other);
+    /// Leaves the parent, and leaves every child parentless and marked dirty.
+    ~Transform() override;
+
+    const core::Vector<float>& get_local_position() const { return position_; }
+    float get_local_rotation() const { return rotation_; }
+    const core::Vector<float>& get_local_scale() const { return scale_; }
+
+    /// Setters do nothing when given the current value (one comparison, no flag touched).
+    void set_position(const core::Vector<float>& position);
+    void set_scale(const core::Vector<float>& scale);
+    /// Normalises the angle and clamps it to the rotation limits.
+    void set_rotation(float rotation);
+
+    /// Stores the limits only: the current rotation is clamped at the next
+    /// `set_rotation`, not now (deliberately).
+    void set_rotation_constraint(float min_rotation, float max_rotation);
+    float get_min_rotation() const { return min_rotation_; }
+    float get_max_rotation() const { return max_rotation_; }
+
+    /// Does not recompute the bind transform; call `generate_bind_transform`.
+    void set_bind_rotation(float rotation) { bind_rotation_ = rotation; }
+    float get_bind_rotation() const { return bind_rotation_; }
+    /// Rebuilds the inverse bind matrix from the parent's, which must be generated
+    /// already: callers go from the root down.
+    void generate_bind_transform();
+    const core::Matrix& get_bind_transform() const { return bind_transform_; }
+
+    /// The local matrix T(position) R(rotation) S(scale), rebuilt when stale.
+    const core::Matrix& get_local_transform() const;
+    /// World caches, rebuilt on demand by walking up to the nearest clean ancestor.
+    const core::Vector<float>& get_world_position() const;
+    float get_world_rotation() const;
+    const core::Matrix& get_world_transform() const;
+    /// Multiplies the current OpenGL matrix by the world transform.
+    void load_into_opengl() const;
+
+    Transform* get_parent() const { return parent_; }
+    const std::vector<Transform*>& get_children() const { return children_; }
+
+    /// Makes `child` the last child of this transform, taking it from any parent it has
+    /// (this one included). `child` must not be this transform or one of its ancestors.
+    void attach(Transform* child);
+    /// Removes `child` if it is a child of this transform; otherwise nothing.
+    void detach(Transform* child);
+
+    /// Whether the caches are stale (for tests and diagnostics).
+    bool is_local_dirty() const { return local_dirty_; }
+    bool is_world_dirty() const { return world_dirty_; }
+
+    static void define_interface();
+
+protected:
+    /// Marks this transform's and all descendants' world caches stale.
+    void dirty_transform();
+    float constrain_rotation(float angle) const;
+
+private:
+    void update_local() const;
+    void update_world() const;
+
+    core::Vector<float> position_;                  // local translation
+    float rotation_ = 0.0f;                         // local rotation, radians, within the limits
+    core::Vector<float> scale_{1.0f, 1.0f};         // local scale
+    mutable core::Matrix local_transform_;          // cache of the local matrix
+    mutable bool local_dirty_ = true;               // local cache stale
+    mutable core::Vector<float> world_position_;    // cache: world translation
+    mutable float world_rotation_ = 0.0f;           // cache: accumulated rotation
+    mutable core::Matrix world_transform_;          // cache of the world matrix
+    mutable bool world_dirty_ = true;               // world caches stale
+    float min_rotation_ = -kDefaultRotationLimit;   // lower rotation limit
+    float max_rotation_ = kDefaultRotationLimit;    // upper rotation limit
+    float bind_rotation_ = 0.0f;                    // rotation of the bind pose
+    core::Matrix bind_transform_;                   // inverse bind matrix
+    Transform* parent_ = nullptr;                   // non-owning
+    std::vector<Transform*> children_;              // non-owning, in order of attachment
+};
+
+}  // namespace engine::graphics

@@ -1,0 +1,88 @@
+#include "module/GraphicsWindowListener.h"
+
+#include "engine/graphics/Framebuffer.h"
+#include "engine/graphics/Module.h"
+#include "engine/graphics/Program.h"
+#include "engine/window/OpenGL.h"
+#include "engine/window/OpenGLEntryPoints.h"
+#include "engine/window/VideoMode.h"
+#include "engine/window/Window.h"
+
+#include <algorithm>
+
+namespace engine::graphics {
+
+namespace {
+window::Window* current_window = nullptr;  // where the module draws, non-owning
+bool vertex_buffer_objects = false;         // the current context supports them
+}  // namespace
+
+GraphicsWindowListener& window_listener() {
+    static GraphicsWindowListener listener;
+    return listener;
+}
+
+BufferRegistry& buffer_registry() {
+    static BufferRegistry registry;
+    return registry;
+}
+
+void BufferRegistry::remove(window::VertexBuffer* buffer) {
+    buffers_.erase(std::remove(buffers_.begin(), buffers_.end(), buffer), buffers_.end());
+}
+
+void BufferRegistry::release_all() {
+    for (window::VertexBuffer* buffer : buffers_) buffer->release();
+}
+
+void GraphicsWindowListener::on_create(window::Window*) {
+    context_open_ = true;
+    glClearColor(0.0f, 0.0f, 0.0f, 1.0f);
+    glEnableClientState(GL_VERTEX_ARRAY);
+    glEnableClientState(GL_TEXTURE_COORD_ARRAY);
+    glCullFace(GL_BACK);  // culling itself stays off
+    Program::on_context_created();
+    Framebuffer::create_all();
+    vertex_buffer_objects = window::is_opengl_extension_supported("GL_ARB_vertex_buffer_object");
+    window::VertexBuffer::set_buffer_objects_supported(vertex_buffer_objects);
+}
+
+void GraphicsWindowListener::on_destroy(window::Window*) {
+    context_open_ = false;
+    Program::on_context_destroyed();
+    Framebuffer::release_all();
+    buffer_registry().release_all();
+}
+
+void GraphicsWindowListener::on_resize(window::Window*, const core::Vector<int>& size) {
+    // The projection is left alone: scripts call set_ortho() again to follow the size.
+    if (context_open_) glViewport(0, 0, size.x, size.y);
+}
+
+void set_window(window::Window* window) {
+    if (current_window) window::Window::remove_listener(&window_listener());
+    current_window = window;
+    if (window) {
+        window::VertexBuffer::set_registry(&buffer_registry());
+        window::Window::add_listener(&window_listener());
+    }
+}
+
+window::Window* get_window() { return current_window; }
+
+void set_ortho() {
+    if (!current_window) return;
+    glEnable(GL_BLEND);
+    glBlendFunc(GL_SRC_ALPHA, GL_ONE_MINUS_SRC_ALPHA);
+    glMatrixMode(GL_PROJECTION);
+    glLoadIdentity();
+    const core::Vector<int>& size = current_window->get_video_mode()->get_resolution();
+    glOrtho(0.0, size.x, size.y, 0.0, -1.0, 1.0);
+    glMatrixMode(GL_MODELVIEW);
+    glLoadIdentity();
+}
+
+bool is_context_open() { return window_listener().is_context_open(); }
+bool are_vertex_buffer_objects_supported() { return vertex_buffer_objects; }
+
+}  // namespace engine::graphics

@@ -1,0 +1,131 @@
+#include "module/Bindings.h"
+
+#include "engine/graphics/Framebuffer.h"
+#include "engine/graphics/FramebufferDisplay.h"
+#include "engine/graphics/Module.h"
+#include "engine/graphics/Scene.h"
+#include "engine/graphics/SceneLayer.h"
+#include "engine/graphics/SceneListener.h"
+#include "engine/graphics/SceneObject.h"
+#include "engine/graphics/SceneObjectAnimator.h"
+#include "engine/graphics/SceneObjectAnimatorAlphaPulse.h"
+#include "engine/graphics/SceneObjectAnimatorMove.h"
+#include "engine/graphics/SceneObjectAnimatorMoveFixed.h"
+#include "engine/graphics/SceneObjectAnimatorMoveNewtonian.h"
+#include "engine/graphics/SceneObjectAnimatorMoveSmooth.h"
+#include "engine/graphics/SceneObjectAnimatorMoveSpline.h"
+#include "engine/graphics/SceneObjectAnimatorPulse.h"
+#include "engine/graphics/SceneObjectAnimatorRotate.h"
+#include "engine/graphics/SceneObjectAnimatorScale.h"
+#include "engine/graphics/SceneObjectAnimatorSlide.h"
+#include "engine/graphics/SceneObjectAnimatorSpriteFade.h"
+#include "engine/graphics/SceneObjectAnimatorSpriteWipe.h"
+#include "engine/graphics/Sprite.h"
+#include "engine/graphics/SpriteData.h"
+#include "engine/graphics/Texture.h"
+#include "engine/graphics/TextureDatabase.h"
+#include "engine/graphics/TextureLoader.h"
+#include "engine/graphics/Transform.h"
+#include "scene/SceneLayerProxy.h"
+#include "engine/window/Window.h"
+
+namespace engine::graphics {
+void define_sprite_proxy_interface();
+}
+
+namespace engine::graphics::python {
+
+namespace {
+
+// The script object of the current window, kept alive while it is set. A raw
+// reference, since the module state outlives the interpreter.
+PyObject* window_object = nullptr;
+
+void set_window_object(bp::object window) {
+    window::Window* native = nullptr;
+    if (!window.is_none()) {
+        bp::extract<window::Window*> get(window);
+        if (!get.check()) raise(PyExc_TypeError, "set_window() takes a libwindow.Window or None.");
+        native = get();
+    }
+    set_window(native);
+    Py_XINCREF(native ? window.ptr() : nullptr);
+    Py_XDECREF(window_object);
+    window_object = native ? window.ptr() : nullptr;
+}
+
+bp::object get_window_object() {
+    return window_object ? bp::object(bp::handle<>(bp::borrowed(window_object))) : bp::object();
+}
+
+// A singleton made through the factory, so that a script subclass registered under
+// the same name is used. A failure is printed, and the attribute is None.
+void create_singleton(const char* class_name, const char* attribute) {
+    PyObject* instance = core::Factory::new_object_raw(class_name, nullptr);
+    if (!instance || instance == Py_None) {
+        if (PyErr_Occurred()) PyErr_Print();
+        Py_XDECREF(instance);
+        bp::scope().attr(attribute) = bp::object();
+        return;
+    }
+    bp::scope().attr(attribute) = bp::object(bp::handle<>(instance));
+}
+
+// In dependency order: a base class always before the classes derived from it.
+void define_classes() {
+    Transform::define_interface();
+    SceneObject::define_interface();
+    define_sprite_proxy_interface();
+    Sprite::define_interface();
+    SpriteDatabase::define_interface();
+    SceneObjectAnimator::define_interface();
+    SceneObjectAnimatorAlphaPulse::define_interface();
+    SceneObjectAnimatorMove::define_interface();
+    SceneObjectAnimatorMoveFixed::define_interface();
+    SceneObjectAnimatorMoveNewtonian::define_interface();
+    SceneObjectAnimatorMoveSmooth::define_interface();
+    SceneObjectAnimatorMoveSpline::define_interface();
+    SceneObjectAnimatorPulse::define_interface();
+    SceneObjectAnimatorRotate::define_interface();
+    SceneObjectAnimatorScale::define_interface();
+    SceneObjectAnimatorSlide::define_interface();
+    SceneObjectAnimatorSpriteFade::define_interface();
+    SceneObjectAnimatorSpriteWipe::define_interface();
+    Scene::define_interface();
+    SceneLayer::define_interface();
+    SceneLayerProxy::define_interface();
+    SceneListener::define_interface();
+    Texture::define_interface();
+    TextureDatabase::define_interface();
+    TextureLoader::define_interface();
+    // Additions: render targets usable from scripts.
+    Framebuffer::define_interface();
+    FramebufferDisplay::define_interface();
+}
+
+void define_functions() {
+    bp::def("set_window", &set_window_object, bp::arg("window"));
+    bp::def("get_window", &get_window_object);
+    bp::def("set_ortho", &engine::graphics::set_ortho);
+}
+
+void create_singletons() {
+    create_singleton("Scene", "scene");
+    create_singleton("TextureDatabase", "texture_database");
+    create_singleton("TextureLoader", "texture_loader");
+}
+
+}  // namespace
+
+}  // namespace engine::graphics::python
+
+BOOST_PYTHON_MODULE(libgraphics) {
+    namespace bp = boost::python;
+    // The value types' converters and the Window class come from the sibling modules.
+    bp::import("libcore");
+    bp::import("libwindow");
+    using namespace engine::graphics::python;
+    define_classes();
+    define_functions();
+    create_singletons();
+}

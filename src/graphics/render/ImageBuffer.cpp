@@ -1,0 +1,127 @@
+#include "engine/graphics/TextureData.h"
+
+#include "engine/core/Log.h"
+#include "engine/core/PathDatabase.h"
+#include "engine/core/Stream.h"
+
+#include <png.h>
+
+#include <csetjmp>
+#include <cstdlib>
+#include <cstring>
+
+namespace engine::graphics {
+
+namespace {
+
+void read_from_stream(png_structp png, png_bytep data, png_size_t length) {
+    // A short read leaves the rest of the buffer as it was; libpng notices bad data.
+    static_cast<core::Stream*>(png_get_io_ptr(png))->read(data, length);
+}
+
+struct DecodeError {
+    char message[256] = "";
+};
+
+[[noreturn]] void on_error(png_structp png, png_const_charp message) {
+    auto* error = static_cast<DecodeError*>(png_get_error_ptr(png));
+    std::snprintf(error->message, sizeof error->message, "%s", message ? message : "unknown error");
+    png_longjmp(png, 1);
+}
+
+void on_warning(png_structp, png_const_charp) {}
+
+}  // namespace
+
+ImageBuffer::~ImageBuffer() {
+    if (owns_pixels) std::free(pixels);
+}
+
+std::unique_ptr<ImageBuffer> ImageBuffer::decode(const std::string& path, bool full_resolution) {
+    core::Stream* stream = core::PathDatabase::open(path);
+    if (!stream) return nullptr;
+
+    DecodeError error;
+    png_structp png = png_create_read_struct(PNG_LIBPNG_VER_STRING, &error, on_error, on_warning);
+    png_infop info = png ? png_create_info_struct(png) : nullptr;
+    if (!info) {
+        png_destroy_read_struct(png ? &png : nullptr, nullptr, nullptr);
+        delete stream;
+        return nullptr;
+    }
+
+    // Everything that must be freed after a longjmp lives in these.
+    unsigned char* volatile pixels = nullptr;
+    png_bytep* volatile rows = nullptr;
+    if (setjmp(png_jmpbuf(png))) {
+        core::Log::warning("graphics", "Cannot decode texture '%s': %s.", path.c_str(), error.message);
+        std::free(rows);
+        std::free(pixels);
+        png_destroy_read_struct(&png, &info, nullptr);
+        delete stream;
+        return nullptr;
+    }
+
+    png_set_read_fn(png, stream, read_from_stream);
+    png_read_info(png, info);
+    const int width = int(png_get_image_width(png, info));
+    const int height = int(png_get_image_height(png, info));
+
+    const int depth = png_get_bit_depth(png, info);
+    if (depth == 16) png_set_strip_16(png);
+    if (depth < 8) png_set_packing(png);
+
+    int channels = 0;
+    switch (png_get_color_type(png, info)) {
+        case PNG_COLOR_TYPE_RGB: channels = 3; break;
+        case PNG_COLOR_TYPE_RGB_ALPHA: channels = 4; break;
+        default:
+            // Grey and palette pictures are refused, not expanded: deliberate.
+            png_destroy_read_struct(&png, &info, nullptr);
+            delete stream;
+            return nullptr;
+    }
+
+    png_set_interlace_handling(png);
+    png_read_update_info(png, info);
+    pixels = static_cast<unsigned char*>(std::malloc(std::size_t(width) * height * channels));
+    rows = static_cast<png_bytep*>(std::malloc(sizeof(png_bytep) * std::size_t(height)));
+    if (!pixels || !rows) png_error(png, "out of memory");
+    for (int y = 0; y < height; ++y) rows[y] = pixels + std::size_t(y) * png_get_rowbytes(png, info);
+    png_read_image(png, rows);
+    std::free(rows);
+    rows = nullptr;
+    png_read_end(png, nullptr);
+    png_destroy_read_struct(&png, &info, nullptr);
+    delete stream;
+
+    auto buffer = std::make_unique<ImageBuffer>();
+    buffer->pixels = pixels;
+    buffer->width = width;
+    buffer->height = height;
+    buffer->channels = channels;
+    if (!full_resolution) buffer->halve();
+    return buffer;
+}
+
+void ImageBuffer::halve() {
+    const int w = width / 2, h = height / 2;
+    auto* out = static_cast<unsigned char*>(std::malloc(std::size_t(w) * h * channels + 1));
+    const std::size_t row = std::size_t(width) * channels;
+    for (int y = 0; y < h; ++y) {
+        for (int x = 0; x < w; ++x) {
+            for (int c = 0; c < channels; ++c) {
+                const unsigned char* a = pixels + std::size_t(2 * y) * row + std::size_t(2 * x) * channels + c;
+                const unsigned sum = a[0] + a[channels] + a[row] + a[row + channels];
+                out[(std::size_t(y) * w + x) * channels + c] = static_cast<unsigned char>(sum >> 2);
+            }
+        }
+    }
+    if (owns_pixels) std::free(pixels);
+    pixels = out;
+    owns_pixels = true;
+    width = w;
+    height = h;
+}
+
+}  // namespace engine::graphics

@@ -1,0 +1,254 @@
+#include "engine/graphics/Sprite.h"
+
+#include "engine/graphics/Program.h"
+#include "engine/graphics/SpriteData.h"
+#include "engine/graphics/Texture.h"
+
+#include <GL/gl.h>
+
+#include <algorithm>
+#include <vector>
+
+namespace engine::graphics {
+
+using core::Colour;
+using core::Vector;
+
+namespace {
+
+// The sprite program, compiled for both profiles from one source.
+const char* const kSpriteSource =
+    "#include \"Transition.cgh\"\n"
+    "\n"
+    "\n"
+    "struct vertex_input\n"
+    "{\n"
+    "float2 position : POSITION;\n"
+    "float4 colour : COLOR0;\n"
+    "float2 texcoord : TEXCOORD0;\n"
+    "};\n"
+    "\n"
+    "struct vertex_output\n"
+    "{\n"
+    "float4 position : POSITION;\n"
+    "float4 colour : COLOR0;\n"
+    "float2 diffuse_texcoord : TEXCOORD0;\n"
+    "float2 transition_texcoord : TEXCOORD1;\n"
+    "};\n"
+    "\n"
+    "vertex_output vp_main(vertex_input vertex,\n"
+    "uniform float4x4 mvp : state.matrix.mvp)\n"
+    "{\n"
+    "vertex_output result;\n"
+    "\n"
+    "result.position = mul(mvp, float4(vertex.position, 0, 1));\n"
+    "result.colour = vertex.colour;\n"
+    "result.diffuse_texcoord = vertex.texcoord;\n"
+    "result.transition_texcoord = float2(result.position) * 0.5 + 0.5;\n"
+    "\n"
+    "return result;\n"
+    "}\n"
+    "\n"
+    "\n"
+    "struct fragment_input\n"
+    "{\n"
+    "float4 colour : COLOR0;\n"
+    "float2 diffuse_texcoord : TEXCOORD0;\n"
+    "float2 transition_texcoord : TEXCOORD1;\n"
+    "};\n"
+    "\n"
+    "float4 fp_main(fragment_input fragment,\n"
+    "uniform float3 transition,\n"
+    "uniform sampler2D diffuse_texture,\n"
+    "uniform sampler2D transition_texture) : COLOR0\n"
+    "{\n"
+    "float4 colour = tex2D(diffuse_texture, fragment.diffuse_texcoord) * fragment.colour;\n"
+    "colour.a *= transition_alpha(transition_texture, fragment.transition_texcoord, transition.x, transition.y, "
+    "transition.z);\n"
+    "\n"
+    "return colour;\n"
+    "}\n";
+
+struct SpritePrograms {
+    VertexProgram vertex;
+    FragmentProgram fragment;
+};
+
+// Compiled once per process, at the first dissolve; a failed attempt is not repeated.
+// Never destroyed: programs go with the Cg context.
+SpritePrograms* sprite_programs() {
+    static bool tried = false;
+    static SpritePrograms* programs = nullptr;
+    if (!tried) {
+        tried = true;
+        auto* made = new SpritePrograms;
+        if (made->vertex.set_source(kSpriteSource, "vp_main") && made->fragment.set_source(kSpriteSource, "fp_main"))
+            programs = made;
+        else
+            delete made;
+    }
+    return programs;
+}
+
+struct Vertex {
+    float position[2];
+    Colour colour;
+    float texcoord[2];
+};
+
+// Vertices of the sprite being drawn; reused, so drawing allocates nothing once grown.
+std::vector<Vertex>& scratch() {
+    static std::vector<Vertex> vertices;
+    return vertices;
+}
+
+void draw(const std::vector<Vertex>& vertices, GLenum mode) {
+    const GLsizei stride = sizeof(Vertex);
+    glEnableClientState(GL_VERTEX_ARRAY);
+    glEnableClientState(GL_TEXTURE_COORD_ARRAY);
+    glEnableClientState(GL_COLOR_ARRAY);
+    glVertexPointer(2, GL_FLOAT, stride, vertices[0].position);
+    glColorPointer(4, GL_FLOAT, stride, static_cast<const float*>(vertices[0].colour));
+    glTexCoordPointer(2, GL_FLOAT, stride, vertices[0].texcoord);
+    glDrawArrays(mode, 0, GLsizei(vertices.size()));
+    glDisableClientState(GL_COLOR_ARRAY);
+}
+
+Colour with_alpha_factor(Colour c, float factor) {
+    c.a *= factor;
+    return c;
+}
+
+}  // namespace
+
+Sprite::Sprite(const std::string& data_id) : data_(SpriteDatabase::acquire(data_id)) {
+    if (!data_) return;  // the colours stay white, origin and dimensions zero
+    data_->add_use();
+    origin_ = data_->origin;
+    dimensions_ = data_->dimensions;
+    set_colour(data_->colour);
+    set_layer(data_->layer);  // a missing layer leaves the sprite in none
+    set_scale_flags(data_->scale_flags);
+}
+
+Sprite::~Sprite() {
+    if (!data_) return;
+    data_->remove_use();
+    data_->dec_ref();
+}
+
+std::string Sprite::get_data_id() const { return data_ ? data_->id : std::string(); }
+
+void Sprite::set_colour(const Colour& colour) {
+    for (Colour& c : colours_) c = colour;
+}
+
+const Colour& Sprite::get_colour(int corner) const {
+    return corner >= 0 && corner < 4 ? colours_[corner] : colours_[0];
+}
+
+void Sprite::set_colour(int corner, const Colour& colour) {
+    if (corner >= 0 && corner < 4) colours_[corner] = colour;
+}
+
+Texture* Sprite::get_texture() const { return data_ ? data_->get_texture() : nullptr; }
+
+void Sprite::set_alpha_stop(float position, float alpha) {
+    auto at = std::find_if(alpha_stops_.begin(), alpha_stops_.end(),
+                           [&](const std::pair<float, float>& stop) { return stop.first >= position; });
+    if (at != alpha_stops_.end() && at->first == position)
+        at->second = alpha;
+    else
+        alpha_stops_.insert(at, {position, alpha});
+}
+
+void Sprite::on_update(float dt) { DecoratorFade::update(dt); }
+
+void Sprite::on_fade_end(const Fade& fade) {
+    // The faded alpha stays once the fade is gone.
+    for (Colour& c : colours_) c.a = fade.to;
+}
+
+void Sprite::on_render() {
+    if (!data_) return;
+    Texture* texture = data_->get_texture();
+    float fade_alpha = 1.0f;
+    SpritePrograms* programs = nullptr;
+    if (const Fade* fade = get_fade()) {
+        SpritePrograms* compiled = sprite_programs();
+        if (compiled && fade->transition_texture && fade->transition_texture->is_valid()) {
+            programs = compiled;
+            programs->vertex.bind();
+            programs->fragment.bind();
+            const float transition[3] = {2.0f * fade->progress - 1.0f, fade->from, fade->to};
+            programs->fragment.set_parameter("transition", transition, 3);
+            if (texture) programs->fragment.set_texture("diffuse_texture", *texture);
+            programs->fragment.set_texture("transition_texture", *fade->transition_texture);
+        } else {
+            fade_alpha = (1.0f - fade->progress) * fade->from + fade->progress * fade->to;
+        }
+    }
+    if (!programs) {
+        if (texture)
+            texture->bind(0);
+        else
+            glDisable(GL_TEXTURE_2D);
+    }
+
+    const bool strip = alpha_stops_.size() >= 2 && alpha_stops_.front().first <= 0.0f &&
+                       alpha_stops_.back().first >= 1.0f;
+    if (strip)
+        draw_strip(fade_alpha);
+    else
+        draw_quad(fade_alpha);
+
+    if (programs) {
+        programs->vertex.unbind();
+        programs->fragment.unbind();
+    }
+    glDisable(GL_TEXTURE_2D);  // what is drawn next chooses its own texture
+}
+
+void Sprite::draw_quad(float fade_alpha) const {
+    const core::Matrix& world = get_world_transform();
+    const float left = -origin_.x, bottom = -origin_.y;
+    const float right = dimensions_.x - origin_.x, top = dimensions_.y - origin_.y;
+    const Vector<float>& tl = data_->top_left;
+    const Vector<float>& br = data_->bottom_right;
+    auto vertex = [&](float x, float y, int corner, float u, float v) {
+        const Vector<float> p = Vector<float>(x, y) * world;
+        return Vertex{{p.x, p.y}, with_alpha_factor(colours_[corner], fade_alpha), {u, v}};
+    };
+    std::vector<Vertex>& vertices = scratch();
+    vertices.clear();
+    vertices.push_back(vertex(left, bottom, 0, tl.x, tl.y));
+    vertices.push_back(vertex(right, bottom, 1, br.x, tl.y));
+    vertices.push_back(vertex(right, top, 2, br.x, br.y));
+    vertices.push_back(vertex(left, top, 3, tl.x, br.y));
+    draw(vertices, GL_QUADS);
+}
+
+void Sprite::draw_strip(float fade_alpha) const {
+    const core::Matrix& world = get_world_transform();
+    const float left = -origin_.x, bottom = -origin_.y;
+    const float right = dimensions_.x - origin_.x, top = dimensions_.y - origin_.y;
+    const Vector<float>& tl = data_->top_left;
+    const Vector<float>& br = data_->bottom_right;
+    std::vector<Vertex>& vertices = scratch();
+    vertices.clear();
+    for (const auto& [p, alpha] : alpha_stops_) {
+        const float x = left * (1.0f - p) + right * p;
+        const float u = tl.x * (1.0f - p) + br.x * p;
+        const Vector<float> upper = Vector<float>(x, top) * world;
+        const Vector<float> lower = Vector<float>(x, bottom) * world;
+        Colour upper_colour = colours_[2] * p + colours_[3] * (1.0f - p);
+        upper_colour.a *= alpha * fade_alpha;
+        Colour lower_colour = colours_[0] * (1.0f - p) + colours_[1] * p;
+        lower_colour.a *= alpha;  // the lower row deliberately does not take the fade
+        vertices.push_back(Vertex{{upper.x, upper.y}, upper_colour, {u, br.y}});
+        vertices.push_back(Vertex{{lower.x, lower.y}, lower_colour, {u, tl.y}});
+    }
+    draw(vertices, GL_TRIANGLE_STRIP);
+}
+
+}  // namespace engine::graphics

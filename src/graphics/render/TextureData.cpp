@@ -1,0 +1,104 @@
+#include "engine/graphics/TextureData.h"
+
+#include "engine/core/Log.h"
+#include "engine/graphics/TextureDatabase.h"
+#include "engine/graphics/TextureLoader.h"
+#include "engine/window/Window.h"
+
+#include <GL/gl.h>
+#include <GL/glext.h>
+
+#include <thread>
+
+namespace engine::graphics {
+
+namespace {
+
+// Textures follow the window's context itself (not the graphics module's listener,
+// which may hear of a new context after the texture database does).
+bool has_context() { return window::Window::get_current() != nullptr; }
+
+// A new GL texture holding the picture, or 0 for an empty one.
+unsigned int upload(const ImageBuffer& buffer) {
+    if (!buffer.pixels || !buffer.channels || !buffer.width || !buffer.height) return 0;
+    GLuint name = 0;
+    glGenTextures(1, &name);
+    glBindTexture(GL_TEXTURE_2D, name);
+    glPixelStorei(GL_UNPACK_ALIGNMENT, 1);  // rows are tightly packed
+    // Before the image, so that the driver builds the mipmap chain.
+    glTexParameteri(GL_TEXTURE_2D, GL_GENERATE_MIPMAP, 1);
+    // The internal format is the bare component count.
+    glTexImage2D(GL_TEXTURE_2D, 0, GLint(buffer.channels), buffer.width, buffer.height, 0,
+                 buffer.channels == 3 ? GL_RGB : GL_RGBA, GL_UNSIGNED_BYTE, buffer.pixels);
+    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, GL_LINEAR_MIPMAP_LINEAR);
+    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER, GL_LINEAR);
+    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_S, GL_REPEAT);
+    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_T, GL_REPEAT);
+    return name;
+}
+
+}  // namespace
+
+TextureData::~TextureData() {
+    if (!path_.empty()) {
+        core::Log::info("graphics", "Releasing texture '%s'.", path_.c_str());
+        TextureDatabase::remove(path_);
+    }
+    delete_texture();
+}
+
+void TextureData::load(const std::string& path, bool asynchronous, bool full_resolution) {
+    core::Log::info("graphics", "Loading texture from '%s' %s.", path.c_str(),
+                    asynchronous ? "asynchronously" : "synchronously");
+    path_ = path;
+    full_resolution_ = full_resolution;
+    if (asynchronous && TextureLoader::is_running()) {
+        pending_ = true;
+        TextureLoader::enqueue(this);
+        return;
+    }
+    pending_ = false;
+    std::unique_ptr<ImageBuffer> buffer = ImageBuffer::decode(path_, full_resolution_);
+    if (buffer) accept(buffer.get());
+}
+
+void TextureData::reload() {
+    if (path_.empty()) return;
+    core::Log::info("graphics", "Loading texture from '%s' %s.", path_.c_str(), "synchronously");
+    pending_ = false;
+    std::unique_ptr<ImageBuffer> buffer = ImageBuffer::decode(path_, full_resolution_);
+    if (buffer) accept(buffer.get());
+}
+
+void TextureData::delete_texture() {
+    if (name_ && has_context()) glDeleteTextures(1, &name_);
+    name_ = 0;
+    dimensions_ = {};
+}
+
+bool TextureData::accept(const ImageBuffer* buffer) {
+    pending_ = false;
+    delete_texture();
+    if (buffer && has_context()) {
+        name_ = upload(*buffer);
+        if (name_) dimensions_ = {buffer->width, buffer->height};
+    }
+    return name_ != 0;
+}
+
+void TextureData::wait() const {
+    if (!pending_) return;
+    core::Log::info("graphics", "Waiting on texture '%s'.", path_.c_str());
+    while (pending_) {
+        TextureLoader::process_results();
+        if (!pending_) break;
+        if (!TextureLoader::is_running()) {
+            // Nobody will decode it any more: load it here rather than wait forever.
+            const_cast<TextureData*>(this)->reload();
+            break;
+        }
+        std::this_thread::yield();
+    }
+}
+
+}  // namespace engine::graphics

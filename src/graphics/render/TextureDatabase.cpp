@@ -1,0 +1,83 @@
+#include "engine/graphics/TextureDatabase.h"
+
+#include "engine/graphics/TextureData.h"
+#include "engine/graphics/TextureLoader.h"
+#include "engine/window/Window.h"
+
+#include <map>
+
+namespace engine::graphics {
+
+namespace {
+
+// Process-wide: one table, one switch, one live database.
+std::map<std::string, TextureData*> table;  // one reference per entry
+bool full_resolution = true;
+TextureDatabase* instance = nullptr;
+
+}  // namespace
+
+TextureDatabase::TextureDatabase() {
+    instance = this;
+    window::Window::add_listener(this);
+}
+
+TextureDatabase::~TextureDatabase() {
+    if (instance != this) return;
+    window::Window::remove_listener(this);
+    // Emptied first: each data leaves the table by name while being destroyed.
+    std::map<std::string, TextureData*> entries;
+    entries.swap(table);
+    for (auto& [path, data] : entries) data->dec_ref();
+    instance = nullptr;
+}
+
+TextureData* TextureDatabase::acquire(const std::string& path, bool asynchronous, bool force_full_resolution) {
+    auto it = table.find(path);
+    if (it != table.end()) {
+        it->second->inc_ref();
+        return it->second;
+    }
+    auto* data = new TextureData;
+    data->inc_ref();  // the table's
+    table[path] = data;
+    data->load(path, asynchronous, full_resolution || force_full_resolution);
+    data->inc_ref();  // the caller's
+    return data;
+}
+
+void TextureDatabase::remove(const std::string& path) { table.erase(path); }
+
+void TextureDatabase::purge() {
+    if (TextureLoader::is_loading()) return;
+    for (auto it = table.begin(); it != table.end();) {
+        TextureData* data = it->second;
+        if (data->get_ref_count() == 1) {
+            it = table.erase(it);
+            data->dec_ref();
+        } else {
+            ++it;
+        }
+    }
+}
+
+void TextureDatabase::reload() {
+    for (auto& [path, data] : table) {
+        data->delete_texture();
+        data->reload();
+    }
+}
+
+bool TextureDatabase::is_full_resolution() { return full_resolution; }
+void TextureDatabase::set_full_resolution(bool value) { full_resolution = value; }
+std::size_t TextureDatabase::size() { return table.size(); }
+
+void TextureDatabase::on_create(window::Window*) {
+    for (auto& [path, data] : table) data->reload();
+}
+
+void TextureDatabase::on_destroy(window::Window*) {
+    for (auto& [path, data] : table) data->delete_texture();
+}
+
+}  // namespace engine::graphics

@@ -1,0 +1,88 @@
+#include "module/Bindings.h"
+
+#include "engine/graphics/Texture.h"
+#include "engine/graphics/TextureDatabase.h"
+#include "engine/graphics/TextureLoader.h"
+
+namespace engine::graphics {
+
+namespace bp = python::bp;
+
+namespace script {
+namespace {
+
+// The bytes of a script's buffer object (bytes, bytearray, memoryview), held for the
+// length of one expression and checked against the picture they must fill.
+class BytesView {
+public:
+    BytesView(const bp::object& pixels, const core::Vector<int>& dimensions, unsigned int format) {
+        if (PyObject_GetBuffer(pixels.ptr(), &view_, PyBUF_SIMPLE) != 0) bp::throw_error_already_set();
+        const long long needed = (long long)dimensions.x * dimensions.y * (format == 3 ? 3 : 4);
+        if (dimensions.x < 0 || dimensions.y < 0 || view_.len < needed) {
+            PyBuffer_Release(&view_);
+            python::raise(PyExc_ValueError, "Fewer pixel bytes than the texture's dimensions need.");
+        }
+    }
+    BytesView(const BytesView&) = delete;
+    BytesView& operator=(const BytesView&) = delete;
+    ~BytesView() { PyBuffer_Release(&view_); }
+
+    const unsigned char* data() const { return static_cast<const unsigned char*>(view_.buf); }
+
+private:
+    Py_buffer view_;
+};
+
+// The script side of a Texture handle.
+class TextureWrapper : public Texture {
+public:
+    TextureWrapper(PyObject*, const std::string& path) : Texture(path) {}
+    TextureWrapper(PyObject*, const std::string& path, bool asynchronous, bool force_full_resolution)
+        : Texture(path, asynchronous, force_full_resolution) {}
+    TextureWrapper(PyObject*, const bp::object& pixels, const core::Vector<int>& dimensions, unsigned int format)
+        : Texture(BytesView(pixels, dimensions, format).data(), dimensions, format) {}
+    TextureWrapper(PyObject*, const Texture& other) : Texture(other) {}
+};
+
+core::Vector<int> dimensions(const Texture& t) { return t.get_dimensions(); }
+
+}  // namespace
+}  // namespace script
+
+void Texture::define_interface() {
+    bp::object cls =
+        bp::class_<Texture, script::TextureWrapper>("Texture", bp::init<const std::string&>(bp::arg("path")))
+            .def(bp::init<const std::string&, bool, bool>(
+                (bp::arg("path"), bp::arg("asynchronous"), bp::arg("force_full_resolution"))))
+            .add_property("dimensions", &script::dimensions)
+            // Additions.
+            .add_property("gl_name", &Texture::get_name)
+            .add_property("wrap_mode", &Texture::get_wrap_mode, &Texture::set_wrap_mode)
+            .def(bp::init<const bp::object&, const core::Vector<int>&, unsigned int>(
+                (bp::arg("pixels"), bp::arg("dimensions"), bp::arg("format"))));
+    python::register_with_factory(cls, "Texture");
+}
+
+void TextureDatabase::define_interface() {
+    bp::object cls =
+        bp::class_<TextureDatabase, core::ObjectWrapper<TextureDatabase>, boost::noncopyable>("TextureDatabase",
+                                                                                                 bp::init<>())
+            .def("purge", &TextureDatabase::purge)
+            .def("reload", &TextureDatabase::reload)
+            .add_property("full_resolution", &TextureDatabase::is_full_resolution,
+                          +[](TextureDatabase&, bool value) { TextureDatabase::set_full_resolution(value); })
+            // Addition: how many textures the table holds.
+            .def("__len__", +[](const TextureDatabase&) { return TextureDatabase::size(); });
+    python::register_with_factory(cls, "TextureDatabase");
+}
+
+void TextureLoader::define_interface() {
+    // Named in lower case for scripts, unlike its factory name: kept as it is.
+    bp::object cls =
+        bp::class_<TextureLoader, core::ObjectWrapper<TextureLoader>, boost::noncopyable>("texture_loader",
+                                                                                             bp::init<>())
+            .add_property("loading", +[](const TextureLoader&) { return TextureLoader::is_loading(); });
+    python::register_with_factory(cls, "TextureLoader");
+}
+
+}  // namespace engine::graphics

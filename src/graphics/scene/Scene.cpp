@@ -1,0 +1,317 @@
+#include "engine/graphics/Scene.h"
+
+#include "engine/core/Log.h"
+#include "engine/graphics/Framebuffer.h"
+#include "engine/graphics/SceneLayer.h"
+#include "engine/graphics/SceneListener.h"
+#include "engine/graphics/SceneObject.h"
+#include "engine/window/OpenGL.h"
+
+#include <GL/gl.h>
+
+#include <algorithm>
+
+namespace engine::graphics {
+
+using core::Matrix;
+using core::Vector;
+
+namespace {
+Scene* current_scene = nullptr;  // the most recently constructed scene
+}  // namespace
+
+// While a pass is under way, whatever is removed is released only when it ends, so
+// that nothing the pass is still using can be destroyed under it.
+class Scene::Pass {
+public:
+    explicit Pass(Scene& scene) : scene_(scene) { ++scene_.passes_; }
+    Pass(const Pass&) = delete;
+    Pass& operator=(const Pass&) = delete;
+    ~Pass() {
+        if (--scene_.passes_ > 0) return;
+        while (!scene_.deferred_.empty()) {
+            const core::Object* object = scene_.deferred_.back();
+            scene_.deferred_.pop_back();
+            object->dec_ref();
+        }
+        scene_.retired_listeners_.clear();
+    }
+
+private:
+    Scene& scene_;
+};
+
+Scene::Scene() { current_scene = this; }
+
+Scene::~Scene() {
+    // Whichever scene is current, none is afterwards: deliberate, scenes are not stacked.
+    current_scene = nullptr;
+    std::vector<SceneLayer*> layers;
+    layers.swap(layers_);
+    for (SceneLayer* layer : layers) layer->dec_ref();
+    for (SceneListener* listener : listeners_) listener->dec_ref();
+    listeners_.clear();
+    for (const Redirection& r : redirections_) r.framebuffer->dec_ref();
+    for (const core::Object* object : deferred_) object->dec_ref();
+}
+
+Scene* Scene::get() { return current_scene; }
+
+void Scene::release_later(const core::Object* object) {
+    if (passes_ > 0)
+        deferred_.push_back(object);
+    else
+        object->dec_ref();
+}
+
+template <class Hook>
+void Scene::notify(Hook hook) {
+    // A snapshot, so that listeners may add or remove listeners while being told;
+    // one removed before its turn is skipped.
+    const std::size_t begin = listener_snapshot_.size();
+    listener_snapshot_.insert(listener_snapshot_.end(), listeners_.begin(), listeners_.end());
+    const std::size_t end = listener_snapshot_.size();
+    for (std::size_t i = begin; i < end; ++i) {
+        SceneListener* listener = listener_snapshot_[i];
+        if (listeners_.count(listener)) hook(*listener);
+    }
+    listener_snapshot_.resize(begin);
+}
+
+// Layers ---------------------------------------------------------------------------
+
+bool Scene::add_layer(SceneLayer* layer) {
+    if (get_layer(layer->get_id())) return false;
+    auto at = std::find_if(layers_.begin(), layers_.end(),
+                           [&](const SceneLayer* l) { return l->get_z() >= layer->get_z(); });
+    layers_.insert(at, layer);
+    layer->inc_ref();
+    return true;
+}
+
+SceneLayer* Scene::get_layer(const std::string& id) const {
+    for (SceneLayer* layer : layers_)
+        if (layer->get_id() == id) return layer;
+    return nullptr;
+}
+
+SceneLayer* Scene::get_layer(unsigned int index) const {
+    return index < layers_.size() ? layers_[index] : nullptr;
+}
+
+int Scene::get_layer_scale_flags(const std::string& id) const {
+    const SceneLayer* layer = get_layer(id);
+    return layer ? layer->get_scale_flags() : 0;
+}
+
+// Objects --------------------------------------------------------------------------
+
+bool Scene::add_object(SceneObject* object, const std::string& layer_id) {
+    SceneLayer* layer = get_layer(layer_id);
+    if (!layer) return false;
+    object->inc_ref();  // the new layer's reference, taken first so the move cannot destroy it
+    take_object(object, true);
+    auto& objects = layer->objects_;
+    auto at = std::find_if(objects.begin(), objects.end(),
+                           [&](const SceneObject* o) { return o->get_z() > object->get_z(); });
+    objects.insert(at, object);
+    object->layer_ = layer_id;
+    object->on_add(layer_id);
+    return true;
+}
+
+bool Scene::remove_object(SceneObject* object) { return take_object(object, true); }
+
+bool Scene::take_object(SceneObject* object, bool release) {
+    erase_redirection(object);
+    for (SceneLayer* layer : layers_) {
+        auto& objects = layer->objects_;
+        auto it = std::find(objects.begin(), objects.end(), object);
+        if (it == objects.end()) continue;
+        objects.erase(it);
+        if (release) {
+            object->layer_.clear();
+            object->on_remove(layer->get_id());
+            release_later(object);
+        }
+        return true;
+    }
+    return false;
+}
+
+SceneObject* Scene::get_object(const std::string& id) const { return SceneObject::get_object(id); }
+
+void Scene::sort_layer(const std::string& layer_id) {
+    SceneLayer* layer = get_layer(layer_id);
+    if (!layer) return;
+    // Deliberately unstable: objects of equal z may change places.
+    std::sort(layer->objects_.begin(), layer->objects_.end(),
+              [](const SceneObject* a, const SceneObject* b) { return a->get_z() < b->get_z(); });
+}
+
+// Listeners ------------------------------------------------------------------------
+
+void Scene::add_listener(SceneListener* listener) {
+    if (listeners_.insert(listener).second) listener->inc_ref();
+}
+
+void Scene::remove_listener(SceneListener* listener) {
+    if (listeners_.erase(listener)) release_later(listener);
+}
+
+void Scene::add_script_listener(PyObject* object) {
+    if (script_listeners_.count(object)) return;
+    auto adapter = std::make_unique<SceneListenerPython>(object);
+    listeners_.insert(adapter.get());
+    script_listeners_.emplace(object, std::move(adapter));
+}
+
+bool Scene::remove_script_listener(PyObject* object) {
+    auto it = script_listeners_.find(object);
+    if (it == script_listeners_.end()) return false;
+    listeners_.erase(it->second.get());
+    // It may be the listener being called right now: destroyed when the pass ends.
+    if (passes_ > 0) retired_listeners_.push_back(std::move(it->second));
+    script_listeners_.erase(it);
+    return true;
+}
+
+// Redirection ----------------------------------------------------------------------
+
+void Scene::register_framebuffer(SceneObject* object, Framebuffer* framebuffer) {
+    std::size_t cursor = 0;
+    for (const SceneLayer* layer : layers_) {
+        if (!layer->is_common()) continue;
+        for (SceneObject* walked : layer->get_objects()) {
+            if (cursor < redirections_.size() && redirections_[cursor].object == walked) ++cursor;
+            if (walked == object) {
+                framebuffer->inc_ref();
+                redirections_.insert(redirections_.begin() + std::ptrdiff_t(cursor), {object, framebuffer});
+                return;
+            }
+        }
+    }
+}
+
+void Scene::erase_redirection(SceneObject* object) {
+    auto it = std::find_if(redirections_.begin(), redirections_.end(),
+                           [&](const Redirection& r) { return r.object == object; });
+    if (it == redirections_.end()) return;
+    Framebuffer* framebuffer = it->framebuffer;
+    redirections_.erase(it);  // the cursor is deliberately not adjusted
+    release_later(framebuffer);
+}
+
+void Scene::begin_frame() { bind_framebuffer(); }
+
+void Scene::bind_framebuffer() {
+    cursor_ = 0;
+    while (cursor_ < redirections_.size() && !redirections_[cursor_].object->is_visible()) ++cursor_;
+    if (cursor_ == redirections_.size()) return;
+    redirections_[cursor_].framebuffer->bind_as_framebuffer();
+    glClear(GL_COLOR_BUFFER_BIT);
+}
+
+void Scene::end_frame() {
+    const Framebuffer* bound = Framebuffer::get_current_framebuffer();
+    if (!bound) return;
+    core::Log::warning("graphics", "Non-default framebuffer bound at Scene::end_frame().");
+    // Unbound first, then drawn to the window: the captured picture stays visible.
+    Framebuffer::unbind();
+    bound->render();
+}
+
+// Frame ----------------------------------------------------------------------------
+
+void Scene::update(float dt) {
+    Pass pass(*this);
+    notify([dt](SceneListener& l) { l.on_pre_update(dt); });
+    // Indexes, not iterators: objects may join or leave layers while being updated.
+    for (std::size_t l = 0; l < layers_.size(); ++l) {
+        const auto& objects = layers_[l]->get_objects();
+        for (std::size_t i = 0; i < objects.size(); ++i) objects[i]->update(dt);
+    }
+    notify([dt](SceneListener& l) { l.on_post_update(dt); });
+}
+
+void Scene::render() {
+    Pass pass(*this);
+    notify([](SceneListener& l) { l.on_pre_render(); });
+    for (std::size_t l = 0; l < layers_.size(); ++l)
+        if (layers_[l]->is_common()) render_layer(*layers_[l]);
+    notify([](SceneListener& l) { l.on_post_render(); });
+}
+
+void Scene::render_layer(const std::string& layer_id) {
+    SceneLayer* layer = get_layer(layer_id);
+    if (!layer) return;
+    Pass pass(*this);
+    render_layer(*layer);
+}
+
+void Scene::render_layer(SceneLayer& layer) {
+    const std::string& id = layer.get_id();
+    notify([&id](SceneListener& l) { l.on_pre_layer_render(id); });
+    const auto& objects = layer.get_objects();
+    for (std::size_t i = 0; i < objects.size(); ++i) {
+        SceneObject* object = objects[i];
+        if (cursor_ < redirections_.size() && redirections_[cursor_].object == object) {
+            // Everything drawn so far went into this object's framebuffer; the object
+            // itself goes into the next target.
+            const std::size_t next = cursor_ + 1;
+            if (next == redirections_.size())
+                Framebuffer::unbind();
+            else
+                redirections_[next].framebuffer->bind_as_framebuffer();
+            cursor_ = next;
+        }
+        object->render(true);
+    }
+    notify([&id](SceneListener& l) { l.on_post_layer_render(id); });
+}
+
+// Layer matrix ---------------------------------------------------------------------
+
+Matrix Scene::get_layer_transform(int flags, const Vector<float>& p) const {
+    const float sx = scale_.x, sy = scale_.y;
+    float s = 1.0f;
+    if (flags & SCALE_MIN)
+        s = std::min(sx, sy);
+    else if (flags & SCALE_MAX)
+        s = std::max(sx, sy);
+
+    Matrix m;
+    if (s != 1.0f) m.set_scale({s, s});
+    Vector<float> t;
+    if (flags & TRANSLATE) {
+        // With SCALE_MAX and sx <= sy there is deliberately no translation.
+        if ((flags & SCALE_MAX) && sy < sx) {
+            t = {0.0f, s * p.y * (sy - sx) / sx};
+        } else if (flags & SCALE_MIN) {
+            if (sx < sy)
+                t = {0.0f, s * p.y * (sy - sx) / sx};
+            else if (sy < sx)
+                t = {s * p.x * (sx - sy) / sy, 0.0f};
+        }
+    } else if (!(flags & TRANSLATE_UNIFORM)) {
+        // Scaled about the object's own position, which stays where it is.
+        t = {p.x * (1.0f - s), p.y * (1.0f - s)};
+    }
+    m.set_translation(t);
+    return m;
+}
+
+Matrix Scene::get_layer_transform(const std::string& layer_id, const Vector<float>& p) const {
+    return get_layer_transform(get_layer_scale_flags(layer_id), p);
+}
+
+void Scene::load_layer_transform(int flags, const Vector<float>& p) const {
+    const Matrix m = get_layer_transform(flags, p);
+    if (!m.is_identity()) window::load_into_opengl(m);  // multiplying by the identity changes nothing
+}
+
+void Scene::load_layer_transform(const std::string& layer_id, const Vector<float>& p) const {
+    load_layer_transform(get_layer_scale_flags(layer_id), p);
+}
+
+}  // namespace engine::graphics

@@ -1,0 +1,138 @@
+#include "engine/graphics/SceneObject.h"
+
+#include "engine/graphics/Scene.h"
+#include "engine/graphics/SceneObjectAnimator.h"
+
+#include <GL/gl.h>
+
+#include <vector>
+
+namespace engine::graphics {
+
+namespace {
+
+// The global id registry, shared by all scene objects.
+std::map<std::string, SceneObject*>& registry() {
+    static std::map<std::string, SceneObject*> objects;
+    return objects;
+}
+
+// Animators being stepped, for every object whose update is under way: each update
+// uses the range above where it started, so nested updates are fine and nothing is
+// allocated once the vector has grown.
+std::vector<SceneObjectAnimator*>& animator_snapshot() {
+    static std::vector<SceneObjectAnimator*> snapshot;
+    return snapshot;
+}
+
+}  // namespace
+
+SceneObject::~SceneObject() {
+    set_id(std::string());
+    for (auto& [name, animator] : animators_) {
+        animator->set_object(nullptr);  // the animator may outlive us
+        animator->dec_ref();
+    }
+    animators_.clear();
+    if (Scene* scene = Scene::get()) scene->take_object(this, false);
+}
+
+void SceneObject::set_id(const std::string& id) {
+    if (id == id_) return;
+    auto& objects = registry();
+    if (!id_.empty()) {
+        auto it = objects.find(id_);
+        if (it != objects.end() && it->second == this) objects.erase(it);
+    }
+    // The last object to take an id wins.
+    if (!id.empty()) objects[id] = this;
+    id_ = id;
+}
+
+SceneObject* SceneObject::get_object(const std::string& id) {
+    auto it = registry().find(id);
+    return it == registry().end() ? nullptr : it->second;
+}
+
+void SceneObject::set_z(float z) {
+    if (z == z_) return;
+    z_ = z;
+    if (Scene* scene = Scene::get()) scene->sort_layer(layer_);
+}
+
+void SceneObject::set_layer(const std::string& layer_id) {
+    if (layer_id == layer_) return;
+    Scene* scene = Scene::get();
+    if (scene && scene->add_object(this, layer_id)) layer_ = layer_id;
+}
+
+void SceneObject::add_animator(const std::string& name, SceneObjectAnimator* animator) {
+    remove_animator(name);
+    animator->inc_ref();
+    animator->set_object(this);
+    animators_[name] = animator;
+}
+
+SceneObjectAnimator* SceneObject::get_animator(const std::string& name) const {
+    auto it = animators_.find(name);
+    return it == animators_.end() ? nullptr : it->second;
+}
+
+void SceneObject::remove_animator(const std::string& name) {
+    auto it = animators_.find(name);
+    if (it == animators_.end()) return;
+    SceneObjectAnimator* animator = it->second;
+    animators_.erase(it);
+    animator->dec_ref();
+}
+
+void SceneObject::remove_animator(SceneObjectAnimator* animator) {
+    for (auto it = animators_.begin(); it != animators_.end(); ++it) {
+        if (it->second == animator) {
+            animators_.erase(it);
+            animator->dec_ref();
+            return;
+        }
+    }
+}
+
+void SceneObject::step_animators(float dt) {
+    auto& snapshot = animator_snapshot();
+    const std::size_t begin = snapshot.size();
+    // Each animator is kept alive until its turn, even if another one removes it.
+    for (auto& [name, animator] : animators_) {
+        animator->inc_ref();
+        snapshot.push_back(animator);
+    }
+    const std::size_t end = snapshot.size();
+    for (std::size_t i = begin; i < end; ++i) snapshot[i]->update(dt);
+    for (std::size_t i = begin; i < end; ++i) snapshot[i]->dec_ref();
+    snapshot.resize(begin);
+}
+
+void SceneObject::update(float dt) {
+    if (!animators_.empty()) step_animators(dt);
+    on_update(dt);
+}
+
+void SceneObject::render(bool apply_layer_transform) {
+    if (!visible_) return;
+    Scene* scene = apply_layer_transform ? Scene::get() : nullptr;
+    if (scene) {
+        glPushMatrix();
+        const core::Vector<float>& p = get_world_position();
+        if (scale_flags_ == -1)
+            scene->load_layer_transform(layer_, p);
+        else
+            scene->load_layer_transform(scale_flags_, p);
+    }
+    on_render();
+    if (scene) glPopMatrix();
+}
+
+void SceneObject::on_add(const std::string&) {}
+void SceneObject::on_remove(const std::string&) {}
+void SceneObject::on_update(float) {}
+void SceneObject::on_render() {}
+
+}  // namespace engine::graphics

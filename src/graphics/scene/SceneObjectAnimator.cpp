@@ -1,0 +1,24 @@
+#include "engine/graphics/SceneObjectAnimator.h"
+
+#include "engine/graphics/SceneObject.h"
+
+namespace engine::graphics {
+
+void SceneObjectAnimator::update(float dt) {
+    if (delay_ > 0.0f) {
+        delay_ -= dt;
+        if (delay_ > 0.0f) return;
+        const float past = -delay_;
+        delay_ = 0.0f;
+        on_update(past);
+        return;
+    }
+    on_update(dt);  // also for a NaN delay
+}
+
+void SceneObjectAnimator::finish() {
+    // The object may drop the last reference to us: nothing of ours is used after it.
+    object_->remove_animator(this);
+}
+
+}  // namespace engine::graphics

@@ -1,0 +1,160 @@
+#include "engine/graphics/Transform.h"
+
+#include "engine/core/Maths.h"
+#include "engine/window/OpenGL.h"
+
+#include <algorithm>
+
+namespace engine::graphics {
+
+using core::Matrix;
+using core::Vector;
+
+Transform::Transform(const Transform& other)
+    : core::Object(other),
+      position_(other.position_),
+      rotation_(other.rotation_),
+      scale_(other.scale_),
+      min_rotation_(other.min_rotation_),
+      max_rotation_(other.max_rotation_),
+      bind_rotation_(other.bind_rotation_),
+      bind_transform_(other.bind_transform_) {
+    if (other.parent_) other.parent_->attach(this);
+}
+
+Transform& Transform::operator=(const Transform& other) {
+    if (this == &other) return *this;
+    position_ = other.position_;
+    rotation_ = other.rotation_;
+    bind_rotation_ = other.bind_rotation_;
+    min_rotation_ = other.min_rotation_;
+    max_rotation_ = other.max_rotation_;
+    local_dirty_ = true;
+    dirty_transform();
+    return *this;
+}
+
+Transform::~Transform() {
+    if (parent_) parent_->detach(this);
+    while (!children_.empty()) detach(children_.back());
+}
+
+void Transform::set_position(const Vector<float>& position) {
+    if (position.x == position_.x && position.y == position_.y) return;
+    position_ = position;
+    local_dirty_ = true;
+    dirty_transform();
+}
+
+void Transform::set_scale(const Vector<float>& scale) {
+    if (scale.x == scale_.x && scale.y == scale_.y) return;
+    scale_ = scale;
+    local_dirty_ = true;
+    dirty_transform();
+}
+
+void Transform::set_rotation(float rotation) {
+    const float constrained = constrain_rotation(rotation);
+    if (constrained == rotation_) return;
+    rotation_ = constrained;
+    local_dirty_ = true;
+    dirty_transform();
+}
+
+void Transform::set_rotation_constraint(float min_rotation, float max_rotation) {
+    min_rotation_ = min_rotation;
+    max_rotation_ = max_rotation;
+}
+
+float Transform::constrain_rotation(float angle) const {
+    const float a = core::normalise_angle(angle);
+    if (a < min_rotation_) return min_rotation_;
+    if (a > max_rotation_) return max_rotation_;
+    return a;
+}
+
+void Transform::generate_bind_transform() {
+    if (parent_) {
+        bind_transform_ = Matrix(Vector<float>(), -bind_rotation_) * Matrix(-position_, 0.0f) *
+                          parent_->bind_transform_;
+    } else {
+        // The root's position is deliberately left out of its bind pose.
+        bind_transform_.set_translation(Vector<float>());
+        bind_transform_.set_rotation(-bind_rotation_);
+    }
+}
+
+void Transform::update_local() const {
+    if (!local_dirty_) return;
+    local_transform_.set_rotation(rotation_);
+    // Unit scale skips the multiplication on purpose: the matrix stays a pure rotation.
+    if (scale_.x != 1.0f || scale_.y != 1.0f) {
+        Matrix scale;
+        scale.set_scale(scale_);
+        local_transform_ = local_transform_ * scale;
+    }
+    local_transform_.set_translation(position_);
+    local_dirty_ = false;
+}
+
+void Transform::update_world() const {
+    if (!world_dirty_) return;
+    update_local();
+    if (!parent_) {
+        // A root's world rotation is its rotation as stored, not normalised again.
+        world_rotation_ = rotation_;
+        world_transform_ = local_transform_;
+        world_position_ = position_;
+    } else {
+        parent_->update_world();
+        world_transform_ = parent_->world_transform_ * local_transform_;
+        world_position_ = world_transform_.get_translation();
+        // A plain sum of angles, even under non-uniform scales: kept on purpose.
+        world_rotation_ = core::normalise_angle(parent_->world_rotation_ + rotation_);
+    }
+    world_dirty_ = false;
+}
+
+const Matrix& Transform::get_local_transform() const {
+    update_local();
+    return local_transform_;
+}
+
+const Vector<float>& Transform::get_world_position() const {
+    update_world();
+    return world_position_;
+}
+
+float Transform::get_world_rotation() const {
+    update_world();
+    return world_rotation_;
+}
+
+const Matrix& Transform::get_world_transform() const {
+    update_world();
+    return world_transform_;
+}
+
+void Transform::load_into_opengl() const { window::load_into_opengl(get_world_transform()); }
+
+void Transform::dirty_transform() {
+    // Always descends, even through transforms that were dirty already.
+    world_dirty_ = true;
+    for (Transform* child : children_) child->dirty_transform();
+}
+
+void Transform::attach(Transform* child) {
+    if (child->parent_) child->parent_->detach(child);
+    child->parent_ = this;
+    children_.push_back(child);
+    child->dirty_transform();
+}
+
+void Transform::detach(Transform* child) {
+    if (child->parent_ != this) return;
+    child->parent_ = nullptr;
+    children_.erase(std::find(children_.begin(), children_.end(), child));
+    child->dirty_transform();
+}
+
+}  // namespace engine::graphics

@@ -1,0 +1,79 @@
+#include "engine/window/VertexBuffer.h"
+
+#include "engine/window/OpenGLEntryPoints.h"
+#include "engine/window/Window.h"
+
+#include <algorithm>
+
+namespace engine::window {
+
+namespace {
+VertexBufferRegistry* registry = nullptr;  // not owned; installed by the graphics module
+bool buffer_objects_supported = false;     // off until told otherwise for a context
+
+// Buffer objects can be used: they are wanted, a context exists and GL has them.
+bool use_buffer_objects() {
+    return buffer_objects_supported && Window::get_current() && glBindBuffer && glGenBuffers && glBufferData;
+}
+}  // namespace
+
+VertexBuffer::VertexBuffer(std::size_t stride, std::size_t capacity, unsigned int usage)
+    : stride_(stride), capacity_(capacity), usage_(usage), data_(stride * capacity) {
+    if (registry) registry->add(this);
+}
+
+VertexBuffer::~VertexBuffer() {
+    release();
+    if (registry) registry->remove(this);
+}
+
+void* VertexBuffer::map(std::size_t count) {
+    if (count > capacity_) {
+        // Doubling keeps a slowly growing vertex count from reallocating every frame.
+        capacity_ = std::max(count, capacity_ * 2);
+        data_.resize(capacity_ * stride_);
+    }
+    count_ = count;
+    return data_.data();
+}
+
+void VertexBuffer::unmap() {
+    dirty_ = true;
+    if (use_buffer_objects()) upload();
+}
+
+const void* VertexBuffer::bind() {
+    if (use_buffer_objects()) {
+        if (dirty_ || name_ == 0)
+            upload();
+        else
+            glBindBuffer(GL_ARRAY_BUFFER, name_);
+        return nullptr;  // offset 0 into the bound buffer object
+    }
+    unbind();  // gl*Pointer must see client memory, not a buffer left bound
+    return data_.data();
+}
+
+void VertexBuffer::unbind() {
+    if (Window::get_current() && glBindBuffer) glBindBuffer(GL_ARRAY_BUFFER, 0);
+}
+
+void VertexBuffer::release() {
+    if (name_ != 0 && Window::get_current() && glDeleteBuffers) glDeleteBuffers(1, &name_);
+    name_ = 0;
+    dirty_ = true;
+}
+
+void VertexBuffer::set_registry(VertexBufferRegistry* new_registry) { registry = new_registry; }
+
+void VertexBuffer::set_buffer_objects_supported(bool supported) { buffer_objects_supported = supported; }
+
+// Leaves the buffer object bound.
+void VertexBuffer::upload() {
+    if (name_ == 0) glGenBuffers(1, &name_);
+    glBindBuffer(GL_ARRAY_BUFFER, name_);
+    glBufferData(GL_ARRAY_BUFFER, GLsizeiptr(count_ * stride_), data_.data(), GLenum(usage_));
+    dirty_ = false;
+}
+
+}  // namespace engine::window

@@ -1,0 +1,359 @@
+#include <SDL.h>
+
+#include "window/Screenshot.h"
+#include "window/Translation.h"
+
+#include "engine/window/OpenGLEntryPoints.h"
+#include "engine/window/Window.h"
+#include "engine/window/WindowListener.h"
+
+#include "engine/core/Log.h"
+
+#include <algorithm>
+#include <stdexcept>
+#include <string>
+
+namespace engine::window {
+
+namespace {
+
+// Listeners hear of every window, so their list belongs to the process. Never
+// destroyed: native listeners may unregister from static destructors at exit.
+std::vector<WindowListener*>& listeners() {
+    static auto* list = new std::vector<WindowListener*>;
+    return *list;
+}
+
+Window* current_window = nullptr;  // the window whose context exists, not owned
+
+bool is_registered(const WindowListener* listener) {
+    const auto& list = listeners();
+    return std::find(list.begin(), list.end(), listener) != list.end();
+}
+
+// Keeps a listener (and a script listener's Python object) alive for one callback, so
+// that it may unregister itself, dropping the list's reference, from inside it.
+class KeepAlive {
+public:
+    explicit KeepAlive(const WindowListener* listener) : listener_(listener) { listener_->inc_ref(); }
+    KeepAlive(const KeepAlive&) = delete;
+    KeepAlive& operator=(const KeepAlive&) = delete;
+    ~KeepAlive() { listener_->dec_ref(); }
+
+private:
+    const WindowListener* listener_;
+};
+
+// Calls `call` for every listener registered when the dispatch began, in the order they
+// were added. The snapshot lets callbacks add and remove listeners; one removed
+// meanwhile is skipped (it may already be gone).
+template <class Call>
+void dispatch(Call&& call) {
+    const std::vector<WindowListener*> snapshot = listeners();
+    for (WindowListener* listener : snapshot) {
+        if (!is_registered(listener)) continue;
+        KeepAlive keep(listener);
+        call(*listener);
+    }
+}
+
+void check_size(int width, int height) {
+    if (width <= 0 || height <= 0)
+        throw std::invalid_argument("A window needs a positive size, not " + std::to_string(width) + "x" +
+                                    std::to_string(height) + ".");
+}
+
+[[noreturn]] void throw_sdl_error(const char* what) {
+    throw std::runtime_error(std::string(what) + ": " + SDL_GetError());
+}
+
+// SDL starts its video subsystem with the first window and keeps it for the process:
+// restarting it would reconnect to the display underneath live GL state.
+void init_video() {
+    if (SDL_WasInit(SDL_INIT_VIDEO)) return;
+    if (SDL_InitSubSystem(SDL_INIT_VIDEO) != 0) throw_sdl_error("Cannot initialise SDL's video subsystem");
+}
+
+// A fixed-function capable context on a double-buffered 8-bit RGB(A) surface. The
+// attributes are process-wide in SDL, so they are set again before every creation.
+void set_gl_attributes(int alpha_bits) {
+    SDL_GL_ResetAttributes();
+    SDL_GL_SetAttribute(SDL_GL_CONTEXT_PROFILE_MASK, SDL_GL_CONTEXT_PROFILE_COMPATIBILITY);
+    SDL_GL_SetAttribute(SDL_GL_CONTEXT_MAJOR_VERSION, 2);
+    SDL_GL_SetAttribute(SDL_GL_CONTEXT_MINOR_VERSION, 1);
+    SDL_GL_SetAttribute(SDL_GL_DOUBLEBUFFER, 1);
+    SDL_GL_SetAttribute(SDL_GL_RED_SIZE, 8);
+    SDL_GL_SetAttribute(SDL_GL_GREEN_SIZE, 8);
+    SDL_GL_SetAttribute(SDL_GL_BLUE_SIZE, 8);
+    SDL_GL_SetAttribute(SDL_GL_ALPHA_SIZE, alpha_bits);
+    SDL_GL_SetAttribute(SDL_GL_DEPTH_SIZE, 0);
+}
+
+}  // namespace
+
+struct Window::Impl {
+    explicit Impl(Window* owner_) : owner(owner_) {}
+    Impl(const Impl&) = delete;
+    Impl& operator=(const Impl&) = delete;
+    // The last resort when the constructor throws; `close` normally releases both.
+    ~Impl() {
+        if (context) SDL_GL_DeleteContext(context);
+        if (window) SDL_DestroyWindow(window);
+        if (current_window == owner) current_window = nullptr;
+    }
+
+    Window* owner;                    // the window this belongs to
+    SDL_Window* window = nullptr;      // owned, null once closed
+    SDL_GLContext context = nullptr;  // owned, null between contexts and once closed
+    int alpha_bits = 8;               // what the window's visual was chosen with
+    bool vsync = false;               // swap interval 1 rather than 0
+    bool closing = false;             // inside close(), which listeners may call again
+};
+
+Window::Window(int width, int height, const std::string& title, bool fullscreen, bool vsync)
+    : impl_(std::make_unique<Impl>(this)) {
+    check_size(width, height);
+    init_video();
+    impl_->vsync = vsync;
+    const Uint32 flags = SDL_WINDOW_OPENGL | (fullscreen ? SDL_WINDOW_FULLSCREEN : 0);
+    // Some displays have no visual with destination alpha; then go without it.
+    for (int alpha_bits : {8, 0}) {
+        set_gl_attributes(alpha_bits);
+        impl_->window = SDL_CreateWindow(title.c_str(), SDL_WINDOWPOS_CENTERED, SDL_WINDOWPOS_CENTERED, width,
+                                         height, flags);
+        impl_->alpha_bits = alpha_bits;
+        if (impl_->window) break;
+    }
+    if (!impl_->window) throw_sdl_error("Cannot open a window");
+    create_context();
+    int w = width, h = height;
+    SDL_GL_GetDrawableSize(impl_->window, &w, &h);
+    video_mode_ = VideoMode({w, h}, fullscreen);
+    dispatch([this](WindowListener& l) { l.on_create(this); });
+}
+
+Window::~Window() { close(); }
+
+bool Window::add_listener(WindowListener* listener) {
+    if (!listener || is_registered(listener)) return false;
+    // The list keeps a script listener's Python object alive while it is registered.
+    listener->inc_ref();
+    listeners().push_back(listener);
+    if (current_window && is_registered(listener)) {
+        KeepAlive keep(listener);
+        listener->on_create(current_window);
+    }
+    return true;
+}
+
+bool Window::remove_listener(WindowListener* listener) {
+    auto& list = listeners();
+    auto it = std::find(list.begin(), list.end(), listener);
+    if (it == list.end()) return false;
+    list.erase(it);
+    listener->dec_ref();  // last: this may destroy the listener
+    return true;
+}
+
+Window* Window::get_current() { return current_window; }
+
+void Window::create_context() {
+    set_gl_attributes(impl_->alpha_bits);
+    impl_->context = SDL_GL_CreateContext(impl_->window);
+    if (!impl_->context) throw_sdl_error("Cannot create an OpenGL context");
+    if (SDL_GL_MakeCurrent(impl_->window, impl_->context) != 0) {
+        const std::string error = SDL_GetError();
+        SDL_GL_DeleteContext(impl_->context);
+        impl_->context = nullptr;
+        throw std::runtime_error("Cannot make the OpenGL context current: " + error);
+    }
+    // Not every driver lets the interval be chosen; drawing works either way.
+    SDL_GL_SetSwapInterval(impl_->vsync ? 1 : 0);
+    current_window = this;
+    resolve_opengl_entry_points();
+}
+
+void Window::destroy_context() {
+    if (!impl_->context) return;
+    // Listeners release their GL objects while the context is still current.
+    dispatch([this](WindowListener& l) { l.on_destroy(this); });
+    if (!impl_->context) return;  // a listener closed the window meanwhile
+    SDL_GL_MakeCurrent(impl_->window, nullptr);
+    SDL_GL_DeleteContext(impl_->context);
+    impl_->context = nullptr;
+    if (current_window == this) current_window = nullptr;
+}
+
+void Window::set_video_mode(int width, int height, bool fullscreen) {
+    if (!is_open()) throw std::runtime_error("The window is closed.");
+    check_size(width, height);
+    destroy_context();
+    if (!is_open()) return;  // closed by a listener while the context went away
+
+    SDL_Window* window = impl_->window;
+    // Leave fullscreen before resizing, so that the size applies to the window and the
+    // display gets its own mode back.
+    if (SDL_GetWindowFlags(window) & SDL_WINDOW_FULLSCREEN) SDL_SetWindowFullscreen(window, 0);
+    SDL_SetWindowSize(window, width, height);
+    if (fullscreen && SDL_SetWindowFullscreen(window, SDL_WINDOW_FULLSCREEN) != 0)
+        core::Log::warning("window", "Cannot switch to fullscreen, staying in a window: %s", SDL_GetError());
+
+    try {
+        create_context();
+    } catch (...) {
+        // Without a context the window is of no use: close it for good.
+        SDL_DestroyWindow(impl_->window);
+        impl_->window = nullptr;
+        close_requested_ = true;
+        throw;
+    }
+    int w = width, h = height;
+    SDL_GL_GetDrawableSize(window, &w, &h);
+    video_mode_ = VideoMode({w, h}, (SDL_GetWindowFlags(window) & SDL_WINDOW_FULLSCREEN) != 0);
+    // Let SDL see the resize now: its size events then match the video mode and are
+    // not reported a second time by process_events.
+    SDL_PumpEvents();
+
+    dispatch([this](WindowListener& l) { l.on_create(this); });
+    const core::Vector<int> size = video_mode_.get_resolution();
+    dispatch([this, size](WindowListener& l) { l.on_resize(this, size); });
+}
+
+bool Window::process_events() {
+    SDL_Event event;
+    while (is_open() && SDL_PollEvent(&event)) {
+        switch (event.type) {
+            case SDL_QUIT:
+                if (!close_requested_) {
+                    close_requested_ = true;
+                    dispatch([this](WindowListener& l) { l.on_close(this); });
+                }
+                break;
+            case SDL_WINDOWEVENT:
+                switch (event.window.event) {
+                    case SDL_WINDOWEVENT_CLOSE:
+                        // SDL follows this with SDL_QUIT for the last window: one request.
+                        if (!close_requested_) {
+                            close_requested_ = true;
+                            dispatch([this](WindowListener& l) { l.on_close(this); });
+                        }
+                        break;
+                    case SDL_WINDOWEVENT_SIZE_CHANGED: {
+                        // The size now, not the event's: events queued by an earlier
+                        // resize must not undo a later one.
+                        core::Vector<int> size;
+                        SDL_GL_GetDrawableSize(impl_->window, &size.x, &size.y);
+                        if (size != video_mode_.get_resolution()) {
+                            video_mode_ = VideoMode(size, video_mode_.is_fullscreen());
+                            dispatch([this, size](WindowListener& l) { l.on_resize(this, size); });
+                        }
+                        break;
+                    }
+                    case SDL_WINDOWEVENT_FOCUS_GAINED:
+                        dispatch([this](WindowListener& l) { l.on_activate(this, true); });
+                        break;
+                    case SDL_WINDOWEVENT_FOCUS_LOST:
+                        dispatch([this](WindowListener& l) { l.on_activate(this, false); });
+                        break;
+                    default:
+                        break;
+                }
+                break;
+            case SDL_KEYDOWN:
+            case SDL_KEYUP: {
+                const key::KeyCode key = key_from_sdl(event.key.keysym.sym);
+                const bool pressed = event.type == SDL_KEYDOWN;
+                const bool repeat = event.key.repeat != 0;
+                dispatch([&](WindowListener& l) { l.on_key(this, key, pressed, repeat); });
+                break;
+            }
+            case SDL_MOUSEBUTTONDOWN:
+            case SDL_MOUSEBUTTONUP: {
+                const int button = event.button.button;
+                const bool pressed = event.type == SDL_MOUSEBUTTONDOWN;
+                dispatch([&](WindowListener& l) { l.on_mouse_button(this, button, pressed); });
+                break;
+            }
+            case SDL_MOUSEMOTION: {
+                const core::Vector<int> position(event.motion.x, event.motion.y);
+                dispatch([&](WindowListener& l) { l.on_mouse_move(this, position); });
+                break;
+            }
+            case SDL_MOUSEWHEEL: {
+                // Positive is away from the user, whatever the system's scrolling setting.
+                int delta = event.wheel.y;
+                if (event.wheel.direction == SDL_MOUSEWHEEL_FLIPPED) delta = -delta;
+                if (delta != 0) dispatch([&](WindowListener& l) { l.on_mouse_wheel(this, delta); });
+                break;
+            }
+            case SDL_TEXTINPUT:
+                for (std::uint32_t character : utf8_code_points(event.text.text)) {
+                    dispatch([&](WindowListener& l) { l.on_text(this, character); });
+                    if (!is_open()) break;
+                }
+                break;
+            default:
+                break;
+        }
+    }
+    return is_open() && !close_requested_;
+}
+
+void Window::swap_buffers() {
+    if (impl_->window && impl_->context) SDL_GL_SwapWindow(impl_->window);
+}
+
+void Window::close() {
+    if (!impl_->window || impl_->closing) return;
+    impl_->closing = true;
+    close_requested_ = true;
+    destroy_context();
+    SDL_DestroyWindow(impl_->window);
+    impl_->window = nullptr;
+    impl_->closing = false;
+}
+
+bool Window::is_open() const { return impl_->window != nullptr; }
+
+Pixels Window::read_pixels() const {
+    if (!impl_->window || !impl_->context) throw std::runtime_error("Cannot read pixels: the window is closed.");
+    Pixels pixels;
+    SDL_GL_GetDrawableSize(impl_->window, &pixels.width, &pixels.height);
+    const std::size_t stride = std::size_t(pixels.width) * 4;
+    pixels.data.resize(stride * std::size_t(pixels.height));
+
+    // Read from the back buffer unless a framebuffer object is being drawn into; then
+    // read what it holds. Leave the pixel-store state as it was found.
+    GLint framebuffer = 0;
+    if (glBindFramebufferEXT) glGetIntegerv(GL_FRAMEBUFFER_BINDING_EXT, &framebuffer);
+    GLint read_buffer = GL_BACK, alignment = 4;
+    glGetIntegerv(GL_READ_BUFFER, &read_buffer);
+    glGetIntegerv(GL_PACK_ALIGNMENT, &alignment);
+    if (framebuffer == 0) glReadBuffer(GL_BACK);
+    glPixelStorei(GL_PACK_ALIGNMENT, 1);
+    glReadPixels(0, 0, pixels.width, pixels.height, GL_RGBA, GL_UNSIGNED_BYTE, pixels.data.data());
+    glPixelStorei(GL_PACK_ALIGNMENT, alignment);
+    if (framebuffer == 0) glReadBuffer(GLenum(read_buffer));
+
+    // GL's rows run bottom to top.
+    std::uint8_t* data = pixels.data.data();
+    for (int top = 0, bottom = pixels.height - 1; top < bottom; ++top, --bottom)
+        std::swap_ranges(data + std::size_t(top) * stride, data + std::size_t(top + 1) * stride,
+                         data + std::size_t(bottom) * stride);
+    return pixels;
+}
+
+bool Window::save_screenshot(const std::string& path) const {
+    if (!impl_->window || !impl_->context) {
+        core::Log::warning("window", "Cannot save a screenshot to '%s': the window is closed.", path.c_str());
+        return false;
+    }
+    std::string error;
+    if (!write_png(path, read_pixels(), error)) {
+        core::Log::warning("window", "Cannot save a screenshot to '%s': %s.", path.c_str(), error.c_str());
+        return false;
+    }
+    return true;
+}
+
+}  // namespace engine::window

@@ -1,0 +1,241 @@
+#include <boost/python.hpp>
+
+#include "engine/core/XMLParser.h"
+
+#include "engine/core/Log.h"
+#include "engine/core/PathDatabase.h"
+#include "TestSupport.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <string>
+#include <vector>
+
+using engine::core::Log::Level;
+using engine::core::PathDatabase::add_root;
+using engine::core::PathDatabase::remove_root;
+using engine::core::XMLParser;
+using engine::core::test::LogCapture;
+using engine::core::test::TemporaryDirectory;
+
+namespace {
+
+// Records every callback as one line of text, in the order they came.
+class RecordingParser : public XMLParser {
+public:
+    void on_element_start(const std::string& name, const Attributes& attributes) override {
+        std::string line = "start " + name;
+        for (const auto& [key, value] : attributes) line += " " + key + "=" + value;
+        events.push_back(line);
+        last_attributes = attributes;
+    }
+    void on_element_end(const std::string& name) override { events.push_back("end " + name); }
+    void on_data(const std::string& text) override { events.push_back("data [" + text + "]"); }
+
+    std::vector<std::string> events;
+    Attributes last_attributes;
+};
+
+using Events = std::vector<std::string>;
+
+// Whether `events` begins with `prefix`; prints both when not.
+::testing::AssertionResult starts_with(const Events& events, const Events& prefix) {
+    if (events.size() >= prefix.size() && std::equal(prefix.begin(), prefix.end(), events.begin()))
+        return ::testing::AssertionSuccess();
+    auto result = ::testing::AssertionFailure() << "events:";
+    for (const std::string& e : events) result << " {" << e << "}";
+    result << "\ndo not begin with:";
+    for (const std::string& e : prefix) result << " {" << e << "}";
+    return result;
+}
+
+bool mentions(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
+
+}  // namespace
+
+TEST(XMLParser, CallbacksComeInDocumentOrder) {
+    RecordingParser parser;
+    EXPECT_TRUE(parser.parse_text("<scene><layer id=\"1\"><sprite/></layer><layer id=\"2\"/></scene>"));
+    EXPECT_EQ(parser.events, (Events{"start scene", "start layer id=1", "start sprite", "end sprite", "end layer",
+                                     "start layer id=2", "end layer", "end scene"}));
+}
+
+TEST(XMLParser, AttributesArriveByName) {
+    RecordingParser parser;
+    EXPECT_TRUE(parser.parse_text("<sprite position=\"10, 20\" colour='#ff0000' name=\"a &amp; b\"/>"));
+    const XMLParser::Attributes expected{{"position", "10, 20"}, {"colour", "#ff0000"}, {"name", "a & b"}};
+    EXPECT_EQ(parser.last_attributes, expected);
+}
+
+TEST(XMLParser, ElementWithoutAttributesGivesEmptyMap) {
+    RecordingParser parser;
+    EXPECT_TRUE(parser.parse_text("<a/>"));
+    EXPECT_TRUE(parser.last_attributes.empty());
+}
+
+TEST(XMLParser, CharacterDataIsJoinedBetweenTags) {
+    RecordingParser parser;
+    // Entities, a comment and CDATA split the data inside expat; the callback sees one piece.
+    EXPECT_TRUE(parser.parse_text("<a>one &amp; two<!-- c --> three<![CDATA[ <four> ]]></a>"));
+    EXPECT_EQ(parser.events, (Events{"start a", "data [one & two three <four> ]", "end a"}));
+}
+
+TEST(XMLParser, CharacterDataIsDeliveredBeforeTheNextTag) {
+    RecordingParser parser;
+    EXPECT_TRUE(parser.parse_text("<a>x<b>y</b>z</a>"));
+    EXPECT_EQ(parser.events, (Events{"start a", "data [x]", "start b", "data [y]", "end b", "data [z]", "end a"}));
+}
+
+TEST(XMLParser, WhiteSpaceBetweenTagsIsData) {
+    RecordingParser parser;
+    EXPECT_TRUE(parser.parse_text("<a>\n  <b/>\n</a>"));
+    EXPECT_EQ(parser.events, (Events{"start a", "data [\n  ]", "start b", "end b", "data [\n]", "end a"}));
+}
+
+TEST(XMLParser, NonAsciiTextArrivesAsUtf8) {
+    RecordingParser parser;
+    EXPECT_TRUE(parser.parse_text("<a t=\"\xc3\xa9\">\xe2\x82\xac</a>"));
+    EXPECT_EQ(parser.events, (Events{"start a t=\xc3\xa9", "data [\xe2\x82\xac]", "end a"}));
+}
+
+TEST(XMLParser, BaseClassCallbacksDoNothing) {
+    XMLParser parser;
+    EXPECT_TRUE(parser.parse_text("<a b=\"c\">text</a>"));
+}
+
+TEST(XMLParser, MalformedDocumentKeepsEarlierCallbacksAndReturnsFalse) {
+    LogCapture log;
+    RecordingParser parser;
+    EXPECT_FALSE(parser.parse_text("<a>\n<b>text</b>\n<c>\n</a>", "broken.xml"));
+    // Every tag before the error was reported; text still waiting for its closing tag
+    // when the error came may or may not be.
+    EXPECT_TRUE(starts_with(parser.events, {"start a", "data [\n]", "start b", "data [text]", "end b",
+                                            "data [\n]", "start c"}));
+    EXPECT_LE(parser.events.size(), 8u);
+}
+
+TEST(XMLParser, MalformedDocumentLogsAWarningNamingTheLine) {
+    LogCapture log;
+    RecordingParser parser;
+    EXPECT_FALSE(parser.parse_text("<a>\n<b>text</b>\n<c>\n</a>", "broken.xml"));
+    const auto entries = log.entries();
+    ASSERT_EQ(entries.size(), 1u);
+    EXPECT_EQ(entries[0].level, Level::Warning);
+    EXPECT_EQ(entries[0].category, "core");
+    EXPECT_TRUE(mentions(entries[0].message, "line 4")) << entries[0].message;
+    EXPECT_TRUE(mentions(entries[0].message, "broken.xml")) << entries[0].message;
+}
+
+TEST(XMLParser, EmptyAndTruncatedDocumentsFail) {
+    LogCapture log;
+    for (const char* text : {"", "<a>", "<a><b></a>", "not xml", "<a></a><b/>"}) {
+        RecordingParser parser;
+        EXPECT_FALSE(parser.parse_text(text)) << text;
+    }
+    EXPECT_EQ(log.entries().size(), 5u);
+}
+
+TEST(XMLParser, ParseFileFindsTheFileThroughPathDatabase) {
+    TemporaryDirectory directory;
+    directory.write("levels/one.xml", "<level name=\"one\"/>");
+    add_root(directory.path());
+    RecordingParser parser;
+    const bool parsed = parser.parse_file("levels/one.xml");
+    remove_root(directory.path());
+    EXPECT_TRUE(parsed);
+    EXPECT_EQ(parser.events, (Events{"start level name=one", "end level"}));
+}
+
+TEST(XMLParser, ParseFileNamesTheFileAndLineOnError) {
+    TemporaryDirectory directory;
+    const std::string path = directory.write("bad.xml", "<a>\n\n<b>\n</a>\n");
+    LogCapture log;
+    RecordingParser parser;
+    EXPECT_FALSE(parser.parse_file(path));
+    const auto entries = log.entries();
+    ASSERT_EQ(entries.size(), 1u);
+    EXPECT_TRUE(mentions(entries[0].message, "bad.xml")) << entries[0].message;
+    EXPECT_TRUE(mentions(entries[0].message, "line 4")) << entries[0].message;
+}
+
+TEST(XMLParser, MissingFileReturnsFalseAndLogsAWarning) {
+    LogCapture log;
+    RecordingParser parser;
+    EXPECT_FALSE(parser.parse_file("no/such/file-for-xml-test.xml"));
+    EXPECT_TRUE(parser.events.empty());
+    const auto entries = log.entries();
+    ASSERT_EQ(entries.size(), 1u);
+    EXPECT_EQ(entries[0].level, Level::Warning);
+    EXPECT_EQ(entries[0].category, "core");
+    EXPECT_TRUE(mentions(entries[0].message, "no/such/file-for-xml-test.xml")) << entries[0].message;
+}
+
+// The script-facing entry point, with Python objects as sources.
+namespace {
+
+namespace bp = boost::python;
+
+bp::object evaluate(const char* expression) {
+    bp::object main = bp::import("__main__");
+    return bp::eval(expression, main.attr("__dict__"));
+}
+
+}  // namespace
+
+TEST(XMLParser, ParseAcceptsAPythonStringAsPath) {
+    TemporaryDirectory directory;
+    const std::string path = directory.write("doc.xml", "<doc/>");
+    RecordingParser parser;
+    const bp::object source(bp::handle<>(PyUnicode_FromString(path.c_str())));
+    EXPECT_TRUE(parser.parse(source.ptr()));
+    EXPECT_EQ(parser.events, (Events{"start doc", "end doc"}));
+}
+
+TEST(XMLParser, ParseAcceptsFileObjectsGivingStrOrBytes) {
+    bp::exec("import io", bp::import("__main__").attr("__dict__"));
+    {
+        RecordingParser parser;
+        const bp::object source = evaluate("io.StringIO('<a>t\\u00e9xt</a>')");
+        EXPECT_TRUE(parser.parse(source.ptr()));
+        EXPECT_EQ(parser.events, (Events{"start a", "data [t\xc3\xa9xt]", "end a"}));
+    }
+    {
+        RecordingParser parser;
+        const bp::object source = evaluate("io.BytesIO(b'<b k=\"v\"/>')");
+        EXPECT_TRUE(parser.parse(source.ptr()));
+        EXPECT_EQ(parser.events, (Events{"start b k=v", "end b"}));
+    }
+}
+
+TEST(XMLParser, ParseOfMalformedStreamReturnsFalseWithoutPythonError) {
+    bp::exec("import io", bp::import("__main__").attr("__dict__"));
+    LogCapture log;
+    RecordingParser parser;
+    const bp::object source = evaluate("io.StringIO('<a>\\n<b>\\n</a>')");
+    EXPECT_FALSE(parser.parse(source.ptr()));
+    EXPECT_FALSE(PyErr_Occurred());
+    EXPECT_TRUE(starts_with(parser.events, {"start a", "data [\n]", "start b"}));
+    ASSERT_EQ(log.entries().size(), 1u);
+    EXPECT_TRUE(mentions(log.entries()[0].message, "line 3")) << log.entries()[0].message;
+}
+
+TEST(XMLParser, ParseOfOtherSourceRaisesTypeError) {
+    for (const char* expression : {"42", "None", "b'<a/>'", "object()"}) {
+        RecordingParser parser;
+        const bp::object source = evaluate(expression);
+        EXPECT_THROW(parser.parse(source.ptr()), bp::error_already_set) << expression;
+        EXPECT_TRUE(PyErr_ExceptionMatches(PyExc_TypeError)) << expression;
+        PyErr_Clear();
+        EXPECT_TRUE(parser.events.empty());
+    }
+}
+
+TEST(XMLParser, ParseOfStreamWhoseReadGivesNeitherStrNorBytesRaisesTypeError) {
+    bp::exec("class NumberReader:\n    def read(self):\n        return 5\n", bp::import("__main__").attr("__dict__"));
+    RecordingParser parser;
+    const bp::object source = evaluate("NumberReader()");
+    EXPECT_THROW(parser.parse(source.ptr()), bp::error_already_set);
+    EXPECT_TRUE(PyErr_ExceptionMatches(PyExc_TypeError));
+    PyErr_Clear();
+}

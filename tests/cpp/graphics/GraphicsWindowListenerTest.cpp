@@ -1,0 +1,111 @@
+#include "module/GraphicsWindowListener.h"
+
+#include "engine/graphics/Module.h"
+#include "engine/window/Window.h"
+
+#include <GL/gl.h>
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <stdexcept>
+
+using engine::graphics::GraphicsWindowListener;
+using engine::window::Window;
+
+namespace {
+
+std::unique_ptr<Window> open_window() {
+    try {
+        return std::make_unique<Window>(320, 240, "listener test");
+    } catch (const std::runtime_error&) {
+        return nullptr;
+    }
+}
+
+struct Viewport {
+    GLint v[4];
+};
+
+Viewport viewport() {
+    Viewport result;
+    glGetIntegerv(GL_VIEWPORT, result.v);
+    return result;
+}
+
+}  // namespace
+
+TEST(GraphicsWindowListener, ResizeBeforeCreateLeavesViewportAlone) {
+    auto window = open_window();
+    if (!window) GTEST_SKIP() << "no display";
+    GraphicsWindowListener listener;  // never told on_create
+    glViewport(0, 0, 10, 10);
+    listener.on_resize(window.get(), {200, 100});
+    EXPECT_EQ(viewport().v[2], 10);
+    EXPECT_EQ(viewport().v[3], 10);
+}
+
+TEST(GraphicsWindowListener, ResizeAfterCreateSetsViewport) {
+    auto window = open_window();
+    if (!window) GTEST_SKIP() << "no display";
+    GraphicsWindowListener listener;
+    listener.on_create(window.get());
+    EXPECT_TRUE(listener.is_context_open());
+    listener.on_resize(window.get(), {200, 100});
+    EXPECT_EQ(viewport().v[2], 200);
+    EXPECT_EQ(viewport().v[3], 100);
+    listener.on_destroy(window.get());
+    EXPECT_FALSE(listener.is_context_open());
+    glViewport(0, 0, 10, 10);
+    listener.on_resize(window.get(), {200, 100});
+    EXPECT_EQ(viewport().v[2], 10);
+}
+
+TEST(GraphicsWindowListener, CreateSetsClearColourAndClientArrays) {
+    auto window = open_window();
+    if (!window) GTEST_SKIP() << "no display";
+    glClearColor(0.5f, 0.5f, 0.5f, 0.5f);
+    glDisableClientState(GL_VERTEX_ARRAY);
+    GraphicsWindowListener listener;
+    listener.on_create(window.get());
+    GLfloat clear[4];
+    glGetFloatv(GL_COLOR_CLEAR_VALUE, clear);
+    EXPECT_EQ(clear[0], 0.0f);
+    EXPECT_EQ(clear[3], 1.0f);
+    EXPECT_TRUE(glIsEnabled(GL_VERTEX_ARRAY));
+    EXPECT_TRUE(glIsEnabled(GL_TEXTURE_COORD_ARRAY));
+    EXPECT_FALSE(glIsEnabled(GL_CULL_FACE));
+    GLint face;
+    glGetIntegerv(GL_CULL_FACE_MODE, &face);
+    EXPECT_EQ(face, GL_BACK);
+}
+
+TEST(GraphicsModule, SetOrthoWithoutWindowLeavesProjectionAlone) {
+    auto window = open_window();
+    if (!window) GTEST_SKIP() << "no display";
+    engine::graphics::set_window(nullptr);
+    glMatrixMode(GL_PROJECTION);
+    glLoadIdentity();
+    glScalef(2.0f, 3.0f, 1.0f);
+    glMatrixMode(GL_MODELVIEW);
+    engine::graphics::set_ortho();
+    GLfloat m[16];
+    glGetFloatv(GL_PROJECTION_MATRIX, m);
+    EXPECT_EQ(m[0], 2.0f);
+    EXPECT_EQ(m[5], 3.0f);
+}
+
+TEST(GraphicsModule, SetOrthoMapsPixelsWithOriginTopLeft) {
+    auto window = open_window();
+    if (!window) GTEST_SKIP() << "no display";
+    engine::graphics::set_window(window.get());
+    EXPECT_TRUE(engine::graphics::is_context_open());
+    engine::graphics::set_ortho();
+    GLfloat m[16];
+    glGetFloatv(GL_PROJECTION_MATRIX, m);
+    EXPECT_FLOAT_EQ(m[0], 2.0f / 320.0f);
+    EXPECT_FLOAT_EQ(m[5], -2.0f / 240.0f);
+    EXPECT_FLOAT_EQ(m[12], -1.0f);
+    EXPECT_FLOAT_EQ(m[13], 1.0f);
+    EXPECT_TRUE(glIsEnabled(GL_BLEND));
+    engine::graphics::set_window(nullptr);
+}

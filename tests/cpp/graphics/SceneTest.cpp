@@ -1,0 +1,415 @@
+#include "engine/graphics/Scene.h"
+
+#include "engine/core/Matrix.h"
+#include "engine/core/Vector.h"
+#include "engine/graphics/SceneLayer.h"
+#include "engine/graphics/SceneObject.h"
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+using engine::core::Matrix;
+using engine::core::Vector;
+using engine::graphics::Scene;
+using engine::graphics::SceneLayer;
+using engine::graphics::SceneObject;
+
+// Native-only objects have no script object: counting references does nothing and the
+// test owns everything. Layers are declared before the scene that holds them, and
+// objects after it, so that objects leave the (current) scene first and the scene
+// still finds its layers alive when it goes.
+
+namespace {
+
+// Records its add and remove hooks into a shared log as "<name> add <layer>".
+class HookRecorder : public SceneObject {
+public:
+    HookRecorder(std::string name, std::vector<std::string>& log) : name_(std::move(name)), log_(log) {}
+
+    void on_add(const std::string& layer_id) override { log_.push_back(name_ + " add " + layer_id); }
+    void on_remove(const std::string& layer_id) override { log_.push_back(name_ + " remove " + layer_id); }
+
+private:
+    std::string name_;
+    std::vector<std::string>& log_;
+};
+
+std::vector<const SceneObject*> objects_of(const SceneLayer& layer) {
+    return {layer.get_objects().begin(), layer.get_objects().end()};
+}
+
+std::vector<std::string> layer_ids(const Scene& scene) {
+    std::vector<std::string> ids;
+    for (unsigned int i = 0; i < scene.get_num_layers(); ++i) ids.push_back(scene.get_layer(i)->get_id());
+    return ids;
+}
+
+void expect_matrix(const Matrix& actual, const Matrix& expected) {
+    for (int i = 0; i < 6; ++i) EXPECT_FLOAT_EQ(actual[i], expected[i]) << "coefficient " << i;
+}
+
+constexpr int kTranslate = Scene::TRANSLATE;
+constexpr int kTranslateUniform = Scene::TRANSLATE_UNIFORM;
+constexpr int kScaleMin = Scene::SCALE_MIN;
+constexpr int kScaleMax = Scene::SCALE_MAX;
+
+const Vector<float> kPosition{100.0f, 50.0f};
+
+}  // namespace
+
+TEST(Scene, ScaleFlagsHaveTheirBitValues) {
+    EXPECT_EQ(kTranslate, 1);
+    EXPECT_EQ(kTranslateUniform, 2);
+    EXPECT_EQ(kScaleMin, 4);
+    EXPECT_EQ(kScaleMax, 8);
+}
+
+TEST(Scene, ConstructionMakesItCurrentWithUnitScaleAndNoLayers) {
+    Scene scene;
+    EXPECT_EQ(Scene::get(), &scene);
+    EXPECT_EQ(scene.get_scale(), Vector<float>(1, 1));
+    EXPECT_EQ(scene.get_num_layers(), 0u);
+}
+
+TEST(Scene, TheMostRecentlyConstructedSceneIsCurrent) {
+    Scene first;
+    {
+        Scene second;
+        EXPECT_EQ(Scene::get(), &second);
+    }
+    EXPECT_NE(Scene::get(), &first);  // not restored: no scene is current now
+    EXPECT_EQ(Scene::get(), nullptr);
+}
+
+TEST(Scene, DestroyingTheCurrentSceneLeavesNoneCurrent) {
+    { Scene scene; }
+    EXPECT_EQ(Scene::get(), nullptr);
+}
+
+TEST(Scene, SetScaleIsReadBack) {
+    Scene scene;
+    scene.set_scale({2.0f, 0.5f});
+    EXPECT_EQ(scene.get_scale(), Vector<float>(2.0f, 0.5f));
+}
+
+// Layers -----------------------------------------------------------------------------
+
+TEST(Scene, AddLayerOrdersByAscendingZ) {
+    SceneLayer back("back", -1.0f, 0, true), middle("middle", 0.0f, 0, true), front("front", 5.0f, 0, true);
+    Scene scene;
+    EXPECT_TRUE(scene.add_layer(&middle));
+    EXPECT_TRUE(scene.add_layer(&front));
+    EXPECT_TRUE(scene.add_layer(&back));
+    EXPECT_EQ(layer_ids(scene), (std::vector<std::string>{"back", "middle", "front"}));
+}
+
+TEST(Scene, LayerOfEqualZAddedLaterGoesFirst) {
+    SceneLayer a("a", 1.0f, 0, true), b("b", 1.0f, 0, true), c("c", 1.0f, 0, true), low("low", 0.0f, 0, true);
+    Scene scene;
+    scene.add_layer(&low);
+    scene.add_layer(&a);
+    scene.add_layer(&b);
+    scene.add_layer(&c);
+    EXPECT_EQ(layer_ids(scene), (std::vector<std::string>{"low", "c", "b", "a"}));
+}
+
+TEST(Scene, AddLayerWithATakenIdChangesNothing) {
+    SceneLayer first("same", 0.0f, 1, true), second("same", -5.0f, 2, true);
+    Scene scene;
+    EXPECT_TRUE(scene.add_layer(&first));
+    EXPECT_FALSE(scene.add_layer(&second));
+    EXPECT_EQ(scene.get_num_layers(), 1u);
+    EXPECT_EQ(scene.get_layer("same"), &first);
+    EXPECT_EQ(scene.get_layer(0u), &first);
+}
+
+TEST(Scene, GetLayerByIdAndByIndex) {
+    SceneLayer a("a", 0.0f, 0, true), b("b", 1.0f, 0, false);
+    Scene scene;
+    scene.add_layer(&a);
+    scene.add_layer(&b);
+    EXPECT_EQ(scene.get_layer("a"), &a);
+    EXPECT_EQ(scene.get_layer("b"), &b);
+    EXPECT_EQ(scene.get_layer("c"), nullptr);
+    EXPECT_EQ(scene.get_layer(""), nullptr);
+    EXPECT_EQ(scene.get_layer(0u), &a);
+    EXPECT_EQ(scene.get_layer(1u), &b);
+}
+
+TEST(Scene, GetLayerByIndexOutOfRangeIsNull) {
+    SceneLayer a("a", 0.0f, 0, true);
+    Scene scene;
+    EXPECT_EQ(scene.get_layer(0u), nullptr);
+    scene.add_layer(&a);
+    EXPECT_EQ(scene.get_layer(1u), nullptr);
+    EXPECT_EQ(scene.get_layer(4000000000u), nullptr);
+}
+
+TEST(Scene, LayerScaleFlagsOfAnUnknownLayerAreZero) {
+    SceneLayer a("a", 0.0f, kScaleMax | kTranslate, true);
+    Scene scene;
+    scene.add_layer(&a);
+    EXPECT_EQ(scene.get_layer_scale_flags("a"), kScaleMax | kTranslate);
+    EXPECT_EQ(scene.get_layer_scale_flags("missing"), 0);
+    a.set_scale_flags(kScaleMin);
+    EXPECT_EQ(scene.get_layer_scale_flags("a"), kScaleMin);
+}
+
+TEST(SceneLayer, ConstructorArgumentsAreItsProperties) {
+    SceneLayer layer("id", 2.5f, kScaleMin | kTranslate, false);
+    EXPECT_EQ(layer.get_id(), "id");
+    EXPECT_EQ(layer.get_z(), 2.5f);
+    EXPECT_EQ(layer.get_scale_flags(), kScaleMin | kTranslate);
+    EXPECT_FALSE(layer.is_common());
+    EXPECT_TRUE(layer.get_objects().empty());
+}
+
+// Objects ----------------------------------------------------------------------------
+
+TEST(Scene, AddObjectToAMissingLayerIsRefused) {
+    SceneLayer a("a", 0.0f, 0, true);
+    Scene scene;
+    scene.add_layer(&a);
+    std::vector<std::string> log;
+    HookRecorder o("o", log);
+    EXPECT_FALSE(scene.add_object(&o, "missing"));
+    EXPECT_TRUE(log.empty());
+    EXPECT_EQ(o.get_layer(), "");
+
+    ASSERT_TRUE(scene.add_object(&o, "a"));
+    EXPECT_FALSE(scene.add_object(&o, "missing"));
+    EXPECT_EQ(o.get_layer(), "a");
+    EXPECT_EQ(objects_of(a), (std::vector<const SceneObject*>{&o}));
+    EXPECT_EQ(log, (std::vector<std::string>{"o add a"}));
+}
+
+TEST(Scene, AddObjectOrdersByZWithEqualZAfterEarlierOnes) {
+    SceneLayer layer("l", 0.0f, 0, true);
+    Scene scene;
+    scene.add_layer(&layer);
+    SceneObject low, mid1, mid2, mid3, high;
+    low.set_z(-1.0f);
+    high.set_z(3.0f);
+    mid1.set_z(1.0f);
+    mid2.set_z(1.0f);
+    mid3.set_z(1.0f);
+    scene.add_object(&high, "l");
+    scene.add_object(&mid1, "l");
+    scene.add_object(&low, "l");
+    scene.add_object(&mid2, "l");
+    scene.add_object(&mid3, "l");
+    EXPECT_EQ(objects_of(layer), (std::vector<const SceneObject*>{&low, &mid1, &mid2, &mid3, &high}));
+}
+
+TEST(Scene, AddObjectSetsTheObjectsLayerAndCallsOnAdd) {
+    SceneLayer layer("l", 0.0f, 0, true);
+    Scene scene;
+    scene.add_layer(&layer);
+    std::vector<std::string> log;
+    HookRecorder o("o", log);
+    EXPECT_TRUE(scene.add_object(&o, "l"));
+    EXPECT_EQ(o.get_layer(), "l");
+    EXPECT_EQ(log, (std::vector<std::string>{"o add l"}));
+}
+
+TEST(Scene, MovingAnObjectCallsOnRemoveThenOnAdd) {
+    SceneLayer a("a", 0.0f, 0, true), b("b", 1.0f, 0, true);
+    Scene scene;
+    scene.add_layer(&a);
+    scene.add_layer(&b);
+    std::vector<std::string> log;
+    HookRecorder o("o", log), other("other", log);
+    scene.add_object(&other, "a");
+    scene.add_object(&o, "a");
+    log.clear();
+
+    EXPECT_TRUE(scene.add_object(&o, "b"));
+    EXPECT_EQ(log, (std::vector<std::string>{"o remove a", "o add b"}));
+    EXPECT_EQ(objects_of(a), (std::vector<const SceneObject*>{&other}));
+    EXPECT_EQ(objects_of(b), (std::vector<const SceneObject*>{&o}));
+    EXPECT_EQ(o.get_layer(), "b");
+}
+
+TEST(Scene, AddingAnObjectToItsOwnLayerAgainMovesItBehindItsEquals) {
+    SceneLayer a("a", 0.0f, 0, true);
+    Scene scene;
+    scene.add_layer(&a);
+    std::vector<std::string> log;
+    HookRecorder o("o", log), other("other", log);
+    scene.add_object(&o, "a");
+    scene.add_object(&other, "a");
+    log.clear();
+    EXPECT_TRUE(scene.add_object(&o, "a"));
+    EXPECT_EQ(log, (std::vector<std::string>{"o remove a", "o add a"}));
+    EXPECT_EQ(objects_of(a), (std::vector<const SceneObject*>{&other, &o}));
+}
+
+TEST(Scene, RemoveObjectTakesItOutAndCallsOnRemove) {
+    SceneLayer a("a", 0.0f, 0, true);
+    Scene scene;
+    scene.add_layer(&a);
+    std::vector<std::string> log;
+    HookRecorder first("first", log), o("o", log), last("last", log);
+    scene.add_object(&first, "a");
+    scene.add_object(&o, "a");
+    scene.add_object(&last, "a");
+    log.clear();
+
+    EXPECT_TRUE(scene.remove_object(&o));
+    EXPECT_EQ(log, (std::vector<std::string>{"o remove a"}));
+    EXPECT_EQ(objects_of(a), (std::vector<const SceneObject*>{&first, &last}));
+    EXPECT_EQ(o.get_layer(), "");
+
+    log.clear();
+    EXPECT_FALSE(scene.remove_object(&o));
+    EXPECT_TRUE(log.empty());
+}
+
+TEST(Scene, RemoveObjectInNoLayerIsFalse) {
+    Scene scene;
+    SceneObject o;
+    EXPECT_FALSE(scene.remove_object(&o));
+}
+
+TEST(Scene, DestroyedObjectLeavesItsLayerWithoutOnRemove) {
+    SceneLayer a("a", 0.0f, 0, true);
+    Scene scene;
+    scene.add_layer(&a);
+    std::vector<std::string> log;
+    SceneObject keep;
+    scene.add_object(&keep, "a");
+    {
+        HookRecorder gone("gone", log);
+        scene.add_object(&gone, "a");
+        log.clear();
+    }
+    EXPECT_TRUE(log.empty());
+    EXPECT_EQ(objects_of(a), (std::vector<const SceneObject*>{&keep}));
+}
+
+TEST(Scene, GetObjectLooksUpTheGlobalRegistry) {
+    Scene scene;
+    SceneObject o;
+    o.set_id("scene-test-object");
+    EXPECT_EQ(scene.get_object("scene-test-object"), &o);
+    EXPECT_EQ(scene.get_object("scene-test-nobody"), nullptr);
+}
+
+TEST(Scene, SortLayerOrdersByZ) {
+    SceneLayer layer("l", 0.0f, 0, true);
+    Scene scene;
+    scene.add_layer(&layer);
+    SceneObject a, b, c;
+    a.set_z(1.0f);
+    b.set_z(2.0f);
+    c.set_z(3.0f);
+    scene.add_object(&a, "l");
+    scene.add_object(&b, "l");
+    scene.add_object(&c, "l");
+    // Renamed away, the layer is not re-sorted when the objects' z change.
+    layer.set_id("elsewhere");
+    c.set_z(0.0f);
+    a.set_z(5.0f);
+    ASSERT_EQ(objects_of(layer), (std::vector<const SceneObject*>{&a, &b, &c}));
+
+    scene.sort_layer("elsewhere");
+    EXPECT_EQ(objects_of(layer), (std::vector<const SceneObject*>{&c, &b, &a}));
+}
+
+TEST(Scene, SortLayerOfAMissingLayerDoesNothing) {
+    Scene scene;
+    scene.sort_layer("missing");
+    EXPECT_EQ(scene.get_num_layers(), 0u);
+}
+
+// Layer matrix -----------------------------------------------------------------------
+
+TEST(SceneLayerTransform, ScaleMinTranslateUnderWideScaleTranslatesX) {
+    Scene scene;
+    scene.set_scale({2.0f, 1.0f});
+    expect_matrix(scene.get_layer_transform(kScaleMin | kTranslate, kPosition), Matrix(1, 0, 0, 1, 100, 0));
+}
+
+TEST(SceneLayerTransform, ScaleMaxTranslateUnderWideScaleDoublesAndTranslatesY) {
+    Scene scene;
+    scene.set_scale({2.0f, 1.0f});
+    expect_matrix(scene.get_layer_transform(kScaleMax | kTranslate, kPosition), Matrix(2, 0, 0, 2, 0, -50));
+}
+
+TEST(SceneLayerTransform, ScaleMaxTranslateUnderTallScaleHasNoTranslation) {
+    Scene scene;
+    scene.set_scale({1.0f, 2.0f});
+    expect_matrix(scene.get_layer_transform(kScaleMax | kTranslate, kPosition), Matrix(2, 0, 0, 2, 0, 0));
+}
+
+TEST(SceneLayerTransform, ScaleMinTranslateUnderTallScaleTranslatesY) {
+    Scene scene;
+    scene.set_scale({1.0f, 2.0f});
+    expect_matrix(scene.get_layer_transform(kScaleMin | kTranslate, kPosition), Matrix(1, 0, 0, 1, 0, 50));
+}
+
+TEST(SceneLayerTransform, ScaleMinTranslateUnderEqualScaleOnlyScales) {
+    Scene scene;
+    scene.set_scale({2.0f, 2.0f});
+    expect_matrix(scene.get_layer_transform(kScaleMin | kTranslate, kPosition), Matrix(2, 0, 0, 2, 0, 0));
+}
+
+TEST(SceneLayerTransform, NoScaleFlagIsIdentity) {
+    Scene scene;
+    scene.set_scale({2.0f, 2.0f});
+    const Matrix m = scene.get_layer_transform(0, kPosition);
+    EXPECT_TRUE(m.is_identity());
+    expect_matrix(m, Matrix());
+    EXPECT_TRUE(scene.get_layer_transform(kTranslate, kPosition).is_identity());
+}
+
+TEST(SceneLayerTransform, ScaleMinAloneScalesAboutTheObjectsPosition) {
+    Scene scene;
+    scene.set_scale({2.0f, 2.0f});
+    const Matrix m = scene.get_layer_transform(kScaleMin, kPosition);
+    expect_matrix(m, Matrix(2, 0, 0, 2, -100, -50));
+    // The object's own position stays where it is.
+    const Vector<float> p = kPosition * m;
+    EXPECT_FLOAT_EQ(p.x, 100.0f);
+    EXPECT_FLOAT_EQ(p.y, 50.0f);
+}
+
+TEST(SceneLayerTransform, TranslateUniformScalesAboutTheOrigin) {
+    Scene scene;
+    scene.set_scale({2.0f, 2.0f});
+    expect_matrix(scene.get_layer_transform(kScaleMin | kTranslateUniform, kPosition), Matrix(2, 0, 0, 2, 0, 0));
+    scene.set_scale({3.0f, 1.0f});
+    expect_matrix(scene.get_layer_transform(kScaleMax | kTranslateUniform, kPosition), Matrix(3, 0, 0, 3, 0, 0));
+}
+
+TEST(SceneLayerTransform, TranslateWinsOverTranslateUniform) {
+    Scene scene;
+    scene.set_scale({2.0f, 1.0f});
+    expect_matrix(scene.get_layer_transform(kScaleMin | kTranslate | kTranslateUniform, kPosition),
+                  Matrix(1, 0, 0, 1, 100, 0));
+}
+
+TEST(SceneLayerTransform, BothScaleFlagsTakeTheMinimumButTheMaximumsTranslation) {
+    Scene scene;
+    scene.set_scale({2.0f, 1.0f});
+    // s = min = 1; SCALE_MAX with sy < sx is tested first: (0, s * p.y * (sy - sx) / sx).
+    expect_matrix(scene.get_layer_transform(kScaleMin | kScaleMax | kTranslate, kPosition),
+                  Matrix(1, 0, 0, 1, 0, -25));
+}
+
+TEST(SceneLayerTransform, ByLayerIdUsesTheLayersFlags) {
+    SceneLayer wide("wide", 0.0f, kScaleMax | kTranslate, true);
+    Scene scene;
+    scene.add_layer(&wide);
+    scene.set_scale({2.0f, 1.0f});
+    expect_matrix(scene.get_layer_transform("wide", kPosition), Matrix(2, 0, 0, 2, 0, -50));
+}
+
+TEST(SceneLayerTransform, UnknownLayerIsIdentity) {
+    Scene scene;
+    scene.set_scale({2.0f, 3.0f});
+    EXPECT_TRUE(scene.get_layer_transform("missing", kPosition).is_identity());
+}
