@@ -21,6 +21,10 @@ bool has_context() { return window::Window::get_current() != nullptr; }
 // A new GL texture holding the picture, or 0 for an empty one.
 unsigned int upload(const ImageBuffer& buffer) {
     if (!buffer.pixels || !buffer.channels || !buffer.width || !buffer.height) return 0;
+    // Uploads happen in the middle of drawing (a bind waiting for its texture): the
+    // texture bound on the active unit is put back afterwards.
+    GLint previous = 0;
+    glGetIntegerv(GL_TEXTURE_BINDING_2D, &previous);
     GLuint name = 0;
     glGenTextures(1, &name);
     glBindTexture(GL_TEXTURE_2D, name);
@@ -34,6 +38,7 @@ unsigned int upload(const ImageBuffer& buffer) {
     glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER, GL_LINEAR);
     glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_S, GL_REPEAT);
     glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_T, GL_REPEAT);
+    glBindTexture(GL_TEXTURE_2D, GLuint(previous));
     return name;
 }
 
