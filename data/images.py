@@ -72,9 +72,12 @@ def _landscape(width, height, hue):
             sky = y / height
             hill = height * (0.6 + 0.1 * math.sin(x / width * 6.28 * 2 + hue))
             if y > hill:
-                r, g, b = 40 + 60 * hue, 120 + 50 * (y / height), 60
+                r, g, b = 40 + 60 * hue, (120 + 50 * (y / height)) * (1 - 0.5 * hue), 60 + 40 * hue
             else:
-                r, g, b = 80 + 100 * sky * hue, 120 + 80 * sky, 200 + 40 * (1 - sky)
+                # hue 0: a blue day sky; hue 1: an orange and violet dusk.
+                day = (80, 120 + 80 * sky, 230)
+                dusk = (250, 120 + 60 * sky, 120 + 80 * (1 - sky))
+                r, g, b = (d * (1 - hue) + k * hue for d, k in zip(day, dusk))
             row += [int(min(255, r)), int(min(255, g)), int(min(255, b))]
         rows.append(row)
     return rows
@@ -121,7 +124,7 @@ def _dissolve(width, height):
 
 def make_demo_assets(out):
     os.makedirs(out, exist_ok=True)
-    write_png(os.path.join(out, "day.png"), 256, 192, _landscape(256, 192, 0.2), RGB)
+    write_png(os.path.join(out, "day.png"), 256, 192, _landscape(256, 192, 0.0), RGB)
     write_png(os.path.join(out, "dusk.png"), 256, 192, _landscape(256, 192, 1.0), RGB)
     width, height, rows = _sheet()
     write_png(os.path.join(out, "sheet.png"), width, height, rows, RGBA)

@@ -5,6 +5,7 @@ With a display it runs until the window is closed (Escape also quits). Without o
 and writes screenshots to out/demo/.
 """
 import argparse
+import io
 import math
 import os
 import sys
@@ -14,7 +15,11 @@ from OpenGL import GL
 import libcore
 import libgraphics
 import libwindow
-from libgraphics import Framebuffer, FramebufferDisplay, Scene, SceneLayer, SceneObject, Transform
+from libgraphics import (Framebuffer, FramebufferDisplay, Scene, SceneLayer, SceneObject, Sprite, Texture,
+                         Transform)
+
+sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "data"))
+import images  # noqa: E402  (the project's own picture generator)
 
 WIDTH, HEIGHT = 800, 600
 
@@ -102,7 +107,8 @@ class Backdrop(SceneObject):
 
     def OnRender(self):
         GL.glLineWidth(1.0)
-        GL.glColor4f(0.25, 0.28, 0.35, 1.0)
+        GL.glDisable(GL.GL_TEXTURE_2D)
+        GL.glColor4f(1.0, 1.0, 1.0, 0.12)
         GL.glBegin(GL.GL_LINES)
         for x in range(0, WIDTH + 1, 40):
             GL.glVertex2f(x, 0)
@@ -152,7 +158,87 @@ class Quit(libwindow.WindowListener):
             self.requested = True
 
 
-def build_scene(scene):
+SPRITES = """
+<Sprites>
+  <Sprite id="day" texture="day.png" dimensions="800, 600" top_left="0 0" bottom_right="1 1" layer="backdrop"/>
+  <Sprite id="dusk" texture="dusk.png" dimensions="800, 600" top_left="0 0" bottom_right="1 1" layer="backdrop"/>
+  <Sprite id="gradient" texture="white.png" dimensions="300, 24" colour="#ffd24a" top_left="0 0" bottom_right="1 1"
+          layer="hud"/>
+  {shapes}
+  {tiles}
+</Sprites>
+"""
+
+
+def sprite_records():
+    """Eight shapes cut from one sprite sheet by their atlas coordinates, and twelve
+    tiles that load in the background."""
+    shapes = "\n  ".join(
+        f'<Sprite id="shape{i}" texture="sheet.png" dimensions="48 48" origin="24 24" layer="world" '
+        f'top_left="{(i % 4) / 4} {(i // 4) / 2}" bottom_right="{(i % 4 + 1) / 4} {(i // 4 + 1) / 2}"/>'
+        for i in range(8))
+    tiles = "\n  ".join(
+        f'<Sprite id="tile{i}" texture="tile{i}.png" dimensions="40 40" layer="hud" top_left="0 0" '
+        f'bottom_right="1 1"/>' for i in range(12))
+    return SPRITES.format(shapes=shapes, tiles=tiles)
+
+
+class Orbit(SceneObject):
+    """Sprites from the sheet, circling a centre: the script only turns the centre;
+    the sprites follow as children of its transform."""
+
+    def __init__(self, centre, radius):
+        super().__init__()
+        self.position = centre
+        self.shapes = []
+        for i in range(8):
+            shape = Sprite(f"shape{i}")
+            angle = i / 8 * 2 * math.pi
+            shape.position = (centre[0] + radius * math.cos(angle), centre[1] + radius * math.sin(angle))
+            shape.z = 1
+            self.shapes.append(shape)
+        self.time = 0.0
+
+    def OnUpdate(self, dt):
+        self.time += dt
+        for i, shape in enumerate(self.shapes):
+            angle = i / 8 * 2 * math.pi + self.time * 0.6
+            r = 70 + 15 * math.sin(self.time * 2 + i)
+            shape.position = (self.position.x + r * math.cos(angle), self.position.y + r * math.sin(angle))
+            shape.rotation = self.time * (1 + i * 0.2)
+
+
+class LoadingIndicator(SceneObject):
+    """A bar that fills while the tiles' textures load on the loader thread, then
+    shows the tiles."""
+
+    def __init__(self, tiles):
+        super().__init__()
+        self.tiles = tiles
+        self.elapsed = 0.0
+        self.done = False
+        for tile in tiles:
+            tile.visible = False
+
+    def OnUpdate(self, dt):
+        self.elapsed += dt
+        if not self.done and not libgraphics.texture_loader.loading:
+            self.done = True
+            for tile in self.tiles:
+                tile.visible = True
+
+    def OnRender(self):
+        if self.done:
+            return
+        x, y, w, h = 20, HEIGHT - 50, 200, 12
+        GL.glDisable(GL.GL_TEXTURE_2D)
+        GL.glColor4f(1, 1, 1, 0.3)
+        GL.glRectf(x, y, x + w, y + h)
+        GL.glColor4f(1, 1, 1, 0.9)
+        GL.glRectf(x, y, x + w * (0.5 + 0.5 * math.sin(self.elapsed * 6)) , y + h)
+
+
+def build_scene(scene, assets):
     """Layers with different scale flags, and a picture-in-picture made with a
     framebuffer redirection. Returns the objects so that the script keeps them."""
     F = Scene.ScaleFlag
@@ -160,9 +246,36 @@ def build_scene(scene):
     scene.add_layer(SceneLayer("world", 1, F.SCALE_MIN | F.TRANSLATE, True))
     scene.add_layer(SceneLayer("markers", 2, F.SCALE_MAX | F.TRANSLATE_UNIFORM, True))
     scene.add_layer(SceneLayer("overlay", 3, 0, True))
+    scene.add_layer(SceneLayer("hud", 4, 0, True))
 
-    objects = [Backdrop()]
-    objects[0].layer = "backdrop"
+    # Pictures: a dissolve between two landscapes through a screen-space transition
+    # texture, sprites cut from one sheet, an alpha-stop gradient, tiles loading in
+    # the background behind a loading indicator.
+    libcore.PathDatabase.add_root(assets)
+    libgraphics.sprite_database.load(io.StringIO(sprite_records()), "")
+    dusk, day = Sprite("dusk"), Sprite("day")
+    day.z = 1
+    transition = Texture("dissolve.png")
+    for cycle in range(20):
+        day.fade(1, 0, 1.0, 2.5, transition)
+        day.fade(0, 1, 1.0, 2.5, transition)
+    objects = [dusk, day, transition, Backdrop()]
+    objects[-1].layer = "backdrop"
+    objects[-1].z = 2
+    orbit = Orbit((WIDTH * 0.46, HEIGHT * 0.42), 80)
+    orbit.layer = "world"
+    gradient = Sprite("gradient")
+    gradient.position = (WIDTH - 330, HEIGHT - 50)
+    for position, alpha in ((0, 0), (0.5, 1), (1, 0.2)):
+        gradient.set_alpha_stop(position, alpha)
+    tiles = []
+    for i in range(12):
+        tile = Sprite(f"tile{i}")
+        tile.position = (20 + i * 44, HEIGHT - 100)
+        tiles.append(tile)
+    indicator = LoadingIndicator(tiles)
+    indicator.layer = "hud"
+    objects += [orbit, gradient, indicator] + tiles
     for base, phase in (((WIDTH * 0.3, HEIGHT * 0.8), 0.0), ((WIDTH * 0.62, HEIGHT * 0.8), 2.0)):
         arm = ArticulatedArm(base, phase)
         arm.layer = "world"
@@ -205,8 +318,10 @@ def main():
     quit_listener = Quit()
     libwindow.Window.add_listener(quit_listener)
 
+    assets = os.path.join(args.out, "..", "assets")
+    images.make_demo_assets(assets)
     scene = libgraphics.scene
-    objects = build_scene(scene)
+    objects = build_scene(scene, os.path.abspath(assets))
     screenshots = {60: "scene-1.png", 150: "scene-2.png", 239: "scene-3.png"} if args.frames else {}
     os.makedirs(args.out, exist_ok=True)
 
