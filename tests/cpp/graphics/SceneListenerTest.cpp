@@ -17,8 +17,8 @@ using engine::graphics::SceneListener;
 using engine::graphics::SceneObject;
 
 // Native-only objects have no script object: counting references does nothing and the
-// test owns everything. Layers are declared before the scene, listeners and objects
-// after it. The objects drawn here are invisible unless a test needs their render
+// test owns everything. Layers and listeners are declared before the scene (which
+// drops its references to them when it goes), objects after it. The objects drawn here are invisible unless a test needs their render
 // hook: an invisible object touches no OpenGL state, and these tests have no context.
 
 namespace {
@@ -70,10 +70,10 @@ struct ListenedScene : ::testing::Test {
     SceneLayer back{"back", 0.0f, 0, true};
     SceneLayer hud{"hud", 1.0f, 0, false};
     SceneLayer front{"front", 2.0f, 0, true};
-    Scene scene;
     Log log;
     // In an array, so that their addresses (the notification order) ascend.
     RecordingListener listeners[2];
+    Scene scene;
 
     ListenedScene() {
         scene.add_layer(&front);
