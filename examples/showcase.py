@@ -61,6 +61,7 @@ class ArticulatedArm(SceneObject):
         del self.trail[:-90]
 
     def OnRender(self):
+        GL.glDisable(GL.GL_TEXTURE_2D)  # sprites leave texturing on
         GL.glLineWidth(2.0)
         GL.glBegin(GL.GL_LINE_STRIP)
         for i, (x, y) in enumerate(self.trail):
@@ -95,6 +96,7 @@ class Marker(SceneObject):
         self.position, self.colour, self.size = position, colour, size
 
     def OnRender(self):
+        GL.glDisable(GL.GL_TEXTURE_2D)
         GL.glPushMatrix()
         self.load_into_opengl()
         GL.glColor4f(*self.colour)
@@ -127,6 +129,7 @@ class Frame(SceneObject):
         self.position, self.size = position, size
 
     def OnRender(self):
+        GL.glDisable(GL.GL_TEXTURE_2D)
         GL.glPushMatrix()
         self.load_into_opengl()
         GL.glLineWidth(3.0)

@@ -237,6 +237,7 @@ def test_restore_size_puts_the_session_size_back(window):
     assert (res.x, res.y) == (WIDTH, HEIGHT)
 
 
+@pytest.mark.skipif(os.environ.get("ENGINE_HEADLESS") != "1", reason="would change the mode of a real display")
 def test_fullscreen_video_mode_is_reported(window, restore_size):
     window.set_video_mode(WIDTH, HEIGHT, fullscreen=True)
     assert window.video_mode.fullscreen is True

@@ -112,6 +112,7 @@ private:
     void render_layer(SceneLayer& layer);
     void erase_redirection(SceneObject* object);
     bool take_object(SceneObject* object, bool release);
+    bool erase_object(SceneLayer& layer, SceneObject* object, bool release);
     void release_later(const core::Object* object);
     template <class Hook>
     void notify(Hook hook);

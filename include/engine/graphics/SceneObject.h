@@ -3,6 +3,7 @@
 #include "engine/graphics/Transform.h"
 
 #include <map>
+#include <vector>
 #include <string>
 
 namespace engine::graphics {
@@ -70,7 +71,13 @@ public:
 
 private:
     friend class Scene;
+    friend class SceneLayer;
+    friend class SceneObjectAnimator;
     void step_animators(float dt);
+    /// Animators whose object is this one register here, so that they can be told when
+    /// it dies (removal leaves an animator's object as it is).
+    void watch(SceneObjectAnimator* animator);
+    void forget(SceneObjectAnimator* animator);
 
     std::string id_;                                        // name in the global registry
     bool visible_ = true;                                   // drawn and redirected when true
@@ -78,6 +85,7 @@ private:
     float z_ = 0.0f;                                        // depth within the layer
     int scale_flags_ = -1;                                  // -1: the layer's flags
     std::map<std::string, SceneObjectAnimator*> animators_;  // one reference each
+    std::vector<SceneObjectAnimator*> watchers_;            // animators naming this object
 };
 
 }  // namespace engine::graphics

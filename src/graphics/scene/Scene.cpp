@@ -124,19 +124,28 @@ bool Scene::remove_object(SceneObject* object) { return take_object(object, true
 
 bool Scene::take_object(SceneObject* object, bool release) {
     erase_redirection(object);
-    for (SceneLayer* layer : layers_) {
-        auto& objects = layer->objects_;
-        auto it = std::find(objects.begin(), objects.end(), object);
-        if (it == objects.end()) continue;
-        objects.erase(it);
-        if (release) {
-            object->layer_.clear();
-            object->on_remove(layer->get_id());
-            release_later(object);
-        }
-        return true;
-    }
+    // An object in no layer has an empty layer id: new objects cost no search. Otherwise
+    // its layer is looked at first, then every layer in order (a layer may have been
+    // renamed since the object entered it).
+    if (object->layer_.empty()) return false;
+    SceneLayer* named = get_layer(object->layer_);
+    if (named && erase_object(*named, object, release)) return true;
+    for (SceneLayer* layer : layers_)
+        if (layer != named && erase_object(*layer, object, release)) return true;
     return false;
+}
+
+bool Scene::erase_object(SceneLayer& layer, SceneObject* object, bool release) {
+    auto& objects = layer.objects_;
+    auto it = std::find(objects.begin(), objects.end(), object);
+    if (it == objects.end()) return false;
+    objects.erase(it);
+    if (release) {
+        object->layer_.clear();
+        object->on_remove(layer.get_id());
+        release_later(object);
+    }
+    return true;
 }
 
 SceneObject* Scene::get_object(const std::string& id) const { return SceneObject::get_object(id); }

@@ -11,7 +11,10 @@ SceneLayer::~SceneLayer() {
     // Emptied first, so that an object destroyed by its release finds itself in no layer.
     std::vector<SceneObject*> objects;
     objects.swap(objects_);
-    for (SceneObject* object : objects) object->dec_ref();
+    for (SceneObject* object : objects) {
+        object->layer_.clear();
+        object->dec_ref();
+    }
 }
 
 }  // namespace engine::graphics

@@ -5,6 +5,7 @@
 
 #include <GL/gl.h>
 
+#include <algorithm>
 #include <vector>
 
 namespace engine::graphics {
@@ -29,10 +30,11 @@ std::vector<SceneObjectAnimator*>& animator_snapshot() {
 
 SceneObject::~SceneObject() {
     set_id(std::string());
-    for (auto& [name, animator] : animators_) {
-        animator->set_object(nullptr);  // the animator may outlive us
-        animator->dec_ref();
-    }
+    // Every animator that still names this object forgets it, attached or not: a
+    // script may keep an animator after removing it.
+    for (SceneObjectAnimator* animator : watchers_) animator->object_ = nullptr;
+    watchers_.clear();
+    for (auto& [name, animator] : animators_) animator->dec_ref();
     animators_.clear();
     if (Scene* scene = Scene::get()) scene->take_object(this, false);
 }
@@ -94,6 +96,13 @@ void SceneObject::remove_animator(SceneObjectAnimator* animator) {
             return;
         }
     }
+}
+
+void SceneObject::watch(SceneObjectAnimator* animator) { watchers_.push_back(animator); }
+
+void SceneObject::forget(SceneObjectAnimator* animator) {
+    auto it = std::find(watchers_.begin(), watchers_.end(), animator);
+    if (it != watchers_.end()) watchers_.erase(it);
 }
 
 void SceneObject::step_animators(float dt) {

@@ -4,6 +4,17 @@
 
 namespace engine::graphics {
 
+SceneObjectAnimator::~SceneObjectAnimator() {
+    if (object_) object_->forget(this);
+}
+
+void SceneObjectAnimator::set_object(SceneObject* object) {
+    if (object == object_) return;
+    if (object_) object_->forget(this);
+    object_ = object;
+    if (object_) object_->watch(this);
+}
+
 void SceneObjectAnimator::update(float dt) {
     if (delay_ > 0.0f) {
         delay_ -= dt;

@@ -103,7 +103,7 @@ struct Window::Impl {
     }
 
     Window* owner;                    // the window this belongs to
-    SDL_Window* window = nullptr;      // owned, null once closed
+    SDL_Window* window = nullptr;     // owned, null once closed
     SDL_GLContext context = nullptr;  // owned, null between contexts and once closed
     int alpha_bits = 8;               // what the window's visual was chosen with
     bool vsync = false;               // swap interval 1 rather than 0
@@ -128,7 +128,7 @@ Window::Window(int width, int height, const std::string& title, bool fullscreen,
     create_context();
     int w = width, h = height;
     SDL_GL_GetDrawableSize(impl_->window, &w, &h);
-    video_mode_ = VideoMode({w, h}, fullscreen);
+    video_mode_ = VideoMode({w, h}, (SDL_GetWindowFlags(impl_->window) & SDL_WINDOW_FULLSCREEN) != 0);
     dispatch([this](WindowListener& l) { l.on_create(this); });
 }
 

@@ -1,0 +1,236 @@
+#include "engine/graphics/DecoratorFade.h"
+
+#include "engine/graphics/Texture.h"
+#include "engine/graphics/TextureData.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+using engine::graphics::DecoratorFade;
+using engine::graphics::Texture;
+
+// The transition textures are private, empty textures made from no bytes: nothing is
+// uploaded, so no GL context is needed.
+
+namespace {
+
+Texture empty_texture() { return Texture(nullptr, {0, 0}, 4); }
+
+// Writes down each hook with the state of the fade it was given.
+class RecordingFade : public DecoratorFade {
+public:
+    struct Call {
+        std::string hook;
+        float from, to, delay, remaining, duration, progress;
+    };
+    std::vector<Call> calls;
+
+    int count(const std::string& hook) const {
+        int n = 0;
+        for (const Call& c : calls) n += c.hook == hook;
+        return n;
+    }
+
+protected:
+    void on_fade_begin(const Fade& f) override { record("begin", f); }
+    void on_fade_end(const Fade& f) override { record("end", f); }
+
+private:
+    void record(const std::string& hook, const Fade& f) {
+        calls.push_back({hook, f.from, f.to, f.delay, f.remaining, f.duration, f.progress});
+    }
+};
+
+}  // namespace
+
+TEST(DecoratorFade, StartsWithoutFade) {
+    RecordingFade d;
+    EXPECT_EQ(d.get_fade(), nullptr);
+    d.update(1.0f);  // nothing to step
+    EXPECT_TRUE(d.calls.empty());
+}
+
+TEST(DecoratorFade, QueuedFadeHoldsItsValuesAndACopyOfTheTexture) {
+    RecordingFade d;
+    Texture texture = empty_texture();
+    texture.set_wrap_mode(0x2901);  // GL_REPEAT
+    d.fade(0.25f, 0.75f, 1.0f, 2.0f, texture);
+    const DecoratorFade::Fade* f = d.get_fade();
+    ASSERT_NE(f, nullptr);
+    EXPECT_EQ(f->from, 0.25f);
+    EXPECT_EQ(f->to, 0.75f);
+    EXPECT_EQ(f->delay, 1.0f);
+    EXPECT_EQ(f->remaining, 2.0f);
+    EXPECT_EQ(f->duration, 2.0f);
+    EXPECT_EQ(f->progress, 0.0f);
+    ASSERT_NE(f->transition_texture, nullptr);
+    EXPECT_NE(f->transition_texture.get(), &texture);
+    EXPECT_EQ(f->transition_texture->get_data(), texture.get_data());  // shared data
+    EXPECT_EQ(f->transition_texture->get_wrap_mode(), 0x2901u);
+    EXPECT_EQ(texture.get_data()->get_ref_count(), 2);
+}
+
+TEST(DecoratorFade, DelayOneDurationTwoUpdatedByOneAndAHalfHasProgressAQuarter) {
+    RecordingFade d;
+    d.fade(1.0f, 0.0f, 1.0f, 2.0f, empty_texture());
+    d.update(1.5f);
+    const DecoratorFade::Fade* f = d.get_fade();
+    ASSERT_NE(f, nullptr);
+    EXPECT_FLOAT_EQ(f->progress, 0.25f);
+    EXPECT_EQ(f->delay, 0.0f);
+    EXPECT_FLOAT_EQ(f->remaining, 1.5f);
+    ASSERT_EQ(d.calls.size(), 1u);
+    EXPECT_EQ(d.calls[0].hook, "begin");
+    // The hook sees the fade before the left-over time is taken off.
+    EXPECT_EQ(d.calls[0].remaining, 2.0f);
+    EXPECT_EQ(d.calls[0].progress, 0.0f);
+}
+
+TEST(DecoratorFade, UpdateWithinTheDelayOnlyCountsItDown) {
+    RecordingFade d;
+    d.fade(1.0f, 0.0f, 1.0f, 2.0f, empty_texture());
+    d.update(0.25f);
+    const DecoratorFade::Fade* f = d.get_fade();
+    ASSERT_NE(f, nullptr);
+    EXPECT_FLOAT_EQ(f->delay, 0.75f);
+    EXPECT_EQ(f->remaining, 2.0f);
+    EXPECT_EQ(f->progress, 0.0f);
+    EXPECT_TRUE(d.calls.empty());
+}
+
+TEST(DecoratorFade, DelayUsedUpExactlyBeginsOnTheNextUpdate) {
+    RecordingFade d;
+    d.fade(1.0f, 0.0f, 0.5f, 2.0f, empty_texture());
+    d.update(0.5f);  // nothing left over
+    EXPECT_EQ(d.count("begin"), 0);
+    EXPECT_EQ(d.get_fade()->delay, 0.0f);
+    EXPECT_EQ(d.get_fade()->progress, 0.0f);
+    d.update(0.5f);
+    EXPECT_EQ(d.count("begin"), 1);
+    EXPECT_FLOAT_EQ(d.get_fade()->progress, 0.25f);
+}
+
+TEST(DecoratorFade, WithoutDelayBeginsAtTheFirstUpdate) {
+    RecordingFade d;
+    d.fade(0.0f, 1.0f, 0.0f, 4.0f, empty_texture());
+    d.update(1.0f);
+    EXPECT_EQ(d.count("begin"), 1);
+    EXPECT_FLOAT_EQ(d.get_fade()->progress, 0.25f);
+    d.update(2.0f);
+    EXPECT_FLOAT_EQ(d.get_fade()->progress, 0.75f);
+}
+
+TEST(DecoratorFade, BeginAndEndAreCalledOnceEach) {
+    RecordingFade d;
+    d.fade(1.0f, 0.5f, 0.5f, 1.0f, empty_texture());
+    for (int i = 0; i < 20; ++i) d.update(0.125f);
+    EXPECT_EQ(d.count("begin"), 1);
+    EXPECT_EQ(d.count("end"), 1);
+    ASSERT_EQ(d.calls.size(), 2u);
+    EXPECT_EQ(d.calls[0].hook, "begin");
+    EXPECT_EQ(d.calls[1].hook, "end");
+    EXPECT_EQ(d.calls[1].progress, 1.0f);
+    EXPECT_EQ(d.calls[1].from, 1.0f);
+    EXPECT_EQ(d.calls[1].to, 0.5f);
+    EXPECT_EQ(d.get_fade(), nullptr);
+}
+
+TEST(DecoratorFade, EndedFadeIsRemovedAndItsTextureReleased) {
+    RecordingFade d;
+    Texture texture = empty_texture();
+    d.fade(1.0f, 0.0f, 0.0f, 1.0f, texture);
+    EXPECT_EQ(texture.get_data()->get_ref_count(), 2);
+    d.update(0.5f);
+    EXPECT_EQ(texture.get_data()->get_ref_count(), 2);
+    d.update(0.5f);
+    EXPECT_EQ(d.get_fade(), nullptr);
+    EXPECT_EQ(texture.get_data()->get_ref_count(), 1);
+}
+
+TEST(DecoratorFade, UpdateCoveringDelayAndDurationBeginsAndEndsAtOnce) {
+    RecordingFade d;
+    d.fade(1.0f, 0.0f, 1.0f, 2.0f, empty_texture());
+    d.update(5.0f);
+    ASSERT_EQ(d.calls.size(), 2u);
+    EXPECT_EQ(d.calls[0].hook, "begin");
+    EXPECT_EQ(d.calls[1].hook, "end");
+    EXPECT_EQ(d.get_fade(), nullptr);
+}
+
+TEST(DecoratorFade, NextFadeStartsOnTheFollowingUpdateWithoutLeftOverTime) {
+    RecordingFade d;
+    d.fade(1.0f, 0.0f, 0.0f, 1.0f, empty_texture());
+    d.fade(0.0f, 1.0f, 0.0f, 2.0f, empty_texture());
+    d.update(1.5f);  // ends the first; its surplus half second is not carried over
+    EXPECT_EQ(d.count("end"), 1);
+    const DecoratorFade::Fade* second = d.get_fade();
+    ASSERT_NE(second, nullptr);
+    EXPECT_EQ(second->from, 0.0f);
+    EXPECT_EQ(second->remaining, 2.0f);
+    EXPECT_EQ(second->progress, 0.0f);
+    EXPECT_EQ(d.count("begin"), 1);
+    d.update(0.5f);
+    EXPECT_EQ(d.count("begin"), 2);
+    EXPECT_FLOAT_EQ(d.get_fade()->progress, 0.25f);
+    EXPECT_EQ(d.calls.back().from, 0.0f);
+}
+
+TEST(DecoratorFade, OnlyTheFrontFadeIsStepped) {
+    RecordingFade d;
+    d.fade(1.0f, 0.0f, 0.0f, 10.0f, empty_texture());
+    d.fade(0.0f, 1.0f, 3.0f, 1.0f, empty_texture());
+    d.update(1.0f);
+    d.update(8.0f);
+    EXPECT_EQ(d.count("end"), 0);
+    d.update(1.0f);
+    ASSERT_NE(d.get_fade(), nullptr);
+    EXPECT_EQ(d.get_fade()->delay, 3.0f);  // the second fade's delay has not started
+}
+
+TEST(DecoratorFade, ZeroDurationEndsAtTheFirstUpdate) {
+    RecordingFade d;
+    d.fade(1.0f, 0.25f, 0.0f, 0.0f, empty_texture());
+    d.update(0.016f);
+    ASSERT_EQ(d.calls.size(), 2u);
+    EXPECT_EQ(d.calls[0].hook, "begin");
+    EXPECT_EQ(d.calls[1].hook, "end");
+    EXPECT_EQ(d.calls[1].progress, 1.0f);
+    EXPECT_EQ(d.calls[1].to, 0.25f);
+    EXPECT_EQ(d.get_fade(), nullptr);
+}
+
+TEST(DecoratorFade, ZeroDurationUpdatedByZeroEndsWithoutBeginning) {
+    // No time is left over, so the begin hook's condition does not hold; the fade still
+    // has nothing remaining and ends.
+    RecordingFade d;
+    d.fade(1.0f, 0.0f, 0.0f, 0.0f, empty_texture());
+    d.update(0.0f);
+    ASSERT_EQ(d.calls.size(), 1u);
+    EXPECT_EQ(d.calls[0].hook, "end");
+    EXPECT_EQ(d.get_fade(), nullptr);
+}
+
+TEST(DecoratorFade, ZeroDurationEndsAtTheFirstUpdateEvenWithinItsDelay) {
+    // Nothing remains to run from the start, so the first update ends the fade while
+    // its delay is still counting down, without the begin hook.
+    RecordingFade d;
+    d.fade(1.0f, 0.0f, 1.0f, 0.0f, empty_texture());
+    d.update(0.5f);
+    ASSERT_EQ(d.calls.size(), 1u);
+    EXPECT_EQ(d.calls[0].hook, "end");
+    EXPECT_EQ(d.calls[0].delay, 0.5f);
+    EXPECT_EQ(d.get_fade(), nullptr);
+}
+
+TEST(DecoratorFade, DestructionReleasesQueuedTextures) {
+    Texture texture = empty_texture();
+    {
+        RecordingFade d;
+        d.fade(1.0f, 0.0f, 0.0f, 1.0f, texture);
+        d.fade(1.0f, 0.0f, 0.0f, 1.0f, texture);
+        EXPECT_EQ(texture.get_data()->get_ref_count(), 3);
+    }
+    EXPECT_EQ(texture.get_data()->get_ref_count(), 1);
+}
