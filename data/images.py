@@ -122,6 +122,37 @@ def _dissolve(width, height):
     return rows
 
 
+# A 5 x 7 pixel font, enough for the showcase's title.
+_GLYPHS = {
+    "A": ["01110", "10001", "10001", "11111", "10001", "10001", "10001"],
+    "C": ["01111", "10000", "10000", "10000", "10000", "10000", "01111"],
+    "E": ["11111", "10000", "10000", "11110", "10000", "10000", "11111"],
+    "G": ["01111", "10000", "10000", "10011", "10001", "10001", "01111"],
+    "H": ["10001", "10001", "10001", "11111", "10001", "10001", "10001"],
+    "I": ["11111", "00100", "00100", "00100", "00100", "00100", "11111"],
+    "N": ["10001", "11001", "10101", "10011", "10001", "10001", "10001"],
+    "O": ["01110", "10001", "10001", "10001", "10001", "10001", "01110"],
+    "S": ["01111", "10000", "10000", "01110", "00001", "00001", "11110"],
+    "W": ["10001", "10001", "10001", "10101", "10101", "10101", "01010"],
+    " ": ["00000"] * 7,
+}
+
+
+def _text(text, scale=4, colour=(255, 255, 255)):
+    """White-on-transparent text in the 5 x 7 font, each font pixel `scale` wide."""
+    width = (len(text) * 6 - 1) * scale + 2 * scale
+    height = 9 * scale
+    rows = [[0, 0, 0, 0] * width for _ in range(height)]
+    for i, ch in enumerate(text):
+        for gy, line in enumerate(_GLYPHS[ch]):
+            for gx, bit in enumerate(line):
+                if bit == "1":
+                    for y in range((gy + 1) * scale, (gy + 2) * scale):
+                        for x in range((i * 6 + gx + 1) * scale, (i * 6 + gx + 2) * scale):
+                            rows[y][4 * x:4 * x + 4] = [*colour, 255]
+    return width, height, rows
+
+
 def make_demo_assets(out):
     os.makedirs(out, exist_ok=True)
     write_png(os.path.join(out, "day.png"), 256, 192, _landscape(256, 192, 0.0), RGB)
@@ -130,6 +161,8 @@ def make_demo_assets(out):
     write_png(os.path.join(out, "sheet.png"), width, height, rows, RGBA)
     write_png(os.path.join(out, "dissolve.png"), 128, 128, _dissolve(128, 128), RGB)
     write_png(os.path.join(out, "white.png"), 4, 4, solid(4, 4, (255, 255, 255, 255)), RGBA)
+    width, height, rows = _text("ENGINE SHOWCASE")
+    write_png(os.path.join(out, "title.png"), width, height, rows, RGBA)
     for i in range(12):  # many pictures for the loading indicator to wait for
         hue = i / 12
         write_png(os.path.join(out, f"tile{i}.png"), 128, 128, _landscape(128, 128, hue), RGB)

@@ -167,6 +167,13 @@ SPRITES = """
   <Sprite id="dusk" texture="dusk.png" dimensions="800, 600" top_left="0 0" bottom_right="1 1" layer="backdrop"/>
   <Sprite id="gradient" texture="white.png" dimensions="300, 24" colour="#ffd24a" top_left="0 0" bottom_right="1 1"
           layer="hud"/>
+  <Sprite id="title" texture="title.png" dimensions="364 36" origin="182 18" top_left="0 0" bottom_right="1 1"
+          colour="#fff4d0" layer="hud"/>
+  <Sprite id="ball" texture="sheet.png" dimensions="40 40" origin="20 20" top_left="0.75 0.5" bottom_right="1 1"
+          layer="hud"/>
+  <Sprite id="bird" texture="sheet.png" dimensions="36 36" origin="18 18" top_left="0 0" bottom_right="0.25 0.5"
+          layer="hud"/>
+  <Sprite id="postcard" texture="dusk.png" dimensions="128 96" top_left="0 0" bottom_right="1 1" layer="hud"/>
   {shapes}
   {tiles}
 </Sprites>
@@ -209,6 +216,52 @@ class Orbit(SceneObject):
             r = 70 + 15 * math.sin(self.time * 2 + i)
             shape.position = (self.position.x + r * math.cos(angle), self.position.y + r * math.sin(angle))
             shape.rotation = self.time * (1 + i * 0.2)
+
+
+class AnimatorShow(SceneObject):
+    """Animators at work: a title that slides in, a bouncing ball, a sprite following
+    a spline, a picture revealed by a wipe, and pulsing, rotating shapes. The script
+    only starts animators; they step in C++ and remove themselves when done."""
+
+    def __init__(self, orbit):
+        super().__init__()
+        self.title = Sprite("title")
+        self.title.position = (WIDTH / 2, -40)
+        self.title.add_animator("in", libgraphics.SceneObjectAnimatorSlide((WIDTH / 2, 36), 1.2, False))
+        self.ball = Sprite("ball")
+        self.bird = Sprite("bird")
+        self.postcard = Sprite("postcard")
+        self.postcard.position = (WIDTH - 150, 250)
+        for i, shape in enumerate(orbit.shapes):
+            if i % 2:
+                shape.add_animator("spin", libgraphics.SceneObjectAnimatorRotate(3.0, 2.0, 0.0))
+            else:
+                shape.add_animator("glow", libgraphics.SceneObjectAnimatorAlphaPulse(0.3, 1.0, 1.5))
+        self.shapes = orbit.shapes
+        self.time = 0.0
+        self.next_pulse = 0.0
+
+    def OnUpdate(self, dt):
+        self.time += dt
+        if self.ball.get_animator("throw") is None:
+            # Thrown again whenever the last throw has come to rest on the floor.
+            self.ball.position = (WIDTH - 240, HEIGHT - 160)
+            throw = libgraphics.SceneObjectAnimatorMoveNewtonian((60, -420))
+            throw.bounce_target = HEIGHT - 120
+            throw.num_bounces = 3
+            throw.bounce_damping = 0.6
+            self.ball.add_animator("throw", throw)
+        if self.bird.get_animator("path") is None or self.time % 3.0 < dt:
+            path = libgraphics.SceneObjectAnimatorMoveSpline(3.0)
+            for point in ((40, 300), (200, 80), (420, 520), (640, 120)):
+                path.add_control_point(point)
+            self.bird.add_animator("path", path)  # replaces the finished one
+        if self.postcard.get_animator("wipe") is None and self.time % 4.0 < dt:
+            self.postcard.add_animator("wipe", libgraphics.SceneObjectAnimatorSpriteWipe(True, 1.5))
+        if self.time >= self.next_pulse:
+            self.next_pulse = self.time + 1.0
+            for shape in self.shapes[::3]:
+                shape.add_animator("pop", libgraphics.SceneObjectAnimatorPulse(1.0, 1.5, 0.4))
 
 
 class LoadingIndicator(SceneObject):
@@ -278,7 +331,9 @@ def build_scene(scene, assets):
         tiles.append(tile)
     indicator = LoadingIndicator(tiles)
     indicator.layer = "hud"
-    objects += [orbit, gradient, indicator] + tiles
+    show = AnimatorShow(orbit)
+    show.layer = "hud"
+    objects += [orbit, gradient, indicator, show] + tiles
     for base, phase in (((WIDTH * 0.3, HEIGHT * 0.8), 0.0), ((WIDTH * 0.62, HEIGHT * 0.8), 2.0)):
         arm = ArticulatedArm(base, phase)
         arm.layer = "world"
@@ -297,7 +352,7 @@ def build_scene(scene, assets):
     scene.register_framebuffer(full, framebuffer)
     mini = FramebufferDisplay(framebuffer)
     mini.dimensions = (WIDTH / 4, HEIGHT / 4)
-    mini.position = (WIDTH - WIDTH / 4 - 20, 20)
+    mini.position = (WIDTH - WIDTH / 4 - 20, 70)
     mini.colour = (0.8, 0.9, 1.0, 0.9)
     mini.z = 1
     mini.layer = "overlay"
@@ -325,7 +380,7 @@ def main():
     images.make_demo_assets(assets)
     scene = libgraphics.scene
     objects = build_scene(scene, os.path.abspath(assets))
-    screenshots = {60: "scene-1.png", 150: "scene-2.png", 239: "scene-3.png"} if args.frames else {}
+    screenshots = {45: "scene-1.png", 150: "scene-2.png", 239: "scene-3.png"} if args.frames else {}
     os.makedirs(args.out, exist_ok=True)
 
     dt = 1.0 / 60.0
