@@ -531,6 +531,20 @@ def test_untextured_record_draws_its_colour(scene, window):
     assert frame.covered() == (10, 10, 40, 40)
 
 
+def test_untextured_sprite_drawn_after_a_textured_one_draws_its_colour(pictures, scene, window):
+    define("textured", texture=pictures.solid("green.png", colour=(0, 255, 0, 255)), dimensions="30 30",
+           bottom_right="1 1", layer="main")
+    define("flat", dimensions="30 30", colour="1 0 0", layer="main")
+    first = Sprite("textured")
+    second = Sprite("flat")  # drawn after the first: same z, added later
+    second.position = (50, 0)
+    settle()
+    frame = Frame(window, scene)
+    assert frame[15, 15] == (0, 255, 0, 255)
+    assert frame[65, 15] == (255, 0, 0, 255)
+    del first, second
+
+
 def test_record_whose_texture_cannot_be_read_draws_untextured(pictures, scene, window):
     define("broken", texture=pictures.path("missing.png"), dimensions="30 30", colour="1 0 0", layer="main")
     sprite = Sprite("broken")
@@ -697,9 +711,36 @@ def full_window_white_sprite(pictures):
 
 
 LEFT, RIGHT, MIDDLE_Y = 100, 540, 240
+_shader_fades = None  # whether fades dissolve through shader programs (found once)
 
 
-def test_dissolve_changes_the_red_half_first(pictures, scene, window):
+def shader_fades(pictures, scene, window):
+    """Whether this build dissolves (Cg programs) or scales alpha (no Cg): a sprite is
+    faded through a half red, half black transition and its halves compared."""
+    global _shader_fades
+    if _shader_fades is None:
+        probe = white_sprite(pictures, "probe", dimensions=f"{WIDTH} {HEIGHT}")
+        probe.fade(1, 0, 0, 1, transition_texture(pictures, "probe_transition.png", (255, 0, 0), (0, 0, 0)))
+        scene.update(0.4)
+        frame = Frame(window, scene)
+        _shader_fades = frame[LEFT, MIDDLE_Y] != frame[RIGHT, MIDDLE_Y]
+        scene.remove_object(probe)
+    return _shader_fades
+
+
+@pytest.fixture
+def dissolving(pictures, scene, window):
+    if not shader_fades(pictures, scene, window):
+        pytest.skip("no shader programs in this build: fades scale alpha")
+
+
+@pytest.fixture
+def scaling_alpha(pictures, scene, window):
+    if shader_fades(pictures, scene, window):
+        pytest.skip("the shader programs are in use: fades dissolve")
+
+
+def test_dissolve_changes_the_red_half_first(pictures, scene, window, dissolving):
     sprite = full_window_white_sprite(pictures)
     sprite.fade(1, 0, 0, 1, transition_texture(pictures, "halves.png", (255, 0, 0), (0, 0, 0)))
     seen = []
@@ -723,7 +764,7 @@ def test_dissolve_changes_the_red_half_first(pictures, scene, window):
 
 @pytest.mark.parametrize("progress, alpha", [
     (0.0, 1.0), (0.5, 1.0), (0.7, 1.0), (0.72, 0.8), (0.75, 0.5), (0.78, 0.2), (0.8, 0.0), (0.95, 0.0)])
-def test_dissolve_through_black_follows_the_transition_curve(pictures, scene, window, progress, alpha):
+def test_dissolve_through_black_follows_the_transition_curve(pictures, scene, window, dissolving, progress, alpha):
     # With red 0 everywhere: s = clamp(2p - 1), then clamp(5s - 2); alpha = lerp(from, to, s).
     sprite = full_window_white_sprite(pictures)
     sprite.fade(1, 0, 0, 1, transition_texture(pictures, "black.png", (0, 0, 0), (0, 0, 0)))
@@ -787,7 +828,7 @@ def test_dissolve_leaves_texture_unit_zero_active(pictures, scene, window):
     assert Frame(window, scene)[LEFT, MIDDLE_Y] == WHITE
 
 
-def test_sprite_after_a_dissolving_one_draws_normally(pictures, scene, window):
+def test_sprite_after_a_dissolving_one_draws_normally(pictures, scene, window, dissolving):
     fading = white_sprite(pictures, "fading", dimensions="100 100")
     fading.fade(1, 0, 0, 1, transition_texture(pictures, "after.png", (0, 0, 0), (0, 0, 0)))
     scene.update(0.75)
@@ -801,7 +842,7 @@ def test_sprite_after_a_dissolving_one_draws_normally(pictures, scene, window):
     assert frame[250, 50] == (0, 255, 0, 255)
 
 
-def test_dissolve_works_again_after_a_change_of_video_mode(pictures, scene, restore_size):
+def test_dissolve_works_again_after_a_change_of_video_mode(pictures, scene, dissolving, restore_size):
     window = restore_size
     sprite = full_window_white_sprite(pictures)
     sprite.fade(1, 0, 0, 1, transition_texture(pictures, "mode.png", (255, 0, 0), (0, 0, 0)))
@@ -812,3 +853,30 @@ def test_dissolve_works_again_after_a_change_of_video_mode(pictures, scene, rest
     libgraphics.set_ortho()
     after = Frame(window, scene)
     assert (after[LEFT, MIDDLE_Y][0], after[RIGHT, MIDDLE_Y][0]) == (0, 255)
+
+
+# Without shader programs (a build without Cg) fades scale alpha uniformly instead.
+
+def test_without_shader_programs_a_fade_scales_alpha_uniformly(pictures, scene, window, scaling_alpha):
+    sprite = full_window_white_sprite(pictures)
+    sprite.fade(1, 0, 0, 1, transition_texture(pictures, "fallback.png", (255, 0, 0), (0, 0, 0)))
+    scene.update(0.4)
+    frame = Frame(window, scene)
+    # F = (1 - 0.4) * 1 + 0.4 * 0, the same all over.
+    assert close(frame[LEFT, MIDDLE_Y], (153, 153, 153), 3)
+    assert close(frame[RIGHT, 20], (153, 153, 153), 3)
+    scene.update(0.7)
+    assert [sprite.colours[i].a for i in range(4)] == [0, 0, 0, 0]
+
+
+def test_without_shader_programs_the_strips_lower_row_ignores_the_fade(pictures, scene, window, scaling_alpha):
+    sprite = full_window_white_sprite(pictures)
+    sprite.fade(1, 0, 0, 1, transition_texture(pictures, "strip_fallback.png", (255, 0, 0), (0, 0, 0)))
+    scene.update(0.5)
+    sprite.set_alpha_stop(0, 1)
+    sprite.set_alpha_stop(1, 1)
+    frame = Frame(window, scene)
+    # Local "bottom" (y = 0) is the window's top: full alpha there, F = 0.5 at the other edge.
+    assert close(frame[320, 0], (255, 255, 255), 3)
+    assert close(frame[320, HEIGHT - 1], (128, 128, 128), 3)
+    assert close(frame[320, HEIGHT // 2], (191, 191, 191), 4)

@@ -126,6 +126,10 @@ def dimensions(texture):
     return tuple(texture.dimensions)
 
 
+def gl_window_pixels():
+    return libgraphics.get_window().read_pixels()
+
+
 def texels(texture, fmt=GL.GL_RGBA):
     """The texture's level-0 picture as bytes, rows as uploaded (first row first)."""
     GL.glBindTexture(GL.GL_TEXTURE_2D, texture.gl_name)
@@ -196,7 +200,8 @@ def test_loading_is_false_when_nothing_was_queued(gl):
 
 
 def test_loading_is_true_while_a_load_is_pending(pictures):
-    textures = [Texture(pictures.solid(f"pending{i}.png", 64, 64)) for i in range(8)]
+    paths = [pictures.solid(f"pending{i}.png", 64, 64) for i in range(8)]
+    textures = [Texture(p) for p in paths]
     assert texture_loader.loading is True
     settle()
     assert texture_loader.loading is False
@@ -227,10 +232,6 @@ def test_drawing_a_pending_texture_waits_for_it(pictures, graphics_log):
         del sprite
     finally:
         sprite_database.unload()
-
-
-def gl_window_pixels():
-    return libgraphics.get_window().read_pixels()
 
 
 # Resolution --------------------------------------------------------------------------
@@ -309,7 +310,8 @@ def test_purge_while_loads_are_pending_frees_nothing(pictures):
     del unused  # now held by the table only
     size = len(texture_database)
     data = images.png_bytes(256, 256, images.solid(256, 256, (10, 20, 30)), images.RGB)
-    pending = [Texture(pictures.write_bytes(f"slow{i}.png", data)) for i in range(20)]
+    paths = [pictures.write_bytes(f"slow{i}.png", data) for i in range(20)]
+    pending = [Texture(p) for p in paths]
     assert len(texture_database) == size + 20
     texture_database.purge()
     assert len(texture_database) == size + 20
@@ -506,6 +508,8 @@ def test_raw_bytes_too_few_for_the_dimensions_raise(gl):
         Texture(bytes(11), (2, 2), 3)
     with pytest.raises(ValueError):
         Texture(bytes(15), (2, 2), 4)
+    with pytest.raises(ValueError):
+        Texture(bytes(16), (-1, 2), 4)
     with pytest.raises(TypeError):
         Texture("not bytes but a path", (2, 2), 4)
 

@@ -2,7 +2,7 @@
 
 #include "engine/graphics/Transform.h"
 
-#include <map>
+#include <utility>
 #include <vector>
 #include <string>
 
@@ -53,7 +53,9 @@ public:
     /// Removes the first entry, in name order, holding this animator.
     void remove_animator(SceneObjectAnimator* animator);
     bool any_animators() const { return !animators_.empty(); }
-    const std::map<std::string, SceneObjectAnimator*>& get_animators() const { return animators_; }
+    /// (name, animator) pairs in name order.
+    using AnimatorList = std::vector<std::pair<std::string, SceneObjectAnimator*>>;
+    const AnimatorList& get_animators() const { return animators_; }
 
     /// One frame: the animators in name order (from a snapshot, so they may remove
     /// themselves or each other), then `on_update`.
@@ -78,14 +80,17 @@ private:
     /// it dies (removal leaves an animator's object as it is).
     void watch(SceneObjectAnimator* animator);
     void forget(SceneObjectAnimator* animator);
+    void release(SceneObjectAnimator* animator);
 
     std::string id_;                                        // name in the global registry
     bool visible_ = true;                                   // drawn and redirected when true
     std::string layer_;                                     // id of the holding layer
     float z_ = 0.0f;                                        // depth within the layer
     int scale_flags_ = -1;                                  // -1: the layer's flags
-    std::map<std::string, SceneObjectAnimator*> animators_;  // one reference each
-    std::vector<SceneObjectAnimator*> watchers_;            // animators naming this object
+    AnimatorList animators_;                                 // name order, one reference each
+    std::vector<SceneObjectAnimator*> removed_while_stepping_;  // released when the step ends
+    int stepping_ = 0;                                       // animator steps under way
+    std::vector<SceneObjectAnimator*> watchers_;             // animators naming this object
 };
 
 }  // namespace engine::graphics

@@ -20,7 +20,8 @@ std::map<std::string, SceneObject*>& registry() {
 
 // Animators being stepped, for every object whose update is under way: each update
 // uses the range above where it started, so nested updates are fine and nothing is
-// allocated once the vector has grown.
+// allocated once the vector has grown. Animators removed meanwhile stay alive until
+// the step ends (see SceneObject::release), so every one in the snapshot takes its step.
 std::vector<SceneObjectAnimator*>& animator_snapshot() {
     static std::vector<SceneObjectAnimator*> snapshot;
     return snapshot;
@@ -36,6 +37,7 @@ SceneObject::~SceneObject() {
     watchers_.clear();
     for (auto& [name, animator] : animators_) animator->dec_ref();
     animators_.clear();
+    for (SceneObjectAnimator* animator : removed_while_stepping_) animator->dec_ref();
     if (Scene* scene = Scene::get()) scene->take_object(this, false);
 }
 
@@ -68,34 +70,54 @@ void SceneObject::set_layer(const std::string& layer_id) {
     if (scene && scene->add_object(this, layer_id)) layer_ = layer_id;
 }
 
+namespace {
+
+// The entry of `name`, or where it would go: the list is kept in name order.
+template <class List>
+auto find_slot(List& list, const std::string& name) {
+    return std::lower_bound(list.begin(), list.end(), name,
+                            [](const auto& entry, const std::string& key) { return entry.first < key; });
+}
+
+}  // namespace
+
 void SceneObject::add_animator(const std::string& name, SceneObjectAnimator* animator) {
     remove_animator(name);
     animator->inc_ref();
     animator->set_object(this);
-    animators_[name] = animator;
+    animators_.emplace(find_slot(animators_, name), name, animator);
 }
 
 SceneObjectAnimator* SceneObject::get_animator(const std::string& name) const {
-    auto it = animators_.find(name);
-    return it == animators_.end() ? nullptr : it->second;
+    auto it = find_slot(animators_, name);
+    return it != animators_.end() && it->first == name ? it->second : nullptr;
 }
 
 void SceneObject::remove_animator(const std::string& name) {
-    auto it = animators_.find(name);
-    if (it == animators_.end()) return;
+    auto it = find_slot(animators_, name);
+    if (it == animators_.end() || it->first != name) return;
     SceneObjectAnimator* animator = it->second;
     animators_.erase(it);
-    animator->dec_ref();
+    release(animator);
 }
 
 void SceneObject::remove_animator(SceneObjectAnimator* animator) {
     for (auto it = animators_.begin(); it != animators_.end(); ++it) {
         if (it->second == animator) {
             animators_.erase(it);
-            animator->dec_ref();
+            release(animator);
             return;
         }
     }
+}
+
+void SceneObject::release(SceneObjectAnimator* animator) {
+    // While the animators step, a removed one (often the one stepping, finishing) is
+    // released only when they are done: it may still be in the step's snapshot.
+    if (stepping_ > 0)
+        removed_while_stepping_.push_back(animator);
+    else
+        animator->dec_ref();
 }
 
 void SceneObject::watch(SceneObjectAnimator* animator) { watchers_.push_back(animator); }
@@ -108,15 +130,16 @@ void SceneObject::forget(SceneObjectAnimator* animator) {
 void SceneObject::step_animators(float dt) {
     auto& snapshot = animator_snapshot();
     const std::size_t begin = snapshot.size();
-    // Each animator is kept alive until its turn, even if another one removes it.
-    for (auto& [name, animator] : animators_) {
-        animator->inc_ref();
-        snapshot.push_back(animator);
-    }
+    for (const auto& entry : animators_) snapshot.push_back(entry.second);
     const std::size_t end = snapshot.size();
+    ++stepping_;
     for (std::size_t i = begin; i < end; ++i) snapshot[i]->update(dt);
-    for (std::size_t i = begin; i < end; ++i) snapshot[i]->dec_ref();
+    --stepping_;
     snapshot.resize(begin);
+    if (stepping_ == 0 && !removed_while_stepping_.empty()) {
+        for (SceneObjectAnimator* animator : removed_while_stepping_) animator->dec_ref();
+        removed_while_stepping_.clear();  // keeps its capacity: no allocation next time
+    }
 }
 
 void SceneObject::update(float dt) {

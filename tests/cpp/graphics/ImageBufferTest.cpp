@@ -265,8 +265,10 @@ TEST_F(ImageFiles, PalettePictureIsRefused) {
     image.palette = {{255, 0, 0}, {0, 255, 0}};
     image.samples = {0, 1, 1, 0};
     const std::string name = write("palette.png", image);
+    LogCapture log;
     EXPECT_EQ(ImageBuffer::decode(name, true), nullptr);
     EXPECT_EQ(ImageBuffer::decode(name, false), nullptr);
+    EXPECT_TRUE(log.entries().empty());  // refused quietly, like a missing file
 }
 
 TEST_F(ImageFiles, PackedPalettePictureIsRefused) {
@@ -310,6 +312,7 @@ TEST_F(ImageFiles, MissingFileGivesNothing) {
     LogCapture log;
     EXPECT_EQ(ImageBuffer::decode("no such picture.png", true), nullptr);
     EXPECT_EQ(ImageBuffer::decode(full_path("absent.png"), false), nullptr);
+    EXPECT_TRUE(log.entries().empty());  // a missing file is not worth a message
 }
 
 TEST_F(ImageFiles, FileCorruptAfterItsHeaderGivesNothingAndAWarning) {

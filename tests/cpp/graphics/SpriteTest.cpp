@@ -93,7 +93,8 @@ TEST_F(SpriteWithoutRecord, AlphaStopsStaySortedByPosition) {
     sprite.set_alpha_stop(0.0f, 0.0f);
     sprite.set_alpha_stop(0.75f, 0.3f);
     sprite.set_alpha_stop(0.25f, 0.4f);
-    EXPECT_EQ(sprite.get_alpha_stops(), (Stops{{0.0f, 0.0f}, {0.25f, 0.4f}, {0.5f, 0.2f}, {0.75f, 0.3f}, {1.0f, 1.0f}}));
+    EXPECT_EQ(sprite.get_alpha_stops(),
+              (Stops{{0.0f, 0.0f}, {0.25f, 0.4f}, {0.5f, 0.2f}, {0.75f, 0.3f}, {1.0f, 1.0f}}));
 }
 
 TEST_F(SpriteWithoutRecord, AlphaStopAtAnExistingPositionReplacesIt) {
@@ -226,7 +227,8 @@ TEST_F(SpriteDatabaseTest, ColourInHexadecimalForm) {
 
 TEST_F(SpriteDatabaseTest, UnparsableValuesGiveDefaults) {
     SpriteData* data = load_one(
-        R"(<Sprite id="s" origin="left" dimensions="" colour="nonsense" top_left="x y" bottom_right="," scale_flags="many"/>)");
+        R"(<Sprite id="s" origin="left" dimensions="" colour="nonsense" top_left="x y" bottom_right=",")"
+        R"( scale_flags="many"/>)");
     ASSERT_NE(data, nullptr);
     EXPECT_EQ(data->origin, Vector<float>(0, 0));
     EXPECT_EQ(data->dimensions, Vector<float>(0, 0));
@@ -277,8 +279,8 @@ TEST_F(SpriteDatabaseTest, FirstDefinitionWins) {
 }
 
 TEST_F(SpriteDatabaseTest, ElementWithoutIdIsSkipped) {
-    SpriteDatabase::load_text(R"(<Sprites><Sprite origin="1 1"/><Sprite id="" origin="2 2"/><Sprite id="b"/></Sprites>)",
-                              "");
+    SpriteDatabase::load_text(
+        R"(<Sprites><Sprite origin="1 1"/><Sprite id="" origin="2 2"/><Sprite id="b"/></Sprites>)", "");
     EXPECT_NE(SpriteDatabase::find("b"), nullptr);
     // An empty id is an id like any other.
     SpriteData* empty = SpriteDatabase::find("");
@@ -353,7 +355,8 @@ TEST_F(SpriteDatabaseTest, AutoLoadTrueLoadsTheTextureAtOnceAndPins) {
 
 TEST_F(SpriteDatabaseTest, OnlyExactlyTrueIsAutoLoad) {
     SpriteDatabase::load_text(R"(<Sprites><Sprite id="a" auto_load="True" texture="a.png"/>)"
-                              R"(<Sprite id="b" auto_load="1" texture="b.png"/><Sprite id="c" auto_load="yes"/></Sprites>)",
+                              R"(<Sprite id="b" auto_load="1" texture="b.png"/>)"
+                              R"(<Sprite id="c" auto_load="yes"/></Sprites>)",
                               "");
     for (const char* id : {"a", "b", "c"}) {
         EXPECT_EQ(SpriteDatabase::find(id)->get_use_count(), 0) << id;
