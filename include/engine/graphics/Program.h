@@ -63,6 +63,10 @@ public:
     /// The cached handle, else a lookup (cached when found); null when absent.
     CGparameter get_parameter(const std::string& name);
 
+    /// How many parameters are cached and how many texture parameters are enabled.
+    std::size_t get_cached_parameter_count() const { return parameters_.size(); }
+    std::size_t get_enabled_texture_count() const { return enabled_textures_.size(); }
+
 private:
     CGprogram program_ = nullptr;                  // null when not compiled
     unsigned int profile_;                         // fixed at construction

@@ -69,10 +69,14 @@ TEST_F(WindowFixture, SetVideoModeTellsDestroyThenCreateThenResize) {
     EXPECT_EQ(listener.events, (std::vector<std::string>{"destroy", "create", "resize 100x80"}));
     EXPECT_EQ(window_->get_video_mode()->get_resolution(), core::Vector<int>(100, 80));
     EXPECT_EQ(Window::get_current(), window_.get());
-    // The resize seen by SDL is not reported a second time.
+    // The resize seen by SDL is not reported a second time. (The pointer may cross the
+    // resized window on a shared display: motion is not what this test is about.)
     listener.events.clear();
     EXPECT_TRUE(window_->process_events());
-    EXPECT_EQ(listener.events, std::vector<std::string>{});
+    std::vector<std::string> resizes;
+    for (const std::string& e : listener.events)
+        if (e.rfind("move ", 0) != 0) resizes.push_back(e);
+    EXPECT_EQ(resizes, std::vector<std::string>{});
     Window::remove_listener(&listener);
 }
 
