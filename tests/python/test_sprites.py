@@ -17,8 +17,7 @@ import libgraphics
 from libcore import Colour, Vector
 from libgraphics import SceneLayer, Sprite, Texture, sprite_database, texture_database, texture_loader
 
-sys.path.insert(0, os.path.join(os.path.dirname(__file__), "..", "..", "data"))
-import images  # noqa: E402  (the project's own PNG writer)
+from pictures import Pictures, images, settle
 
 WIDTH, HEIGHT = 640, 480
 BLACK = (0, 0, 0, 255)
@@ -26,34 +25,6 @@ WHITE = (255, 255, 255, 255)
 
 
 # Fixtures and helpers ----------------------------------------------------------------
-
-def settle(timeout=20.0):
-    """Polls "loading" until every queued load has been handed to OpenGL."""
-    deadline = time.monotonic() + timeout
-    while texture_loader.loading:
-        assert time.monotonic() < deadline, "the texture loader did not finish"
-        time.sleep(0.005)
-
-
-class Pictures:
-    """Writes PNG files into a directory that is a path-database root. Names carry the
-    test's own prefix: the texture table is process-wide and keyed by path."""
-
-    def __init__(self, directory):
-        self.directory = directory
-        self.prefix = directory.name
-
-    def path(self, name):
-        return f"{self.prefix}-{name}"
-
-    def write(self, name, width, height, rows, colour_type=images.RGBA):
-        images.write_png(str(self.directory / self.path(name)), width, height, rows, colour_type)
-        return self.path(name)
-
-    def solid(self, name, width=4, height=4, colour=(255, 255, 255, 255)):
-        colour_type = images.RGBA if len(colour) == 4 else images.RGB
-        return self.write(name, width, height, images.solid(width, height, colour), colour_type)
-
 
 @pytest.fixture
 def gl(window):

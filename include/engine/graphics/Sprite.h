@@ -67,6 +67,8 @@ protected:
     void on_fade_end(const Fade& fade) override;
 
 private:
+    struct Geometry;
+    Geometry geometry() const;
     void draw_quad(float fade_alpha) const;
     void draw_strip(float fade_alpha) const;
 

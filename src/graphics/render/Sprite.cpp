@@ -210,44 +210,56 @@ void Sprite::on_render() {
     // the driver rebuild its texture state for the next one, the largest cost of a frame.
 }
 
+// The rectangle in local space and its texture coordinates, shared by both shapes.
+struct Sprite::Geometry {
+    const core::Matrix& world;
+    float left, bottom, right, top;
+    const Vector<float>& top_left;      // texture coordinates
+    const Vector<float>& bottom_right;
+};
+
+Sprite::Geometry Sprite::geometry() const {
+    return Geometry{get_world_transform(),
+                    -origin_.x,
+                    -origin_.y,
+                    dimensions_.x - origin_.x,
+                    dimensions_.y - origin_.y,
+                    data_->top_left,
+                    data_->bottom_right};
+}
+
 void Sprite::draw_quad(float fade_alpha) const {
-    const core::Matrix& world = get_world_transform();
-    const float left = -origin_.x, bottom = -origin_.y;
-    const float right = dimensions_.x - origin_.x, top = dimensions_.y - origin_.y;
-    const Vector<float>& tl = data_->top_left;
-    const Vector<float>& br = data_->bottom_right;
+    const Geometry g = geometry();
+    const Vector<float>& tl = g.top_left;
+    const Vector<float>& br = g.bottom_right;
     auto vertex = [&](float x, float y, int corner, float u, float v) {
-        const Vector<float> p = Vector<float>(x, y) * world;
+        const Vector<float> p = Vector<float>(x, y) * g.world;
         return Vertex{{p.x, p.y}, with_alpha_factor(colours_[corner], fade_alpha), {u, v}};
     };
     std::vector<Vertex>& vertices = scratch();
     vertices.clear();
-    vertices.push_back(vertex(left, bottom, 0, tl.x, tl.y));
-    vertices.push_back(vertex(right, bottom, 1, br.x, tl.y));
-    vertices.push_back(vertex(right, top, 2, br.x, br.y));
-    vertices.push_back(vertex(left, top, 3, tl.x, br.y));
+    vertices.push_back(vertex(g.left, g.bottom, 0, tl.x, tl.y));
+    vertices.push_back(vertex(g.right, g.bottom, 1, br.x, tl.y));
+    vertices.push_back(vertex(g.right, g.top, 2, br.x, br.y));
+    vertices.push_back(vertex(g.left, g.top, 3, tl.x, br.y));
     draw(vertices, GL_QUADS);
 }
 
 void Sprite::draw_strip(float fade_alpha) const {
-    const core::Matrix& world = get_world_transform();
-    const float left = -origin_.x, bottom = -origin_.y;
-    const float right = dimensions_.x - origin_.x, top = dimensions_.y - origin_.y;
-    const Vector<float>& tl = data_->top_left;
-    const Vector<float>& br = data_->bottom_right;
+    const Geometry g = geometry();
     std::vector<Vertex>& vertices = scratch();
     vertices.clear();
     for (const auto& [p, alpha] : alpha_stops_) {
-        const float x = left * (1.0f - p) + right * p;
-        const float u = tl.x * (1.0f - p) + br.x * p;
-        const Vector<float> upper = Vector<float>(x, top) * world;
-        const Vector<float> lower = Vector<float>(x, bottom) * world;
+        const float x = g.left * (1.0f - p) + g.right * p;
+        const float u = g.top_left.x * (1.0f - p) + g.bottom_right.x * p;
+        const Vector<float> upper = Vector<float>(x, g.top) * g.world;
+        const Vector<float> lower = Vector<float>(x, g.bottom) * g.world;
         Colour upper_colour = colours_[2] * p + colours_[3] * (1.0f - p);
         upper_colour.a *= alpha * fade_alpha;
         Colour lower_colour = colours_[0] * (1.0f - p) + colours_[1] * p;
         lower_colour.a *= alpha;  // the lower row deliberately does not take the fade
-        vertices.push_back(Vertex{{upper.x, upper.y}, upper_colour, {u, br.y}});
-        vertices.push_back(Vertex{{lower.x, lower.y}, lower_colour, {u, tl.y}});
+        vertices.push_back(Vertex{{upper.x, upper.y}, upper_colour, {u, g.bottom_right.y}});
+        vertices.push_back(Vertex{{lower.x, lower.y}, lower_colour, {u, g.top_left.y}});
     }
     draw(vertices, GL_TRIANGLE_STRIP);
 }

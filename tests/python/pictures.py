@@ -1,0 +1,65 @@
+"""Pictures for texture and sprite tests: PNG files written into a path-database root
+by the project's own writer, and a wait for the texture loader."""
+import os
+import sys
+import time
+
+from libgraphics import texture_loader
+
+sys.path.insert(0, os.path.join(os.path.dirname(__file__), "..", "..", "data"))
+import images  # noqa: E402  (the project's own PNG writer)
+
+
+def settle(timeout=20.0):
+    """Polls "loading" until every queued load has been handed to OpenGL."""
+    deadline = time.monotonic() + timeout
+    while texture_loader.loading:
+        assert time.monotonic() < deadline, "the texture loader did not finish"
+        time.sleep(0.005)
+
+
+class Pictures:
+    """Writes PNG files into a directory that is a path-database root. Names carry the
+    test's own prefix: the texture table is process-wide and keyed by path."""
+
+    def __init__(self, directory):
+        self.directory = directory
+        self.prefix = directory.name
+
+    def path(self, name):
+        return f"{self.prefix}-{name}"
+
+    def full_path(self, name):
+        return str(self.directory / self.path(name))
+
+    def write(self, name, width, height, rows, colour_type=images.RGBA, bit_depth=8, palette=None):
+        images.write_png(self.full_path(name), width, height, rows, colour_type, bit_depth, palette)
+        return self.path(name)
+
+    def write_bytes(self, name, data):
+        with open(self.full_path(name), "wb") as f:
+            f.write(data)
+        return self.path(name)
+
+    def solid(self, name, width=4, height=4, colour=(255, 255, 255, 255)):
+        colour_type = images.RGBA if len(colour) == 4 else images.RGB
+        return self.write(name, width, height, images.solid(width, height, colour), colour_type)
+
+    def palette(self, name):
+        return self.write(name, 2, 2, [[0, 1], [1, 0]], images.PALETTE, palette=[(255, 0, 0), (0, 0, 255)])
+
+    def grey(self, name):
+        return self.write(name, 2, 2, [[0, 255], [255, 0]], images.GREY)
+
+    def grey_alpha(self, name):
+        return self.write(name, 2, 2, [[0, 255, 255, 255], [255, 255, 0, 255]], images.GREY_ALPHA)
+
+    def deep(self, name):
+        """2 x 1 RGB at 16 bits: samples 0x1234, 0xFF01, 0x0080 | 0x8000, 0x7FFF, 0x0001."""
+        return self.write(name, 2, 1, [[0x1234, 0xFF01, 0x0080, 0x8000, 0x7FFF, 0x0001]], images.RGB, 16)
+
+    def corrupt(self, name):
+        return self.write_bytes(name, images.corrupt_png_bytes())
+
+    def missing(self, name):
+        return self.path(name)
