@@ -26,12 +26,9 @@
 #include "engine/graphics/TextureDatabase.h"
 #include "engine/graphics/TextureLoader.h"
 #include "engine/graphics/Transform.h"
+#include "render/SpriteProxy.h"
 #include "scene/SceneLayerProxy.h"
 #include "engine/window/Window.h"
-
-namespace engine::graphics {
-void define_sprite_proxy_interface();
-}
 
 namespace engine::graphics::python {
 
@@ -75,7 +72,7 @@ void create_singleton(const char* class_name, const char* attribute) {
 void define_classes() {
     Transform::define_interface();
     SceneObject::define_interface();
-    define_sprite_proxy_interface();
+    SpriteProxy::define_interface();
     Sprite::define_interface();
     SpriteDatabase::define_interface();
     SceneObjectAnimator::define_interface();

@@ -1,3 +1,4 @@
+#include "render/SpriteProxy.h"
 #include "scene/SceneObjectWrapper.h"
 
 #include "engine/graphics/Sprite.h"
@@ -7,32 +8,6 @@
 namespace engine::graphics {
 
 namespace bp = python::bp;
-
-/// The four corner colours of a sprite as scripts index them ("colours").
-class SpriteProxy : public python::Proxy<Sprite> {
-public:
-    using python::Proxy<Sprite>::Proxy;
-
-    bp::object get_item(const bp::object& key) const {
-        const Sprite& sprite = owner();
-        return python::get_item(
-            key, 4, [&](long i) { return bp::object(sprite.get_colour(int(i))); },
-            [](const std::string&) { return bp::object(); });
-    }
-    void set_item(const bp::object& key, const core::Colour& colour) const {
-        Sprite& sprite = owner();
-        python::set_item(
-            key, 4, [&](long i) { sprite.set_colour(int(i), colour); }, [](const std::string&) { return -1L; });
-    }
-
-    static void define_interface() {
-        bp::object cls = bp::class_<SpriteProxy>("SpriteProxy", bp::no_init)
-                             .def("__getitem__", &SpriteProxy::get_item)
-                             .def("__setitem__", &SpriteProxy::set_item)
-                             .def("__len__", +[](const SpriteProxy&) { return 4; });
-        python::register_with_factory(cls, "SpriteProxy");
-    }
-};
 
 namespace script {
 namespace {
@@ -60,8 +35,6 @@ bool load(bp::object source, const std::string& base_path) { return SpriteDataba
 
 }  // namespace
 }  // namespace script
-
-void define_sprite_proxy_interface() { SpriteProxy::define_interface(); }
 
 void Sprite::define_interface() {
     using Wrapper = python::SceneObjectWrapper<Sprite, const std::string&>;
