@@ -1,0 +1,30 @@
+"""Every example runs a few frames without an error, in an interpreter of its own."""
+import os
+import subprocess
+import sys
+
+import pytest
+
+EXAMPLES = os.path.join(os.path.dirname(__file__), "..", "..", "examples")
+NAMES = ["first_window.py", "layers.py", "sprites.py", "animators.py"]
+
+
+def run_example(*args, timeout):
+    # The examples run from their own folder: module paths must not be relative.
+    env = dict(os.environ)
+    env["PYTHONPATH"] = os.pathsep.join(os.path.abspath(p) for p in env.get("PYTHONPATH", "").split(os.pathsep) if p)
+    return subprocess.run([sys.executable, *args], cwd=EXAMPLES, env=env, capture_output=True, text=True,
+                          timeout=timeout)
+
+
+@pytest.mark.parametrize("name", NAMES)
+def test_example_runs(name):
+    result = run_example(name, "--frames", "5", timeout=120)
+    assert result.returncode == 0, result.stderr
+
+
+def test_showcase_writes_its_screenshots(tmp_path):
+    out = tmp_path / "demo"
+    result = run_example("showcase.py", "--frames", "240", "--out", str(out), timeout=600)
+    assert result.returncode == 0, result.stderr
+    assert sorted(os.listdir(out)) == ["scene-1.png", "scene-2.png", "scene-3.png"]
