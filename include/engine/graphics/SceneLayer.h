@@ -2,6 +2,7 @@
 
 #include "engine/core/Object.h"
 
+#include <cstddef>
 #include <string>
 #include <vector>
 
@@ -37,14 +38,41 @@ public:
 
     static void define_interface();
 
+    /// Visits the layer's objects in order while objects join and leave it: an object
+    /// that leaves does not make the next one miss its turn, and one that joins before
+    /// the current position waits for the next pass.
+    class Walk {
+    public:
+        explicit Walk(SceneLayer& layer) : layer_(layer), saved_(layer.walk_) { layer_.walk_ = -1; }
+        Walk(const Walk&) = delete;
+        Walk& operator=(const Walk&) = delete;
+        ~Walk() { layer_.walk_ = saved_; }
+        /// Moves to the next object; false past the last one.
+        bool next() { return ++layer_.walk_ < std::ptrdiff_t(layer_.objects_.size()); }
+        std::size_t index() const { return std::size_t(layer_.walk_); }
+
+    private:
+        SceneLayer& layer_;
+        std::ptrdiff_t saved_;  // the position of an enclosing walk of the same layer
+    };
+
 private:
     friend class Scene;
+
+    // Keep a walk under way in step with insertions and removals.
+    void inserted(std::ptrdiff_t index) {
+        if (walk_ >= 0 && index <= walk_) ++walk_;
+    }
+    void erased(std::ptrdiff_t index) {
+        if (walk_ >= 0 && index <= walk_) --walk_;
+    }
 
     std::string id_;                      // unique within a scene
     float z_;                             // ordering key among layers
     int scale_flags_;                     // ScaleFlag combination
     bool common_;                         // drawn by Scene::render()
     std::vector<SceneObject*> objects_;   // drawing order; one reference each
+    std::ptrdiff_t walk_ = -1;            // object being visited by a pass, -1 when none
 };
 
 }  // namespace engine::graphics

@@ -127,7 +127,7 @@ bool Scene::add_object(SceneObject* object, const std::string& layer_id) {
     auto& objects = layer->objects_;
     auto at = std::find_if(objects.begin(), objects.end(),
                            [&](const SceneObject* o) { return o->get_z() > object->get_z(); });
-    objects.insert(at, object);
+    layer->inserted(objects.insert(at, object) - objects.begin());
     object->layer_ = layer_id;
     object->on_add(layer_id);
     return true;
@@ -152,7 +152,9 @@ bool Scene::erase_object(SceneLayer& layer, SceneObject* object, bool release) {
     auto& objects = layer.objects_;
     auto it = std::find(objects.begin(), objects.end(), object);
     if (it == objects.end()) return false;
+    const std::ptrdiff_t index = it - objects.begin();
     objects.erase(it);
+    layer.erased(index);
     if (release) {
         object->layer_.clear();
         object->on_remove(layer.get_id());
@@ -248,10 +250,11 @@ void Scene::end_frame() {
 void Scene::update(float dt) {
     Pass pass(*this);
     notify([dt](SceneListener& l) { l.on_pre_update(dt); });
-    // Indexes, not iterators: objects may join or leave layers while being updated.
     for (std::size_t l = 0; l < layers_.size(); ++l) {
-        const auto& objects = layers_[l]->get_objects();
-        for (std::size_t i = 0; i < objects.size(); ++i) {
+        SceneLayer& layer = *layers_[l];
+        const auto& objects = layer.get_objects();
+        for (SceneLayer::Walk walk(layer); walk.next();) {
+            const std::size_t i = walk.index();
             if (i + kPrefetchDistance < objects.size()) prefetch_object(objects[i + kPrefetchDistance]);
             objects[i]->update(dt);
         }
@@ -278,8 +281,8 @@ void Scene::render_layer(SceneLayer& layer) {
     const std::string& id = layer.get_id();
     notify([&id](SceneListener& l) { l.on_pre_layer_render(id); });
     const auto& objects = layer.get_objects();
-    for (std::size_t i = 0; i < objects.size(); ++i) {
-        SceneObject* object = objects[i];
+    for (SceneLayer::Walk walk(layer); walk.next();) {
+        SceneObject* object = objects[walk.index()];
         if (cursor_ < redirections_.size() && redirections_[cursor_].object == object) {
             // Everything drawn so far went into this object's framebuffer; the object
             // itself goes into the next target.

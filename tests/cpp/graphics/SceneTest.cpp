@@ -7,6 +7,7 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -412,4 +413,70 @@ TEST(SceneLayerTransform, UnknownLayerIsIdentity) {
     Scene scene;
     scene.set_scale({2.0f, 3.0f});
     EXPECT_TRUE(scene.get_layer_transform("missing", kPosition).is_identity());
+}
+
+namespace {
+
+// Records its updates into a shared log and runs an action on its first update.
+class Actor : public SceneObject {
+public:
+    Actor(std::string name, std::vector<std::string>& log) : name_(std::move(name)), log_(log) {}
+    std::function<void()> on_first_update;
+
+    void on_update(float) override {
+        log_.push_back(name_);
+        if (on_first_update) {
+            auto action = std::move(on_first_update);
+            on_first_update = nullptr;
+            action();
+        }
+    }
+
+private:
+    std::string name_;
+    std::vector<std::string>& log_;
+};
+
+}  // namespace
+
+TEST(SceneFrame, AnObjectLeavingDuringUpdateDoesNotMakeTheNextOneMissItsTurn) {
+    SceneLayer layer("l", 0, 0, true);
+    Scene scene;
+    scene.add_layer(&layer);
+    std::vector<std::string> log;
+    Actor a("a", log), b("b", log), c("c", log);
+    for (Actor* o : {&a, &b, &c}) scene.add_object(o, "l");
+    b.on_first_update = [&] { scene.remove_object(&b); };
+    scene.update(0.1f);
+    EXPECT_EQ(log, (std::vector<std::string>{"a", "b", "c"}));
+}
+
+TEST(SceneFrame, RemovingAnEarlierObjectKeepsTheWalkInStep) {
+    SceneLayer layer("l", 0, 0, true);
+    Scene scene;
+    scene.add_layer(&layer);
+    std::vector<std::string> log;
+    Actor a("a", log), b("b", log), c("c", log);
+    for (Actor* o : {&a, &b, &c}) scene.add_object(o, "l");
+    b.on_first_update = [&] { scene.remove_object(&a); };
+    scene.update(0.1f);
+    EXPECT_EQ(log, (std::vector<std::string>{"a", "b", "c"}));
+}
+
+TEST(SceneFrame, AnObjectJoiningBeforeTheCurrentOneWaitsForTheNextFrame) {
+    SceneLayer layer("l", 0, 0, true);
+    Scene scene;
+    scene.add_layer(&layer);
+    std::vector<std::string> log;
+    Actor a("a", log), b("b", log), early("early", log);
+    a.set_z(1.0f);
+    b.set_z(2.0f);
+    scene.add_object(&a, "l");
+    scene.add_object(&b, "l");
+    a.on_first_update = [&] { scene.add_object(&early, "l"); };  // z 0: goes before a
+    scene.update(0.1f);
+    EXPECT_EQ(log, (std::vector<std::string>{"a", "b"}));
+    log.clear();
+    scene.update(0.1f);
+    EXPECT_EQ(log, (std::vector<std::string>{"early", "a", "b"}));
 }
