@@ -127,7 +127,8 @@ bool Scene::add_object(SceneObject* object, const std::string& layer_id) {
     auto& objects = layer->objects_;
     auto at = std::find_if(objects.begin(), objects.end(),
                            [&](const SceneObject* o) { return o->get_z() > object->get_z(); });
-    layer->inserted(objects.insert(at, object) - objects.begin());
+    const auto inserted = objects.insert(at, object);
+    layer->inserted(inserted - objects.begin());
     object->layer_ = layer_id;
     object->on_add(layer_id);
     return true;
