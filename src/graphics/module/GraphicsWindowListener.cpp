@@ -62,10 +62,7 @@ void GraphicsWindowListener::on_resize(window::Window*, const core::Vector<int>&
 void set_window(window::Window* window) {
     if (current_window) window::Window::remove_listener(&window_listener());
     current_window = window;
-    if (window) {
-        window::VertexBuffer::set_registry(&buffer_registry());
-        window::Window::add_listener(&window_listener());
-    }
+    if (window) window::Window::add_listener(&window_listener());
 }
 
 window::Window* get_window() { return current_window; }

@@ -28,7 +28,9 @@
 #include "engine/graphics/Transform.h"
 #include "render/SpriteProxy.h"
 #include "scene/SceneLayerProxy.h"
+#include "engine/window/VertexBuffer.h"
 #include "engine/window/Window.h"
+#include "module/GraphicsWindowListener.h"
 
 namespace engine::graphics::python {
 
@@ -122,6 +124,8 @@ BOOST_PYTHON_MODULE(libgraphics) {
     bp::import("libcore");
     bp::import("libwindow");
     using namespace engine::graphics::python;
+    // Every vertex buffer made from now on is released with the context.
+    engine::window::VertexBuffer::set_registry(&engine::graphics::buffer_registry());
     define_classes();
     define_functions();
     create_singletons();

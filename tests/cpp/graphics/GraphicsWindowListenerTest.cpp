@@ -1,9 +1,11 @@
 #include "module/GraphicsWindowListener.h"
 
 #include "engine/graphics/Module.h"
+#include "engine/window/VertexBuffer.h"
 #include "engine/window/Window.h"
 
 #include <GL/gl.h>
+#include <GL/glext.h>
 #include <gtest/gtest.h>
 
 #include <memory>
@@ -108,4 +110,25 @@ TEST(GraphicsModule, SetOrthoMapsPixelsWithOriginTopLeft) {
     EXPECT_FLOAT_EQ(m[13], 1.0f);
     EXPECT_TRUE(glIsEnabled(GL_BLEND));
     engine::graphics::set_window(nullptr);
+}
+
+TEST(GraphicsWindowListener, BuffersDieWithTheContextAndComeBackWhenUsed) {
+    auto window = open_window();
+    if (!window) GTEST_SKIP() << "no display";
+    engine::window::VertexBuffer::set_registry(&engine::graphics::buffer_registry());
+    engine::graphics::set_window(window.get());
+    ASSERT_TRUE(engine::graphics::are_vertex_buffer_objects_supported());
+    {
+        engine::window::VertexBuffer buffer(8, 4, GL_STREAM_DRAW);
+        buffer.map(4);
+        buffer.unmap();
+        EXPECT_NE(buffer.get_name(), 0u);
+        window->set_video_mode(160, 120);  // on_destroy releases every registered buffer
+        EXPECT_EQ(buffer.get_name(), 0u);
+        buffer.map(2);
+        buffer.unmap();
+        EXPECT_NE(buffer.get_name(), 0u);
+    }
+    engine::graphics::set_window(nullptr);
+    engine::window::VertexBuffer::set_registry(nullptr);
 }
