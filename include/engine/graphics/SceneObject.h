@@ -63,6 +63,15 @@ public:
     /// Draws the object unless it is invisible, under its layer matrix when asked.
     void render(bool apply_layer_transform);
 
+    /// Asks for the memory the next update will read, ahead of time: first the list of
+    /// animators, then (once that has arrived) the animators themselves.
+    void prefetch_animator_list() const {
+        if (!animators_.empty()) __builtin_prefetch(animators_.data());
+    }
+    void prefetch_animators() const {
+        for (const auto& entry : animators_) __builtin_prefetch(entry.second);
+    }
+
     /// Hooks, called by the scene; they do nothing here.
     virtual void on_add(const std::string& layer_id);
     virtual void on_remove(const std::string& layer_id);

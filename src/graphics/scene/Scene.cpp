@@ -256,7 +256,10 @@ void Scene::update(float dt) {
         const auto& objects = layer.get_objects();
         for (SceneLayer::Walk walk(layer); walk.next();) {
             const std::size_t i = walk.index();
+            // Three stages ahead: the object, then its animator list, then its animators.
             if (i + kPrefetchDistance < objects.size()) prefetch_object(objects[i + kPrefetchDistance]);
+            if (i + kPrefetchDistance / 2 < objects.size()) objects[i + kPrefetchDistance / 2]->prefetch_animator_list();
+            if (i + 1 < objects.size()) objects[i + 1]->prefetch_animators();
             objects[i]->update(dt);
         }
     }

@@ -130,10 +130,7 @@ void SceneObject::forget(SceneObjectAnimator* animator) {
 void SceneObject::step_animators(float dt) {
     auto& snapshot = animator_snapshot();
     const std::size_t begin = snapshot.size();
-    for (const auto& entry : animators_) {
-        __builtin_prefetch(entry.second);  // each animator is its own allocation
-        snapshot.push_back(entry.second);
-    }
+    for (const auto& entry : animators_) snapshot.push_back(entry.second);
     const std::size_t end = snapshot.size();
     ++stepping_;
     for (std::size_t i = begin; i < end; ++i) snapshot[i]->update(dt);
