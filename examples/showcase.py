@@ -20,6 +20,7 @@ from libgraphics import (Framebuffer, FramebufferDisplay, Scene, SceneLayer, Sce
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "data"))
 import images  # noqa: E402  (the project's own picture generator)
+from layers import Box  # noqa: E402  (a square drawn in its own space)
 
 WIDTH, HEIGHT = 800, 600
 
@@ -85,22 +86,6 @@ class ArticulatedArm(SceneObject):
         self.hand.load_into_opengl()
         GL.glColor4f(1.0, 0.3, 0.3, 1.0)
         draw_square(8)
-        GL.glPopMatrix()
-
-
-class Marker(SceneObject):
-    """A square drawn in its own space: shows how its layer's flags move and size it."""
-
-    def __init__(self, position, colour, size=14):
-        super().__init__()
-        self.position, self.colour, self.size = position, colour, size
-
-    def OnRender(self):
-        GL.glDisable(GL.GL_TEXTURE_2D)
-        GL.glPushMatrix()
-        self.load_into_opengl()
-        GL.glColor4f(*self.colour)
-        draw_square(self.size)
         GL.glPopMatrix()
 
 
@@ -339,7 +324,7 @@ def build_scene(scene, assets):
         arm.layer = "world"
         objects.append(arm)
     for i in range(5):
-        marker = Marker((60 + 70 * i, 60), (0.3 + 0.15 * i, 0.8, 0.4, 1.0))
+        marker = Box((60 + 70 * i, 60), (0.3 + 0.15 * i, 0.8, 0.4, 1.0), 14)
         marker.layer = "markers"
         objects.append(marker)
 

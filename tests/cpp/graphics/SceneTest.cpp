@@ -439,11 +439,18 @@ private:
 
 }  // namespace
 
-TEST(SceneFrame, AnObjectLeavingDuringUpdateDoesNotMakeTheNextOneMissItsTurn) {
-    SceneLayer layer("l", 0, 0, true);
+// A scene with one layer "l" and the log its actors write into. The layer is declared
+// before the scene, so it outlives it; actors made in a test go before both.
+class SceneFrame : public ::testing::Test {
+protected:
+    SceneFrame() { scene.add_layer(&layer); }
+
+    SceneLayer layer{"l", 0, 0, true};
     Scene scene;
-    scene.add_layer(&layer);
     std::vector<std::string> log;
+};
+
+TEST_F(SceneFrame, AnObjectLeavingDuringUpdateDoesNotMakeTheNextOneMissItsTurn) {
     Actor a("a", log), b("b", log), c("c", log);
     for (Actor* o : {&a, &b, &c}) scene.add_object(o, "l");
     b.on_first_update = [&] { scene.remove_object(&b); };
@@ -451,11 +458,7 @@ TEST(SceneFrame, AnObjectLeavingDuringUpdateDoesNotMakeTheNextOneMissItsTurn) {
     EXPECT_EQ(log, (std::vector<std::string>{"a", "b", "c"}));
 }
 
-TEST(SceneFrame, RemovingAnEarlierObjectKeepsTheWalkInStep) {
-    SceneLayer layer("l", 0, 0, true);
-    Scene scene;
-    scene.add_layer(&layer);
-    std::vector<std::string> log;
+TEST_F(SceneFrame, RemovingAnEarlierObjectKeepsTheWalkInStep) {
     Actor a("a", log), b("b", log), c("c", log);
     for (Actor* o : {&a, &b, &c}) scene.add_object(o, "l");
     b.on_first_update = [&] { scene.remove_object(&a); };
@@ -463,11 +466,7 @@ TEST(SceneFrame, RemovingAnEarlierObjectKeepsTheWalkInStep) {
     EXPECT_EQ(log, (std::vector<std::string>{"a", "b", "c"}));
 }
 
-TEST(SceneFrame, AnObjectJoiningBeforeTheCurrentOneWaitsForTheNextFrame) {
-    SceneLayer layer("l", 0, 0, true);
-    Scene scene;
-    scene.add_layer(&layer);
-    std::vector<std::string> log;
+TEST_F(SceneFrame, AnObjectJoiningBeforeTheCurrentOneWaitsForTheNextFrame) {
     Actor a("a", log), b("b", log), early("early", log);
     a.set_z(1.0f);
     b.set_z(2.0f);
