@@ -79,7 +79,8 @@ int main() {
     {
         World world(10'000, 1);
         SceneObject& o = *world.objects[5000];
-        const double set_z = bench::ns_per_call(2'000, [&](long i) { o.set_z(float(i % 7) + 0.5f); }, 3);
+        const double set_z = bench::ns_per_call(
+            2'000, [&](long i) { o.set_z(float(i % 7) + 0.5f); }, 3);
         std::printf("set_z on a 10,000-object layer: %.1f us\n", set_z / 1000.0);
     }
 

@@ -23,9 +23,7 @@ struct Colour {
 
     constexpr Colour operator*(float s) const { return {r * s, g * s, b * s, a * s}; }
     constexpr Colour operator+(const Colour& o) const { return {r + o.r, g + o.g, b + o.b, a + o.a}; }
-    constexpr bool operator==(const Colour& o) const {
-        return r == o.r && g == o.g && b == o.b && a == o.a;
-    }
+    constexpr bool operator==(const Colour& o) const { return r == o.r && g == o.g && b == o.b && a == o.a; }
     constexpr bool operator!=(const Colour& o) const { return !(*this == o); }
 
     operator float*() { return &r; }

@@ -17,8 +17,7 @@ public:
     Matrix(const Vector<float>& translation, float rotation);
 
     /// From the six coefficients in storage order.
-    constexpr Matrix(float a, float b, float c, float d, float tx, float ty)
-        : m_{a, b, c, d, tx, ty} {}
+    constexpr Matrix(float a, float b, float c, float d, float tx, float ty) : m_{a, b, c, d, tx, ty} {}
 
     /// Composition: the result applies `b` first, then this matrix.
     Matrix operator*(const Matrix& b) const;
@@ -30,9 +29,7 @@ public:
     /// Overwrites the translation; the 2x2 part stays.
     void set_translation(const Vector<float>& translation);
 
-    const Vector<float>& get_translation() const {
-        return *reinterpret_cast<const Vector<float>*>(&m_[4]);
-    }
+    const Vector<float>& get_translation() const { return *reinterpret_cast<const Vector<float>*>(&m_[4]); }
 
     /// Applies the 2x2 part only.
     Vector<float> rotate_vector(const Vector<float>& v) const {

@@ -18,8 +18,7 @@ namespace engine::core {
 template <class T, class... Args>
 class ObjectWrapper : public T {
 public:
-    explicit ObjectWrapper(PyObject* self, Args... args)
-        : T(std::forward<Args>(args)...), self_(self) {
+    explicit ObjectWrapper(PyObject* self, Args... args) : T(std::forward<Args>(args)...), self_(self) {
         // T's constructor may have handed itself to a container before it knew self.
         for (int refs = this->take_unbound_refs(); refs > 0; --refs) Py_INCREF(self_);
     }

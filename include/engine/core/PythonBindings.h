@@ -14,9 +14,7 @@ namespace engine::core::python {
 namespace bp = boost::python;
 
 /// The script object of a native object (the same Python object every time), or None.
-inline bp::object to_python(const Object* object) {
-    return object ? object->get_pyobject() : bp::object();
-}
+inline bp::object to_python(const Object* object) { return object ? object->get_pyobject() : bp::object(); }
 
 /// Raises a Python exception of `type` with `message` from native binding code.
 [[noreturn]] inline void raise(PyObject* type, const std::string& message) {

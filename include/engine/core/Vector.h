@@ -25,10 +25,26 @@ struct Vector {
     constexpr Vector operator-() const { return {-x, -y}; }
     constexpr Vector operator*(T s) const { return {x * s, y * s}; }
     constexpr Vector operator/(T s) const { return {x / s, y / s}; }
-    Vector& operator+=(const Vector& o) { x += o.x; y += o.y; return *this; }
-    Vector& operator-=(const Vector& o) { x -= o.x; y -= o.y; return *this; }
-    Vector& operator*=(T s) { x *= s; y *= s; return *this; }
-    Vector& operator/=(T s) { x /= s; y /= s; return *this; }
+    Vector& operator+=(const Vector& o) {
+        x += o.x;
+        y += o.y;
+        return *this;
+    }
+    Vector& operator-=(const Vector& o) {
+        x -= o.x;
+        y -= o.y;
+        return *this;
+    }
+    Vector& operator*=(T s) {
+        x *= s;
+        y *= s;
+        return *this;
+    }
+    Vector& operator/=(T s) {
+        x /= s;
+        y /= s;
+        return *this;
+    }
     constexpr bool operator==(const Vector& o) const { return x == o.x && y == o.y; }
     constexpr bool operator!=(const Vector& o) const { return !(*this == o); }
 
@@ -47,7 +63,9 @@ struct Vector {
 };
 
 template <class T>
-constexpr Vector<T> operator*(T s, const Vector<T>& v) { return v * s; }
+constexpr Vector<T> operator*(T s, const Vector<T>& v) {
+    return v * s;
+}
 
 using Vectorf = Vector<float>;
 using Vectori = Vector<int>;

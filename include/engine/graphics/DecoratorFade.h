@@ -13,12 +13,12 @@ class Texture;
 class DecoratorFade {
 public:
     struct Fade {
-        float from;                                  // alpha factor at the start
-        float to;                                    // alpha factor at the end
-        float delay;                                 // seconds still to wait
-        float remaining;                             // seconds still to run
-        float duration;                              // the whole length
-        float progress;                              // 0 to 1
+        float from;                                   // alpha factor at the start
+        float to;                                     // alpha factor at the end
+        float delay;                                  // seconds still to wait
+        float remaining;                              // seconds still to run
+        float duration;                               // the whole length
+        float progress;                               // 0 to 1
         std::unique_ptr<Texture> transition_texture;  // a copy of the handle given
     };
 

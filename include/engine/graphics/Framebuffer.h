@@ -79,9 +79,9 @@ public:
 private:
     static void bind_target(const Framebuffer* target);
 
-    unsigned int framebuffer_ = 0;              // GL framebuffer name, 0 when none
-    unsigned int texture_ = 0;                  // GL texture name, 0 when none
-    core::Vector<int> dimensions_{-1, -1};      // pixels; (-1, -1): the window's size
+    unsigned int framebuffer_ = 0;          // GL framebuffer name, 0 when none
+    unsigned int texture_ = 0;              // GL texture name, 0 when none
+    core::Vector<int> dimensions_{-1, -1};  // pixels; (-1, -1): the window's size
 };
 
 }  // namespace engine::graphics

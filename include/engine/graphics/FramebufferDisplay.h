@@ -33,10 +33,10 @@ public:
     static void define_interface();
 
 private:
-    Framebuffer* framebuffer_;                  // one reference held
-    core::Vector<float> dimensions_{-1, -1};    // (-1, -1): the framebuffer's size
-    core::Vector<float> origin_;                // pivot in the rectangle
-    core::Colour colour_;                       // tint, opaque white
+    Framebuffer* framebuffer_;                // one reference held
+    core::Vector<float> dimensions_{-1, -1};  // (-1, -1): the framebuffer's size
+    core::Vector<float> origin_;              // pivot in the rectangle
+    core::Colour colour_;                     // tint, opaque white
 };
 
 }  // namespace engine::graphics

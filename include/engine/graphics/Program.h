@@ -68,11 +68,11 @@ public:
     std::size_t get_enabled_texture_count() const { return enabled_textures_.size(); }
 
 private:
-    CGprogram program_ = nullptr;                  // null when not compiled
-    unsigned int profile_;                         // fixed at construction
+    CGprogram program_ = nullptr;                    // null when not compiled
+    unsigned int profile_;                           // fixed at construction
     std::map<std::string, CGparameter> parameters_;  // found parameters only
-    std::set<CGparameter> enabled_textures_;       // enabled by set_texture
-    bool loaded_ = false;                          // bound at least once
+    std::set<CGparameter> enabled_textures_;         // enabled by set_texture
+    bool loaded_ = false;                            // bound at least once
 };
 
 /// A program for the ARB vertex profile.

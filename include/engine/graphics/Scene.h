@@ -117,16 +117,16 @@ private:
     template <class Hook>
     void notify(Hook hook);
 
-    core::Vector<float> scale_{1.0f, 1.0f};                             // global scene scale
-    std::vector<SceneLayer*> layers_;                                   // drawing order, one reference each
-    std::set<SceneListener*> listeners_;                                // by pointer, one reference each
+    core::Vector<float> scale_{1.0f, 1.0f};                                 // global scene scale
+    std::vector<SceneLayer*> layers_;                                       // drawing order, one reference each
+    std::set<SceneListener*> listeners_;                                    // by pointer, one reference each
     std::map<PyObject*, std::unique_ptr<SceneListener>> script_listeners_;  // adapters we own
-    std::vector<Redirection> redirections_;                             // drawing order of their objects
-    std::size_t cursor_ = 0;                                            // next redirection to switch at
-    int passes_ = 0;                                                    // frame passes under way
-    std::vector<const core::Object*> deferred_;                         // released when the pass ends
-    std::vector<SceneListener*> listener_snapshot_;                     // reused by every notification
-    std::vector<std::unique_ptr<SceneListener>> retired_listeners_;     // removed adapters, freed after the pass
+    std::vector<Redirection> redirections_;                                 // drawing order of their objects
+    std::size_t cursor_ = 0;                                                // next redirection to switch at
+    int passes_ = 0;                                                        // frame passes under way
+    std::vector<const core::Object*> deferred_;                             // released when the pass ends
+    std::vector<SceneListener*> listener_snapshot_;                         // reused by every notification
+    std::vector<std::unique_ptr<SceneListener>> retired_listeners_;         // removed adapters, freed after the pass
 };
 
 }  // namespace engine::graphics

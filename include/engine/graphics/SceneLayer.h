@@ -67,12 +67,12 @@ private:
         if (walk_ >= 0 && index <= walk_) --walk_;
     }
 
-    std::string id_;                      // unique within a scene
-    float z_;                             // ordering key among layers
-    int scale_flags_;                     // ScaleFlag combination
-    bool common_;                         // drawn by Scene::render()
-    std::vector<SceneObject*> objects_;   // drawing order; one reference each
-    std::ptrdiff_t walk_ = -1;            // object being visited by a pass, -1 when none
+    std::string id_;                     // unique within a scene
+    float z_;                            // ordering key among layers
+    int scale_flags_;                    // ScaleFlag combination
+    bool common_;                        // drawn by Scene::render()
+    std::vector<SceneObject*> objects_;  // drawing order; one reference each
+    std::ptrdiff_t walk_ = -1;           // object being visited by a pass, -1 when none
 };
 
 }  // namespace engine::graphics

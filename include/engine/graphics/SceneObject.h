@@ -91,15 +91,15 @@ private:
     void forget(SceneObjectAnimator* animator);
     void release(SceneObjectAnimator* animator);
 
-    std::string id_;                                        // name in the global registry
-    bool visible_ = true;                                   // drawn and redirected when true
-    std::string layer_;                                     // id of the holding layer
-    float z_ = 0.0f;                                        // depth within the layer
-    int scale_flags_ = -1;                                  // -1: the layer's flags
-    AnimatorList animators_;                                 // name order, one reference each
+    std::string id_;                                            // name in the global registry
+    bool visible_ = true;                                       // drawn and redirected when true
+    std::string layer_;                                         // id of the holding layer
+    float z_ = 0.0f;                                            // depth within the layer
+    int scale_flags_ = -1;                                      // -1: the layer's flags
+    AnimatorList animators_;                                    // name order, one reference each
     std::vector<SceneObjectAnimator*> removed_while_stepping_;  // released when the step ends
-    int stepping_ = 0;                                       // animator steps under way
-    std::vector<SceneObjectAnimator*> watchers_;             // animators naming this object
+    int stepping_ = 0;                                          // animator steps under way
+    std::vector<SceneObjectAnimator*> watchers_;                // animators naming this object
 };
 
 }  // namespace engine::graphics

@@ -45,7 +45,7 @@ protected:
 
 private:
     friend class SceneObject;
-    float delay_ = 0.0f;             // seconds before the animator starts
+    float delay_ = 0.0f;  // seconds before the animator starts
 };
 
 }  // namespace engine::graphics

@@ -26,7 +26,7 @@ public:
     core::Colour colour;
     std::string texture_path;
     bool force_full_resolution = true;
-    core::Vector<float> top_left;      // texture coordinates
+    core::Vector<float> top_left;  // texture coordinates
     core::Vector<float> bottom_right;
     int scale_flags = -1;
     std::string layer;

@@ -13,8 +13,8 @@ struct ImageBuffer {
     unsigned char* pixels = nullptr;  // width * height * channels bytes
     int width = 0;
     int height = 0;
-    int channels = 0;                 // 3 (RGB) or 4 (RGBA)
-    bool owns_pixels = true;          // false: borrowed from the caller
+    int channels = 0;         // 3 (RGB) or 4 (RGBA)
+    bool owns_pixels = true;  // false: borrowed from the caller
 
     ImageBuffer() = default;
     ImageBuffer(const ImageBuffer&) = delete;
@@ -63,11 +63,11 @@ public:
 private:
     friend class TextureLoader;
 
-    unsigned int name_ = 0;          // GL texture, 0 when none
-    core::Vector<int> dimensions_;   // of what was uploaded
-    std::string path_;               // empty for a texture made from bytes
-    bool full_resolution_ = true;    // false: decoded at half size
-    bool pending_ = false;           // queued on the loader, not yet uploaded
+    unsigned int name_ = 0;         // GL texture, 0 when none
+    core::Vector<int> dimensions_;  // of what was uploaded
+    std::string path_;              // empty for a texture made from bytes
+    bool full_resolution_ = true;   // false: decoded at half size
+    bool pending_ = false;          // queued on the loader, not yet uploaded
 };
 
 }  // namespace engine::graphics

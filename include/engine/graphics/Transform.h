@@ -89,21 +89,21 @@ private:
     void update_local() const;
     void update_world() const;
 
-    core::Vector<float> position_;                  // local translation
-    float rotation_ = 0.0f;                         // local rotation, radians, within the limits
-    core::Vector<float> scale_{1.0f, 1.0f};         // local scale
-    mutable core::Matrix local_transform_;          // cache of the local matrix
-    mutable bool local_dirty_ = true;               // local cache stale
-    mutable core::Vector<float> world_position_;    // cache: world translation
-    mutable float world_rotation_ = 0.0f;           // cache: accumulated rotation
-    mutable core::Matrix world_transform_;          // cache of the world matrix
-    mutable bool world_dirty_ = true;               // world caches stale
-    float min_rotation_ = -kDefaultRotationLimit;   // lower rotation limit
-    float max_rotation_ = kDefaultRotationLimit;    // upper rotation limit
-    float bind_rotation_ = 0.0f;                    // rotation of the bind pose
-    core::Matrix bind_transform_;                   // inverse bind matrix
-    Transform* parent_ = nullptr;                   // non-owning
-    std::vector<Transform*> children_;              // non-owning, in order of attachment
+    core::Vector<float> position_;                 // local translation
+    float rotation_ = 0.0f;                        // local rotation, radians, within the limits
+    core::Vector<float> scale_{1.0f, 1.0f};        // local scale
+    mutable core::Matrix local_transform_;         // cache of the local matrix
+    mutable bool local_dirty_ = true;              // local cache stale
+    mutable core::Vector<float> world_position_;   // cache: world translation
+    mutable float world_rotation_ = 0.0f;          // cache: accumulated rotation
+    mutable core::Matrix world_transform_;         // cache of the world matrix
+    mutable bool world_dirty_ = true;              // world caches stale
+    float min_rotation_ = -kDefaultRotationLimit;  // lower rotation limit
+    float max_rotation_ = kDefaultRotationLimit;   // upper rotation limit
+    float bind_rotation_ = 0.0f;                   // rotation of the bind pose
+    core::Matrix bind_transform_;                  // inverse bind matrix
+    Transform* parent_ = nullptr;                  // non-owning
+    std::vector<Transform*> children_;             // non-owning, in order of attachment
 };
 
 }  // namespace engine::graphics

@@ -59,13 +59,13 @@ public:
 private:
     void upload();
 
-    std::size_t stride_;                 // bytes per vertex
-    std::size_t capacity_;               // vertices that fit without growing
-    std::size_t count_ = 0;              // vertices written by the last map/unmap
-    unsigned int usage_;                 // GL usage hint
-    unsigned int name_ = 0;              // GL buffer object, 0 when none
-    bool dirty_ = false;                 // data not yet in the buffer object
-    std::vector<std::uint8_t> data_;     // CPU copy of the vertices
+    std::size_t stride_;              // bytes per vertex
+    std::size_t capacity_;            // vertices that fit without growing
+    std::size_t count_ = 0;           // vertices written by the last map/unmap
+    unsigned int usage_;              // GL usage hint
+    unsigned int name_ = 0;           // GL buffer object, 0 when none
+    bool dirty_ = false;              // data not yet in the buffer object
+    std::vector<std::uint8_t> data_;  // CPU copy of the vertices
 };
 
 }  // namespace engine::window

@@ -30,9 +30,7 @@ T item_as(PyObject* sequence, Py_ssize_t i) {
 // Python sequences of numbers wherever a Vector, IntVector or Colour is expected.
 template <class V, Py_ssize_t Min, Py_ssize_t Max>
 struct SequenceConverter {
-    SequenceConverter() {
-        bp::converter::registry::push_back(&convertible, &construct, bp::type_id<V>());
-    }
+    SequenceConverter() { bp::converter::registry::push_back(&convertible, &construct, bp::type_id<V>()); }
     static void* convertible(PyObject* o) { return is_number_sequence(o, Min, Max) ? o : nullptr; }
     static void construct(PyObject* o, bp::converter::rvalue_from_python_stage1_data* data) {
         void* storage = reinterpret_cast<bp::converter::rvalue_from_python_storage<V>*>(data)->storage.bytes;

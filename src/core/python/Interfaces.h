@@ -4,9 +4,9 @@
 // family, called in this order by the module entry.
 namespace engine::core::python {
 
-void define_value_types();   // Vector, IntVector, Colour, Matrix
-void define_conversions();   // sequences where value types are expected
-void define_functions();     // normalise_angle, random, seed_random
+void define_value_types();  // Vector, IntVector, Colour, Matrix
+void define_conversions();  // sequences where value types are expected
+void define_functions();    // normalise_angle, random, seed_random
 void define_log();
 void define_path_database();
 void define_factory();

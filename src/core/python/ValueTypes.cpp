@@ -63,15 +63,18 @@ void define_vector() {
         .def("normalised", &V::normalised)
         .def("rotate", &V::rotate, bp::arg("angle"))
         .def("__iter__", &vector_iter<T>)
-        .def("__len__", +[](const V&) { return 2; })
-        .def("__getitem__", +[](const V& v, int i) {
-            if (i < 0) i += 2;
-            if (i != 0 && i != 1) {
-                PyErr_SetString(PyExc_IndexError, "Vector index out of range.");
-                bp::throw_error_already_set();
-            }
-            return i == 0 ? v.x : v.y;
-        })
+        .def(
+            "__len__", +[](const V&) { return 2; })
+        .def(
+            "__getitem__",
+            +[](const V& v, int i) {
+                if (i < 0) i += 2;
+                if (i != 0 && i != 1) {
+                    PyErr_SetString(PyExc_IndexError, "Vector index out of range.");
+                    bp::throw_error_already_set();
+                }
+                return i == 0 ? v.x : v.y;
+            })
         .def("__truediv__", &vector_divide<T>)
         .def("__repr__", &vector_repr<T>)
         .attr("__hash__") = bp::object();
@@ -108,9 +111,8 @@ void define_value_types() {
     define_vector<float>();
     define_vector<int>();
 
-    bp::class_<Colour>("Colour", bp::init<float, float, float, float>(
-                                     (bp::arg("r") = 1.0f, bp::arg("g") = 1.0f, bp::arg("b") = 1.0f,
-                                      bp::arg("a") = 1.0f)))
+    bp::class_<Colour>("Colour", bp::init<float, float, float, float>((bp::arg("r") = 1.0f, bp::arg("g") = 1.0f,
+                                                                       bp::arg("b") = 1.0f, bp::arg("a") = 1.0f)))
         .def_readwrite("r", &Colour::r)
         .def_readwrite("g", &Colour::g)
         .def_readwrite("b", &Colour::b)
@@ -119,9 +121,11 @@ void define_value_types() {
         .def(bp::self + bp::self)
         .def(bp::self == bp::self)
         .def(bp::self != bp::self)
-        .def("__iter__", +[](const Colour& c) {
-            return bp::object(bp::handle<>(PyObject_GetIter(bp::make_tuple(c.r, c.g, c.b, c.a).ptr())));
-        })
+        .def(
+            "__iter__",
+            +[](const Colour& c) {
+                return bp::object(bp::handle<>(PyObject_GetIter(bp::make_tuple(c.r, c.g, c.b, c.a).ptr())));
+            })
         .def("__repr__", &colour_repr)
         .attr("__hash__") = bp::object();
 
@@ -132,12 +136,13 @@ void define_value_types() {
         .def(bp::self == bp::self)
         .def(bp::self != bp::self)
         .def("rotate_vector", &Matrix::rotate_vector, bp::arg("v"))
-        .add_property("translation", bp::make_function(&Matrix::get_translation,
-                                                       bp::return_value_policy<bp::copy_const_reference>()))
+        .add_property("translation",
+                      bp::make_function(&Matrix::get_translation, bp::return_value_policy<bp::copy_const_reference>()))
         .def("is_identity", &Matrix::is_identity)
         .def("inverse", &Matrix::inverse)
         .def("__getitem__", &matrix_item)
-        .def("__len__", +[](const Matrix&) { return 6; })
+        .def(
+            "__len__", +[](const Matrix&) { return 6; })
         .def("__iter__", &matrix_iter)
         .def("__repr__", &matrix_repr)
         .attr("__hash__") = bp::object();

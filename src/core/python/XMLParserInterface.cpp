@@ -32,7 +32,7 @@ public:
     }
 
 private:
-    PyObject* self_;  // the owning Python object, borrowed
+    PyObject* self_;           // the owning Python object, borrowed
     bool start_, end_, data_;  // which callbacks the script class defines
 };
 

@@ -21,10 +21,10 @@ struct Message {
 
 // The log's state is process-wide by nature: one queue, one sink, one switch.
 struct State {
-    std::mutex mutex;                       // guards queue and sink
-    std::deque<Message> queue;              // waiting for the script thread
-    Sink sink;                              // native destination when Python is not used
-    std::atomic<bool> python{false};        // deliver into Python's logging
+    std::mutex mutex;                 // guards queue and sink
+    std::deque<Message> queue;        // waiting for the script thread
+    Sink sink;                        // native destination when Python is not used
+    std::atomic<bool> python{false};  // deliver into Python's logging
     std::atomic<bool> flush_scheduled{false};
     std::map<std::string, PyObject*> loggers;  // "engine.<category>" loggers, owned
 };
@@ -36,9 +36,12 @@ State& state() {
 
 int python_level(Level level) {
     switch (level) {
-        case Level::Info: return 20;
-        case Level::Warning: return 30;
-        case Level::Error: return 40;
+        case Level::Info:
+            return 20;
+        case Level::Warning:
+            return 30;
+        case Level::Error:
+            return 40;
     }
     return 40;
 }
@@ -75,8 +78,8 @@ void write_python(const Message& m) {
     PyObject *type, *value, *traceback;
     PyErr_Fetch(&type, &value, &traceback);  // logging must not disturb a pending error
     PyObject* logger = logger_for(m.category);
-    PyObject* result = logger ? PyObject_CallMethod(logger, "log", "is", python_level(m.level), m.text.c_str())
-                              : nullptr;
+    PyObject* result =
+        logger ? PyObject_CallMethod(logger, "log", "is", python_level(m.level), m.text.c_str()) : nullptr;
     if (!result) {
         PyErr_Clear();
         write_native(m);
@@ -85,9 +88,7 @@ void write_python(const Message& m) {
     PyErr_Restore(type, value, traceback);
 }
 
-bool can_use_python() {
-    return state().python.load() && Py_IsInitialized() && !_Py_IsFinalizing();
-}
+bool can_use_python() { return state().python.load() && Py_IsInitialized() && !_Py_IsFinalizing(); }
 
 void flush_queue_locked_gil() {
     State& s = state();
@@ -121,8 +122,7 @@ void deliver(Message m) {
         s.queue.push_back(std::move(m));
     }
     // Ask the interpreter to flush on its own thread; safe without the lock.
-    if (!s.flush_scheduled.exchange(true) && Py_AddPendingCall(pending_call, nullptr) != 0)
-        s.flush_scheduled = false;
+    if (!s.flush_scheduled.exchange(true) && Py_AddPendingCall(pending_call, nullptr) != 0) s.flush_scheduled = false;
 }
 
 void log(Level level, const char* category, const char* format, va_list args) {

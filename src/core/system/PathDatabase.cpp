@@ -42,9 +42,7 @@ public:
         struct stat info;
         return ::fstat(fileno(file_), &info) == 0 ? std::size_t(info.st_size) : 0;
     }
-    std::size_t read(void* buffer, std::size_t length) override {
-        return std::fread(buffer, 1, length, file_);
-    }
+    std::size_t read(void* buffer, std::size_t length) override { return std::fread(buffer, 1, length, file_); }
 
 private:
     std::FILE* file_;  // owned
@@ -62,8 +60,7 @@ void add_root(const std::string& directory) {
 void remove_root(const std::string& directory) {
     Roots& r = roots_state();
     std::lock_guard<std::mutex> lock(r.mutex);
-    r.directories.erase(std::remove(r.directories.begin(), r.directories.end(), directory),
-                        r.directories.end());
+    r.directories.erase(std::remove(r.directories.begin(), r.directories.end(), directory), r.directories.end());
 }
 
 std::vector<std::string> roots() {

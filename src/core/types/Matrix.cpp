@@ -11,11 +11,8 @@ Matrix::Matrix(const Vector<float>& translation, float rotation) {
 
 Matrix Matrix::operator*(const Matrix& o) const {
     const float* b = o.m_;
-    return Matrix(m_[0] * b[0] + m_[2] * b[1],
-                  m_[1] * b[0] + m_[3] * b[1],
-                  m_[0] * b[2] + m_[2] * b[3],
-                  m_[1] * b[2] + m_[3] * b[3],
-                  m_[0] * b[4] + m_[2] * b[5] + m_[4],
+    return Matrix(m_[0] * b[0] + m_[2] * b[1], m_[1] * b[0] + m_[3] * b[1], m_[0] * b[2] + m_[2] * b[3],
+                  m_[1] * b[2] + m_[3] * b[3], m_[0] * b[4] + m_[2] * b[5] + m_[4],
                   m_[1] * b[4] + m_[3] * b[5] + m_[5]);
 }
 
@@ -41,8 +38,7 @@ void Matrix::set_translation(const Vector<float>& translation) {
 }
 
 bool Matrix::is_identity() const {
-    return m_[0] == 1.0f && m_[1] == 0.0f && m_[2] == 0.0f && m_[3] == 1.0f && m_[4] == 0.0f &&
-           m_[5] == 0.0f;
+    return m_[0] == 1.0f && m_[1] == 0.0f && m_[2] == 0.0f && m_[3] == 1.0f && m_[4] == 0.0f && m_[5] == 0.0f;
 }
 
 Matrix Matrix::inverse() const {

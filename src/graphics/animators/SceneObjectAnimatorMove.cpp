@@ -6,8 +6,7 @@
 
 namespace engine::graphics {
 
-SceneObjectAnimatorMove::SceneObjectAnimatorMove(const core::Vector<float>& target, float acceleration,
-                                                 float max_speed)
+SceneObjectAnimatorMove::SceneObjectAnimatorMove(const core::Vector<float>& target, float acceleration, float max_speed)
     : target_(target), acceleration_(acceleration), max_speed_(max_speed) {}
 
 void SceneObjectAnimatorMove::on_update(float dt) {

@@ -4,8 +4,7 @@
 
 namespace engine::graphics {
 
-SceneObjectAnimatorMoveFixed::SceneObjectAnimatorMoveFixed(const core::Vector<float>& velocity)
-    : velocity_(velocity) {}
+SceneObjectAnimatorMoveFixed::SceneObjectAnimatorMoveFixed(const core::Vector<float>& velocity) : velocity_(velocity) {}
 
 void SceneObjectAnimatorMoveFixed::on_update(float dt) {
     if (!object_) return;

@@ -14,7 +14,7 @@ namespace engine::graphics {
 
 namespace {
 window::Window* current_window = nullptr;  // where the module draws, non-owning
-bool vertex_buffer_objects = false;         // the current context supports them
+bool vertex_buffer_objects = false;        // the current context supports them
 }  // namespace
 
 GraphicsWindowListener& window_listener() {

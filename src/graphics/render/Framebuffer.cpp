@@ -40,10 +40,7 @@ core::Vector<int> window_resolution() {
 Framebuffer::Framebuffer() { registry().push_back(this); }
 
 Framebuffer::Framebuffer(const Framebuffer& other)
-    : core::Object(other),
-      framebuffer_(other.framebuffer_),
-      texture_(other.texture_),
-      dimensions_(other.dimensions_) {
+    : core::Object(other), framebuffer_(other.framebuffer_), texture_(other.texture_), dimensions_(other.dimensions_) {
     registry().push_back(this);
 }
 
@@ -82,8 +79,7 @@ bool Framebuffer::create() {
     glBindFramebufferEXT(GL_FRAMEBUFFER_EXT, framebuffer_);
     glGenTextures(1, &texture_);
     glBindTexture(GL_TEXTURE_2D, texture_);
-    glTexImage2D(GL_TEXTURE_2D, 0, GL_RGBA8, dimensions_.x, dimensions_.y, 0, GL_RGBA, GL_UNSIGNED_BYTE,
-                 nullptr);
+    glTexImage2D(GL_TEXTURE_2D, 0, GL_RGBA8, dimensions_.x, dimensions_.y, 0, GL_RGBA, GL_UNSIGNED_BYTE, nullptr);
     glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_S, GL_CLAMP_TO_EDGE);
     glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_T, GL_CLAMP_TO_EDGE);
     glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER, GL_LINEAR);

@@ -55,13 +55,12 @@ void Framebuffer::define_interface() {
 
 void FramebufferDisplay::define_interface() {
     using Wrapper = python::SceneObjectWrapper<FramebufferDisplay, Framebuffer*>;
-    bp::object cls =
-        bp::class_<FramebufferDisplay, Wrapper, bp::bases<SceneObject>, boost::noncopyable>(
-            "FramebufferDisplay", bp::init<Framebuffer*>(bp::arg("framebuffer")))
-            .add_property("dimensions", &script::display_dimensions, &FramebufferDisplay::set_dimensions)
-            .add_property("origin", &script::origin, &FramebufferDisplay::set_origin)
-            .add_property("colour", &script::colour, &FramebufferDisplay::set_colour)
-            .add_property("framebuffer", &script::framebuffer);
+    bp::object cls = bp::class_<FramebufferDisplay, Wrapper, bp::bases<SceneObject>, boost::noncopyable>(
+                         "FramebufferDisplay", bp::init<Framebuffer*>(bp::arg("framebuffer")))
+                         .add_property("dimensions", &script::display_dimensions, &FramebufferDisplay::set_dimensions)
+                         .add_property("origin", &script::origin, &FramebufferDisplay::set_origin)
+                         .add_property("colour", &script::colour, &FramebufferDisplay::set_colour)
+                         .add_property("framebuffer", &script::framebuffer);
     python::register_with_factory(cls, "FramebufferDisplay");
 }
 

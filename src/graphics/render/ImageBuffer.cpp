@@ -73,8 +73,12 @@ std::unique_ptr<ImageBuffer> ImageBuffer::decode(const std::string& path, bool f
 
     int channels = 0;
     switch (png_get_color_type(png, info)) {
-        case PNG_COLOR_TYPE_RGB: channels = 3; break;
-        case PNG_COLOR_TYPE_RGB_ALPHA: channels = 4; break;
+        case PNG_COLOR_TYPE_RGB:
+            channels = 3;
+            break;
+        case PNG_COLOR_TYPE_RGB_ALPHA:
+            channels = 4;
+            break;
         default:
             // Grey and palette pictures are refused, not expanded: deliberate.
             png_destroy_read_struct(&png, &info, nullptr);

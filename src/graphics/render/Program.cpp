@@ -124,24 +124,41 @@ void Program::set_parameter(const std::string& name, const float* values, unsign
     CGparameter p = get_parameter(name);
     if (!p) return;
     switch (components) {
-        case 1: cgGLSetParameter1fv(p, values); break;
-        case 2: cgGLSetParameter2fv(p, values); break;
-        case 3: cgGLSetParameter3fv(p, values); break;
-        case 4: cgGLSetParameter4fv(p, values); break;
-        default: break;
+        case 1:
+            cgGLSetParameter1fv(p, values);
+            break;
+        case 2:
+            cgGLSetParameter2fv(p, values);
+            break;
+        case 3:
+            cgGLSetParameter3fv(p, values);
+            break;
+        case 4:
+            cgGLSetParameter4fv(p, values);
+            break;
+        default:
+            break;
     }
 }
 
-void Program::set_parameter(const std::string& name, const float* values, unsigned int components,
-                            unsigned int count) {
+void Program::set_parameter(const std::string& name, const float* values, unsigned int components, unsigned int count) {
     CGparameter p = get_parameter(name);
     if (!p) return;
     switch (components) {
-        case 1: cgGLSetParameterArray1f(p, 0, long(count), values); break;
-        case 2: cgGLSetParameterArray2f(p, 0, long(count), values); break;
-        case 3: cgGLSetParameterArray3f(p, 0, long(count), values); break;
-        case 4: cgGLSetParameterArray4f(p, 0, long(count), values); break;
-        default: break;
+        case 1:
+            cgGLSetParameterArray1f(p, 0, long(count), values);
+            break;
+        case 2:
+            cgGLSetParameterArray2f(p, 0, long(count), values);
+            break;
+        case 3:
+            cgGLSetParameterArray3f(p, 0, long(count), values);
+            break;
+        case 4:
+            cgGLSetParameterArray4f(p, 0, long(count), values);
+            break;
+        default:
+            break;
     }
 }
 

@@ -195,8 +195,8 @@ void Sprite::on_render() {
             glDisable(GL_TEXTURE_2D);
     }
 
-    const bool strip = alpha_stops_.size() >= 2 && alpha_stops_.front().first <= 0.0f &&
-                       alpha_stops_.back().first >= 1.0f;
+    const bool strip =
+        alpha_stops_.size() >= 2 && alpha_stops_.front().first <= 0.0f && alpha_stops_.back().first >= 1.0f;
     if (strip)
         draw_strip(fade_alpha);
     else
@@ -214,18 +214,13 @@ void Sprite::on_render() {
 struct Sprite::Geometry {
     const core::Matrix& world;
     float left, bottom, right, top;
-    const Vector<float>& top_left;      // texture coordinates
+    const Vector<float>& top_left;  // texture coordinates
     const Vector<float>& bottom_right;
 };
 
 Sprite::Geometry Sprite::geometry() const {
-    return Geometry{get_world_transform(),
-                    -origin_.x,
-                    -origin_.y,
-                    dimensions_.x - origin_.x,
-                    dimensions_.y - origin_.y,
-                    data_->top_left,
-                    data_->bottom_right};
+    return Geometry{get_world_transform(),     -origin_.x,      -origin_.y,         dimensions_.x - origin_.x,
+                    dimensions_.y - origin_.y, data_->top_left, data_->bottom_right};
 }
 
 void Sprite::draw_quad(float fade_alpha) const {

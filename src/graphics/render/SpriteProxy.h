@@ -29,7 +29,8 @@ public:
         bp::object cls = bp::class_<SpriteProxy>("SpriteProxy", bp::no_init)
                              .def("__getitem__", &SpriteProxy::get_item)
                              .def("__setitem__", &SpriteProxy::set_item)
-                             .def("__len__", +[](const SpriteProxy&) { return 4; });
+                             .def(
+                                 "__len__", +[](const SpriteProxy&) { return 4; });
         python::register_with_factory(cls, "SpriteProxy");
     }
 };

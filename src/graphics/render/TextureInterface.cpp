@@ -66,23 +66,27 @@ void Texture::define_interface() {
 void TextureDatabase::define_interface() {
     bp::object cls =
         bp::class_<TextureDatabase, core::ObjectWrapper<TextureDatabase>, boost::noncopyable>("TextureDatabase",
-                                                                                                 bp::init<>())
+                                                                                              bp::init<>())
             // Static natively, methods of the singleton for scripts.
-            .def("purge", +[](TextureDatabase&) { TextureDatabase::purge(); })
-            .def("reload", +[](TextureDatabase&) { TextureDatabase::reload(); })
-            .add_property("full_resolution", +[](const TextureDatabase&) { return TextureDatabase::is_full_resolution(); },
-                          +[](TextureDatabase&, bool value) { TextureDatabase::set_full_resolution(value); })
+            .def(
+                "purge", +[](TextureDatabase&) { TextureDatabase::purge(); })
+            .def(
+                "reload", +[](TextureDatabase&) { TextureDatabase::reload(); })
+            .add_property(
+                "full_resolution", +[](const TextureDatabase&) { return TextureDatabase::is_full_resolution(); },
+                +[](TextureDatabase&, bool value) { TextureDatabase::set_full_resolution(value); })
             // Addition: how many textures the table holds.
-            .def("__len__", +[](const TextureDatabase&) { return TextureDatabase::size(); });
+            .def(
+                "__len__", +[](const TextureDatabase&) { return TextureDatabase::size(); });
     python::register_with_factory(cls, "TextureDatabase");
 }
 
 void TextureLoader::define_interface() {
     // Named in lower case for scripts, unlike its factory name: kept as it is.
-    bp::object cls =
-        bp::class_<TextureLoader, core::ObjectWrapper<TextureLoader>, boost::noncopyable>("texture_loader",
-                                                                                             bp::init<>())
-            .add_property("loading", +[](const TextureLoader&) { return TextureLoader::is_loading(); });
+    bp::object cls = bp::class_<TextureLoader, core::ObjectWrapper<TextureLoader>, boost::noncopyable>("texture_loader",
+                                                                                                       bp::init<>())
+                         .add_property(
+                             "loading", +[](const TextureLoader&) { return TextureLoader::is_loading(); });
     python::register_with_factory(cls, "TextureLoader");
 }
 

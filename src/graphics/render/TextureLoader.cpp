@@ -31,7 +31,7 @@ struct Result {
 core::Mutex lock;
 std::deque<Request> requests;
 std::deque<Result> results;
-int pending = 0;                    // queued and not yet handed back; script thread only
+int pending = 0;                   // queued and not yet handed back; script thread only
 std::atomic<bool> running{false};  // read by the thread without the lock
 TextureLoader* instance = nullptr;
 

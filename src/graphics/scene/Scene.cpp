@@ -95,8 +95,8 @@ void Scene::notify(Hook hook) {
 
 bool Scene::add_layer(SceneLayer* layer) {
     if (get_layer(layer->get_id())) return false;
-    auto at = std::find_if(layers_.begin(), layers_.end(),
-                           [&](const SceneLayer* l) { return l->get_z() >= layer->get_z(); });
+    auto at =
+        std::find_if(layers_.begin(), layers_.end(), [&](const SceneLayer* l) { return l->get_z() >= layer->get_z(); });
     layers_.insert(at, layer);
     layer->inc_ref();
     return true;
@@ -108,9 +108,7 @@ SceneLayer* Scene::get_layer(const std::string& id) const {
     return nullptr;
 }
 
-SceneLayer* Scene::get_layer(unsigned int index) const {
-    return index < layers_.size() ? layers_[index] : nullptr;
-}
+SceneLayer* Scene::get_layer(unsigned int index) const { return index < layers_.size() ? layers_[index] : nullptr; }
 
 int Scene::get_layer_scale_flags(const std::string& id) const {
     const SceneLayer* layer = get_layer(id);
@@ -258,7 +256,8 @@ void Scene::update(float dt) {
             const std::size_t i = walk.index();
             // Three stages ahead: the object, then its animator list, then its animators.
             if (i + kPrefetchDistance < objects.size()) prefetch_object(objects[i + kPrefetchDistance]);
-            if (i + kPrefetchDistance / 2 < objects.size()) objects[i + kPrefetchDistance / 2]->prefetch_animator_list();
+            if (i + kPrefetchDistance / 2 < objects.size())
+                objects[i + kPrefetchDistance / 2]->prefetch_animator_list();
             if (i + 1 < objects.size()) objects[i + 1]->prefetch_animators();
             objects[i]->update(dt);
         }

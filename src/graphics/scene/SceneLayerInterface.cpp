@@ -22,9 +22,11 @@ void SceneLayer::define_interface() {
     using Wrapper = core::ObjectWrapper<SceneLayer, const std::string&, float, int, bool>;
     bp::object cls =
         bp::class_<SceneLayer, Wrapper, boost::noncopyable>(
-            "SceneLayer", bp::init<const std::string&, float, int, bool>(
-                              (bp::arg("id"), bp::arg("z") = 0.0f, bp::arg("scale_flags") = 0, bp::arg("common") = true)))
-            .add_property("id", bp::make_function(&SceneLayer::get_id, bp::return_value_policy<bp::copy_const_reference>()),
+            "SceneLayer",
+            bp::init<const std::string&, float, int, bool>(
+                (bp::arg("id"), bp::arg("z") = 0.0f, bp::arg("scale_flags") = 0, bp::arg("common") = true)))
+            .add_property("id",
+                          bp::make_function(&SceneLayer::get_id, bp::return_value_policy<bp::copy_const_reference>()),
                           &SceneLayer::set_id)
             .add_property("z", &SceneLayer::get_z, &SceneLayer::set_z)
             .add_property("scale_flags", &SceneLayer::get_scale_flags, &SceneLayer::set_scale_flags)

@@ -40,8 +40,7 @@ private:
 
 void SceneListener::define_interface() {
     namespace bp = python::bp;
-    bp::object cls =
-        bp::class_<SceneListener, SceneListenerWrapper, boost::noncopyable>("SceneListener", bp::init<>());
+    bp::object cls = bp::class_<SceneListener, SceneListenerWrapper, boost::noncopyable>("SceneListener", bp::init<>());
     python::register_with_factory(cls, "SceneListener");
 }
 

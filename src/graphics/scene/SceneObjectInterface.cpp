@@ -13,9 +13,7 @@ void add_animator(SceneObject& o, const std::string& name, SceneObjectAnimator* 
     o.add_animator(name, &core::python::require(animator, "The animator"));
 }
 
-object get_animator(const SceneObject& o, const std::string& name) {
-    return python::to_python(o.get_animator(name));
-}
+object get_animator(const SceneObject& o, const std::string& name) { return python::to_python(o.get_animator(name)); }
 
 // "remove_animator" takes a name or the animator itself.
 void remove_animator(SceneObject& o, object key) {
@@ -40,11 +38,13 @@ void SceneObject::define_interface() {
     bp::object cls =
         bp::class_<SceneObject, python::SceneObjectWrapper<SceneObject>, bp::bases<Transform>, boost::noncopyable>(
             "SceneObject", bp::init<>())
-            .add_property("id", bp::make_function(&SceneObject::get_id, bp::return_value_policy<bp::copy_const_reference>()),
+            .add_property("id",
+                          bp::make_function(&SceneObject::get_id, bp::return_value_policy<bp::copy_const_reference>()),
                           &SceneObject::set_id)
-            .add_property("layer",
-                          bp::make_function(&SceneObject::get_layer, bp::return_value_policy<bp::copy_const_reference>()),
-                          &SceneObject::set_layer)
+            .add_property(
+                "layer",
+                bp::make_function(&SceneObject::get_layer, bp::return_value_policy<bp::copy_const_reference>()),
+                &SceneObject::set_layer)
             .add_property("visible", &SceneObject::is_visible, &SceneObject::set_visibility)
             .add_property("z", &SceneObject::get_z, &SceneObject::set_z)
             .add_property("scale_flags", &SceneObject::get_scale_flags, &SceneObject::set_scale_flags)
@@ -61,7 +61,8 @@ void SceneObjectAnimator::define_interface() {
     // Animators are made by their concrete classes; the base has no constructor.
     bp::class_<SceneObjectAnimator, boost::noncopyable>("SceneObjectAnimator", bp::no_init)
         .add_property("delay", &SceneObjectAnimator::get_delay, &SceneObjectAnimator::set_delay)
-        .add_property("object", +[](const SceneObjectAnimator& a) { return python::to_python(a.get_object()); });
+        .add_property(
+            "object", +[](const SceneObjectAnimator& a) { return python::to_python(a.get_object()); });
 }
 
 }  // namespace engine::graphics

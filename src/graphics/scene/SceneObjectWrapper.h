@@ -16,8 +16,7 @@ public:
     explicit SceneObjectWrapper(PyObject* self, Args... args)
         : core::ObjectWrapper<T, Args...>(self, std::forward<Args>(args)...),
           hooks_((overrides<T>(self, "OnAdd") ? kAdd : 0u) | (overrides<T>(self, "OnRemove") ? kRemove : 0u) |
-                 (overrides<T>(self, "OnUpdate") ? kUpdate : 0u) |
-                 (overrides<T>(self, "OnRender") ? kRender : 0u)) {}
+                 (overrides<T>(self, "OnUpdate") ? kUpdate : 0u) | (overrides<T>(self, "OnRender") ? kRender : 0u)) {}
 
     void on_add(const std::string& layer_id) override {
         if (hooks_ & kAdd)

@@ -75,8 +75,8 @@ float Transform::constrain_rotation(float angle) const {
 
 void Transform::generate_bind_transform() {
     if (parent_) {
-        bind_transform_ = Matrix(Vector<float>(), -bind_rotation_) * Matrix(-position_, 0.0f) *
-                          parent_->bind_transform_;
+        bind_transform_ =
+            Matrix(Vector<float>(), -bind_rotation_) * Matrix(-position_, 0.0f) * parent_->bind_transform_;
     } else {
         // The root's position is deliberately left out of its bind pose.
         bind_transform_.set_translation(Vector<float>());

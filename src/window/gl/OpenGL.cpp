@@ -74,8 +74,7 @@ void resolve_opengl_entry_points() {
     glGenFramebuffersEXT = fbo ? lookup<PFNGLGENFRAMEBUFFERSEXTPROC>("glGenFramebuffersEXT") : nullptr;
     glDeleteFramebuffersEXT = fbo ? lookup<PFNGLDELETEFRAMEBUFFERSEXTPROC>("glDeleteFramebuffersEXT") : nullptr;
     glBindFramebufferEXT = fbo ? lookup<PFNGLBINDFRAMEBUFFEREXTPROC>("glBindFramebufferEXT") : nullptr;
-    glFramebufferTexture2DEXT =
-        fbo ? lookup<PFNGLFRAMEBUFFERTEXTURE2DEXTPROC>("glFramebufferTexture2DEXT") : nullptr;
+    glFramebufferTexture2DEXT = fbo ? lookup<PFNGLFRAMEBUFFERTEXTURE2DEXTPROC>("glFramebufferTexture2DEXT") : nullptr;
     glCheckFramebufferStatusEXT =
         fbo ? lookup<PFNGLCHECKFRAMEBUFFERSTATUSEXTPROC>("glCheckFramebufferStatusEXT") : nullptr;
 
@@ -86,9 +85,9 @@ void resolve_opengl_entry_points() {
     glBindBuffer = lookup<PFNGLBINDBUFFERPROC>(vbo_core, "glBindBuffer", vbo_arb, "glBindBufferARB");
     glBufferData = lookup<PFNGLBUFFERDATAPROC>(vbo_core, "glBufferData", vbo_arb, "glBufferDataARB");
 
-    glActiveTexture = lookup<PFNGLACTIVETEXTUREPROC>(has_version(1, 3), "glActiveTexture",
-                                                     is_opengl_extension_supported("GL_ARB_multitexture"),
-                                                     "glActiveTextureARB");
+    glActiveTexture =
+        lookup<PFNGLACTIVETEXTUREPROC>(has_version(1, 3), "glActiveTexture",
+                                       is_opengl_extension_supported("GL_ARB_multitexture"), "glActiveTextureARB");
 }
 
 }  // namespace engine::window

@@ -26,13 +26,14 @@ bool video_mode_equal(const VideoMode& a, const VideoMode& b) {
 
 void define_video_mode() {
     // A value: `window.video_mode` is a snapshot taken when it is read.
-    bp::class_<VideoMode>("VideoMode", bp::init<const core::Vector<int>&, bool>(
-                                           (bp::arg("resolution"), bp::arg("fullscreen") = false)))
-        .add_property("resolution",
-                      bp::make_function(&VideoMode::get_resolution, bp::return_value_policy<bp::copy_const_reference>()))
+    bp::class_<VideoMode>(
+        "VideoMode", bp::init<const core::Vector<int>&, bool>((bp::arg("resolution"), bp::arg("fullscreen") = false)))
+        .add_property("resolution", bp::make_function(&VideoMode::get_resolution,
+                                                      bp::return_value_policy<bp::copy_const_reference>()))
         .add_property("fullscreen", &VideoMode::is_fullscreen)
         .def("__eq__", &video_mode_equal)
-        .def("__ne__", +[](const VideoMode& a, const VideoMode& b) { return !video_mode_equal(a, b); })
+        .def(
+            "__ne__", +[](const VideoMode& a, const VideoMode& b) { return !video_mode_equal(a, b); })
         .def("__repr__", &video_mode_repr);
 }
 

@@ -48,16 +48,14 @@ public:
 
 bool add_listener(WindowListener* listener) { return Window::add_listener(&require(listener, "The listener")); }
 
-bool remove_listener(WindowListener* listener) {
-    return Window::remove_listener(&require(listener, "The listener"));
-}
+bool remove_listener(WindowListener* listener) { return Window::remove_listener(&require(listener, "The listener")); }
 
 VideoMode video_mode(const Window& window) { return *window.get_video_mode(); }
 
 bp::tuple read_pixels(const Window& window) {
     const Pixels pixels = window.read_pixels();
-    bp::object data(bp::handle<>(PyBytes_FromStringAndSize(reinterpret_cast<const char*>(pixels.data.data()),
-                                                           Py_ssize_t(pixels.data.size()))));
+    bp::object data(bp::handle<>(
+        PyBytes_FromStringAndSize(reinterpret_cast<const char*>(pixels.data.data()), Py_ssize_t(pixels.data.size()))));
     return bp::make_tuple(pixels.width, pixels.height, data);
 }
 
@@ -79,8 +77,8 @@ bool save_screenshot(const Window& window, bp::object path) {
 void define_window() {
     bp::class_<Window, ScriptWindow, boost::noncopyable>(
         "Window", bp::init<int, int, std::string, bool, bool>((bp::arg("width") = 800, bp::arg("height") = 600,
-                                                                bp::arg("title") = "", bp::arg("fullscreen") = false,
-                                                                bp::arg("vsync") = false)))
+                                                               bp::arg("title") = "", bp::arg("fullscreen") = false,
+                                                               bp::arg("vsync") = false)))
         .def("add_listener", &add_listener, bp::arg("listener"))
         .staticmethod("add_listener")
         .def("remove_listener", &remove_listener, bp::arg("listener"))

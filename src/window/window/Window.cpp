@@ -119,8 +119,8 @@ Window::Window(int width, int height, const std::string& title, bool fullscreen,
     // Some displays have no visual with destination alpha; then go without it.
     for (int alpha_bits : {8, 0}) {
         set_gl_attributes(alpha_bits);
-        impl_->window = SDL_CreateWindow(title.c_str(), SDL_WINDOWPOS_CENTERED, SDL_WINDOWPOS_CENTERED, width,
-                                         height, flags);
+        impl_->window =
+            SDL_CreateWindow(title.c_str(), SDL_WINDOWPOS_CENTERED, SDL_WINDOWPOS_CENTERED, width, height, flags);
         impl_->alpha_bits = alpha_bits;
         if (impl_->window) break;
     }

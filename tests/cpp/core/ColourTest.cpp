@@ -86,8 +86,8 @@ TEST(Colour, ParsesHexWithAlpha) {
 }
 
 TEST(Colour, UnparsableTextGivesOpaqueWhite) {
-    for (const char* text : {"", "1", "1, 0.5", "1,0.5,0,1,1", "a,b,c", "1,,0,0", "1,0,0,", "#", "#fff",
-                             "#ff800", "#ff80000", "#gg0000", "#ff8000zz", "ff8000", "red"}) {
+    for (const char* text : {"", "1", "1, 0.5", "1,0.5,0,1,1", "a,b,c", "1,,0,0", "1,0,0,", "#", "#fff", "#ff800",
+                             "#ff80000", "#gg0000", "#ff8000zz", "ff8000", "red"}) {
         EXPECT_EQ(Colour(std::string(text)), kWhite) << "text: \"" << text << "\"";
     }
 }

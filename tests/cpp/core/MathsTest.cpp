@@ -148,9 +148,17 @@ TEST(Maths, FormatFloatGivesShortText) {
 
 TEST(Maths, FormatFloatReadsBackToTheSameFloat) {
     core::seed_random(5);
-    std::vector<float> values = {kPiF, -kPiF, 1.0f / 3.0f, 16777216.0f, 123456792.0f, 1e-30f, 3.4e38f,
-                                 std::numeric_limits<float>::min(), std::numeric_limits<float>::denorm_min()};
-    for (int i = 0; i < 2000; ++i) values.push_back((core::random(2.0f) - 1.0f) * std::pow(10.0f, float(int(core::random(20u)) - 10)));
+    std::vector<float> values = {kPiF,
+                                 -kPiF,
+                                 1.0f / 3.0f,
+                                 16777216.0f,
+                                 123456792.0f,
+                                 1e-30f,
+                                 3.4e38f,
+                                 std::numeric_limits<float>::min(),
+                                 std::numeric_limits<float>::denorm_min()};
+    for (int i = 0; i < 2000; ++i)
+        values.push_back((core::random(2.0f) - 1.0f) * std::pow(10.0f, float(int(core::random(20u)) - 10)));
     for (float v : values) {
         const std::string text = core::format_float(v);
         EXPECT_EQ(std::strtof(text.c_str(), nullptr), v) << text;

@@ -13,9 +13,7 @@ TEST(StringUtility, SplitGivesThePiecesBetweenSeparators) {
     EXPECT_EQ(split("one two", ' '), (Pieces{"one", "two"}));
 }
 
-TEST(StringUtility, SplitWithoutSeparatorGivesTheWholeText) {
-    EXPECT_EQ(split("abc", ','), (Pieces{"abc"}));
-}
+TEST(StringUtility, SplitWithoutSeparatorGivesTheWholeText) { EXPECT_EQ(split("abc", ','), (Pieces{"abc"})); }
 
 TEST(StringUtility, SplitKeepsEmptyPieces) {
     EXPECT_EQ(split("a,,b", ','), (Pieces{"a", "", "b"}));
@@ -25,13 +23,9 @@ TEST(StringUtility, SplitKeepsEmptyPieces) {
     EXPECT_EQ(split(",,", ','), (Pieces{"", "", ""}));
 }
 
-TEST(StringUtility, SplitOfEmptyTextGivesOneEmptyPiece) {
-    EXPECT_EQ(split("", ','), (Pieces{""}));
-}
+TEST(StringUtility, SplitOfEmptyTextGivesOneEmptyPiece) { EXPECT_EQ(split("", ','), (Pieces{""})); }
 
-TEST(StringUtility, SplitKeepsWhiteSpaceInsidePieces) {
-    EXPECT_EQ(split(" a , b ", ','), (Pieces{" a ", " b "}));
-}
+TEST(StringUtility, SplitKeepsWhiteSpaceInsidePieces) { EXPECT_EQ(split(" a , b ", ','), (Pieces{" a ", " b "})); }
 
 TEST(StringUtility, SplitJoinedBackGivesTheOriginal) {
     const std::string text = "x;;y;z;";

@@ -12,10 +12,10 @@
 #include <string>
 #include <vector>
 
+using engine::core::XMLParser;
 using engine::core::Log::Level;
 using engine::core::PathDatabase::add_root;
 using engine::core::PathDatabase::remove_root;
-using engine::core::XMLParser;
 using engine::core::test::LogCapture;
 using engine::core::test::TemporaryDirectory;
 
@@ -110,8 +110,8 @@ TEST(XMLParser, MalformedDocumentKeepsEarlierCallbacksAndReturnsFalse) {
     EXPECT_FALSE(parser.parse_text("<a>\n<b>text</b>\n<c>\n</a>", "broken.xml"));
     // Every tag before the error was reported; text still waiting for its closing tag
     // when the error came may or may not be.
-    EXPECT_TRUE(starts_with(parser.events, {"start a", "data [\n]", "start b", "data [text]", "end b",
-                                            "data [\n]", "start c"}));
+    EXPECT_TRUE(starts_with(parser.events,
+                            {"start a", "data [\n]", "start b", "data [text]", "end b", "data [\n]", "start c"}));
     EXPECT_LE(parser.events.size(), 8u);
 }
 

@@ -70,9 +70,7 @@ bool attached(const SceneObject& object, const SceneObjectAnimator* animator) {
 constexpr float kPi = 3.14159f;
 
 // Angles as the transform stores them: normalised, then clamped to the default limits.
-float stored_rotation(float angle) {
-    return std::min(std::max(engine::core::normalise_angle(angle), -kPi), kPi);
-}
+float stored_rotation(float angle) { return std::min(std::max(engine::core::normalise_angle(angle), -kPi), kPi); }
 
 }  // namespace
 

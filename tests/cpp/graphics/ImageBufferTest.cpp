@@ -47,8 +47,8 @@ bool write_png(const std::string& path, const PngImage& image) {
         return false;
     }
     png_init_io(png, file);
-    png_set_IHDR(png, info, png_uint_32(image.width), png_uint_32(image.height), image.bit_depth,
-                 image.colour_type, image.interlace, PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
+    png_set_IHDR(png, info, png_uint_32(image.width), png_uint_32(image.height), image.bit_depth, image.colour_type,
+                 image.interlace, PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
     if (!image.palette.empty()) png_set_PLTE(png, info, image.palette.data(), int(image.palette.size()));
     png_write_info(png, info);
     const std::size_t row_bytes = image.samples.size() / std::size_t(image.height);

@@ -109,9 +109,7 @@ TEST_F(ProgramWithoutContext, CopiesOfAnEmptyProgramAreEmpty) {
     EXPECT_FALSE(assigned.is_compiled());
     EXPECT_FALSE(copy.set_source(kSource, "fp_main"));
     // Destroying copies in any order leaves the others usable.
-    {
-        Program temporary(copy);
-    }
+    { Program temporary(copy); }
     EXPECT_FALSE(copy.reload());
     Program::on_context_destroyed();
 }

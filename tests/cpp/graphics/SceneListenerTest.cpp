@@ -18,8 +18,8 @@ using engine::graphics::SceneObject;
 
 // Native-only objects have no script object: counting references does nothing and the
 // test owns everything. Layers and listeners are declared before the scene (which
-// drops its references to them when it goes), objects after it. The objects drawn here are invisible unless a test needs their render
-// hook: an invisible object touches no OpenGL state, and these tests have no context.
+// drops its references to them when it goes), objects after it. The objects drawn here are invisible unless a test
+// needs their render hook: an invisible object touches no OpenGL state, and these tests have no context.
 
 namespace {
 
@@ -126,11 +126,11 @@ TEST_F(ListenedScene, RenderTellsListenersAroundEachCommonLayerInOrder) {
     scene.add_listener(&listeners[0]);
     scene.add_listener(&listeners[1]);
     scene.render();
-    EXPECT_EQ(log, (Log{"L0 pre_render", "L1 pre_render",                          //
-                        "L0 pre_layer back", "L1 pre_layer back",                  //
-                        "L0 post_layer back", "L1 post_layer back",                //
-                        "L0 pre_layer front", "L1 pre_layer front",                //
-                        "L0 post_layer front", "L1 post_layer front",              //
+    EXPECT_EQ(log, (Log{"L0 pre_render", "L1 pre_render",              //
+                        "L0 pre_layer back", "L1 pre_layer back",      //
+                        "L0 post_layer back", "L1 post_layer back",    //
+                        "L0 pre_layer front", "L1 pre_layer front",    //
+                        "L0 post_layer front", "L1 post_layer front",  //
                         "L0 post_render", "L1 post_render"}));
 }
 

@@ -46,7 +46,7 @@ public:
     RecordingAnimator(std::string name, std::vector<std::string>& log) : name_(std::move(name)), log_(log) {}
 
     std::function<void(RecordingAnimator&)> action;  // run after logging, at each step
-    std::vector<float> steps;                         // the dt of each on_update
+    std::vector<float> steps;                        // the dt of each on_update
 
 protected:
     void on_update(float dt) override {

@@ -397,8 +397,7 @@ TEST(SceneLayerTransform, BothScaleFlagsTakeTheMinimumButTheMaximumsTranslation)
     Scene scene;
     scene.set_scale({2.0f, 1.0f});
     // s = min = 1; SCALE_MAX with sy < sx is tested first: (0, s * p.y * (sy - sx) / sx).
-    expect_matrix(scene.get_layer_transform(kScaleMin | kScaleMax | kTranslate, kPosition),
-                  Matrix(1, 0, 0, 1, 0, -25));
+    expect_matrix(scene.get_layer_transform(kScaleMin | kScaleMax | kTranslate, kPosition), Matrix(1, 0, 0, 1, 0, -25));
 }
 
 TEST(SceneLayerTransform, ByLayerIdUsesTheLayersFlags) {

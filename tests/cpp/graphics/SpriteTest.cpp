@@ -226,9 +226,9 @@ TEST_F(SpriteDatabaseTest, ColourInHexadecimalForm) {
 }
 
 TEST_F(SpriteDatabaseTest, UnparsableValuesGiveDefaults) {
-    SpriteData* data = load_one(
-        R"(<Sprite id="s" origin="left" dimensions="" colour="nonsense" top_left="x y" bottom_right=",")"
-        R"( scale_flags="many"/>)");
+    SpriteData* data =
+        load_one(R"(<Sprite id="s" origin="left" dimensions="" colour="nonsense" top_left="x y" bottom_right=",")"
+                 R"( scale_flags="many"/>)");
     ASSERT_NE(data, nullptr);
     EXPECT_EQ(data->origin, Vector<float>(0, 0));
     EXPECT_EQ(data->dimensions, Vector<float>(0, 0));

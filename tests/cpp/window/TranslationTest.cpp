@@ -75,7 +75,7 @@ TEST(KeyFromSdl, UnnamedKeysAreUnknown) {
     EXPECT_EQ(key_from_sdl(SDLK_UNKNOWN), key::UNKNOWN);
     EXPECT_EQ(key_from_sdl(SDLK_F24), key::UNKNOWN);
     EXPECT_EQ(key_from_sdl(SDLK_MENU), key::UNKNOWN);
-    EXPECT_EQ(key_from_sdl('A'), key::UNKNOWN);  // SDL never sends upper-case letters
+    EXPECT_EQ(key_from_sdl('A'), key::UNKNOWN);     // SDL never sends upper-case letters
     EXPECT_EQ(key_from_sdl(0x00e9), key::UNKNOWN);  // a layout's own letter
 }
 
@@ -93,11 +93,23 @@ TEST(Utf8CodePoints, EmptyAndNullGiveNothing) {
 }
 
 TEST(Utf8CodePoints, SkipsMalformedSequences) {
-    EXPECT_EQ(utf8_code_points("\x80" "a"), (std::vector<std::uint32_t>{'a'}));        // stray continuation
-    EXPECT_EQ(utf8_code_points("\xc3" "a"), (std::vector<std::uint32_t>{'a'}));        // truncated
-    EXPECT_EQ(utf8_code_points("a\xe2\x82"), (std::vector<std::uint32_t>{'a'}));       // truncated at the end
-    EXPECT_EQ(utf8_code_points("\xc0\xaf" "b"), (std::vector<std::uint32_t>{'b'}));    // overlong '/'
-    EXPECT_EQ(utf8_code_points("\xed\xa0\x80" "c"), (std::vector<std::uint32_t>{'c'}));  // surrogate
-    EXPECT_EQ(utf8_code_points("\xf4\x90\x80\x80" "d"), (std::vector<std::uint32_t>{'d'}));  // beyond U+10FFFF
-    EXPECT_EQ(utf8_code_points("\xff" "e"), (std::vector<std::uint32_t>{'e'}));
+    EXPECT_EQ(utf8_code_points("\x80"
+                               "a"),
+              (std::vector<std::uint32_t>{'a'}));  // stray continuation
+    EXPECT_EQ(utf8_code_points("\xc3"
+                               "a"),
+              (std::vector<std::uint32_t>{'a'}));                                 // truncated
+    EXPECT_EQ(utf8_code_points("a\xe2\x82"), (std::vector<std::uint32_t>{'a'}));  // truncated at the end
+    EXPECT_EQ(utf8_code_points("\xc0\xaf"
+                               "b"),
+              (std::vector<std::uint32_t>{'b'}));  // overlong '/'
+    EXPECT_EQ(utf8_code_points("\xed\xa0\x80"
+                               "c"),
+              (std::vector<std::uint32_t>{'c'}));  // surrogate
+    EXPECT_EQ(utf8_code_points("\xf4\x90\x80\x80"
+                               "d"),
+              (std::vector<std::uint32_t>{'d'}));  // beyond U+10FFFF
+    EXPECT_EQ(utf8_code_points("\xff"
+                               "e"),
+              (std::vector<std::uint32_t>{'e'}));
 }

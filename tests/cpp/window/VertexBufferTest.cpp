@@ -45,7 +45,8 @@ bool draws_green(Window& window, VertexBuffer& buffer) {
     glDisableClientState(GL_VERTEX_ARRAY);
     VertexBuffer::unbind();
     const Pixels pixels = window.read_pixels();
-    const std::size_t centre = (std::size_t(pixels.height / 2) * std::size_t(pixels.width) + std::size_t(pixels.width / 2)) * 4;
+    const std::size_t centre =
+        (std::size_t(pixels.height / 2) * std::size_t(pixels.width) + std::size_t(pixels.width / 2)) * 4;
     return pixels.data[centre] == 0 && pixels.data[centre + 1] == 255 && pixels.data[centre + 2] == 0;
 }
 

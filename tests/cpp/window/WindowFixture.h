@@ -75,9 +75,7 @@ protected:
     }
 
     /// Queues `event` as if the system had sent it.
-    static void push(SDL_Event event) {
-        ASSERT_EQ(sdl<int(SDL_Event*)>("SDL_PushEvent")(&event), 1);
-    }
+    static void push(SDL_Event event) { ASSERT_EQ(sdl<int(SDL_Event*)>("SDL_PushEvent")(&event), 1); }
 
     /// SDL's offscreen driver keeps a window's GL surface at its first size.
     static bool surfaces_follow_the_window_size() {

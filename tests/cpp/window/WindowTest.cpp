@@ -194,9 +194,9 @@ TEST_F(WindowFixture, DispatchesInputEvents) {
     push(text);
 
     EXPECT_TRUE(window_->process_events());
-    EXPECT_EQ(listener.events, (std::vector<std::string>{
-                                   "key 97 down", "key 97 down repeat", "key 27 up", "button 3 down",
-                                   "button 1 up", "move 12,34", "wheel -2", "wheel -1", "text 97", "text 233"}));
+    EXPECT_EQ(listener.events,
+              (std::vector<std::string>{"key 97 down", "key 97 down repeat", "key 27 up", "button 3 down",
+                                        "button 1 up", "move 12,34", "wheel -2", "wheel -1", "text 97", "text 233"}));
     EXPECT_EQ(listener.last_window, window_.get());
     Window::remove_listener(&listener);
 }
