@@ -384,11 +384,15 @@ def test_corrupt_file_logs_a_warning_when_loaded_in_the_background(pictures, gra
     assert path in warnings[0]
 
 
-@pytest.mark.parametrize("kind", ["palette", "grey", "missing"])
-def test_refused_files_log_only_the_load(pictures, graphics_log, kind):
+@pytest.mark.parametrize("kind, why", [("palette", "colour type palette (bit depth"),
+                                       ("grey", "colour type grey (bit depth"),
+                                       ("missing", "not found (searched ")])
+def test_refused_files_say_why_once(pictures, graphics_log, kind, why):
     path = getattr(pictures, kind)(f"quiet_{kind}.png")
     Texture(path, False, False)
-    assert messages(graphics_log) == [f"Loading texture from '{path}' synchronously."]
+    assert messages(graphics_log, logging.INFO) == [f"Loading texture from '{path}' synchronously."]
+    warnings = messages(graphics_log, logging.WARNING)
+    assert len(warnings) == 1 and path in warnings[0] and why in warnings[0]
 
 
 def test_sixteen_bit_rgb_loads_as_eight_bit(pictures):

@@ -6,12 +6,31 @@
 
 namespace engine::core {
 
+/// What happens to an ordinary exception (an `Exception`) that a script hook raises.
+enum class ScriptErrors {
+    Report,  ///< reported through `sys.unraisablehook`; the engine call goes on
+    Raise,   ///< comes out of the engine call that ran the hook, like a stop request
+};
+/// Script thread only; `libcore.set_script_errors("report" | "raise")` for scripts.
+void set_script_errors(ScriptErrors mode);
+ScriptErrors get_script_errors();
+
 /// Calls the Python method `name` of `self` with the argument tuple `args` (borrowed),
 /// or with no arguments when `args` is null. Script thread only. Returns false when
-/// the method is missing (silently) or raised; a raised exception is reported through
-/// `sys.unraisablehook` (printed with its traceback, seen by pytest) and cleared, so
-/// that the native caller can go on with its frame.
+/// the method is missing (silently) or raised.
+///
+/// An exception the method raises never crosses the native caller. A stop request
+/// (`SystemExit`, `KeyboardInterrupt`, `GeneratorExit`), and in `Raise` mode any
+/// exception, is held and raised in the script as soon as control is back in script
+/// code: right after the engine call that ran the hook returns. Until then
+/// `is_script_error_held()` is true, and loops that run hooks stop early; a hook that
+/// still runs meanwhile has the same exception raised at its start. Otherwise the
+/// exception is reported through `sys.unraisablehook` (printed with its traceback,
+/// seen by pytest) and cleared, so that the native caller goes on with its frame.
 bool call_method(PyObject* self, const std::string& name, PyObject* args = nullptr);
+
+/// Whether a hook's exception is waiting to come out of the engine call under way.
+bool is_script_error_held();
 
 /// Whether the Python class of `self` defines `name` itself, rather than inheriting
 /// it unchanged from `native_class` (the registered class of the native type).

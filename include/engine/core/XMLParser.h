@@ -10,7 +10,8 @@ namespace engine::core {
 /// SAX-style XML parser on expat. Derive from it, override the callbacks, and call
 /// `parse` once: the callbacks run in document order before `parse` returns.
 /// Malformed XML stops the parse: the callbacks already made stand, and a warning
-/// naming the line is logged (category "core"); nothing is thrown.
+/// naming the line is logged (category "core"); nothing is thrown. An exception thrown
+/// by a callback ends the parse and leaves `parse` (it never crosses expat's frames).
 class XMLParser {
 public:
     using Attributes = std::map<std::string, std::string>;
@@ -39,8 +40,15 @@ public:
     /// Parses a file found through PathDatabase.
     bool parse_file(const std::string& path);
 
+protected:
+    /// From a callback: ends the parse under way after this callback. The parse returns
+    /// false without a warning (the caller stopped it on purpose).
+    void stop() { stop_requested_ = true; }
+
 private:
     bool parse_document(const std::string& document, const std::string& name, const char* encoding);
+
+    bool stop_requested_ = false;  // a callback asked to end the parse under way
 };
 
 }  // namespace engine::core

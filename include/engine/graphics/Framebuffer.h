@@ -35,7 +35,8 @@ public:
     /// (and keeping it) while they are (-1, -1). False, with nothing created, when the
     /// framebuffer is incomplete or there is no context.
     bool create();
-    /// Stores the dimensions, then `create()`.
+    /// Stores the dimensions, then `create()`; a refused size is not kept (a warning
+    /// says why), so the dimensions stay what they were.
     bool create(const core::Vector<int>& dimensions);
 
     /// Framebuffer objects and non-power-of-two textures are both available.

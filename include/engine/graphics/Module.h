@@ -16,6 +16,17 @@ window::Window* get_window();
 /// with alpha blending on. Does nothing while no window is set.
 void set_ortho();
 
+/// Whether set_ortho() has set the projection since the window was set.
+bool is_ortho_set();
+
+/// The largest texture (and framebuffer) side the current context accepts; 0 while
+/// no context is open.
+int get_max_texture_size();
+/// Whether a texture or framebuffer of these dimensions may be handed to the context:
+/// both sides between 1 and get_max_texture_size(). Sizes are checked before any GL
+/// call, since some drivers abort the process on sizes far beyond their limits.
+bool is_texture_size_supported(int width, int height);
+
 /// Whether the window's GL context exists (between its on_create and on_destroy).
 bool is_context_open();
 /// Whether the current context supports vertex buffer objects.

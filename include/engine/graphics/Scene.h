@@ -44,7 +44,9 @@ public:
     Scene(const Scene&) = delete;
     Scene& operator=(const Scene&) = delete;
     /// Releases layers, listeners and redirections. No scene is current afterwards,
-    /// even if another one was (deliberately: the most recent scene is the only one).
+    /// even if another one was: scenes are not stacked, so a game keeps one scene (the
+    /// module's) or makes the one it wants current by constructing it. A warning says
+    /// so when other scenes are left behind without a current one.
     ~Scene() override;
 
     /// The current scene, or null.

@@ -3,6 +3,7 @@
 #include "engine/core/Object.h"
 
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -38,33 +39,41 @@ public:
 
     static void define_interface();
 
-    /// Visits the layer's objects in order while objects join and leave it: an object
-    /// that leaves does not make the next one miss its turn, and one that joins before
-    /// the current position waits for the next pass.
+    /// Visits the layer's objects in order while objects join and leave it. Each pass
+    /// visits only objects that were in the layer when it began, each at most once: an
+    /// object that leaves does not make the next one miss its turn, and one that joins
+    /// during the pass waits for the next one, so a pass ends whatever the hooks it runs
+    /// do to the layer. Re-sorting the layer mid-pass (a z change) may make an object
+    /// that moved before the current position wait for the next pass too.
     class Walk {
     public:
-        explicit Walk(SceneLayer& layer) : layer_(layer), saved_(layer.walk_) { layer_.walk_ = -1; }
+        explicit Walk(SceneLayer& layer);
         Walk(const Walk&) = delete;
         Walk& operator=(const Walk&) = delete;
-        ~Walk() { layer_.walk_ = saved_; }
-        /// Moves to the next object; false past the last one.
-        bool next() { return ++layer_.walk_ < std::ptrdiff_t(layer_.objects_.size()); }
+        ~Walk() {
+            layer_.walk_ = saved_position_;
+            layer_.walk_pass_ = saved_pass_;
+        }
+        /// Moves to the next object not yet visited by this pass; false past the last one.
+        bool next();
         std::size_t index() const { return std::size_t(layer_.walk_); }
 
     private:
         SceneLayer& layer_;
-        std::ptrdiff_t saved_;  // the position of an enclosing walk of the same layer
+        std::ptrdiff_t saved_position_;  // an enclosing walk of the same layer, restored after
+        std::uint64_t saved_pass_;
     };
 
 private:
     friend class Scene;
 
-    // Keep a walk under way in step with insertions and removals.
-    void inserted(std::ptrdiff_t index) {
-        if (walk_ >= 0 && index <= walk_) ++walk_;
-    }
+    static constexpr std::ptrdiff_t kNoWalk = PTRDIFF_MIN;
+
+    // Keep a walk under way in step with insertions and removals; an object joining
+    // during a walk counts as visited by it.
+    void inserted(std::ptrdiff_t index);
     void erased(std::ptrdiff_t index) {
-        if (walk_ >= 0 && index <= walk_) --walk_;
+        if (walk_ != kNoWalk && index <= walk_) --walk_;
     }
 
     std::string id_;                     // unique within a scene
@@ -72,7 +81,8 @@ private:
     int scale_flags_;                    // ScaleFlag combination
     bool common_;                        // drawn by Scene::render()
     std::vector<SceneObject*> objects_;  // drawing order; one reference each
-    std::ptrdiff_t walk_ = -1;           // object being visited by a pass, -1 when none
+    std::ptrdiff_t walk_ = kNoWalk;      // object being visited by a pass (-1 before the first)
+    std::uint64_t walk_pass_ = 0;        // the pass under way, 0 when none
 };
 
 }  // namespace engine::graphics

@@ -4,6 +4,7 @@
 
 #include <utility>
 #include <vector>
+#include <cstdint>
 #include <string>
 
 namespace engine::graphics {
@@ -100,6 +101,7 @@ private:
     std::vector<SceneObjectAnimator*> removed_while_stepping_;  // released when the step ends
     int stepping_ = 0;                                          // animator steps under way
     std::vector<SceneObjectAnimator*> watchers_;                // animators naming this object
+    std::uint64_t last_pass_ = 0;                               // the latest layer walk that visited it
 };
 
 }  // namespace engine::graphics

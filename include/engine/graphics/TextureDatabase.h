@@ -23,8 +23,9 @@ public:
     /// acquire (at full resolution when the switch is on or `force_full_resolution`).
     /// Later acquires of the same exact path share it and ignore both choices.
     static TextureData* acquire(const std::string& path, bool asynchronous, bool force_full_resolution);
-    /// Forgets the entry of `path` without touching references (data being destroyed).
-    static void remove(const std::string& path);
+    /// Forgets the entry of `path` if it is `data`, without touching references (data
+    /// being destroyed).
+    static void remove(const std::string& path, const TextureData* data);
 
     /// Frees every texture only the database still holds; nothing while loads are pending.
     static void purge();
@@ -37,6 +38,8 @@ public:
 
     /// Number of textures in the table.
     static std::size_t size();
+    /// Whether the one live database exists.
+    static bool exists();
 
     void on_create(window::Window* window) override;
     void on_destroy(window::Window* window) override;

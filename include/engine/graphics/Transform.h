@@ -88,6 +88,7 @@ protected:
 private:
     void update_local() const;
     void update_world() const;
+    void update_world_from_parent() const;  // the parent's world caches are clean
 
     core::Vector<float> position_;                 // local translation
     float rotation_ = 0.0f;                        // local rotation, radians, within the limits

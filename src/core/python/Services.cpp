@@ -7,6 +7,7 @@
 #include "engine/core/Log.h"
 #include "engine/core/Maths.h"
 #include "engine/core/PathDatabase.h"
+#include "engine/core/Python.h"
 #include "engine/core/PythonBindings.h"
 
 namespace engine::core::python {
@@ -60,6 +61,17 @@ bp::object factory_new(bp::tuple args, bp::dict keywords) {
     return bp::object(bp::handle<>(Factory::new_object_raw(name(), rest.ptr())));
 }
 
+void set_script_errors_by_name(const std::string& mode) {
+    if (mode == "report")
+        set_script_errors(ScriptErrors::Report);
+    else if (mode == "raise")
+        set_script_errors(ScriptErrors::Raise);
+    else
+        raise(PyExc_ValueError, "set_script_errors() takes \"report\" or \"raise\", got \"" + mode + "\".");
+}
+
+std::string get_script_errors_name() { return get_script_errors() == ScriptErrors::Raise ? "raise" : "report"; }
+
 void log_info(const std::string& category, const std::string& message) {
     Log::info(category.c_str(), "%s", message.c_str());
 }
@@ -76,6 +88,13 @@ void define_functions() {
     bp::def("normalise_angle", &normalise_angle, bp::arg("angle"));
     bp::def("random", &random_any, bp::arg("n"));
     bp::def("seed_random", &seed_random, bp::arg("seed"));
+    bp::def("set_script_errors", &set_script_errors_by_name, bp::arg("mode"),
+            "set_script_errors(mode: str) -> None\n\n"
+            "What an exception raised in an engine hook or listener does: \"report\" (the default)\n"
+            "prints it through sys.unraisablehook and the engine call goes on; \"raise\" makes it\n"
+            "come out of the engine call that ran the hook. SystemExit and KeyboardInterrupt\n"
+            "always come out.");
+    bp::def("get_script_errors", &get_script_errors_name, "get_script_errors() -> str");
 }
 
 void define_log() {

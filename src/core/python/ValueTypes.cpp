@@ -32,13 +32,55 @@ std::string vector_repr(const Vector<T>& v) {
     return std::string(VectorTraits<T>::name) + "(" + repr_number(v.x) + ", " + repr_number(v.y) + ")";
 }
 
+// Script arithmetic on vectors. Float vectors follow IEEE; integer vectors raise
+// OverflowError where a component would leave the 32-bit range, instead of wrapping
+// (or, for INT_MIN / -1, stopping the process).
+[[noreturn]] void overflow(const char* operation) {
+    PyErr_Format(PyExc_OverflowError, "IntVector %s overflows a 32-bit component.", operation);
+    bp::throw_error_already_set();
+}
+
+template <class T>
+struct Arithmetic {
+    static Vector<T> add(const Vector<T>& a, const Vector<T>& b) { return a + b; }
+    static Vector<T> subtract(const Vector<T>& a, const Vector<T>& b) { return a - b; }
+    static Vector<T> negate(const Vector<T>& v) { return -v; }
+    static Vector<T> multiply(const Vector<T>& v, T s) { return v * s; }
+    static Vector<T> divide(const Vector<T>& v, T s) { return v / s; }
+};
+
+template <>
+struct Arithmetic<int> {
+    using V = Vector<int>;
+    template <class Op>
+    static V each(int ax, int bx, int ay, int by, Op op, const char* operation) {
+        V r;
+        if (op(ax, bx, &r.x) || op(ay, by, &r.y)) overflow(operation);
+        return r;
+    }
+    static V add(const V& a, const V& b) {
+        return each(a.x, b.x, a.y, b.y, [](int p, int q, int* r) { return __builtin_add_overflow(p, q, r); }, "+");
+    }
+    static V subtract(const V& a, const V& b) {
+        return each(a.x, b.x, a.y, b.y, [](int p, int q, int* r) { return __builtin_sub_overflow(p, q, r); }, "-");
+    }
+    static V negate(const V& v) { return subtract(V(), v); }
+    static V multiply(const V& v, int s) {
+        return each(v.x, s, v.y, s, [](int p, int q, int* r) { return __builtin_mul_overflow(p, q, r); }, "*");
+    }
+    static V divide(const V& v, int s) {
+        if (s == -1) return negate(v);  // INT_MIN / -1 is the one quotient out of range
+        return v / s;
+    }
+};
+
 template <class T>
 Vector<T> vector_divide(const Vector<T>& v, T s) {
     if (s == T()) {
         PyErr_SetString(PyExc_ZeroDivisionError, "Vector division by zero.");
         bp::throw_error_already_set();
     }
-    return v / s;
+    return Arithmetic<T>::divide(v, s);
 }
 
 template <class T>
@@ -52,11 +94,11 @@ void define_vector() {
     bp::class_<V>(VectorTraits<T>::name, bp::init<T, T>((bp::arg("x") = T(), bp::arg("y") = T())))
         .def_readwrite("x", &V::x)
         .def_readwrite("y", &V::y)
-        .def(bp::self + bp::self)
-        .def(bp::self - bp::self)
-        .def(-bp::self)
-        .def(bp::self * T())
-        .def(T() * bp::self)
+        .def("__add__", &Arithmetic<T>::add)
+        .def("__sub__", &Arithmetic<T>::subtract)
+        .def("__neg__", &Arithmetic<T>::negate)
+        .def("__mul__", &Arithmetic<T>::multiply)
+        .def("__rmul__", &Arithmetic<T>::multiply)
         .def(bp::self == bp::self)
         .def(bp::self != bp::self)
         .def("length", &V::length)

@@ -22,16 +22,22 @@ public:
         if (!start_) return;
         bp::dict map;
         for (const auto& [key, value] : attributes) map[key] = value;
-        call_method(self_, "on_element_start", bp::make_tuple(name, map).ptr());
+        call("on_element_start", bp::make_tuple(name, map));
     }
     void on_element_end(const std::string& name) override {
-        if (end_) call_method(self_, "on_element_end", bp::make_tuple(name).ptr());
+        if (end_) call("on_element_end", bp::make_tuple(name));
     }
     void on_data(const std::string& text) override {
-        if (data_) call_method(self_, "on_data", bp::make_tuple(text).ptr());
+        if (data_) call("on_data", bp::make_tuple(text));
     }
 
 private:
+    // An exception that must leave the engine (see call_method) ends the parse here.
+    void call(const char* name, const bp::tuple& args) {
+        call_method(self_, name, args.ptr());
+        if (is_script_error_held()) stop();
+    }
+
     PyObject* self_;           // the owning Python object, borrowed
     bool start_, end_, data_;  // which callbacks the script class defines
 };

@@ -25,7 +25,7 @@ struct State {
     std::deque<Message> queue;        // waiting for the script thread
     Sink sink;                        // native destination when Python is not used
     std::atomic<bool> python{false};  // deliver into Python's logging
-    std::atomic<bool> flush_scheduled{false};
+    std::atomic<bool> scheduled{false};  // a delivery waits in the interpreter's pending calls
     std::map<std::string, PyObject*> loggers;  // "engine.<category>" loggers, owned
 };
 
@@ -92,7 +92,7 @@ bool can_use_python() { return state().python.load() && Py_IsInitialized() && !_
 
 void flush_queue_locked_gil() {
     State& s = state();
-    s.flush_scheduled = false;
+    s.scheduled = false;
     std::deque<Message> pending;
     {
         std::lock_guard<std::mutex> lock(s.mutex);
@@ -106,14 +106,24 @@ int pending_call(void*) {
     return 0;
 }
 
+// Script thread only. Another thread must not schedule pending calls: the interpreter
+// then recomputes its "something to do" flag from that thread's point of view, where
+// pending calls do not count, and a delivery scheduled by the script thread would wait
+// unnoticed.
+void schedule_delivery() {
+    State& s = state();
+    if (!s.scheduled.exchange(true) && Py_AddPendingCall(pending_call, nullptr) != 0) s.scheduled = false;
+}
+
+// Every message reaches Python's logging at a safe point: queued here and handed over
+// when the interpreter next runs its pending calls, which happens once control is back
+// in script code. A handler may then call anything in the engine, since no native loop
+// is standing on what it changes. Messages of other threads wait in the queue for the
+// script thread's next delivery (deliver_soon() or a message of its own), so such a
+// thread never waits for the interpreter lock.
 void deliver(Message m) {
     if (!can_use_python()) {
         write_native(m);
-        return;
-    }
-    if (PyGILState_Check()) {
-        flush_queue_locked_gil();
-        write_python(m);
         return;
     }
     State& s = state();
@@ -121,8 +131,7 @@ void deliver(Message m) {
         std::lock_guard<std::mutex> lock(s.mutex);
         s.queue.push_back(std::move(m));
     }
-    // Ask the interpreter to flush on its own thread; safe without the lock.
-    if (!s.flush_scheduled.exchange(true) && Py_AddPendingCall(pending_call, nullptr) != 0) s.flush_scheduled = false;
+    if (PyGILState_Check()) schedule_delivery();
 }
 
 void log(Level level, const char* category, const char* format, va_list args) {
@@ -169,6 +178,16 @@ void error(const char* category, const char* format, ...) {
 
 void flush() {
     if (can_use_python() && PyGILState_Check()) flush_queue_locked_gil();
+}
+
+void deliver_soon() {
+    if (!can_use_python() || !PyGILState_Check()) return;
+    bool waiting;
+    {
+        std::lock_guard<std::mutex> lock(state().mutex);
+        waiting = !state().queue.empty();
+    }
+    if (waiting) schedule_delivery();
 }
 
 void set_sink(Sink sink) {

@@ -7,6 +7,7 @@
 
 #include <expat.h>
 
+#include <exception>
 #include <memory>
 
 namespace engine::core {
@@ -14,9 +15,14 @@ namespace engine::core {
 namespace {
 
 // Joins expat's pieces of character data and hands them over before the next tag.
+// Callbacks run inside expat, which is C: an exception of theirs is caught here, ends
+// the parse, and is thrown again once expat has returned.
 struct ParseContext {
     XMLParser* parser;
+    XML_Parser expat;
+    const bool& stop_requested;
     std::string data;
+    std::exception_ptr error;
 
     void flush_data() {
         if (data.empty()) return;
@@ -24,20 +30,32 @@ struct ParseContext {
         text.swap(data);
         parser->on_data(text);
     }
+
+    template <class Callback>
+    void run(Callback callback) {
+        if (error) return;
+        try {
+            flush_data();
+            callback();
+        } catch (...) {
+            error = std::current_exception();
+        }
+        if (error || stop_requested) XML_StopParser(expat, XML_FALSE);
+    }
 };
 
 void XMLCALL start_element(void* user, const XML_Char* name, const XML_Char** attributes) {
     auto* context = static_cast<ParseContext*>(user);
-    context->flush_data();
-    XMLParser::Attributes map;
-    for (int i = 0; attributes[i]; i += 2) map[attributes[i]] = attributes[i + 1];
-    context->parser->on_element_start(name, map);
+    context->run([&] {
+        XMLParser::Attributes map;
+        for (int i = 0; attributes[i]; i += 2) map[attributes[i]] = attributes[i + 1];
+        context->parser->on_element_start(name, map);
+    });
 }
 
 void XMLCALL end_element(void* user, const XML_Char* name) {
     auto* context = static_cast<ParseContext*>(user);
-    context->flush_data();
-    context->parser->on_element_end(name);
+    context->run([&] { context->parser->on_element_end(name); });
 }
 
 void XMLCALL character_data(void* user, const XML_Char* text, int length) {
@@ -62,13 +80,18 @@ bool XMLParser::parse_document(const std::string& document, const std::string& n
     // Without a forced encoding the document's own declaration (or its byte-order mark)
     // decides; text that came from a Python str is UTF-8 whatever it declares.
     std::unique_ptr<XML_ParserStruct, ExpatDeleter> expat(XML_ParserCreate(encoding));
-    ParseContext context{this, {}};
+    stop_requested_ = false;
+    ParseContext context{this, expat.get(), stop_requested_, {}, {}};
     XML_SetUserData(expat.get(), &context);
     XML_SetElementHandler(expat.get(), start_element, end_element);
     XML_SetCharacterDataHandler(expat.get(), character_data);
-    if (XML_Parse(expat.get(), document.data(), int(document.size()), XML_TRUE) == XML_STATUS_OK) {
-        context.flush_data();
-        return true;
+    const XML_Status status = XML_Parse(expat.get(), document.data(), int(document.size()), XML_TRUE);
+    if (context.error) std::rethrow_exception(context.error);
+    if (stop_requested_) return false;
+    if (status == XML_STATUS_OK) {
+        context.run([] {});  // the trailing character data
+        if (context.error) std::rethrow_exception(context.error);
+        return !stop_requested_;
     }
     Log::warning("core", "XML error in %s at line %lu: %s", name.c_str(),
                  static_cast<unsigned long>(XML_GetCurrentLineNumber(expat.get())),

@@ -30,7 +30,7 @@ inline long resolve_index(PyObject* key, long length) {
     if (i < 0) i += length;
     if (i < 0 || i >= length) {
         char message[32];
-        std::snprintf(message, sizeof message, "%d", int(i));
+        std::snprintf(message, sizeof message, "%ld", i);
         raise(PyExc_IndexError, message);
     }
     return i;
@@ -67,6 +67,23 @@ void set_item(const bp::object& key, long length, Store store, Find find_index) 
     }
     raise(PyExc_IndexError, "Unsupported key.");
 }
+
+/// The script side of a module singleton (`texture_database`, `texture_loader`). The
+/// module makes the one instance; a script making another gets TypeError, since a
+/// second one would take the shared state over and tear it down when dropped.
+/// `T::exists()` says whether the one instance is alive.
+template <class T>
+class SingletonWrapper : public core::ObjectWrapper<T> {
+public:
+    SingletonWrapper(PyObject* self, const char* name) : core::ObjectWrapper<T>((refuse_second(name), self)) {}
+
+private:
+    static void refuse_second(const char* name) {
+        if (T::exists())
+            raise(PyExc_TypeError, std::string("libgraphics.") + name + " is the module's only instance: use it " +
+                                       "rather than making another");
+    }
+};
 
 /// Base of the index proxies: holds its owner, keeping the owner's script object
 /// alive for as long as the proxy exists.

@@ -15,6 +15,8 @@ namespace engine::graphics {
 namespace {
 window::Window* current_window = nullptr;  // where the module draws, non-owning
 bool vertex_buffer_objects = false;        // the current context supports them
+bool ortho_set = false;                    // set_ortho() ran since the window was set
+int max_texture_size = 0;                  // GL_MAX_TEXTURE_SIZE of the current context
 }  // namespace
 
 GraphicsWindowListener& window_listener() {
@@ -49,6 +51,7 @@ void GraphicsWindowListener::on_create(window::Window*) {
 
 void GraphicsWindowListener::on_destroy(window::Window*) {
     context_open_ = false;
+    max_texture_size = 0;
     Program::on_context_destroyed();
     Framebuffer::release_all();
     buffer_registry().release_all();
@@ -62,6 +65,7 @@ void GraphicsWindowListener::on_resize(window::Window*, const core::Vector<int>&
 void set_window(window::Window* window) {
     if (current_window) window::Window::remove_listener(&window_listener());
     current_window = window;
+    ortho_set = false;
     if (window) window::Window::add_listener(&window_listener());
 }
 
@@ -77,6 +81,25 @@ void set_ortho() {
     glOrtho(0.0, size.x, size.y, 0.0, -1.0, 1.0);
     glMatrixMode(GL_MODELVIEW);
     glLoadIdentity();
+    ortho_set = true;
+}
+
+bool is_ortho_set() { return ortho_set; }
+
+int get_max_texture_size() {
+    // Asked of the context itself the first time: other listeners (the texture
+    // database reloading) may need it before this module hears of a new context.
+    if (max_texture_size == 0 && window::Window::get_current()) {
+        GLint size = 0;
+        glGetIntegerv(GL_MAX_TEXTURE_SIZE, &size);
+        max_texture_size = int(size);
+    }
+    return max_texture_size;
+}
+
+bool is_texture_size_supported(int width, int height) {
+    const int limit = get_max_texture_size();
+    return width >= 1 && height >= 1 && width <= limit && height <= limit;
 }
 
 bool is_context_open() { return window_listener().is_context_open(); }

@@ -108,6 +108,10 @@ void define_functions() {
     bp::def("set_ortho", &engine::graphics::set_ortho);
 }
 
+// Run by the interpreter's atexit, while the module's state is still intact: the
+// loader thread is joined before anything it uses goes away.
+void stop_background_work() { TextureLoader::shutdown(); }
+
 void create_singletons() {
     create_singleton("Scene", "scene");
     create_singleton("TextureDatabase", "texture_database");
@@ -129,4 +133,5 @@ BOOST_PYTHON_MODULE(libgraphics) {
     define_classes();
     define_functions();
     create_singletons();
+    bp::import("atexit").attr("register")(bp::make_function(&stop_background_work));
 }

@@ -66,14 +66,23 @@ bool Framebuffer::is_supported() {
 }
 
 bool Framebuffer::create(const core::Vector<int>& dimensions) {
+    // A refused size is forgotten, so that a later create() is not refused again.
+    const core::Vector<int> previous = dimensions_;
     dimensions_ = dimensions;
-    return create();
+    if (create()) return true;
+    dimensions_ = previous;
+    return false;
 }
 
 bool Framebuffer::create() {
     if (!is_context_open() || !glGenFramebuffersEXT) return false;
     if (dimensions_.x == -1 || dimensions_.y == -1) dimensions_ = window_resolution();
     if (framebuffer_ || texture_) release();  // creating twice must not leak
+    if (!is_texture_size_supported(dimensions_.x, dimensions_.y)) {
+        core::Log::warning("graphics", "Cannot create a framebuffer of %d x %d: each side must be 1 to %d.",
+                           dimensions_.x, dimensions_.y, get_max_texture_size());
+        return false;
+    }
 
     glGenFramebuffersEXT(1, &framebuffer_);
     glBindFramebufferEXT(GL_FRAMEBUFFER_EXT, framebuffer_);
@@ -90,6 +99,8 @@ bool Framebuffer::create() {
     glBindFramebufferEXT(GL_FRAMEBUFFER_EXT, 0);
     glBindTexture(GL_TEXTURE_2D, 0);
     if (status == GL_FRAMEBUFFER_COMPLETE_EXT) return true;
+    core::Log::warning("graphics", "Framebuffer of %d x %d is incomplete (status 0x%04x): not created.",
+                       dimensions_.x, dimensions_.y, unsigned(status));
     release();
     return false;
 }

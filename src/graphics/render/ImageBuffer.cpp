@@ -9,14 +9,41 @@
 #include <csetjmp>
 #include <cstdlib>
 #include <cstring>
+#include <string>
 
 namespace engine::graphics {
 
 namespace {
 
 void read_from_stream(png_structp png, png_bytep data, png_size_t length) {
-    // A short read leaves the rest of the buffer as it was; libpng notices bad data.
-    static_cast<core::Stream*>(png_get_io_ptr(png))->read(data, length);
+    // libpng asks only for bytes the picture still needs: a file that ends early is
+    // broken, and going on would hand it stale bytes (a stale chunk header repeats for
+    // ever past the end of the file).
+    if (static_cast<core::Stream*>(png_get_io_ptr(png))->read(data, length) != length)
+        png_error(png, "unexpected end of file");
+}
+
+// Larger pictures are refused before their pixels are allocated: no context takes
+// them, and a corrupt header must not make the decoder ask for gigabytes.
+constexpr png_uint_32 kMaxSide = 32768;
+
+const char* colour_type_name(int type) {
+    switch (type) {
+        case PNG_COLOR_TYPE_GRAY:
+            return "grey";
+        case PNG_COLOR_TYPE_GRAY_ALPHA:
+            return "grey with alpha";
+        case PNG_COLOR_TYPE_PALETTE:
+            return "palette";
+        default:
+            return "unknown";
+    }
+}
+
+std::string search_roots() {
+    std::string roots;
+    for (const std::string& root : core::PathDatabase::roots()) roots += "'" + root + "', ";
+    return roots + "the working directory";
 }
 
 struct DecodeError {
@@ -39,7 +66,10 @@ ImageBuffer::~ImageBuffer() {
 
 std::unique_ptr<ImageBuffer> ImageBuffer::decode(const std::string& path, bool full_resolution) {
     core::Stream* stream = core::PathDatabase::open(path);
-    if (!stream) return nullptr;
+    if (!stream) {
+        core::Log::warning("graphics", "Texture '%s' not found (searched %s).", path.c_str(), search_roots().c_str());
+        return nullptr;
+    }
 
     DecodeError error;
     png_structp png = png_create_read_struct(PNG_LIBPNG_VER_STRING, &error, on_error, on_warning);
@@ -63,6 +93,7 @@ std::unique_ptr<ImageBuffer> ImageBuffer::decode(const std::string& path, bool f
     }
 
     png_set_read_fn(png, stream, read_from_stream);
+    png_set_user_limits(png, kMaxSide, kMaxSide);
     png_read_info(png, info);
     const int width = int(png_get_image_width(png, info));
     const int height = int(png_get_image_height(png, info));
@@ -72,7 +103,8 @@ std::unique_ptr<ImageBuffer> ImageBuffer::decode(const std::string& path, bool f
     if (depth < 8) png_set_packing(png);
 
     int channels = 0;
-    switch (png_get_color_type(png, info)) {
+    const int colour_type = png_get_color_type(png, info);
+    switch (colour_type) {
         case PNG_COLOR_TYPE_RGB:
             channels = 3;
             break;
@@ -80,7 +112,10 @@ std::unique_ptr<ImageBuffer> ImageBuffer::decode(const std::string& path, bool f
             channels = 4;
             break;
         default:
-            // Grey and palette pictures are refused, not expanded: deliberate.
+            // Textures are RGB or RGBA; grey and palette pictures are refused rather
+            // than expanded, so that a picture's memory is what its file says.
+            core::Log::warning("graphics", "Cannot decode texture '%s': colour type %s (bit depth %d) is not supported; "
+                               "save it as RGB or RGBA.", path.c_str(), colour_type_name(colour_type), depth);
             png_destroy_read_struct(&png, &info, nullptr);
             delete stream;
             return nullptr;

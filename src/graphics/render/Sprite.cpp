@@ -1,5 +1,7 @@
 #include "engine/graphics/Sprite.h"
 
+#include "engine/core/Log.h"
+
 #include "engine/graphics/Program.h"
 #include "engine/graphics/SpriteData.h"
 #include "engine/graphics/Texture.h"
@@ -122,7 +124,11 @@ Colour with_alpha_factor(Colour c, float factor) {
 }  // namespace
 
 Sprite::Sprite(const std::string& data_id) : data_(SpriteDatabase::acquire(data_id)) {
-    if (!data_) return;  // the colours stay white, origin and dimensions zero
+    if (!data_) {
+        // The sprite stays empty (white, no size, no layer): a typo must not be silent.
+        core::Log::warning("graphics", "Unknown sprite id '%s': the sprite is empty.", data_id.c_str());
+        return;
+    }
     data_->add_use();
     origin_ = data_->origin;
     dimensions_ = data_->dimensions;

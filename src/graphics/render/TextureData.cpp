@@ -1,6 +1,7 @@
 #include "engine/graphics/TextureData.h"
 
 #include "engine/core/Log.h"
+#include "engine/graphics/Module.h"
 #include "engine/graphics/TextureDatabase.h"
 #include "engine/graphics/TextureLoader.h"
 #include "engine/window/Window.h"
@@ -8,7 +9,6 @@
 #include <GL/gl.h>
 #include <GL/glext.h>
 
-#include <thread>
 
 namespace engine::graphics {
 
@@ -21,6 +21,11 @@ bool has_context() { return window::Window::get_current() != nullptr; }
 // A new GL texture holding the picture, or 0 for an empty one.
 unsigned int upload(const ImageBuffer& buffer) {
     if (!buffer.pixels || !buffer.channels || !buffer.width || !buffer.height) return 0;
+    if (!is_texture_size_supported(buffer.width, buffer.height)) {
+        core::Log::warning("graphics", "Texture of %d x %d not uploaded: each side must be 1 to %d.", buffer.width,
+                           buffer.height, get_max_texture_size());
+        return 0;
+    }
     // Uploads happen in the middle of drawing (a bind waiting for its texture): the
     // texture bound on the active unit is put back afterwards.
     GLint previous = 0;
@@ -47,7 +52,7 @@ unsigned int upload(const ImageBuffer& buffer) {
 TextureData::~TextureData() {
     if (!path_.empty()) {
         core::Log::info("graphics", "Releasing texture '%s'.", path_.c_str());
-        TextureDatabase::remove(path_);
+        TextureDatabase::remove(path_, this);
     }
     delete_texture();
 }
@@ -102,7 +107,7 @@ void TextureData::wait() const {
             const_cast<TextureData*>(this)->reload();
             break;
         }
-        std::this_thread::yield();
+        TextureLoader::wait_for_result();
     }
 }
 

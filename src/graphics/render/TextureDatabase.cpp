@@ -5,6 +5,7 @@
 #include "engine/window/Window.h"
 
 #include <map>
+#include <vector>
 
 namespace engine::graphics {
 
@@ -46,19 +47,25 @@ TextureData* TextureDatabase::acquire(const std::string& path, bool asynchronous
     return data;
 }
 
-void TextureDatabase::remove(const std::string& path) { table.erase(path); }
+void TextureDatabase::remove(const std::string& path, const TextureData* data) {
+    auto it = table.find(path);
+    if (it != table.end() && it->second == data) table.erase(it);
+}
 
 void TextureDatabase::purge() {
     if (TextureLoader::is_loading()) return;
+    // Taken out of the table first and released afterwards: a release runs code (its
+    // log line, a script's handler) that may use the table again.
+    std::vector<TextureData*> unused;
     for (auto it = table.begin(); it != table.end();) {
-        TextureData* data = it->second;
-        if (data->get_ref_count() == 1) {
+        if (it->second->get_ref_count() == 1) {
+            unused.push_back(it->second);
             it = table.erase(it);
-            data->dec_ref();
         } else {
             ++it;
         }
     }
+    for (TextureData* data : unused) data->dec_ref();
 }
 
 void TextureDatabase::reload() {
@@ -71,6 +78,7 @@ void TextureDatabase::reload() {
 bool TextureDatabase::is_full_resolution() { return full_resolution; }
 void TextureDatabase::set_full_resolution(bool value) { full_resolution = value; }
 std::size_t TextureDatabase::size() { return table.size(); }
+bool TextureDatabase::exists() { return instance != nullptr; }
 
 void TextureDatabase::on_create(window::Window*) {
     for (auto& [path, data] : table) data->reload();

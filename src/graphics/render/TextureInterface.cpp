@@ -1,5 +1,6 @@
 #include "module/Bindings.h"
 
+#include "engine/graphics/Module.h"
 #include "engine/graphics/Texture.h"
 #include "engine/graphics/TextureDatabase.h"
 #include "engine/graphics/TextureLoader.h"
@@ -21,6 +22,13 @@ public:
         if (dimensions.x < 0 || dimensions.y < 0 || view_.len < needed) {
             PyBuffer_Release(&view_);
             python::raise(PyExc_ValueError, "Fewer pixel bytes than the texture's dimensions need.");
+        }
+        const int limit = get_max_texture_size();
+        if (limit > 0 && (dimensions.x > limit || dimensions.y > limit)) {
+            PyBuffer_Release(&view_);
+            python::raise(PyExc_ValueError, "Texture dimensions (" + std::to_string(dimensions.x) + ", " +
+                                                std::to_string(dimensions.y) + ") exceed the context's limit of " +
+                                                std::to_string(limit) + " pixels a side.");
         }
     }
     BytesView(const BytesView&) = delete;
@@ -46,6 +54,13 @@ public:
 
 core::Vector<int> dimensions(const Texture& t) { return t.get_dimensions(); }
 
+struct DatabaseWrapper : python::SingletonWrapper<TextureDatabase> {
+    explicit DatabaseWrapper(PyObject* self) : SingletonWrapper(self, "texture_database") {}
+};
+struct LoaderWrapper : python::SingletonWrapper<TextureLoader> {
+    explicit LoaderWrapper(PyObject* self) : SingletonWrapper(self, "texture_loader") {}
+};
+
 }  // namespace
 }  // namespace script
 
@@ -65,8 +80,7 @@ void Texture::define_interface() {
 
 void TextureDatabase::define_interface() {
     bp::object cls =
-        bp::class_<TextureDatabase, core::ObjectWrapper<TextureDatabase>, boost::noncopyable>("TextureDatabase",
-                                                                                              bp::init<>())
+        bp::class_<TextureDatabase, script::DatabaseWrapper, boost::noncopyable>("TextureDatabase", bp::init<>())
             // Static natively, methods of the singleton for scripts.
             .def(
                 "purge", +[](TextureDatabase&) { TextureDatabase::purge(); })
@@ -83,8 +97,7 @@ void TextureDatabase::define_interface() {
 
 void TextureLoader::define_interface() {
     // Named in lower case for scripts, unlike its factory name: kept as it is.
-    bp::object cls = bp::class_<TextureLoader, core::ObjectWrapper<TextureLoader>, boost::noncopyable>("texture_loader",
-                                                                                                       bp::init<>())
+    bp::object cls = bp::class_<TextureLoader, script::LoaderWrapper, boost::noncopyable>("texture_loader", bp::init<>())
                          .add_property(
                              "loading", +[](const TextureLoader&) { return TextureLoader::is_loading(); });
     python::register_with_factory(cls, "TextureLoader");

@@ -2,6 +2,7 @@
 
 #include "engine/core/Log.h"
 #include "engine/graphics/Framebuffer.h"
+#include "engine/graphics/Module.h"
 #include "engine/graphics/SceneLayer.h"
 #include "engine/graphics/SceneListener.h"
 #include "engine/graphics/SceneObject.h"
@@ -19,6 +20,7 @@ using core::Vector;
 namespace {
 
 Scene* current_scene = nullptr;  // the most recently constructed scene
+int live_scenes = 0;             // scenes constructed and not yet destroyed
 
 // Objects live wherever their script objects were allocated, and a frame's drawing has
 // usually pushed them out of the caches by the next update: asking for the next
@@ -54,10 +56,19 @@ private:
     Scene& scene_;
 };
 
-Scene::Scene() { current_scene = this; }
+Scene::Scene() {
+    current_scene = this;
+    ++live_scenes;
+}
 
 Scene::~Scene() {
-    // Whichever scene is current, none is afterwards: deliberate, scenes are not stacked.
+    // Scenes are not stacked: whichever scene is current, none is afterwards, even when
+    // other scenes live on. Dropping a temporary Scene() is the usual way to fall into
+    // this, so it is said rather than left to a black screen.
+    if (--live_scenes > 0)
+        core::Log::warning("graphics",
+                           "A scene was destroyed while other scenes exist: no scene is current now, "
+                           "so objects cannot join layers until a new Scene is made.");
     current_scene = nullptr;
     std::vector<SceneLayer*> layers;
     layers.swap(layers_);
@@ -94,7 +105,11 @@ void Scene::notify(Hook hook) {
 // Layers ---------------------------------------------------------------------------
 
 bool Scene::add_layer(SceneLayer* layer) {
-    if (get_layer(layer->get_id())) return false;
+    if (get_layer(layer->get_id())) {
+        core::Log::warning("graphics", "Layer id '%s' is taken: the new layer was not added.",
+                           layer->get_id().c_str());
+        return false;
+    }
     auto at =
         std::find_if(layers_.begin(), layers_.end(), [&](const SceneLayer* l) { return l->get_z() >= layer->get_z(); });
     layers_.insert(at, layer);
@@ -119,7 +134,11 @@ int Scene::get_layer_scale_flags(const std::string& id) const {
 
 bool Scene::add_object(SceneObject* object, const std::string& layer_id) {
     SceneLayer* layer = get_layer(layer_id);
-    if (!layer) return false;
+    if (!layer) {
+        if (!layer_id.empty())
+            core::Log::warning("graphics", "Unknown layer '%s': the object was not added to it.", layer_id.c_str());
+        return false;
+    }
     object->inc_ref();  // the new layer's reference, taken first so the move cannot destroy it
     take_object(object, true);
     auto& objects = layer->objects_;
@@ -265,7 +284,27 @@ void Scene::update(float dt) {
     notify([dt](SceneListener& l) { l.on_post_update(dt); });
 }
 
+namespace {
+
+// A scene drawn without a window or a projection shows nothing (or a corner of the
+// picture): said once, since it would otherwise repeat every frame.
+void check_drawing_set_up() {
+    static bool told_window = false, told_ortho = false;
+    if (!get_window()) {
+        if (!told_window)
+            core::Log::warning("graphics", "Drawing before libgraphics.set_window(window): nothing can be drawn.");
+        told_window = true;
+    } else if (!is_ortho_set() && !told_ortho) {
+        core::Log::warning("graphics", "Drawing before libgraphics.set_ortho(): without the pixel projection "
+                                       "most of the scene falls outside the window.");
+        told_ortho = true;
+    }
+}
+
+}  // namespace
+
 void Scene::render() {
+    check_drawing_set_up();
     Pass pass(*this);
     notify([](SceneListener& l) { l.on_pre_render(); });
     for (std::size_t l = 0; l < layers_.size(); ++l)

@@ -12,6 +12,14 @@ namespace bp = python::bp;
 using core::python::require;
 
 namespace script {
+
+const char* const kSceneDoc =
+    "Scene()\n\n"
+    "Layers of scene objects, drawn in z order, with listeners and framebuffer redirections.\n\n"
+    "The most recently constructed scene is the current one: objects join its layers\n"
+    "(obj.layer = \"id\"). Destroying any scene leaves no scene current, even when others\n"
+    "live on (a warning says so); scenes are not stacked. Most games use the module's\n"
+    "libgraphics.scene and never make another.";
 namespace {
 
 bp::object layer_by_index(const Scene& s, unsigned int index) { return python::to_python(s.get_layer(index)); }
@@ -85,7 +93,7 @@ void SceneLayerProxy::define_interface() {
 
 void Scene::define_interface() {
     bp::scope scene_scope =
-        bp::class_<Scene, core::ObjectWrapper<Scene>, boost::noncopyable>("Scene", bp::init<>())
+        bp::class_<Scene, core::ObjectWrapper<Scene>, boost::noncopyable>("Scene", script::kSceneDoc, bp::init<>())
             .def("add_layer", &script::add_layer, bp::arg("layer"))
             .def("begin_frame", &Scene::begin_frame)
             .def("bind_framebuffer", &Scene::bind_framebuffer)

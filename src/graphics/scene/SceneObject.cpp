@@ -1,5 +1,7 @@
 #include "engine/graphics/SceneObject.h"
 
+#include "engine/core/Log.h"
+
 #include "engine/graphics/Scene.h"
 #include "engine/graphics/SceneObjectAnimator.h"
 
@@ -67,7 +69,11 @@ void SceneObject::set_z(float z) {
 void SceneObject::set_layer(const std::string& layer_id) {
     if (layer_id == layer_) return;
     Scene* scene = Scene::get();
-    if (scene && scene->add_object(this, layer_id)) layer_ = layer_id;
+    if (!scene) {
+        core::Log::warning("graphics", "No scene is current: the object cannot join layer '%s'.", layer_id.c_str());
+        return;
+    }
+    if (scene->add_object(this, layer_id)) layer_ = layer_id;
 }
 
 namespace {

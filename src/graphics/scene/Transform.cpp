@@ -4,6 +4,7 @@
 #include "engine/window/OpenGL.h"
 
 #include <algorithm>
+#include <vector>
 
 namespace engine::graphics {
 
@@ -99,6 +100,18 @@ void Transform::update_local() const {
 
 void Transform::update_world() const {
     if (!world_dirty_) return;
+    // Up to the nearest clean ancestor, then down again: iterative, since chains may be
+    // far deeper than the stack allows recursion. The path is reused, so a warm update
+    // allocates nothing.
+    thread_local std::vector<const Transform*> path;
+    for (const Transform* t = this; t && t->world_dirty_; t = t->parent_) path.push_back(t);
+    while (!path.empty()) {
+        path.back()->update_world_from_parent();
+        path.pop_back();
+    }
+}
+
+void Transform::update_world_from_parent() const {
     update_local();
     if (!parent_) {
         // A root's world rotation is its rotation as stored, not normalised again.
@@ -106,7 +119,6 @@ void Transform::update_world() const {
         world_transform_ = local_transform_;
         world_position_ = position_;
     } else {
-        parent_->update_world();
         world_transform_ = parent_->world_transform_ * local_transform_;
         world_position_ = world_transform_.get_translation();
         // A plain sum of angles, even under non-uniform scales: kept on purpose.
@@ -138,9 +150,19 @@ const Matrix& Transform::get_world_transform() const {
 void Transform::load_into_opengl() const { window::load_into_opengl(get_world_transform()); }
 
 void Transform::dirty_transform() {
-    // Always descends, even through transforms that were dirty already.
+    // A transform is cleaned only after its parent, so below a dirty transform every
+    // descendant is dirty already: the walk stops there. That keeps attaching a fresh
+    // subtree constant-time, and building a chain linear. Iterative, like update_world.
+    thread_local std::vector<Transform*> pending;
     world_dirty_ = true;
-    for (Transform* child : children_) child->dirty_transform();
+    pending.assign(children_.begin(), children_.end());
+    while (!pending.empty()) {
+        Transform* t = pending.back();
+        pending.pop_back();
+        if (t->world_dirty_) continue;
+        t->world_dirty_ = true;
+        pending.insert(pending.end(), t->children_.begin(), t->children_.end());
+    }
 }
 
 void Transform::attach(Transform* child) {

@@ -26,6 +26,9 @@ python::bp::list children(const Transform& t) {
 }
 
 bool is_self_or_ancestor(const Transform* candidate, const Transform* of) {
+    // A transform without children can only be its own ancestor: building a chain from
+    // its root down stays linear.
+    if (candidate->get_children().empty()) return candidate == of;
     for (const Transform* t = of; t; t = t->get_parent())
         if (t == candidate) return true;
     return false;

@@ -7,6 +7,7 @@
 #include "engine/window/Window.h"
 #include "engine/window/WindowListener.h"
 
+#include "engine/core/Python.h"
 #include "engine/core/Log.h"
 
 #include <algorithm>
@@ -221,7 +222,9 @@ void Window::set_video_mode(int width, int height, bool fullscreen) {
 
 bool Window::process_events() {
     SDL_Event event;
-    while (is_open() && SDL_PollEvent(&event)) {
+    // A listener's exception that must leave this call ends it; the events after it
+    // wait for the next call.
+    while (is_open() && !core::is_script_error_held() && SDL_PollEvent(&event)) {
         switch (event.type) {
             case SDL_QUIT:
                 if (!close_requested_) {

@@ -139,6 +139,7 @@ TEST(LogDeathTest, MessagesReachPythonLoggingUnderEngineCategory) {
             Log::info("graphics", "loaded %d textures", 3);
             Log::warning("window", "careful");
             Log::error("core", "%s", "broken");
+            Log::flush();
             finish(python_check("engine_records == ["
                                 "('engine.graphics', 20, 'loaded 3 textures'), "
                                 "('engine.window', 30, 'careful'), "
@@ -157,6 +158,7 @@ TEST(LogDeathTest, LoggingDoesNotDisturbAPendingPythonError) {
             Log::warning("core", "while an error is pending");
             const bool kept = PyErr_ExceptionMatches(PyExc_ValueError);
             PyErr_Clear();
+            Log::flush();
             finish(kept && python_check("engine_records == [('engine.core', 30, 'while an error is pending')]"),
                    "pending error");
         },
@@ -184,6 +186,7 @@ TEST(LogDeathTest, ThreadLoggingWhileScriptThreadWaitsForItDoesNotDeadlock) {
             // Queued messages come out on the script thread, before anything it logs itself.
             Log::flush();
             Log::info("graphics", "after the loader");
+            Log::flush();
             finish(python_check("engine_records == ["
                                 "('engine.graphics', 30, 'texture missing.png failed to load'), "
                                 "('engine.graphics', 20, 'after the loader')]"),

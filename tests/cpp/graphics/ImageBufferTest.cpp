@@ -267,8 +267,10 @@ TEST_F(ImageFiles, PalettePictureIsRefused) {
     const std::string name = write("palette.png", image);
     LogCapture log;
     EXPECT_EQ(ImageBuffer::decode(name, true), nullptr);
-    EXPECT_EQ(ImageBuffer::decode(name, false), nullptr);
-    EXPECT_TRUE(log.entries().empty());  // refused quietly, like a missing file
+    const auto entries = log.entries();
+    ASSERT_EQ(entries.size(), 1u);  // once per refusal, saying which colour type
+    EXPECT_EQ(entries[0].level, Log::Level::Warning);
+    EXPECT_NE(entries[0].message.find("colour type palette (bit depth 8)"), std::string::npos);
 }
 
 TEST_F(ImageFiles, PackedPalettePictureIsRefused) {
@@ -308,11 +310,46 @@ TEST_F(ImageFiles, GreyPicturesAreRefused) {
     EXPECT_EQ(ImageBuffer::decode(write("grey16.png", deep), true), nullptr);
 }
 
-TEST_F(ImageFiles, MissingFileGivesNothing) {
+TEST_F(ImageFiles, MissingFileGivesNothingAndAWarningNamingTheRootsSearched) {
     LogCapture log;
     EXPECT_EQ(ImageBuffer::decode("no such picture.png", true), nullptr);
     EXPECT_EQ(ImageBuffer::decode(full_path("absent.png"), false), nullptr);
-    EXPECT_TRUE(log.entries().empty());  // a missing file is not worth a message
+    const auto entries = log.entries();
+    ASSERT_EQ(entries.size(), 2u);
+    EXPECT_NE(entries[0].message.find("'no such picture.png' not found (searched '"), std::string::npos);
+    EXPECT_NE(entries[0].message.find("the working directory"), std::string::npos);
+}
+
+// Chunks after the image data, as a byte-flipped file can end: an unknown ancillary
+// chunk with no IEND behind it. The end of the file is an error, never a loop.
+TEST_F(ImageFiles, FileEndingWithoutItsEndChunkGivesNothingAndAWarning) {
+    PngImage image;
+    image.width = 4;
+    image.height = 4;
+    image.samples.assign(4 * 4 * 4, 90);
+    std::string bytes = read_file(full_path(write("whole_end.png", image)));
+    const std::size_t end = bytes.rfind("IEND");
+    ASSERT_NE(end, std::string::npos);
+    bytes[end] = 'i';  // "iEND": ancillary, unknown, with a CRC that no longer matches
+    const std::string flipped = write_bytes("lower_iend.png", bytes);
+    const std::string cut = write_bytes("no_iend.png", bytes.substr(0, end - 4));
+
+    for (const std::string& name : {flipped, cut}) {
+        LogCapture log;
+        EXPECT_EQ(ImageBuffer::decode(name, true), nullptr) << name;
+        EXPECT_TRUE(has_warning(log)) << name;
+    }
+}
+
+TEST_F(ImageFiles, FileCutAtEveryOffsetNeverDecodesAndNeverHangs) {
+    PngImage image;
+    image.width = 3;
+    image.height = 2;
+    image.samples.assign(3 * 2 * 4, 17);
+    const std::string bytes = read_file(full_path(write("to_cut.png", image)));
+    LogCapture log;
+    for (std::size_t length = 0; length + 12 < bytes.size(); ++length)
+        EXPECT_EQ(ImageBuffer::decode(write_bytes("cut.png", bytes.substr(0, length)), true), nullptr) << length;
 }
 
 TEST_F(ImageFiles, FileCorruptAfterItsHeaderGivesNothingAndAWarning) {
