@@ -14,21 +14,6 @@ RED = (255, 0, 0, 255)
 BLACK = (0, 0, 0, 255)
 
 
-@pytest.fixture
-def gl(window):
-    """The session window as the module's window, with the orthographic projection and
-    the window as the render target."""
-    libgraphics.set_window(window)
-    libgraphics.set_ortho()
-    GL.glClearColor(0, 0, 0, 1)
-    GL.glClear(GL.GL_COLOR_BUFFER_BIT)
-    GL.glActiveTexture(GL.GL_TEXTURE0)
-    yield window
-    if Framebuffer.current() is not None:
-        Framebuffer.unbind()
-    GL.glActiveTexture(GL.GL_TEXTURE0)
-
-
 def window_size(window):
     res = window.video_mode.resolution
     return res.x, res.y

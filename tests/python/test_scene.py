@@ -25,18 +25,6 @@ BLACK = (0, 0, 0, 255)
 # Fixtures and helpers ----------------------------------------------------------------
 
 @pytest.fixture
-def gl(window):
-    """The session window as the module's window, with the orthographic projection."""
-    libgraphics.set_window(window)
-    libgraphics.set_ortho()
-    GL.glClearColor(0, 0, 0, 1)
-    GL.glClear(GL.GL_COLOR_BUFFER_BIT)
-    yield window
-    if Framebuffer.current() is not None:
-        Framebuffer.unbind()
-
-
-@pytest.fixture
 def scene(gl):
     """A fresh scene, which is the current one: the "layer" property uses it."""
     return Scene()

@@ -6,7 +6,6 @@ import io
 import logging
 import os
 import random
-import sys
 import time
 
 import pytest
@@ -16,45 +15,13 @@ import libcore
 import libgraphics
 from libgraphics import SceneLayer, Sprite, Texture, sprite_database, texture_database, texture_loader
 
-from pictures import Pictures, images, settle
+from pictures import images, settle
 
 GL_CLAMP_TO_EDGE = 0x812F
 GL_RGBA8 = 0x8058
 
 
 # Fixtures and helpers ----------------------------------------------------------------
-
-@pytest.fixture
-def gl(window):
-    """The session window as the module's window, with the pixel projection."""
-    libgraphics.set_window(window)
-    libgraphics.set_ortho()
-    GL.glActiveTexture(GL.GL_TEXTURE0)
-    GL.glClearColor(0, 0, 0, 1)
-    GL.glClear(GL.GL_COLOR_BUFFER_BIT)
-    yield window
-    GL.glActiveTexture(GL.GL_TEXTURE0)
-    GL.glBindTexture(GL.GL_TEXTURE_2D, 0)
-
-
-@pytest.fixture
-def pictures(gl, tmp_path):
-    """A directory of test pictures, a root of the path database for the test."""
-    settle()
-    libcore.PathDatabase.add_root(str(tmp_path))
-    yield Pictures(tmp_path)
-    settle()
-    texture_database.full_resolution = True
-    gc.collect()
-    texture_database.purge()
-    libcore.PathDatabase.remove_root(str(tmp_path))
-
-
-@pytest.fixture
-def graphics_log(caplog):
-    caplog.set_level(logging.INFO, logger="engine.graphics")
-    return caplog
-
 
 def messages(caplog, level=None):
     libcore.Log.flush()  # messages of the loader thread
