@@ -742,9 +742,30 @@ def test_plain_listener_removing_itself_during_its_call(listened):
     assert ref() is None
 
 
-def test_removing_an_unknown_listener_does_nothing(scene):
-    scene.remove_listener(ListenerLog("x", []))
+def test_removing_an_unknown_listener_does_nothing(listened):
+    scene, log = listened
+    kept = ListenerLog("kept", log)
+    scene.add_listener(kept)
+    stranger = ListenerLog("stranger", log)
+    scene.remove_listener(stranger)
     scene.remove_listener(object())
+    scene.update(0.5)
+    scene.render()
+    assert log == [
+        ("kept", "pre_update", 0.5),
+        ("back-object", "update", 0.5),
+        ("hud-object", "update", 0.5),
+        ("front-object", "update", 0.5),
+        ("kept", "post_update", 0.5),
+        ("kept", "pre_render", None),
+        ("kept", "pre_layer", "back"),
+        ("back-object", "render", None),
+        ("kept", "post_layer", "back"),
+        ("kept", "pre_layer", "front"),
+        ("front-object", "render", None),
+        ("kept", "post_layer", "front"),
+        ("kept", "post_render", None),
+    ]
 
 
 # Reference counting ------------------------------------------------------------------
