@@ -837,10 +837,13 @@ TEST(SceneObjectAnimatorSlide, EaseOutOvershootsByUnderOnePercent) {
     SceneObject o;
     o.add_animator("s", s.get());
     float most = 0.0f;
-    while (o.any_animators()) {
+    int steps = 0;
+    while (o.any_animators() && steps < 10'000) {  // a slide of 1 s ends after 1,000 steps
         o.update(0.001f);
         most = std::max(most, o.get_local_position().x);
+        ++steps;
     }
+    EXPECT_FALSE(o.any_animators());
     EXPECT_GT(most, 1000.0f);
     EXPECT_LT(most, 1010.0f);
 }
