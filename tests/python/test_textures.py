@@ -117,7 +117,10 @@ def test_loading_is_false_when_nothing_was_queued(gl):
 
 
 def test_loading_is_true_while_a_load_is_pending(pictures):
-    paths = [pictures.solid(f"pending{i}.png", 64, 64) for i in range(8)]
+    # A large picture first: the loader decodes in queue order, so every load waits
+    # behind a decode of a million pixels while the script asks.
+    large = pictures.write_bytes("pending_large.png", images.png_bytes(1024, 1024, [bytes(3072)] * 1024, images.RGB))
+    paths = [large] + [pictures.solid(f"pending{i}.png", 64, 64) for i in range(8)]
     textures = [Texture(p) for p in paths]
     assert texture_loader.loading is True
     settle()
