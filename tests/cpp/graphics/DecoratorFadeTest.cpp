@@ -10,6 +10,7 @@
 
 using engine::graphics::DecoratorFade;
 using engine::graphics::Texture;
+using Hooks = std::vector<std::string>;
 
 // The transition textures are private, empty textures made from no bytes: nothing is
 // uploaded, so no GL context is needed.
@@ -31,6 +32,12 @@ public:
         int n = 0;
         for (const Call& c : calls) n += c.hook == hook;
         return n;
+    }
+    // The hooks called so far, in order.
+    std::vector<std::string> hooks() const {
+        std::vector<std::string> names;
+        for (const Call& c : calls) names.push_back(c.hook);
+        return names;
     }
 
 protected:
@@ -81,8 +88,7 @@ TEST(DecoratorFade, DelayOneDurationTwoUpdatedByOneAndAHalfHasProgressAQuarter) 
     EXPECT_FLOAT_EQ(f->progress, 0.25f);
     EXPECT_EQ(f->delay, 0.0f);
     EXPECT_FLOAT_EQ(f->remaining, 1.5f);
-    ASSERT_EQ(d.calls.size(), 1u);
-    EXPECT_EQ(d.calls[0].hook, "begin");
+    ASSERT_EQ(d.hooks(), Hooks{"begin"});
     // The hook sees the fade before the left-over time is taken off.
     EXPECT_EQ(d.calls[0].remaining, 2.0f);
     EXPECT_EQ(d.calls[0].progress, 0.0f);
@@ -126,11 +132,7 @@ TEST(DecoratorFade, BeginAndEndAreCalledOnceEach) {
     RecordingFade d;
     d.fade(1.0f, 0.5f, 0.5f, 1.0f, empty_texture());
     for (int i = 0; i < 20; ++i) d.update(0.125f);
-    EXPECT_EQ(d.count("begin"), 1);
-    EXPECT_EQ(d.count("end"), 1);
-    ASSERT_EQ(d.calls.size(), 2u);
-    EXPECT_EQ(d.calls[0].hook, "begin");
-    EXPECT_EQ(d.calls[1].hook, "end");
+    ASSERT_EQ(d.hooks(), (Hooks{"begin", "end"}));
     EXPECT_EQ(d.calls[1].progress, 1.0f);
     EXPECT_EQ(d.calls[1].from, 1.0f);
     EXPECT_EQ(d.calls[1].to, 0.5f);
@@ -153,9 +155,7 @@ TEST(DecoratorFade, UpdateCoveringDelayAndDurationBeginsAndEndsAtOnce) {
     RecordingFade d;
     d.fade(1.0f, 0.0f, 1.0f, 2.0f, empty_texture());
     d.update(5.0f);
-    ASSERT_EQ(d.calls.size(), 2u);
-    EXPECT_EQ(d.calls[0].hook, "begin");
-    EXPECT_EQ(d.calls[1].hook, "end");
+    ASSERT_EQ(d.hooks(), (Hooks{"begin", "end"}));
     EXPECT_EQ(d.get_fade(), nullptr);
 }
 
@@ -193,9 +193,7 @@ TEST(DecoratorFade, ZeroDurationEndsAtTheFirstUpdate) {
     RecordingFade d;
     d.fade(1.0f, 0.25f, 0.0f, 0.0f, empty_texture());
     d.update(0.016f);
-    ASSERT_EQ(d.calls.size(), 2u);
-    EXPECT_EQ(d.calls[0].hook, "begin");
-    EXPECT_EQ(d.calls[1].hook, "end");
+    ASSERT_EQ(d.hooks(), (Hooks{"begin", "end"}));
     EXPECT_EQ(d.calls[1].progress, 1.0f);
     EXPECT_EQ(d.calls[1].to, 0.25f);
     EXPECT_EQ(d.get_fade(), nullptr);
@@ -207,8 +205,7 @@ TEST(DecoratorFade, ZeroDurationUpdatedByZeroEndsWithoutBeginning) {
     RecordingFade d;
     d.fade(1.0f, 0.0f, 0.0f, 0.0f, empty_texture());
     d.update(0.0f);
-    ASSERT_EQ(d.calls.size(), 1u);
-    EXPECT_EQ(d.calls[0].hook, "end");
+    ASSERT_EQ(d.hooks(), Hooks{"end"});
     EXPECT_EQ(d.get_fade(), nullptr);
 }
 
@@ -218,8 +215,7 @@ TEST(DecoratorFade, ZeroDurationEndsAtTheFirstUpdateEvenWithinItsDelay) {
     RecordingFade d;
     d.fade(1.0f, 0.0f, 1.0f, 0.0f, empty_texture());
     d.update(0.5f);
-    ASSERT_EQ(d.calls.size(), 1u);
-    EXPECT_EQ(d.calls[0].hook, "end");
+    ASSERT_EQ(d.hooks(), Hooks{"end"});
     EXPECT_EQ(d.calls[0].delay, 0.5f);
     EXPECT_EQ(d.get_fade(), nullptr);
 }
