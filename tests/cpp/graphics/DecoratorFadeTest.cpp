@@ -189,36 +189,40 @@ TEST(DecoratorFade, OnlyTheFrontFadeIsStepped) {
     EXPECT_EQ(d.get_fade()->delay, 3.0f);  // the second fade's delay has not started
 }
 
-TEST(DecoratorFade, ZeroDurationEndsAtTheFirstUpdate) {
+// A fade of no duration ends at the first update, whatever that update covers.
+struct ZeroDurationCase {
+    const char* name;
+    float to;
+    float delay;      // the fade's
+    float dt;         // of the first update
+    Hooks hooks;      // called by that update
+    float end_delay;  // the delay the end hook sees
+};
+
+class ZeroDurationFade : public ::testing::TestWithParam<ZeroDurationCase> {};
+
+TEST_P(ZeroDurationFade, EndsAtTheFirstUpdate) {
+    const ZeroDurationCase& c = GetParam();
     RecordingFade d;
-    d.fade(1.0f, 0.25f, 0.0f, 0.0f, empty_texture());
-    d.update(0.016f);
-    ASSERT_EQ(d.hooks(), (Hooks{"begin", "end"}));
-    EXPECT_EQ(d.calls[1].progress, 1.0f);
-    EXPECT_EQ(d.calls[1].to, 0.25f);
+    d.fade(1.0f, c.to, c.delay, 0.0f, empty_texture());
+    d.update(c.dt);
+    ASSERT_EQ(d.hooks(), c.hooks);
+    EXPECT_EQ(d.calls.back().to, c.to);
+    EXPECT_EQ(d.calls.back().delay, c.end_delay);
+    if (d.calls.size() == 2) EXPECT_EQ(d.calls.back().progress, 1.0f);  // it had begun
     EXPECT_EQ(d.get_fade(), nullptr);
 }
 
-TEST(DecoratorFade, ZeroDurationUpdatedByZeroEndsWithoutBeginning) {
-    // No time is left over, so the begin hook's condition does not hold; the fade still
-    // has nothing remaining and ends.
-    RecordingFade d;
-    d.fade(1.0f, 0.0f, 0.0f, 0.0f, empty_texture());
-    d.update(0.0f);
-    ASSERT_EQ(d.hooks(), Hooks{"end"});
-    EXPECT_EQ(d.get_fade(), nullptr);
-}
-
-TEST(DecoratorFade, ZeroDurationEndsAtTheFirstUpdateEvenWithinItsDelay) {
-    // Nothing remains to run from the start, so the first update ends the fade while
-    // its delay is still counting down, without the begin hook.
-    RecordingFade d;
-    d.fade(1.0f, 0.0f, 1.0f, 0.0f, empty_texture());
-    d.update(0.5f);
-    ASSERT_EQ(d.hooks(), Hooks{"end"});
-    EXPECT_EQ(d.calls[0].delay, 0.5f);
-    EXPECT_EQ(d.get_fade(), nullptr);
-}
+INSTANTIATE_TEST_SUITE_P(
+    DecoratorFade, ZeroDurationFade,
+    ::testing::Values(ZeroDurationCase{"BeginsAndEnds", 0.25f, 0.0f, 0.016f, {"begin", "end"}, 0.0f},
+                      // No time is left over, so the begin hook's condition does not hold; the fade
+                      // still has nothing remaining and ends.
+                      ZeroDurationCase{"UpdatedByZeroEndsWithoutBeginning", 0.0f, 0.0f, 0.0f, {"end"}, 0.0f},
+                      // Nothing remains to run from the start, so the first update ends the fade while
+                      // its delay is still counting down, without the begin hook.
+                      ZeroDurationCase{"EndsEvenWithinItsDelay", 0.0f, 1.0f, 0.5f, {"end"}, 0.5f}),
+    [](const ::testing::TestParamInfo<ZeroDurationCase>& info) { return std::string(info.param.name); });
 
 TEST(DecoratorFade, DestructionReleasesQueuedTextures) {
     Texture texture = empty_texture();

@@ -328,35 +328,58 @@ TEST(Scene, SortLayerOfAMissingLayerDoesNothing) {
 
 // Layer matrix -----------------------------------------------------------------------
 
-TEST(SceneLayerTransform, ScaleMinTranslateUnderWideScaleTranslatesX) {
+// A layer's matrix for an object at kPosition under a scene scale, by scale flags.
+struct LayerTransformCase {
+    const char* name;
+    Vector<float> scale;
+    int flags;
+    Matrix expected;
+};
+
+class SceneLayerTransformFlags : public ::testing::TestWithParam<LayerTransformCase> {};
+
+TEST_P(SceneLayerTransformFlags, GiveTheMatrix) {
+    const LayerTransformCase& c = GetParam();
     Scene scene;
-    scene.set_scale({2.0f, 1.0f});
-    expect_matrix(scene.get_layer_transform(kScaleMin | kTranslate, kPosition), Matrix(1, 0, 0, 1, 100, 0));
+    scene.set_scale(c.scale);
+    expect_matrix(scene.get_layer_transform(c.flags, kPosition), c.expected);
 }
 
-TEST(SceneLayerTransform, ScaleMaxTranslateUnderWideScaleDoublesAndTranslatesY) {
-    Scene scene;
-    scene.set_scale({2.0f, 1.0f});
-    expect_matrix(scene.get_layer_transform(kScaleMax | kTranslate, kPosition), Matrix(2, 0, 0, 2, 0, -50));
-}
-
-TEST(SceneLayerTransform, ScaleMaxTranslateUnderTallScaleHasNoTranslation) {
-    Scene scene;
-    scene.set_scale({1.0f, 2.0f});
-    expect_matrix(scene.get_layer_transform(kScaleMax | kTranslate, kPosition), Matrix(2, 0, 0, 2, 0, 0));
-}
-
-TEST(SceneLayerTransform, ScaleMinTranslateUnderTallScaleTranslatesY) {
-    Scene scene;
-    scene.set_scale({1.0f, 2.0f});
-    expect_matrix(scene.get_layer_transform(kScaleMin | kTranslate, kPosition), Matrix(1, 0, 0, 1, 0, 50));
-}
-
-TEST(SceneLayerTransform, ScaleMinTranslateUnderEqualScaleOnlyScales) {
-    Scene scene;
-    scene.set_scale({2.0f, 2.0f});
-    expect_matrix(scene.get_layer_transform(kScaleMin | kTranslate, kPosition), Matrix(2, 0, 0, 2, 0, 0));
-}
+INSTANTIATE_TEST_SUITE_P(
+    SceneLayerTransform, SceneLayerTransformFlags,
+    ::testing::Values(
+        LayerTransformCase{
+            "ScaleMinTranslateUnderWideScaleTranslatesX", {2, 1}, kScaleMin | kTranslate, Matrix(1, 0, 0, 1, 100, 0)},
+        LayerTransformCase{"ScaleMaxTranslateUnderWideScaleDoublesAndTranslatesY",
+                           {2, 1},
+                           kScaleMax | kTranslate,
+                           Matrix(2, 0, 0, 2, 0, -50)},
+        LayerTransformCase{"ScaleMaxTranslateUnderTallScaleHasNoTranslation",
+                           {1, 2},
+                           kScaleMax | kTranslate,
+                           Matrix(2, 0, 0, 2, 0, 0)},
+        LayerTransformCase{
+            "ScaleMinTranslateUnderTallScaleTranslatesY", {1, 2}, kScaleMin | kTranslate, Matrix(1, 0, 0, 1, 0, 50)},
+        LayerTransformCase{
+            "ScaleMinTranslateUnderEqualScaleOnlyScales", {2, 2}, kScaleMin | kTranslate, Matrix(2, 0, 0, 2, 0, 0)},
+        LayerTransformCase{"TranslateUniformWithScaleMinScalesAboutTheOrigin",
+                           {2, 2},
+                           kScaleMin | kTranslateUniform,
+                           Matrix(2, 0, 0, 2, 0, 0)},
+        LayerTransformCase{"TranslateUniformWithScaleMaxScalesAboutTheOrigin",
+                           {3, 1},
+                           kScaleMax | kTranslateUniform,
+                           Matrix(3, 0, 0, 3, 0, 0)},
+        LayerTransformCase{"TranslateWinsOverTranslateUniform",
+                           {2, 1},
+                           kScaleMin | kTranslate | kTranslateUniform,
+                           Matrix(1, 0, 0, 1, 100, 0)},
+        // s = min = 1; SCALE_MAX with sy < sx is tested first: (0, s * p.y * (sy - sx) / sx).
+        LayerTransformCase{"BothScaleFlagsTakeTheMinimumButTheMaximumsTranslation",
+                           {2, 1},
+                           kScaleMin | kScaleMax | kTranslate,
+                           Matrix(1, 0, 0, 1, 0, -25)}),
+    [](const ::testing::TestParamInfo<LayerTransformCase>& info) { return std::string(info.param.name); });
 
 TEST(SceneLayerTransform, NoScaleFlagIsIdentity) {
     Scene scene;
@@ -376,28 +399,6 @@ TEST(SceneLayerTransform, ScaleMinAloneScalesAboutTheObjectsPosition) {
     const Vector<float> p = kPosition * m;
     EXPECT_FLOAT_EQ(p.x, 100.0f);
     EXPECT_FLOAT_EQ(p.y, 50.0f);
-}
-
-TEST(SceneLayerTransform, TranslateUniformScalesAboutTheOrigin) {
-    Scene scene;
-    scene.set_scale({2.0f, 2.0f});
-    expect_matrix(scene.get_layer_transform(kScaleMin | kTranslateUniform, kPosition), Matrix(2, 0, 0, 2, 0, 0));
-    scene.set_scale({3.0f, 1.0f});
-    expect_matrix(scene.get_layer_transform(kScaleMax | kTranslateUniform, kPosition), Matrix(3, 0, 0, 3, 0, 0));
-}
-
-TEST(SceneLayerTransform, TranslateWinsOverTranslateUniform) {
-    Scene scene;
-    scene.set_scale({2.0f, 1.0f});
-    expect_matrix(scene.get_layer_transform(kScaleMin | kTranslate | kTranslateUniform, kPosition),
-                  Matrix(1, 0, 0, 1, 100, 0));
-}
-
-TEST(SceneLayerTransform, BothScaleFlagsTakeTheMinimumButTheMaximumsTranslation) {
-    Scene scene;
-    scene.set_scale({2.0f, 1.0f});
-    // s = min = 1; SCALE_MAX with sy < sx is tested first: (0, s * p.y * (sy - sx) / sx).
-    expect_matrix(scene.get_layer_transform(kScaleMin | kScaleMax | kTranslate, kPosition), Matrix(1, 0, 0, 1, 0, -25));
 }
 
 TEST(SceneLayerTransform, ByLayerIdUsesTheLayersFlags) {
@@ -438,35 +439,39 @@ private:
 
 }  // namespace
 
-// A scene with one layer "l" and the log its actors write into. The layer is declared
-// before the scene, so it outlives it; actors made in a test go before both.
+// A scene with one layer "l", the log its actors write into and three actors a, b and
+// c. The layer is declared before the scene, so it outlives it; the actors go before
+// both.
 class SceneFrame : public ::testing::Test {
 protected:
     SceneFrame() { scene.add_layer(&layer); }
 
+    void add_actors_in_order() {
+        for (Actor* o : {&a, &b, &c}) scene.add_object(o, "l");
+    }
+
     SceneLayer layer{"l", 0, 0, true};
     Scene scene;
     std::vector<std::string> log;
+    Actor a{"a", log}, b{"b", log}, c{"c", log};
 };
 
 TEST_F(SceneFrame, AnObjectLeavingDuringUpdateDoesNotMakeTheNextOneMissItsTurn) {
-    Actor a("a", log), b("b", log), c("c", log);
-    for (Actor* o : {&a, &b, &c}) scene.add_object(o, "l");
+    add_actors_in_order();
     b.on_first_update = [&] { scene.remove_object(&b); };
     scene.update(0.1f);
     EXPECT_EQ(log, (std::vector<std::string>{"a", "b", "c"}));
 }
 
 TEST_F(SceneFrame, RemovingAnEarlierObjectKeepsTheWalkInStep) {
-    Actor a("a", log), b("b", log), c("c", log);
-    for (Actor* o : {&a, &b, &c}) scene.add_object(o, "l");
+    add_actors_in_order();
     b.on_first_update = [&] { scene.remove_object(&a); };
     scene.update(0.1f);
     EXPECT_EQ(log, (std::vector<std::string>{"a", "b", "c"}));
 }
 
 TEST_F(SceneFrame, AnObjectJoiningBeforeTheCurrentOneWaitsForTheNextFrame) {
-    Actor a("a", log), b("b", log), early("early", log);
+    Actor early("early", log);
     a.set_z(1.0f);
     b.set_z(2.0f);
     scene.add_object(&a, "l");
