@@ -27,6 +27,19 @@ def bound_framebuffer():
     return int(GL.glGetIntegerv(GL.GL_FRAMEBUFFER_BINDING))
 
 
+def drawing_target():
+    """Where drawing goes: (the current framebuffer, the bound GL framebuffer, the viewport)."""
+    return Framebuffer.current(), bound_framebuffer(), viewport()
+
+
+def target_of(framebuffer):
+    """The drawing target of a bound framebuffer; None stands for the session window."""
+    if framebuffer is None:
+        return None, 0, (0, 0, 640, 480)
+    width, height = framebuffer.dimensions
+    return framebuffer, framebuffer.framebuffer_name, (0, 0, width, height)
+
+
 def pixel(window, x, y):
     w, h, data = window.read_pixels()
     i = (y * w + x) * 4
@@ -98,13 +111,10 @@ def test_bind_as_framebuffer_sets_its_viewport_and_unbind_the_windows(gl):
     f = Framebuffer()
     assert f.create((256, 128))
     f.bind_as_framebuffer()
-    assert Framebuffer.current() is f
-    assert bound_framebuffer() == f.framebuffer_name
+    assert drawing_target() == target_of(f)
     assert viewport() == (0, 0, 256, 128)
     Framebuffer.unbind()
-    assert Framebuffer.current() is None
-    assert bound_framebuffer() == 0
-    assert viewport() == (0, 0, 640, 480)
+    assert drawing_target() == target_of(None)
 
 
 def test_push_bind_pop_restores_the_window(gl):
@@ -114,9 +124,7 @@ def test_push_bind_pop_restores_the_window(gl):
     f.bind_as_framebuffer()
     assert viewport() == (0, 0, 256, 128)
     Framebuffer.pop()
-    assert Framebuffer.current() is None
-    assert bound_framebuffer() == 0
-    assert viewport() == (0, 0, 640, 480)
+    assert drawing_target() == target_of(None)
 
 
 def test_push_pop_nests(gl):
@@ -128,12 +136,10 @@ def test_push_pop_nests(gl):
     Framebuffer.push()
     Framebuffer.unbind()
     Framebuffer.pop()
-    assert Framebuffer.current() is inner
-    assert bound_framebuffer() == inner.framebuffer_name
+    assert drawing_target() == target_of(inner)
     assert viewport() == (0, 0, 30, 20)
     Framebuffer.pop()
-    assert Framebuffer.current() is outer
-    assert bound_framebuffer() == outer.framebuffer_name
+    assert drawing_target() == target_of(outer)
     assert viewport() == (0, 0, 100, 50)
     Framebuffer.unbind()
 

@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <string>
 #include <vector>
 
@@ -50,6 +51,18 @@ private:
     }
 };
 
+// Whether the front fade is there and has counted its delay, remaining time and progress
+// to these values (within float rounding); prints what it has when not.
+::testing::AssertionResult front_fade_is(const DecoratorFade& d, float delay, float remaining, float progress) {
+    const DecoratorFade::Fade* f = d.get_fade();
+    if (!f) return ::testing::AssertionFailure() << "no fade";
+    const auto near = [](float a, float b) { return std::abs(a - b) <= 1e-6f; };
+    if (near(f->delay, delay) && near(f->remaining, remaining) && near(f->progress, progress))
+        return ::testing::AssertionSuccess();
+    return ::testing::AssertionFailure() << "delay " << f->delay << ", remaining " << f->remaining << ", progress "
+                                         << f->progress;
+}
+
 }  // namespace
 
 TEST(DecoratorFade, StartsWithoutFade) {
@@ -83,11 +96,7 @@ TEST(DecoratorFade, DelayOneDurationTwoUpdatedByOneAndAHalfHasProgressAQuarter) 
     RecordingFade d;
     d.fade(1.0f, 0.0f, 1.0f, 2.0f, empty_texture());
     d.update(1.5f);
-    const DecoratorFade::Fade* f = d.get_fade();
-    ASSERT_NE(f, nullptr);
-    EXPECT_FLOAT_EQ(f->progress, 0.25f);
-    EXPECT_EQ(f->delay, 0.0f);
-    EXPECT_FLOAT_EQ(f->remaining, 1.5f);
+    EXPECT_TRUE(front_fade_is(d, 0.0f, 1.5f, 0.25f));
     ASSERT_EQ(d.hooks(), Hooks{"begin"});
     // The hook sees the fade before the left-over time is taken off.
     EXPECT_EQ(d.calls[0].remaining, 2.0f);
@@ -98,11 +107,7 @@ TEST(DecoratorFade, UpdateWithinTheDelayOnlyCountsItDown) {
     RecordingFade d;
     d.fade(1.0f, 0.0f, 1.0f, 2.0f, empty_texture());
     d.update(0.25f);
-    const DecoratorFade::Fade* f = d.get_fade();
-    ASSERT_NE(f, nullptr);
-    EXPECT_FLOAT_EQ(f->delay, 0.75f);
-    EXPECT_EQ(f->remaining, 2.0f);
-    EXPECT_EQ(f->progress, 0.0f);
+    EXPECT_TRUE(front_fade_is(d, 0.75f, 2.0f, 0.0f));
     EXPECT_TRUE(d.calls.empty());
 }
 
