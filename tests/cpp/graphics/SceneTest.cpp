@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include <functional>
+#include <initializer_list>
 #include <memory>
 #include <string>
 #include <vector>
@@ -170,11 +171,28 @@ TEST(SceneLayer, ConstructorArgumentsAreItsProperties) {
 
 // Objects ----------------------------------------------------------------------------
 
-TEST(Scene, AddObjectToAMissingLayerIsRefused) {
-    SceneLayer a("a", 0.0f, 0, true);
+// A scene with layers "a" (z 0) and "b" (z 1), both common, and the log that its
+// objects' add and remove hooks write into. Objects made in a test go before all this.
+class SceneWithObjects : public ::testing::Test {
+protected:
+    SceneWithObjects() {
+        scene.add_layer(&a);
+        scene.add_layer(&b);
+    }
+
+    // Adds the objects to `layer` in order, then forgets their hooks.
+    void add_quietly(std::initializer_list<SceneObject*> objects, const std::string& layer) {
+        for (SceneObject* o : objects) scene.add_object(o, layer);
+        log.clear();
+    }
+
+    SceneLayer a{"a", 0.0f, 0, true};
+    SceneLayer b{"b", 1.0f, 0, true};
     Scene scene;
-    scene.add_layer(&a);
     std::vector<std::string> log;
+};
+
+TEST_F(SceneWithObjects, AddObjectToAMissingLayerIsRefused) {
     HookRecorder o("o", log);
     EXPECT_FALSE(scene.add_object(&o, "missing"));
     EXPECT_TRUE(log.empty());
@@ -187,46 +205,27 @@ TEST(Scene, AddObjectToAMissingLayerIsRefused) {
     EXPECT_EQ(log, (std::vector<std::string>{"o add a"}));
 }
 
-TEST(Scene, AddObjectOrdersByZWithEqualZAfterEarlierOnes) {
-    SceneLayer layer("l", 0.0f, 0, true);
-    Scene scene;
-    scene.add_layer(&layer);
+TEST_F(SceneWithObjects, AddObjectOrdersByZWithEqualZAfterEarlierOnes) {
     SceneObject low, mid1, mid2, mid3, high;
     low.set_z(-1.0f);
     high.set_z(3.0f);
     mid1.set_z(1.0f);
     mid2.set_z(1.0f);
     mid3.set_z(1.0f);
-    scene.add_object(&high, "l");
-    scene.add_object(&mid1, "l");
-    scene.add_object(&low, "l");
-    scene.add_object(&mid2, "l");
-    scene.add_object(&mid3, "l");
-    EXPECT_EQ(objects_of(layer), (std::vector<const SceneObject*>{&low, &mid1, &mid2, &mid3, &high}));
+    add_quietly({&high, &mid1, &low, &mid2, &mid3}, "a");
+    EXPECT_EQ(objects_of(a), (std::vector<const SceneObject*>{&low, &mid1, &mid2, &mid3, &high}));
 }
 
-TEST(Scene, AddObjectSetsTheObjectsLayerAndCallsOnAdd) {
-    SceneLayer layer("l", 0.0f, 0, true);
-    Scene scene;
-    scene.add_layer(&layer);
-    std::vector<std::string> log;
+TEST_F(SceneWithObjects, AddObjectSetsTheObjectsLayerAndCallsOnAdd) {
     HookRecorder o("o", log);
-    EXPECT_TRUE(scene.add_object(&o, "l"));
-    EXPECT_EQ(o.get_layer(), "l");
-    EXPECT_EQ(log, (std::vector<std::string>{"o add l"}));
+    EXPECT_TRUE(scene.add_object(&o, "b"));
+    EXPECT_EQ(o.get_layer(), "b");
+    EXPECT_EQ(log, (std::vector<std::string>{"o add b"}));
 }
 
-TEST(Scene, MovingAnObjectCallsOnRemoveThenOnAdd) {
-    SceneLayer a("a", 0.0f, 0, true), b("b", 1.0f, 0, true);
-    Scene scene;
-    scene.add_layer(&a);
-    scene.add_layer(&b);
-    std::vector<std::string> log;
+TEST_F(SceneWithObjects, MovingAnObjectCallsOnRemoveThenOnAdd) {
     HookRecorder o("o", log), other("other", log);
-    scene.add_object(&other, "a");
-    scene.add_object(&o, "a");
-    log.clear();
-
+    add_quietly({&other, &o}, "a");
     EXPECT_TRUE(scene.add_object(&o, "b"));
     EXPECT_EQ(log, (std::vector<std::string>{"o remove a", "o add b"}));
     EXPECT_EQ(objects_of(a), (std::vector<const SceneObject*>{&other}));
@@ -234,31 +233,17 @@ TEST(Scene, MovingAnObjectCallsOnRemoveThenOnAdd) {
     EXPECT_EQ(o.get_layer(), "b");
 }
 
-TEST(Scene, AddingAnObjectToItsOwnLayerAgainMovesItBehindItsEquals) {
-    SceneLayer a("a", 0.0f, 0, true);
-    Scene scene;
-    scene.add_layer(&a);
-    std::vector<std::string> log;
+TEST_F(SceneWithObjects, AddingAnObjectToItsOwnLayerAgainMovesItBehindItsEquals) {
     HookRecorder o("o", log), other("other", log);
-    scene.add_object(&o, "a");
-    scene.add_object(&other, "a");
-    log.clear();
+    add_quietly({&o, &other}, "a");
     EXPECT_TRUE(scene.add_object(&o, "a"));
     EXPECT_EQ(log, (std::vector<std::string>{"o remove a", "o add a"}));
     EXPECT_EQ(objects_of(a), (std::vector<const SceneObject*>{&other, &o}));
 }
 
-TEST(Scene, RemoveObjectTakesItOutAndCallsOnRemove) {
-    SceneLayer a("a", 0.0f, 0, true);
-    Scene scene;
-    scene.add_layer(&a);
-    std::vector<std::string> log;
+TEST_F(SceneWithObjects, RemoveObjectTakesItOutAndCallsOnRemove) {
     HookRecorder first("first", log), o("o", log), last("last", log);
-    scene.add_object(&first, "a");
-    scene.add_object(&o, "a");
-    scene.add_object(&last, "a");
-    log.clear();
-
+    add_quietly({&first, &o, &last}, "a");
     EXPECT_TRUE(scene.remove_object(&o));
     EXPECT_EQ(log, (std::vector<std::string>{"o remove a"}));
     EXPECT_EQ(objects_of(a), (std::vector<const SceneObject*>{&first, &last}));
@@ -269,23 +254,17 @@ TEST(Scene, RemoveObjectTakesItOutAndCallsOnRemove) {
     EXPECT_TRUE(log.empty());
 }
 
-TEST(Scene, RemoveObjectInNoLayerIsFalse) {
-    Scene scene;
+TEST_F(SceneWithObjects, RemoveObjectInNoLayerIsFalse) {
     SceneObject o;
     EXPECT_FALSE(scene.remove_object(&o));
 }
 
-TEST(Scene, DestroyedObjectLeavesItsLayerWithoutOnRemove) {
-    SceneLayer a("a", 0.0f, 0, true);
-    Scene scene;
-    scene.add_layer(&a);
-    std::vector<std::string> log;
+TEST_F(SceneWithObjects, DestroyedObjectLeavesItsLayerWithoutOnRemove) {
     SceneObject keep;
-    scene.add_object(&keep, "a");
+    add_quietly({&keep}, "a");
     {
         HookRecorder gone("gone", log);
-        scene.add_object(&gone, "a");
-        log.clear();
+        add_quietly({&gone}, "a");
     }
     EXPECT_TRUE(log.empty());
     EXPECT_EQ(objects_of(a), (std::vector<const SceneObject*>{&keep}));
