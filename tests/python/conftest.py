@@ -1,12 +1,26 @@
-"""Shared fixtures: the one window (and GL context) that every GL test draws into."""
+"""Shared fixtures: the one window (and GL context) that every GL test draws into, the
+graphics module attached to it, a directory of test pictures, and the engine's
+graphics log."""
+import gc
+import logging
 import os
 
 import pytest
+from OpenGL import GL
 
 import libcore
+import libgraphics
 import libwindow
+from libgraphics import Framebuffer, texture_database
+
+from pictures import Pictures, settle
 
 WIDTH, HEIGHT = 640, 480
+
+
+def pytest_configure(config):
+    config.addinivalue_line(
+        "markers", "soak: long runs of many frames that look for leaks and drift (deselect with -m 'not soak')")
 
 
 @pytest.fixture(scope="session")
@@ -24,6 +38,46 @@ def restore_size(window):
     res = window.video_mode.resolution
     if (res.x, res.y) != (WIDTH, HEIGHT) or window.video_mode.fullscreen:
         window.set_video_mode(WIDTH, HEIGHT, False)
+
+
+@pytest.fixture
+def gl(window):
+    """The session window as the graphics module's window, with the pixel projection,
+    cleared to opaque black and drawing into the window. Afterwards the window is the
+    render target again and texture unit 0 is active with no texture bound, whatever
+    the test left."""
+    libgraphics.set_window(window)
+    libgraphics.set_ortho()
+    GL.glActiveTexture(GL.GL_TEXTURE0)
+    GL.glClearColor(0, 0, 0, 1)
+    GL.glClear(GL.GL_COLOR_BUFFER_BIT)
+    yield window
+    if Framebuffer.current() is not None:
+        Framebuffer.unbind()
+    GL.glActiveTexture(GL.GL_TEXTURE0)
+    GL.glBindTexture(GL.GL_TEXTURE_2D, 0)
+
+
+@pytest.fixture
+def pictures(gl, tmp_path):
+    """A directory of test pictures, a root of the path database for the test. Every
+    load the test queued has arrived before it ends; the textures it no longer holds
+    are then purged and the resolution switch is back on."""
+    settle()
+    libcore.PathDatabase.add_root(str(tmp_path))
+    yield Pictures(tmp_path)
+    settle()
+    texture_database.full_resolution = True
+    gc.collect()
+    texture_database.purge()
+    libcore.PathDatabase.remove_root(str(tmp_path))
+
+
+@pytest.fixture
+def graphics_log(caplog):
+    """The engine's graphics messages, from INFO up."""
+    caplog.set_level(logging.INFO, logger="engine.graphics")
+    return caplog
 
 
 @pytest.fixture

@@ -2,9 +2,10 @@
 by the project's own writer, and a wait for the texture loader."""
 import os
 import sys
-import time
 
 from libgraphics import texture_loader
+
+from waiting import wait_until
 
 sys.path.insert(0, os.path.join(os.path.dirname(__file__), "..", "..", "data"))
 import images  # noqa: E402  (the project's own PNG writer)
@@ -12,10 +13,7 @@ import images  # noqa: E402  (the project's own PNG writer)
 
 def settle(timeout=20.0):
     """Polls "loading" until every queued load has been handed to OpenGL."""
-    deadline = time.monotonic() + timeout
-    while texture_loader.loading:
-        assert time.monotonic() < deadline, "the texture loader did not finish"
-        time.sleep(0.005)
+    wait_until(lambda: not texture_loader.loading, timeout, "the texture loader to finish its queued loads")
 
 
 class Pictures:

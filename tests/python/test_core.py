@@ -769,8 +769,14 @@ class TestLog:
         messages = [r.getMessage() for r in caplog.records if r.name == "engine.threads"]
         assert sorted(messages) == sorted(f"{n}:{i}" for n in range(4) for i in range(20))
 
-    def test_flush_with_nothing_queued(self):
+    def test_flush_with_nothing_queued(self, caplog):
+        caplog.set_level(logging.DEBUG)
+        Log.flush()  # whatever earlier tests queued
+        caplog.clear()
         Log.flush()
+        assert caplog.records == []
+        Log.info("core", "after an empty flush")  # and the log still delivers
+        assert [r.getMessage() for r in caplog.records] == ["after an empty flush"]
 
     def test_wrong_argument_types(self):
         with pytest.raises(TypeError):

@@ -14,21 +14,6 @@ RED = (255, 0, 0, 255)
 BLACK = (0, 0, 0, 255)
 
 
-@pytest.fixture
-def gl(window):
-    """The session window as the module's window, with the orthographic projection and
-    the window as the render target."""
-    libgraphics.set_window(window)
-    libgraphics.set_ortho()
-    GL.glClearColor(0, 0, 0, 1)
-    GL.glClear(GL.GL_COLOR_BUFFER_BIT)
-    GL.glActiveTexture(GL.GL_TEXTURE0)
-    yield window
-    if Framebuffer.current() is not None:
-        Framebuffer.unbind()
-    GL.glActiveTexture(GL.GL_TEXTURE0)
-
-
 def window_size(window):
     res = window.video_mode.resolution
     return res.x, res.y
@@ -40,6 +25,19 @@ def viewport():
 
 def bound_framebuffer():
     return int(GL.glGetIntegerv(GL.GL_FRAMEBUFFER_BINDING))
+
+
+def drawing_target():
+    """Where drawing goes: (the current framebuffer, the bound GL framebuffer, the viewport)."""
+    return Framebuffer.current(), bound_framebuffer(), viewport()
+
+
+def target_of(framebuffer):
+    """The drawing target of a bound framebuffer; None stands for the session window."""
+    if framebuffer is None:
+        return None, 0, (0, 0, 640, 480)
+    width, height = framebuffer.dimensions
+    return framebuffer, framebuffer.framebuffer_name, (0, 0, width, height)
 
 
 def pixel(window, x, y):
@@ -113,13 +111,10 @@ def test_bind_as_framebuffer_sets_its_viewport_and_unbind_the_windows(gl):
     f = Framebuffer()
     assert f.create((256, 128))
     f.bind_as_framebuffer()
-    assert Framebuffer.current() is f
-    assert bound_framebuffer() == f.framebuffer_name
+    assert drawing_target() == target_of(f)
     assert viewport() == (0, 0, 256, 128)
     Framebuffer.unbind()
-    assert Framebuffer.current() is None
-    assert bound_framebuffer() == 0
-    assert viewport() == (0, 0, 640, 480)
+    assert drawing_target() == target_of(None)
 
 
 def test_push_bind_pop_restores_the_window(gl):
@@ -129,9 +124,7 @@ def test_push_bind_pop_restores_the_window(gl):
     f.bind_as_framebuffer()
     assert viewport() == (0, 0, 256, 128)
     Framebuffer.pop()
-    assert Framebuffer.current() is None
-    assert bound_framebuffer() == 0
-    assert viewport() == (0, 0, 640, 480)
+    assert drawing_target() == target_of(None)
 
 
 def test_push_pop_nests(gl):
@@ -143,12 +136,10 @@ def test_push_pop_nests(gl):
     Framebuffer.push()
     Framebuffer.unbind()
     Framebuffer.pop()
-    assert Framebuffer.current() is inner
-    assert bound_framebuffer() == inner.framebuffer_name
+    assert drawing_target() == target_of(inner)
     assert viewport() == (0, 0, 30, 20)
     Framebuffer.pop()
-    assert Framebuffer.current() is outer
-    assert bound_framebuffer() == outer.framebuffer_name
+    assert drawing_target() == target_of(outer)
     assert viewport() == (0, 0, 100, 50)
     Framebuffer.unbind()
 

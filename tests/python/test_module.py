@@ -1,7 +1,6 @@
 """The graphics module's entry: registered classes, set_window / get_window,
 set_ortho and the window listener that follows the context."""
 import ctypes
-import time
 
 import numpy as np
 import pytest
@@ -10,6 +9,8 @@ from OpenGL import GL
 import libcore
 import libgraphics
 import libwindow
+
+from waiting import wait_until
 
 SDL = ctypes.CDLL("libSDL2-2.0.so.0")
 SDL.SDL_GL_GetCurrentWindow.restype = ctypes.c_void_p
@@ -23,14 +24,13 @@ def resize_by_the_window_system(window, width, height):
     """Resizes the window behind the engine's back, as a user dragging its border
     would, and lets the window deliver the resulting events."""
     SDL.SDL_SetWindowSize(SDL.SDL_GL_GetCurrentWindow(), width, height)
-    deadline = time.monotonic() + 5
-    while time.monotonic() < deadline:
+
+    def resized():
         window.process_events()
         res = window.video_mode.resolution
-        if (res.x, res.y) == (width, height):
-            return
-        time.sleep(0.01)
-    pytest.fail("the window system did not resize the window")
+        return (res.x, res.y) == (width, height)
+
+    wait_until(resized, timeout=5.0, what=f"the window system to resize the window to {width}x{height}")
 
 
 def viewport():

@@ -19,7 +19,7 @@ import libwindow
 from libcore import IntVector
 from libgraphics import Framebuffer, SceneLayer, SceneObject, Texture, Transform
 
-from pictures import Pictures, images, settle
+from pictures import images, settle
 
 INT_MIN, INT_MAX = -2**31, 2**31 - 1
 
@@ -30,24 +30,6 @@ def run_script(source, timeout=60, args=()):
     result = subprocess.run([sys.executable, "-c", textwrap.dedent(source), *args], capture_output=True,
                             text=True, timeout=timeout, env=os.environ.copy())
     return result.returncode, result.stdout + result.stderr
-
-
-@pytest.fixture
-def gl(window):
-    libgraphics.set_window(window)
-    libgraphics.set_ortho()
-    yield window
-
-
-@pytest.fixture
-def files(gl, tmp_path):
-    settle()
-    libcore.PathDatabase.add_root(str(tmp_path))
-    yield Pictures(tmp_path)
-    settle()
-    gc.collect()
-    libgraphics.texture_database.purge()
-    libcore.PathDatabase.remove_root(str(tmp_path))
 
 
 LAYER = "robust"
@@ -87,8 +69,8 @@ def purging_handler():
     logger.setLevel(previous)
 
 
-def test_a_log_handler_may_purge_while_a_purge_releases_textures(files, purging_handler):
-    names = [files.solid(f"purge{i}.png", 8, 8) for i in range(20)]
+def test_a_log_handler_may_purge_while_a_purge_releases_textures(pictures, purging_handler):
+    names = [pictures.solid(f"purge{i}.png", 8, 8) for i in range(20)]
     textures = [Texture(name, False, True) for name in names]
     del textures
     gc.collect()
@@ -98,8 +80,8 @@ def test_a_log_handler_may_purge_while_a_purge_releases_textures(files, purging_
     assert not any(libcore.PathDatabase.exists(n) is False for n in names)
 
 
-def test_a_log_handler_may_purge_while_the_context_is_recreated(files, purging_handler, restore_size):
-    names = [files.solid(f"reload{i}.png", 8, 8, (0, 255, 0, 255)) for i in range(10)]
+def test_a_log_handler_may_purge_while_the_context_is_recreated(pictures, purging_handler, restore_size):
+    names = [pictures.solid(f"reload{i}.png", 8, 8, (0, 255, 0, 255)) for i in range(10)]
     textures = [Texture(name, False, True) for name in names]
     restore_size.set_video_mode(200, 150, False)  # every texture reloads and logs
     libcore.Log.flush()
@@ -107,7 +89,7 @@ def test_a_log_handler_may_purge_while_the_context_is_recreated(files, purging_h
     assert all(t.gl_name != 0 for t in textures)  # held textures survive the purges
 
 
-def test_log_lines_reach_handlers_after_the_engine_call_returns(files, caplog):
+def test_log_lines_reach_handlers_after_the_engine_call_returns(pictures, caplog):
     caplog.set_level(logging.INFO, "engine")
     seen = []
 
@@ -118,7 +100,7 @@ def test_log_lines_reach_handlers_after_the_engine_call_returns(files, caplog):
     handler = During()
     logging.getLogger("engine").addHandler(handler)
     try:
-        Texture(files.solid("after.png"), False, True)
+        Texture(pictures.solid("after.png"), False, True)
         assert any("after.png" in m for m in seen)  # delivered by the time the call returned
     finally:
         logging.getLogger("engine").removeHandler(handler)
@@ -126,25 +108,25 @@ def test_log_lines_reach_handlers_after_the_engine_call_returns(files, caplog):
 
 # Files that once hung or crashed ------------------------------------------------------
 
-def lower_case_iend(files, name):
-    good = files.full_path("template.png")
+def lower_case_iend(pictures, name):
+    good = pictures.full_path("template.png")
     images.write_png(good, 8, 8, [bytes(32)] * 8)
     data = open(good, "rb").read()
     end = data.rindex(b"IEND")
-    return files.write_bytes(name, data[:end] + b"iEND" + data[end + 4:])
+    return pictures.write_bytes(name, data[:end] + b"iEND" + data[end + 4:])
 
 
-def test_a_png_ending_in_an_unknown_chunk_is_refused_synchronously(files, caplog):
-    name = lower_case_iend(files, "iend_sync.png")
+def test_a_png_ending_in_an_unknown_chunk_is_refused_synchronously(pictures, caplog):
+    name = lower_case_iend(pictures, "iend_sync.png")
     with caplog.at_level(logging.WARNING, "engine.graphics"):
         texture = Texture(name, False, True)
     assert texture.gl_name == 0
     assert any("Cannot decode texture" in r.getMessage() and name in r.getMessage() for r in caplog.records)
 
 
-def test_a_png_ending_in_an_unknown_chunk_does_not_stop_the_loader(files):
-    bad = Texture(lower_case_iend(files, "iend_async.png"))
-    good = Texture(files.solid("after_iend.png", 8, 8))
+def test_a_png_ending_in_an_unknown_chunk_does_not_stop_the_loader(pictures):
+    bad = Texture(lower_case_iend(pictures, "iend_async.png"))
+    good = Texture(pictures.solid("after_iend.png", 8, 8))
     settle(timeout=20)
     assert bad.gl_name == 0
     assert tuple(good.dimensions) == (8, 8) and good.gl_name != 0

@@ -25,18 +25,6 @@ BLACK = (0, 0, 0, 255)
 # Fixtures and helpers ----------------------------------------------------------------
 
 @pytest.fixture
-def gl(window):
-    """The session window as the module's window, with the orthographic projection."""
-    libgraphics.set_window(window)
-    libgraphics.set_ortho()
-    GL.glClearColor(0, 0, 0, 1)
-    GL.glClear(GL.GL_COLOR_BUFFER_BIT)
-    yield window
-    if Framebuffer.current() is not None:
-        Framebuffer.unbind()
-
-
-@pytest.fixture
 def scene(gl):
     """A fresh scene, which is the current one: the "layer" property uses it."""
     return Scene()
@@ -754,9 +742,30 @@ def test_plain_listener_removing_itself_during_its_call(listened):
     assert ref() is None
 
 
-def test_removing_an_unknown_listener_does_nothing(scene):
-    scene.remove_listener(ListenerLog("x", []))
+def test_removing_an_unknown_listener_does_nothing(listened):
+    scene, log = listened
+    kept = ListenerLog("kept", log)
+    scene.add_listener(kept)
+    stranger = ListenerLog("stranger", log)
+    scene.remove_listener(stranger)
     scene.remove_listener(object())
+    scene.update(0.5)
+    scene.render()
+    assert log == [
+        ("kept", "pre_update", 0.5),
+        ("back-object", "update", 0.5),
+        ("hud-object", "update", 0.5),
+        ("front-object", "update", 0.5),
+        ("kept", "post_update", 0.5),
+        ("kept", "pre_render", None),
+        ("kept", "pre_layer", "back"),
+        ("back-object", "render", None),
+        ("kept", "post_layer", "back"),
+        ("kept", "pre_layer", "front"),
+        ("front-object", "render", None),
+        ("kept", "post_layer", "front"),
+        ("kept", "post_render", None),
+    ]
 
 
 # Reference counting ------------------------------------------------------------------

@@ -4,9 +4,6 @@ dissolve through a transition texture)."""
 import gc
 import io
 import logging
-import os
-import sys
-import time
 import weakref
 
 import pytest
@@ -15,9 +12,9 @@ from OpenGL import GL
 import libcore
 import libgraphics
 from libcore import Colour, Vector
-from libgraphics import SceneLayer, Sprite, Texture, sprite_database, texture_database, texture_loader
+from libgraphics import SceneLayer, Sprite, Texture, sprite_database, texture_database
 
-from pictures import Pictures, images, settle
+from pictures import images, settle
 
 WIDTH, HEIGHT = 640, 480
 BLACK = (0, 0, 0, 255)
@@ -27,16 +24,6 @@ WHITE = (255, 255, 255, 255)
 # Fixtures and helpers ----------------------------------------------------------------
 
 @pytest.fixture
-def gl(window):
-    """The session window as the module's window, with the pixel projection."""
-    libgraphics.set_window(window)
-    libgraphics.set_ortho()
-    GL.glActiveTexture(GL.GL_TEXTURE0)
-    yield window
-    GL.glActiveTexture(GL.GL_TEXTURE0)
-
-
-@pytest.fixture
 def scene(gl):
     """A fresh scene (the current one from now on) with one common layer "main"."""
     s = libgraphics.Scene()
@@ -44,23 +31,6 @@ def scene(gl):
     sprite_database.unload()
     yield s
     sprite_database.unload()
-
-
-@pytest.fixture
-def pictures(gl, tmp_path):
-    settle()
-    libcore.PathDatabase.add_root(str(tmp_path))
-    yield Pictures(tmp_path)
-    settle()
-    gc.collect()
-    texture_database.purge()
-    libcore.PathDatabase.remove_root(str(tmp_path))
-
-
-@pytest.fixture
-def graphics_log(caplog):
-    caplog.set_level(logging.INFO, logger="engine.graphics")
-    return caplog
 
 
 def messages(caplog, logger="engine.graphics", level=None):

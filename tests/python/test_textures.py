@@ -6,8 +6,6 @@ import io
 import logging
 import os
 import random
-import sys
-import time
 
 import pytest
 from OpenGL import GL
@@ -16,45 +14,14 @@ import libcore
 import libgraphics
 from libgraphics import SceneLayer, Sprite, Texture, sprite_database, texture_database, texture_loader
 
-from pictures import Pictures, images, settle
+from pictures import images, settle
+from waiting import wait_until
 
 GL_CLAMP_TO_EDGE = 0x812F
 GL_RGBA8 = 0x8058
 
 
 # Fixtures and helpers ----------------------------------------------------------------
-
-@pytest.fixture
-def gl(window):
-    """The session window as the module's window, with the pixel projection."""
-    libgraphics.set_window(window)
-    libgraphics.set_ortho()
-    GL.glActiveTexture(GL.GL_TEXTURE0)
-    GL.glClearColor(0, 0, 0, 1)
-    GL.glClear(GL.GL_COLOR_BUFFER_BIT)
-    yield window
-    GL.glActiveTexture(GL.GL_TEXTURE0)
-    GL.glBindTexture(GL.GL_TEXTURE_2D, 0)
-
-
-@pytest.fixture
-def pictures(gl, tmp_path):
-    """A directory of test pictures, a root of the path database for the test."""
-    settle()
-    libcore.PathDatabase.add_root(str(tmp_path))
-    yield Pictures(tmp_path)
-    settle()
-    texture_database.full_resolution = True
-    gc.collect()
-    texture_database.purge()
-    libcore.PathDatabase.remove_root(str(tmp_path))
-
-
-@pytest.fixture
-def graphics_log(caplog):
-    caplog.set_level(logging.INFO, logger="engine.graphics")
-    return caplog
-
 
 def messages(caplog, level=None):
     libcore.Log.flush()  # messages of the loader thread
@@ -114,14 +81,20 @@ def test_paths_are_matched_exactly(pictures):
     assert a.gl_name != b.gl_name  # two entries, though the file is the same
 
 
-def test_asynchronous_load_waits_for_a_script_poll(pictures):
+def test_asynchronous_load_waits_for_a_script_poll(pictures, graphics_log):
     texture = Texture(pictures.solid("polled.png", 4, 2))
-    time.sleep(0.3)  # decoded by now, but only handed to OpenGL by the script thread
-    assert texture.gl_name == 0
+    # The loader decodes in queue order on one thread: once it has warned about a
+    # corrupt file queued after this one, this one's pixels are decoded too.
+    marker = pictures.corrupt("after_polled.png")
+    later = Texture(marker)
+    wait_until(lambda: any(marker in m for m in messages(graphics_log, logging.WARNING)),
+               what="the loader to decode both files")
+    assert texture.gl_name == 0  # decoded, but only handed to OpenGL by the script thread
     assert dimensions(texture) == (0, 0)
-    settle()
+    settle()  # the marker's warning comes just before its own result is handed back
     assert texture.gl_name != 0
     assert dimensions(texture) == (4, 2)
+    assert later.gl_name == 0
 
 
 def test_synchronous_load_is_ready_at_once(pictures, graphics_log):
@@ -144,7 +117,10 @@ def test_loading_is_false_when_nothing_was_queued(gl):
 
 
 def test_loading_is_true_while_a_load_is_pending(pictures):
-    paths = [pictures.solid(f"pending{i}.png", 64, 64) for i in range(8)]
+    # A large picture first: the loader decodes in queue order, so every load waits
+    # behind a decode of a million pixels while the script asks.
+    large = pictures.write_bytes("pending_large.png", images.png_bytes(1024, 1024, [bytes(3072)] * 1024, images.RGB))
+    paths = [large] + [pictures.solid(f"pending{i}.png", 64, 64) for i in range(8)]
     textures = [Texture(p) for p in paths]
     assert texture_loader.loading is True
     settle()
@@ -619,10 +595,14 @@ def test_many_distinct_files_at_once(pictures):
     paths = [pictures.write_bytes(f"bulk{i}.png", data) for i in range(300)]
     textures = [Texture(p) for p in paths]
     polls = 0
-    while texture_loader.loading:
+
+    def loaded():
+        nonlocal polls
         polls += 1
         if polls % 50 == 0:
-            texture_database.purge()
-        time.sleep(0.001)
+            texture_database.purge()  # purges between polls must not lose a pending load
+        return not texture_loader.loading
+
+    wait_until(loaded, timeout=30.0, what="300 textures to load")
     assert all(dimensions(t) == (32, 32) for t in textures)
     assert len({t.gl_name for t in textures}) == 300

@@ -9,7 +9,7 @@
 #include <string>
 
 namespace Factory = engine::core::Factory;
-using engine::core::test::evaluate;
+using engine::core::test::holds;
 using engine::core::test::new_namespace;
 using engine::core::test::run;
 
@@ -35,6 +35,12 @@ protected:
         broken_ = PyDict_GetItemString(globals_, "Broken");
     }
     void TearDown() override { Py_XDECREF(globals_); }
+
+    /// Whether `expression` holds, with `object` named "made" in the namespace.
+    bool holds_of(PyObject* object, const char* expression) {
+        PyDict_SetItemString(globals_, "made", object);
+        return holds(globals_, expression);
+    }
 
     PyObject* globals_ = nullptr;
     PyObject* widget_ = nullptr;  // borrowed from globals_
@@ -65,10 +71,7 @@ TEST_F(FactoryTest, NewObjectCreatesAnInstanceWithoutArguments) {
     PyObject* object = Factory::new_object_raw("FactoryTest.Create", nullptr);
     ASSERT_NE(object, nullptr);
     EXPECT_EQ(PyObject_IsInstance(object, widget_), 1);
-    PyDict_SetItemString(globals_, "made", object);
-    PyObject* args = evaluate(globals_, "made.args == ()");
-    EXPECT_EQ(args, Py_True);
-    Py_XDECREF(args);
+    EXPECT_TRUE(holds_of(object, "made.args == ()"));
     Py_DECREF(object);
 }
 
@@ -78,10 +81,7 @@ TEST_F(FactoryTest, NewObjectPassesTheArgumentTuple) {
     PyObject* object = Factory::new_object_raw("FactoryTest.Arguments", args);
     Py_DECREF(args);
     ASSERT_NE(object, nullptr);
-    PyDict_SetItemString(globals_, "made", object);
-    PyObject* same = evaluate(globals_, "made.args == (7, 'seven', 7.5)");
-    EXPECT_EQ(same, Py_True);
-    Py_XDECREF(same);
+    EXPECT_TRUE(holds_of(object, "made.args == (7, 'seven', 7.5)"));
     Py_DECREF(object);
 }
 

@@ -9,6 +9,7 @@
 using engine::core::call_method;
 using engine::core::script_overrides;
 using engine::core::test::evaluate;
+using engine::core::test::holds;
 using engine::core::test::new_namespace;
 using engine::core::test::run;
 
@@ -45,12 +46,7 @@ protected:
     }
 
     PyObject* make(const char* expression) { return evaluate(globals_, expression); }
-    bool check(const char* expression) {
-        PyObject* result = evaluate(globals_, expression);
-        const bool ok = result && PyObject_IsTrue(result) == 1;
-        Py_XDECREF(result);
-        return ok;
-    }
+    bool check(const char* expression) { return holds(globals_, expression); }
 
     PyObject* globals_ = nullptr;
 };

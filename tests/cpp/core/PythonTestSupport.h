@@ -36,4 +36,12 @@ inline PyObject* evaluate(PyObject* globals, const char* expression) {
     return result;
 }
 
+/// Whether an expression in `globals` is true (false when it raises).
+inline bool holds(PyObject* globals, const char* expression) {
+    PyObject* result = evaluate(globals, expression);
+    const bool value = result && PyObject_IsTrue(result) == 1;
+    Py_XDECREF(result);
+    return value;
+}
+
 }  // namespace engine::core::test

@@ -5,7 +5,8 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <chrono>
+#include <condition_variable>
+#include <mutex>
 #include <thread>
 
 using engine::core::Mutex;
@@ -14,21 +15,49 @@ using engine::core::Thread;
 
 namespace {
 
+// A one-way signal between threads: wait() returns once set() has been called.
+class Signal {
+public:
+    void set() {
+        {
+            std::lock_guard<std::mutex> hold(mutex_);
+            set_ = true;
+        }
+        changed_.notify_all();
+    }
+    void wait() {
+        std::unique_lock<std::mutex> hold(mutex_);
+        changed_.wait(hold, [this] { return set_; });
+    }
+    void reset() {
+        std::lock_guard<std::mutex> hold(mutex_);
+        set_ = false;
+    }
+
+private:
+    std::mutex mutex_;
+    std::condition_variable changed_;
+    bool set_ = false;  // guarded by mutex_
+};
+
 // Thread runs plain functions, so the tests talk to them through globals.
 std::atomic<int> g_runs{0};
-std::atomic<bool> g_release{false};
+Signal g_started;  // the function is running
+Signal g_release;  // the function may return
 std::atomic<bool> g_finished{false};
 
 void count_run() { ++g_runs; }
 
 void wait_for_release() {
-    while (!g_release) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    g_started.set();
+    g_release.wait();
     g_finished = true;
 }
 
-void sleep_then_finish() {
-    std::this_thread::sleep_for(std::chrono::milliseconds(50));
-    g_finished = true;
+void reset_signals() {
+    g_started.reset();
+    g_release.reset();
+    g_finished = false;
 }
 
 Mutex g_mutex;
@@ -43,9 +72,13 @@ void increment_under_lock() {
 }
 
 std::atomic<bool> g_acquired{false};
+std::atomic<bool> g_released{false};     // the test thread is about to release g_mutex
+std::atomic<bool> g_saw_release{false};  // g_released, as the thread saw it once it held g_mutex
 
 void acquire_and_mark() {
+    g_started.set();
     MutexLock lock(g_mutex);
+    g_saw_release = g_released.load();
     g_acquired = true;
 }
 
@@ -62,13 +95,13 @@ TEST(Thread, RunsTheFunction) {
 }
 
 TEST(Thread, StartingTwiceReturnsFalse) {
-    g_release = false;
-    g_finished = false;
+    reset_signals();
     Thread thread(wait_for_release);
     ASSERT_TRUE(thread.start());
+    g_started.wait();
     EXPECT_TRUE(thread.is_running());
     EXPECT_FALSE(thread.start());
-    g_release = true;
+    g_release.set();
     thread.join();
     EXPECT_TRUE(g_finished);
 }
@@ -96,12 +129,26 @@ TEST(Thread, JoinWithoutStartDoesNothing) {
 }
 
 TEST(Thread, DestructorWaitsForTheFunction) {
-    g_finished = false;
+    reset_signals();
+    std::atomic<bool> leaving{false};
+    // Lets the function return only once this thread is leaving the Thread's scope, so
+    // the function is still running when the destructor starts.
+    std::thread releaser([&leaving] {
+        while (!leaving) std::this_thread::yield();
+        g_release.set();
+    });
     {
-        Thread thread(sleep_then_finish);
-        ASSERT_TRUE(thread.start());
+        Thread thread(wait_for_release);
+        if (thread.start()) {
+            g_started.wait();
+            EXPECT_FALSE(g_finished);
+        } else {
+            ADD_FAILURE() << "the thread did not start";
+        }
+        leaving = true;
     }
     EXPECT_TRUE(g_finished);
+    releaser.join();
 }
 
 TEST(Mutex, ExcludesOtherThreads) {
@@ -117,19 +164,25 @@ TEST(Mutex, ExcludesOtherThreads) {
 }
 
 TEST(Mutex, AcquireBlocksUntilReleased) {
+    reset_signals();
     g_acquired = false;
+    g_released = false;
+    g_saw_release = false;
     g_mutex.acquire();
     Thread thread(acquire_and_mark);
     ASSERT_TRUE(thread.start());
-    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    g_started.wait();  // the thread is on its way into acquire()
     EXPECT_FALSE(g_acquired);
+    g_released = true;
     g_mutex.release();
     thread.join();
     EXPECT_TRUE(g_acquired);
+    EXPECT_TRUE(g_saw_release);  // it held the lock only after this thread let go
 }
 
 TEST(Mutex, LockReleasesAtTheEndOfItsScope) {
     { MutexLock lock(g_mutex); }
+    reset_signals();
     g_acquired = false;
     Thread thread(acquire_and_mark);
     ASSERT_TRUE(thread.start());

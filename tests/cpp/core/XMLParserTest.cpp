@@ -50,15 +50,21 @@ using Events = std::vector<std::string>;
     return result;
 }
 
+// The callbacks a well-formed document gives, in order.
+Events events_of(const std::string& text) {
+    RecordingParser parser;
+    EXPECT_TRUE(parser.parse_text(text)) << text;
+    return parser.events;
+}
+
 bool mentions(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
 
 }  // namespace
 
 TEST(XMLParser, CallbacksComeInDocumentOrder) {
-    RecordingParser parser;
-    EXPECT_TRUE(parser.parse_text("<scene><layer id=\"1\"><sprite/></layer><layer id=\"2\"/></scene>"));
-    EXPECT_EQ(parser.events, (Events{"start scene", "start layer id=1", "start sprite", "end sprite", "end layer",
-                                     "start layer id=2", "end layer", "end scene"}));
+    EXPECT_EQ(events_of("<scene><layer id=\"1\"><sprite/></layer><layer id=\"2\"/></scene>"),
+              (Events{"start scene", "start layer id=1", "start sprite", "end sprite", "end layer", "start layer id=2",
+                      "end layer", "end scene"}));
 }
 
 TEST(XMLParser, AttributesArriveByName) {
@@ -75,28 +81,24 @@ TEST(XMLParser, ElementWithoutAttributesGivesEmptyMap) {
 }
 
 TEST(XMLParser, CharacterDataIsJoinedBetweenTags) {
-    RecordingParser parser;
     // Entities, a comment and CDATA split the data inside expat; the callback sees one piece.
-    EXPECT_TRUE(parser.parse_text("<a>one &amp; two<!-- c --> three<![CDATA[ <four> ]]></a>"));
-    EXPECT_EQ(parser.events, (Events{"start a", "data [one & two three <four> ]", "end a"}));
+    EXPECT_EQ(events_of("<a>one &amp; two<!-- c --> three<![CDATA[ <four> ]]></a>"),
+              (Events{"start a", "data [one & two three <four> ]", "end a"}));
 }
 
 TEST(XMLParser, CharacterDataIsDeliveredBeforeTheNextTag) {
-    RecordingParser parser;
-    EXPECT_TRUE(parser.parse_text("<a>x<b>y</b>z</a>"));
-    EXPECT_EQ(parser.events, (Events{"start a", "data [x]", "start b", "data [y]", "end b", "data [z]", "end a"}));
+    EXPECT_EQ(events_of("<a>x<b>y</b>z</a>"),
+              (Events{"start a", "data [x]", "start b", "data [y]", "end b", "data [z]", "end a"}));
 }
 
 TEST(XMLParser, WhiteSpaceBetweenTagsIsData) {
-    RecordingParser parser;
-    EXPECT_TRUE(parser.parse_text("<a>\n  <b/>\n</a>"));
-    EXPECT_EQ(parser.events, (Events{"start a", "data [\n  ]", "start b", "end b", "data [\n]", "end a"}));
+    EXPECT_EQ(events_of("<a>\n  <b/>\n</a>"),
+              (Events{"start a", "data [\n  ]", "start b", "end b", "data [\n]", "end a"}));
 }
 
 TEST(XMLParser, NonAsciiTextArrivesAsUtf8) {
-    RecordingParser parser;
-    EXPECT_TRUE(parser.parse_text("<a t=\"\xc3\xa9\">\xe2\x82\xac</a>"));
-    EXPECT_EQ(parser.events, (Events{"start a t=\xc3\xa9", "data [\xe2\x82\xac]", "end a"}));
+    EXPECT_EQ(events_of("<a t=\"\xc3\xa9\">\xe2\x82\xac</a>"),
+              (Events{"start a t=\xc3\xa9", "data [\xe2\x82\xac]", "end a"}));
 }
 
 TEST(XMLParser, BaseClassCallbacksDoNothing) {

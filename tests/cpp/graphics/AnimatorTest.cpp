@@ -24,6 +24,8 @@
 #include <functional>
 #include <limits>
 #include <memory>
+#include <optional>
+#include <string>
 #include <utility>
 #include <vector>
 
@@ -82,45 +84,38 @@ TEST(SceneObjectAnimator, StartsWithoutObjectOrDelay) {
     EXPECT_EQ(p.get_delay(), 0.0f);
 }
 
-TEST(SceneObjectAnimator, DelayPartlyUsedStepsWithTheRest) {
+// A delay counts down before the animator steps; the step that uses it up passes on
+// only what is left of its time.
+struct DelayCase {
+    const char* name;
+    float delay;
+    std::vector<float> updates;        // the dt of each update, in order
+    std::vector<float> steps;          // the dt of each step taken
+    std::optional<float> delay_after;  // what is left of the delay, where it matters
+};
+
+class AnimatorDelay : public ::testing::TestWithParam<DelayCase> {};
+
+TEST_P(AnimatorDelay, Steps) {
+    const DelayCase& c = GetParam();
     Probe p;
-    p.set_delay(0.5f);
-    p.update(0.375f);
-    EXPECT_TRUE(p.steps.empty());
-    EXPECT_EQ(p.get_delay(), 0.125f);
-    p.update(0.375f);
-    ASSERT_EQ(p.steps.size(), 1u);
-    EXPECT_EQ(p.steps[0], 0.25f);
-    EXPECT_EQ(p.get_delay(), 0.0f);
-    p.update(0.375f);
-    EXPECT_EQ(p.steps.back(), 0.375f);
+    p.set_delay(c.delay);
+    for (float dt : c.updates) p.update(dt);
+    EXPECT_EQ(p.steps, c.steps);
+    if (c.delay_after) EXPECT_EQ(p.get_delay(), *c.delay_after);
 }
 
-TEST(SceneObjectAnimator, DelayRunningOutExactlyStepsByZero) {
-    Probe p;
-    p.set_delay(0.5f);
-    p.update(0.25f);
-    p.update(0.25f);
-    ASSERT_EQ(p.steps.size(), 1u);
-    EXPECT_EQ(p.steps[0], 0.0f);
-    EXPECT_EQ(p.get_delay(), 0.0f);
-}
-
-TEST(SceneObjectAnimator, NegativeDelayBehavesAsNone) {
-    Probe p;
-    p.set_delay(-1.0f);
-    p.update(0.25f);
-    ASSERT_EQ(p.steps.size(), 1u);
-    EXPECT_EQ(p.steps[0], 0.25f);
-}
-
-TEST(SceneObjectAnimator, NanDelayBehavesAsNone) {
-    Probe p;
-    p.set_delay(std::numeric_limits<float>::quiet_NaN());
-    p.update(0.25f);
-    ASSERT_EQ(p.steps.size(), 1u);
-    EXPECT_EQ(p.steps[0], 0.25f);
-}
+INSTANTIATE_TEST_SUITE_P(
+    SceneObjectAnimator, AnimatorDelay,
+    ::testing::Values(
+        DelayCase{"NoStepWhileTheDelayLasts", 0.5f, {0.25f}, {}, 0.25f},
+        DelayCase{"DelayPartlyUsedStepsWithTheRest", 0.5f, {0.375f, 0.375f, 0.375f}, {0.25f, 0.375f}, 0.0f},
+        DelayCase{"DelayEndingMidStepPassesOnlyTheRemainder", 0.5f, {0.25f, 0.375f, 0.375f}, {0.125f, 0.375f}, 0.0f},
+        DelayCase{"DelayRunningOutExactlyStepsByZero", 0.5f, {0.25f, 0.25f}, {0.0f}, 0.0f},
+        DelayCase{"DelayUsedUpByOneExactStepStepsByZero", 0.5f, {0.5f}, {0.0f}, 0.0f},
+        DelayCase{"NegativeDelayBehavesAsNone", -1.0f, {0.25f}, {0.25f}, std::nullopt},
+        DelayCase{"NanDelayBehavesAsNone", std::numeric_limits<float>::quiet_NaN(), {0.25f}, {0.25f}, std::nullopt}),
+    [](const ::testing::TestParamInfo<DelayCase>& info) { return std::string(info.param.name); });
 
 TEST(SceneObjectAnimator, FinishRemovesItFromItsObject) {
     Probe p;
@@ -837,10 +832,13 @@ TEST(SceneObjectAnimatorSlide, EaseOutOvershootsByUnderOnePercent) {
     SceneObject o;
     o.add_animator("s", s.get());
     float most = 0.0f;
-    while (o.any_animators()) {
+    int steps = 0;
+    while (o.any_animators() && steps < 10'000) {  // a slide of 1 s ends after 1,000 steps
         o.update(0.001f);
         most = std::max(most, o.get_local_position().x);
+        ++steps;
     }
+    EXPECT_FALSE(o.any_animators());
     EXPECT_GT(most, 1000.0f);
     EXPECT_LT(most, 1010.0f);
 }

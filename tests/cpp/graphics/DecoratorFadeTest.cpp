@@ -5,11 +5,13 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <string>
 #include <vector>
 
 using engine::graphics::DecoratorFade;
 using engine::graphics::Texture;
+using Hooks = std::vector<std::string>;
 
 // The transition textures are private, empty textures made from no bytes: nothing is
 // uploaded, so no GL context is needed.
@@ -32,6 +34,12 @@ public:
         for (const Call& c : calls) n += c.hook == hook;
         return n;
     }
+    // The hooks called so far, in order.
+    std::vector<std::string> hooks() const {
+        std::vector<std::string> names;
+        for (const Call& c : calls) names.push_back(c.hook);
+        return names;
+    }
 
 protected:
     void on_fade_begin(const Fade& f) override { record("begin", f); }
@@ -42,6 +50,18 @@ private:
         calls.push_back({hook, f.from, f.to, f.delay, f.remaining, f.duration, f.progress});
     }
 };
+
+// Whether the front fade is there and has counted its delay, remaining time and progress
+// to these values (within float rounding); prints what it has when not.
+::testing::AssertionResult front_fade_is(const DecoratorFade& d, float delay, float remaining, float progress) {
+    const DecoratorFade::Fade* f = d.get_fade();
+    if (!f) return ::testing::AssertionFailure() << "no fade";
+    const auto near = [](float a, float b) { return std::abs(a - b) <= 1e-6f; };
+    if (near(f->delay, delay) && near(f->remaining, remaining) && near(f->progress, progress))
+        return ::testing::AssertionSuccess();
+    return ::testing::AssertionFailure() << "delay " << f->delay << ", remaining " << f->remaining << ", progress "
+                                         << f->progress;
+}
 
 }  // namespace
 
@@ -76,13 +96,8 @@ TEST(DecoratorFade, DelayOneDurationTwoUpdatedByOneAndAHalfHasProgressAQuarter) 
     RecordingFade d;
     d.fade(1.0f, 0.0f, 1.0f, 2.0f, empty_texture());
     d.update(1.5f);
-    const DecoratorFade::Fade* f = d.get_fade();
-    ASSERT_NE(f, nullptr);
-    EXPECT_FLOAT_EQ(f->progress, 0.25f);
-    EXPECT_EQ(f->delay, 0.0f);
-    EXPECT_FLOAT_EQ(f->remaining, 1.5f);
-    ASSERT_EQ(d.calls.size(), 1u);
-    EXPECT_EQ(d.calls[0].hook, "begin");
+    EXPECT_TRUE(front_fade_is(d, 0.0f, 1.5f, 0.25f));
+    ASSERT_EQ(d.hooks(), Hooks{"begin"});
     // The hook sees the fade before the left-over time is taken off.
     EXPECT_EQ(d.calls[0].remaining, 2.0f);
     EXPECT_EQ(d.calls[0].progress, 0.0f);
@@ -92,11 +107,7 @@ TEST(DecoratorFade, UpdateWithinTheDelayOnlyCountsItDown) {
     RecordingFade d;
     d.fade(1.0f, 0.0f, 1.0f, 2.0f, empty_texture());
     d.update(0.25f);
-    const DecoratorFade::Fade* f = d.get_fade();
-    ASSERT_NE(f, nullptr);
-    EXPECT_FLOAT_EQ(f->delay, 0.75f);
-    EXPECT_EQ(f->remaining, 2.0f);
-    EXPECT_EQ(f->progress, 0.0f);
+    EXPECT_TRUE(front_fade_is(d, 0.75f, 2.0f, 0.0f));
     EXPECT_TRUE(d.calls.empty());
 }
 
@@ -126,11 +137,7 @@ TEST(DecoratorFade, BeginAndEndAreCalledOnceEach) {
     RecordingFade d;
     d.fade(1.0f, 0.5f, 0.5f, 1.0f, empty_texture());
     for (int i = 0; i < 20; ++i) d.update(0.125f);
-    EXPECT_EQ(d.count("begin"), 1);
-    EXPECT_EQ(d.count("end"), 1);
-    ASSERT_EQ(d.calls.size(), 2u);
-    EXPECT_EQ(d.calls[0].hook, "begin");
-    EXPECT_EQ(d.calls[1].hook, "end");
+    ASSERT_EQ(d.hooks(), (Hooks{"begin", "end"}));
     EXPECT_EQ(d.calls[1].progress, 1.0f);
     EXPECT_EQ(d.calls[1].from, 1.0f);
     EXPECT_EQ(d.calls[1].to, 0.5f);
@@ -153,9 +160,7 @@ TEST(DecoratorFade, UpdateCoveringDelayAndDurationBeginsAndEndsAtOnce) {
     RecordingFade d;
     d.fade(1.0f, 0.0f, 1.0f, 2.0f, empty_texture());
     d.update(5.0f);
-    ASSERT_EQ(d.calls.size(), 2u);
-    EXPECT_EQ(d.calls[0].hook, "begin");
-    EXPECT_EQ(d.calls[1].hook, "end");
+    ASSERT_EQ(d.hooks(), (Hooks{"begin", "end"}));
     EXPECT_EQ(d.get_fade(), nullptr);
 }
 
@@ -189,40 +194,40 @@ TEST(DecoratorFade, OnlyTheFrontFadeIsStepped) {
     EXPECT_EQ(d.get_fade()->delay, 3.0f);  // the second fade's delay has not started
 }
 
-TEST(DecoratorFade, ZeroDurationEndsAtTheFirstUpdate) {
+// A fade of no duration ends at the first update, whatever that update covers.
+struct ZeroDurationCase {
+    const char* name;
+    float to;
+    float delay;      // the fade's
+    float dt;         // of the first update
+    Hooks hooks;      // called by that update
+    float end_delay;  // the delay the end hook sees
+};
+
+class ZeroDurationFade : public ::testing::TestWithParam<ZeroDurationCase> {};
+
+TEST_P(ZeroDurationFade, EndsAtTheFirstUpdate) {
+    const ZeroDurationCase& c = GetParam();
     RecordingFade d;
-    d.fade(1.0f, 0.25f, 0.0f, 0.0f, empty_texture());
-    d.update(0.016f);
-    ASSERT_EQ(d.calls.size(), 2u);
-    EXPECT_EQ(d.calls[0].hook, "begin");
-    EXPECT_EQ(d.calls[1].hook, "end");
-    EXPECT_EQ(d.calls[1].progress, 1.0f);
-    EXPECT_EQ(d.calls[1].to, 0.25f);
+    d.fade(1.0f, c.to, c.delay, 0.0f, empty_texture());
+    d.update(c.dt);
+    ASSERT_EQ(d.hooks(), c.hooks);
+    EXPECT_EQ(d.calls.back().to, c.to);
+    EXPECT_EQ(d.calls.back().delay, c.end_delay);
+    if (d.calls.size() == 2) EXPECT_EQ(d.calls.back().progress, 1.0f);  // it had begun
     EXPECT_EQ(d.get_fade(), nullptr);
 }
 
-TEST(DecoratorFade, ZeroDurationUpdatedByZeroEndsWithoutBeginning) {
-    // No time is left over, so the begin hook's condition does not hold; the fade still
-    // has nothing remaining and ends.
-    RecordingFade d;
-    d.fade(1.0f, 0.0f, 0.0f, 0.0f, empty_texture());
-    d.update(0.0f);
-    ASSERT_EQ(d.calls.size(), 1u);
-    EXPECT_EQ(d.calls[0].hook, "end");
-    EXPECT_EQ(d.get_fade(), nullptr);
-}
-
-TEST(DecoratorFade, ZeroDurationEndsAtTheFirstUpdateEvenWithinItsDelay) {
-    // Nothing remains to run from the start, so the first update ends the fade while
-    // its delay is still counting down, without the begin hook.
-    RecordingFade d;
-    d.fade(1.0f, 0.0f, 1.0f, 0.0f, empty_texture());
-    d.update(0.5f);
-    ASSERT_EQ(d.calls.size(), 1u);
-    EXPECT_EQ(d.calls[0].hook, "end");
-    EXPECT_EQ(d.calls[0].delay, 0.5f);
-    EXPECT_EQ(d.get_fade(), nullptr);
-}
+INSTANTIATE_TEST_SUITE_P(
+    DecoratorFade, ZeroDurationFade,
+    ::testing::Values(ZeroDurationCase{"BeginsAndEnds", 0.25f, 0.0f, 0.016f, {"begin", "end"}, 0.0f},
+                      // No time is left over, so the begin hook's condition does not hold; the fade
+                      // still has nothing remaining and ends.
+                      ZeroDurationCase{"UpdatedByZeroEndsWithoutBeginning", 0.0f, 0.0f, 0.0f, {"end"}, 0.0f},
+                      // Nothing remains to run from the start, so the first update ends the fade while
+                      // its delay is still counting down, without the begin hook.
+                      ZeroDurationCase{"EndsEvenWithinItsDelay", 0.0f, 1.0f, 0.5f, {"end"}, 0.5f}),
+    [](const ::testing::TestParamInfo<ZeroDurationCase>& info) { return std::string(info.param.name); });
 
 TEST(DecoratorFade, DestructionReleasesQueuedTextures) {
     Texture texture = empty_texture();

@@ -1,28 +1,25 @@
 #include "module/GraphicsWindowListener.h"
 
+#include "support/GLContext.h"
+
 #include "engine/graphics/Module.h"
 #include "engine/window/VertexBuffer.h"
-#include "engine/window/Window.h"
 
 #include <GL/gl.h>
 #include <GL/glext.h>
 #include <gtest/gtest.h>
 
-#include <memory>
-#include <stdexcept>
-
 using engine::graphics::GraphicsWindowListener;
-using engine::window::Window;
 
 namespace {
 
-std::unique_ptr<Window> open_window() {
-    try {
-        return std::make_unique<Window>(320, 240, "listener test");
-    } catch (const std::runtime_error&) {
-        return nullptr;
-    }
-}
+// A 320 x 240 window whose context the tests hand to the listener or the module
+// themselves.
+class ListenerContext : public engine::test::GLContext {
+protected:
+    ListenerContext() : GLContext(320, 240, "listener test") {}
+};
+using ModuleContext = ListenerContext;
 
 struct Viewport {
     GLint v[4];
@@ -36,39 +33,33 @@ Viewport viewport() {
 
 }  // namespace
 
-TEST(GraphicsWindowListener, ResizeBeforeCreateLeavesViewportAlone) {
-    auto window = open_window();
-    if (!window) GTEST_SKIP() << "no display";
+TEST_F(ListenerContext, ResizeBeforeCreateLeavesViewportAlone) {
     GraphicsWindowListener listener;  // never told on_create
     glViewport(0, 0, 10, 10);
-    listener.on_resize(window.get(), {200, 100});
+    listener.on_resize(window_.get(), {200, 100});
     EXPECT_EQ(viewport().v[2], 10);
     EXPECT_EQ(viewport().v[3], 10);
 }
 
-TEST(GraphicsWindowListener, ResizeAfterCreateSetsViewport) {
-    auto window = open_window();
-    if (!window) GTEST_SKIP() << "no display";
+TEST_F(ListenerContext, ResizeAfterCreateSetsViewport) {
     GraphicsWindowListener listener;
-    listener.on_create(window.get());
+    listener.on_create(window_.get());
     EXPECT_TRUE(listener.is_context_open());
-    listener.on_resize(window.get(), {200, 100});
+    listener.on_resize(window_.get(), {200, 100});
     EXPECT_EQ(viewport().v[2], 200);
     EXPECT_EQ(viewport().v[3], 100);
-    listener.on_destroy(window.get());
+    listener.on_destroy(window_.get());
     EXPECT_FALSE(listener.is_context_open());
     glViewport(0, 0, 10, 10);
-    listener.on_resize(window.get(), {200, 100});
+    listener.on_resize(window_.get(), {200, 100});
     EXPECT_EQ(viewport().v[2], 10);
 }
 
-TEST(GraphicsWindowListener, CreateSetsClearColourAndClientArrays) {
-    auto window = open_window();
-    if (!window) GTEST_SKIP() << "no display";
+TEST_F(ListenerContext, CreateSetsClearColourAndClientArrays) {
     glClearColor(0.5f, 0.5f, 0.5f, 0.5f);
     glDisableClientState(GL_VERTEX_ARRAY);
     GraphicsWindowListener listener;
-    listener.on_create(window.get());
+    listener.on_create(window_.get());
     GLfloat clear[4];
     glGetFloatv(GL_COLOR_CLEAR_VALUE, clear);
     EXPECT_EQ(clear[0], 0.0f);
@@ -81,9 +72,7 @@ TEST(GraphicsWindowListener, CreateSetsClearColourAndClientArrays) {
     EXPECT_EQ(face, GL_BACK);
 }
 
-TEST(GraphicsModule, SetOrthoWithoutWindowLeavesProjectionAlone) {
-    auto window = open_window();
-    if (!window) GTEST_SKIP() << "no display";
+TEST_F(ModuleContext, SetOrthoWithoutWindowLeavesProjectionAlone) {
     engine::graphics::set_window(nullptr);
     glMatrixMode(GL_PROJECTION);
     glLoadIdentity();
@@ -96,10 +85,8 @@ TEST(GraphicsModule, SetOrthoWithoutWindowLeavesProjectionAlone) {
     EXPECT_EQ(m[5], 3.0f);
 }
 
-TEST(GraphicsModule, SetOrthoMapsPixelsWithOriginTopLeft) {
-    auto window = open_window();
-    if (!window) GTEST_SKIP() << "no display";
-    engine::graphics::set_window(window.get());
+TEST_F(ModuleContext, SetOrthoMapsPixelsWithOriginTopLeft) {
+    engine::graphics::set_window(window_.get());
     EXPECT_TRUE(engine::graphics::is_context_open());
     engine::graphics::set_ortho();
     GLfloat m[16];
@@ -112,18 +99,16 @@ TEST(GraphicsModule, SetOrthoMapsPixelsWithOriginTopLeft) {
     engine::graphics::set_window(nullptr);
 }
 
-TEST(GraphicsWindowListener, BuffersDieWithTheContextAndComeBackWhenUsed) {
-    auto window = open_window();
-    if (!window) GTEST_SKIP() << "no display";
+TEST_F(ListenerContext, BuffersDieWithTheContextAndComeBackWhenUsed) {
     engine::window::VertexBuffer::set_registry(&engine::graphics::buffer_registry());
-    engine::graphics::set_window(window.get());
+    engine::graphics::set_window(window_.get());
     ASSERT_TRUE(engine::graphics::are_vertex_buffer_objects_supported());
     {
         engine::window::VertexBuffer buffer(8, 4, GL_STREAM_DRAW);
         buffer.map(4);
         buffer.unmap();
         EXPECT_NE(buffer.get_name(), 0u);
-        window->set_video_mode(160, 120);  // on_destroy releases every registered buffer
+        window().set_video_mode(160, 120);  // on_destroy releases every registered buffer
         EXPECT_EQ(buffer.get_name(), 0u);
         buffer.map(2);
         buffer.unmap();

@@ -11,7 +11,10 @@
 #include <fstream>
 #include <iterator>
 #include <memory>
+#include <optional>
+#include <ostream>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace Log = engine::core::Log;
@@ -71,6 +74,34 @@ std::vector<unsigned char> pixels_of(const ImageBuffer& buffer) {
     return {buffer.pixels, buffer.pixels + std::size_t(buffer.width) * buffer.height * buffer.channels};
 }
 
+// A PNG picture of `samples` (rows top first), 8 bits a sample unless told otherwise.
+PngImage png(int width, int height, int colour_type, std::vector<unsigned char> samples, int bit_depth = 8) {
+    PngImage image;
+    image.width = width;
+    image.height = height;
+    image.colour_type = colour_type;
+    image.bit_depth = bit_depth;
+    image.samples = std::move(samples);
+    return image;
+}
+
+// What a decode gave, compared field by field in one expectation.
+struct Decoded {
+    int width;
+    int height;
+    int channels;
+    std::vector<unsigned char> pixels;
+
+    bool operator==(const Decoded& other) const {
+        return width == other.width && height == other.height && channels == other.channels && pixels == other.pixels;
+    }
+    friend std::ostream& operator<<(std::ostream& out, const Decoded& d) {
+        out << d.width << " x " << d.height << " x " << d.channels << " {";
+        for (unsigned char p : d.pixels) out << ' ' << int(p);
+        return out << " }";
+    }
+};
+
 bool has_warning(const LogCapture& log) {
     for (const auto& entry : log.entries())
         if (entry.level == Log::Level::Warning && entry.category == "graphics") return true;
@@ -93,6 +124,15 @@ protected:
         return name;
     }
     std::string full_path(const std::string& name) const { return directory_.path() + "/" + name; }
+
+    // Writes the image under `name` and decodes it; nothing when the decode fails. The
+    // decoded pixels are always the buffer's own.
+    std::optional<Decoded> decode(const std::string& name, const PngImage& image, bool full_resolution) {
+        std::unique_ptr<ImageBuffer> buffer = ImageBuffer::decode(write(name, image), full_resolution);
+        if (!buffer) return std::nullopt;
+        EXPECT_TRUE(buffer->owns_pixels);
+        return Decoded{buffer->width, buffer->height, buffer->channels, pixels_of(*buffer)};
+    }
 
     TemporaryDirectory directory_;
 };
@@ -144,129 +184,66 @@ TEST(ImageBuffer, HalvingTakesTruncatedMeanOfEachBlockPerChannel) {
 }
 
 TEST_F(ImageFiles, HalfResolutionRgbaThreeByFiveBecomesOneByTwoOfTruncatedMeans) {
-    const std::string name = write("three_by_five.png", three_by_five());
-    std::unique_ptr<ImageBuffer> buffer = ImageBuffer::decode(name, false);
-    ASSERT_NE(buffer, nullptr);
-    EXPECT_EQ(buffer->width, 1);
-    EXPECT_EQ(buffer->height, 2);
-    EXPECT_EQ(buffer->channels, 4);
-    EXPECT_TRUE(buffer->owns_pixels);
-    EXPECT_EQ(pixels_of(*buffer), (std::vector<unsigned char>{1, 1, 1, 1, 25, 25, 25, 25}));
+    EXPECT_EQ(decode("three_by_five.png", three_by_five(), false), (Decoded{1, 2, 4, {1, 1, 1, 1, 25, 25, 25, 25}}));
 }
 
 TEST_F(ImageFiles, FullResolutionKeepsEverySample) {
     const PngImage image = three_by_five();
-    const std::string name = write("three_by_five.png", image);
-    std::unique_ptr<ImageBuffer> buffer = ImageBuffer::decode(name, true);
-    ASSERT_NE(buffer, nullptr);
-    EXPECT_EQ(buffer->width, 3);
-    EXPECT_EQ(buffer->height, 5);
-    EXPECT_EQ(buffer->channels, 4);
-    EXPECT_EQ(pixels_of(*buffer), image.samples);
+    EXPECT_EQ(decode("three_by_five.png", image, true), (Decoded{3, 5, 4, image.samples}));
 }
 
 TEST_F(ImageFiles, RgbHasThreeChannelsRowsTopFirstWithoutPadding) {
     // 3 x 2 RGB: a row is 9 bytes, which no 4-byte alignment would keep.
-    PngImage image;
-    image.width = 3;
-    image.height = 2;
-    image.colour_type = PNG_COLOR_TYPE_RGB;
-    for (int i = 0; i < 18; ++i) image.samples.push_back(static_cast<unsigned char>(10 * i));
-    const std::string name = write("rgb.png", image);
-    std::unique_ptr<ImageBuffer> buffer = ImageBuffer::decode(name, true);
-    ASSERT_NE(buffer, nullptr);
-    EXPECT_EQ(buffer->channels, 3);
-    EXPECT_EQ(buffer->width, 3);
-    EXPECT_EQ(buffer->height, 2);
-    EXPECT_EQ(pixels_of(*buffer), image.samples);
+    std::vector<unsigned char> samples;
+    for (int i = 0; i < 18; ++i) samples.push_back(static_cast<unsigned char>(10 * i));
+    EXPECT_EQ(decode("rgb.png", png(3, 2, PNG_COLOR_TYPE_RGB, samples), true), (Decoded{3, 2, 3, samples}));
 }
 
 TEST_F(ImageFiles, OddSizesDropTheLastRowAndColumnWhenHalved) {
     // 5 x 3 RGB: halved to 2 x 1; column 4 and row 2 are not read.
-    PngImage image;
-    image.width = 5;
-    image.height = 3;
-    image.colour_type = PNG_COLOR_TYPE_RGB;
+    std::vector<unsigned char> samples;
     for (int y = 0; y < 3; ++y)
         for (int x = 0; x < 5; ++x)
             for (int c = 0; c < 3; ++c)
-                image.samples.push_back(static_cast<unsigned char>(y == 2 || x == 4 ? 255 : 4 * x + 40 * y + c));
-    const std::string name = write("odd.png", image);
-    std::unique_ptr<ImageBuffer> buffer = ImageBuffer::decode(name, false);
-    ASSERT_NE(buffer, nullptr);
-    EXPECT_EQ(buffer->width, 2);
-    EXPECT_EQ(buffer->height, 1);
+                samples.push_back(static_cast<unsigned char>(y == 2 || x == 4 ? 255 : 4 * x + 40 * y + c));
     // Block (0, 0): x 0..1, y 0..1 -> (0 + 4 + 40 + 44) / 4 = 22 (+ c);
     // block (1, 0): x 2..3 -> (8 + 12 + 48 + 52) / 4 = 30 (+ c).
-    EXPECT_EQ(pixels_of(*buffer), (std::vector<unsigned char>{22, 23, 24, 30, 31, 32}));
+    EXPECT_EQ(decode("odd.png", png(5, 3, PNG_COLOR_TYPE_RGB, samples), false),
+              (Decoded{2, 1, 3, {22, 23, 24, 30, 31, 32}}));
 }
 
 TEST_F(ImageFiles, OnePixelPictureHalvesToNothing) {
-    PngImage image;
-    image.width = 1;
-    image.height = 1;
-    image.samples = {9, 9, 9, 9};
-    const std::string name = write("one.png", image);
-    std::unique_ptr<ImageBuffer> buffer = ImageBuffer::decode(name, false);
-    ASSERT_NE(buffer, nullptr);
-    EXPECT_EQ(buffer->width, 0);
-    EXPECT_EQ(buffer->height, 0);
+    const std::optional<Decoded> decoded = decode("one.png", png(1, 1, PNG_COLOR_TYPE_RGB_ALPHA, {9, 9, 9, 9}), false);
+    ASSERT_TRUE(decoded.has_value());
+    EXPECT_EQ(decoded->width, 0);
+    EXPECT_EQ(decoded->height, 0);
 }
 
 TEST_F(ImageFiles, SixteenBitRgbIsReadAsEightBitByItsHighBytes) {
-    PngImage image;
-    image.width = 2;
-    image.height = 1;
-    image.colour_type = PNG_COLOR_TYPE_RGB;
-    image.bit_depth = 16;
     // Big-endian samples 0x1234, 0xFF01, 0x0080 | 0x8000, 0x7FFF, 0x0001.
-    image.samples = {0x12, 0x34, 0xFF, 0x01, 0x00, 0x80, 0x80, 0x00, 0x7F, 0xFF, 0x00, 0x01};
-    const std::string name = write("deep.png", image);
-    std::unique_ptr<ImageBuffer> buffer = ImageBuffer::decode(name, true);
-    ASSERT_NE(buffer, nullptr);
-    EXPECT_EQ(buffer->channels, 3);
-    EXPECT_EQ(buffer->width, 2);
-    EXPECT_EQ(buffer->height, 1);
-    EXPECT_EQ(pixels_of(*buffer), (std::vector<unsigned char>{0x12, 0xFF, 0x00, 0x80, 0x7F, 0x00}));
+    const PngImage image =
+        png(2, 1, PNG_COLOR_TYPE_RGB, {0x12, 0x34, 0xFF, 0x01, 0x00, 0x80, 0x80, 0x00, 0x7F, 0xFF, 0x00, 0x01}, 16);
+    EXPECT_EQ(decode("deep.png", image, true), (Decoded{2, 1, 3, {0x12, 0xFF, 0x00, 0x80, 0x7F, 0x00}}));
 }
 
 TEST_F(ImageFiles, SixteenBitRgbaIsReadAsEightBitRgba) {
-    PngImage image;
-    image.width = 1;
-    image.height = 1;
-    image.colour_type = PNG_COLOR_TYPE_RGB_ALPHA;
-    image.bit_depth = 16;
-    image.samples = {0xAB, 0xCD, 0x01, 0x02, 0x10, 0x00, 0xFF, 0xFF};
-    const std::string name = write("deep_rgba.png", image);
-    std::unique_ptr<ImageBuffer> buffer = ImageBuffer::decode(name, true);
-    ASSERT_NE(buffer, nullptr);
-    EXPECT_EQ(buffer->channels, 4);
-    EXPECT_EQ(pixels_of(*buffer), (std::vector<unsigned char>{0xAB, 0x01, 0x10, 0xFF}));
+    const PngImage image = png(1, 1, PNG_COLOR_TYPE_RGB_ALPHA, {0xAB, 0xCD, 0x01, 0x02, 0x10, 0x00, 0xFF, 0xFF}, 16);
+    EXPECT_EQ(decode("deep_rgba.png", image, true), (Decoded{1, 1, 4, {0xAB, 0x01, 0x10, 0xFF}}));
 }
 
 TEST_F(ImageFiles, InterlacedPictureDecodesLikeAPlainOne) {
-    PngImage image;
-    image.width = 9;
-    image.height = 7;
-    image.colour_type = PNG_COLOR_TYPE_RGB;
+    std::vector<unsigned char> samples;
+    for (int i = 0; i < 9 * 7 * 3; ++i) samples.push_back(static_cast<unsigned char>(i * 7));
+    PngImage image = png(9, 7, PNG_COLOR_TYPE_RGB, samples);
     image.interlace = PNG_INTERLACE_ADAM7;
-    for (int i = 0; i < 9 * 7 * 3; ++i) image.samples.push_back(static_cast<unsigned char>(i * 7));
-    const std::string name = write("interlaced.png", image);
-    std::unique_ptr<ImageBuffer> buffer = ImageBuffer::decode(name, true);
-    ASSERT_NE(buffer, nullptr);
-    EXPECT_EQ(pixels_of(*buffer), image.samples);
+    EXPECT_EQ(decode("interlaced.png", image, true), (Decoded{9, 7, 3, samples}));
 }
 
 TEST_F(ImageFiles, PalettePictureIsRefused) {
-    PngImage image;
-    image.width = 2;
-    image.height = 2;
-    image.colour_type = PNG_COLOR_TYPE_PALETTE;
+    PngImage image = png(2, 2, PNG_COLOR_TYPE_PALETTE, {0, 1, 1, 0});
     image.palette = {{255, 0, 0}, {0, 255, 0}};
-    image.samples = {0, 1, 1, 0};
-    const std::string name = write("palette.png", image);
     LogCapture log;
-    EXPECT_EQ(ImageBuffer::decode(name, true), nullptr);
+    EXPECT_EQ(decode("palette.png", image, true), std::nullopt);
     const auto entries = log.entries();
     ASSERT_EQ(entries.size(), 1u);  // once per refusal, saying which colour type
     EXPECT_EQ(entries[0].level, Log::Level::Warning);
@@ -275,39 +252,19 @@ TEST_F(ImageFiles, PalettePictureIsRefused) {
 
 TEST_F(ImageFiles, PackedPalettePictureIsRefused) {
     // Four-bit indices: the packing step runs, then the colour type is refused.
-    PngImage image;
-    image.width = 4;
-    image.height = 2;
-    image.colour_type = PNG_COLOR_TYPE_PALETTE;
-    image.bit_depth = 4;
+    PngImage image = png(4, 2, PNG_COLOR_TYPE_PALETTE, {0x01, 0x20, 0x21, 0x00}, 4);
     image.palette = {{255, 0, 0}, {0, 255, 0}, {0, 0, 255}};
-    image.samples = {0x01, 0x20, 0x21, 0x00};
-    const std::string name = write("palette4.png", image);
-    EXPECT_EQ(ImageBuffer::decode(name, true), nullptr);
+    EXPECT_EQ(decode("palette4.png", image, true), std::nullopt);
 }
 
 TEST_F(ImageFiles, GreyPicturesAreRefused) {
-    PngImage grey;
-    grey.width = 2;
-    grey.height = 2;
-    grey.colour_type = PNG_COLOR_TYPE_GRAY;
-    grey.samples = {0, 64, 128, 255};
-    EXPECT_EQ(ImageBuffer::decode(write("grey.png", grey), true), nullptr);
-
-    PngImage grey_alpha = grey;
-    grey_alpha.colour_type = PNG_COLOR_TYPE_GRAY_ALPHA;
-    grey_alpha.samples = {0, 255, 64, 255, 128, 255, 255, 255};
-    EXPECT_EQ(ImageBuffer::decode(write("grey_alpha.png", grey_alpha), true), nullptr);
-
-    PngImage one_bit = grey;
-    one_bit.bit_depth = 1;
-    one_bit.samples = {0x80, 0x40};
-    EXPECT_EQ(ImageBuffer::decode(write("grey1.png", one_bit), false), nullptr);
-
-    PngImage deep = grey;
-    deep.bit_depth = 16;
-    deep.samples = {0, 0, 1, 0, 2, 0, 255, 255};
-    EXPECT_EQ(ImageBuffer::decode(write("grey16.png", deep), true), nullptr);
+    EXPECT_EQ(decode("grey.png", png(2, 2, PNG_COLOR_TYPE_GRAY, {0, 64, 128, 255}), true), std::nullopt);
+    EXPECT_EQ(
+        decode("grey_alpha.png", png(2, 2, PNG_COLOR_TYPE_GRAY_ALPHA, {0, 255, 64, 255, 128, 255, 255, 255}), true),
+        std::nullopt);
+    EXPECT_EQ(decode("grey1.png", png(2, 2, PNG_COLOR_TYPE_GRAY, {0x80, 0x40}, 1), false), std::nullopt);
+    EXPECT_EQ(decode("grey16.png", png(2, 2, PNG_COLOR_TYPE_GRAY, {0, 0, 1, 0, 2, 0, 255, 255}, 16), true),
+              std::nullopt);
 }
 
 TEST_F(ImageFiles, MissingFileGivesNothingAndAWarningNamingTheRootsSearched) {
@@ -323,11 +280,8 @@ TEST_F(ImageFiles, MissingFileGivesNothingAndAWarningNamingTheRootsSearched) {
 // Chunks after the image data, as a byte-flipped file can end: an unknown ancillary
 // chunk with no IEND behind it. The end of the file is an error, never a loop.
 TEST_F(ImageFiles, FileEndingWithoutItsEndChunkGivesNothingAndAWarning) {
-    PngImage image;
-    image.width = 4;
-    image.height = 4;
-    image.samples.assign(4 * 4 * 4, 90);
-    std::string bytes = read_file(full_path(write("whole_end.png", image)));
+    std::string bytes = read_file(
+        full_path(write("whole_end.png", png(4, 4, PNG_COLOR_TYPE_RGB_ALPHA, std::vector<unsigned char>(64, 90)))));
     const std::size_t end = bytes.rfind("IEND");
     ASSERT_NE(end, std::string::npos);
     bytes[end] = 'i';  // "iEND": ancillary, unknown, with a CRC that no longer matches
@@ -342,22 +296,16 @@ TEST_F(ImageFiles, FileEndingWithoutItsEndChunkGivesNothingAndAWarning) {
 }
 
 TEST_F(ImageFiles, FileCutAtEveryOffsetNeverDecodesAndNeverHangs) {
-    PngImage image;
-    image.width = 3;
-    image.height = 2;
-    image.samples.assign(3 * 2 * 4, 17);
-    const std::string bytes = read_file(full_path(write("to_cut.png", image)));
+    const std::string bytes = read_file(
+        full_path(write("to_cut.png", png(3, 2, PNG_COLOR_TYPE_RGB_ALPHA, std::vector<unsigned char>(24, 17)))));
     LogCapture log;
     for (std::size_t length = 0; length + 12 < bytes.size(); ++length)
         EXPECT_EQ(ImageBuffer::decode(write_bytes("cut.png", bytes.substr(0, length)), true), nullptr) << length;
 }
 
 TEST_F(ImageFiles, FileCorruptAfterItsHeaderGivesNothingAndAWarning) {
-    PngImage image;
-    image.width = 16;
-    image.height = 16;
-    image.samples.assign(16 * 16 * 4, 200);
-    const std::string good = write("good.png", image);
+    const std::string good =
+        write("good.png", png(16, 16, PNG_COLOR_TYPE_RGB_ALPHA, std::vector<unsigned char>(16 * 16 * 4, 200)));
     std::string bytes = read_file(full_path(good));
     const std::size_t data = bytes.find("IDAT");
     ASSERT_NE(data, std::string::npos);
@@ -372,12 +320,9 @@ TEST_F(ImageFiles, FileCorruptAfterItsHeaderGivesNothingAndAWarning) {
 }
 
 TEST_F(ImageFiles, FileCutShortInItsImageDataGivesNothingAndAWarning) {
-    PngImage image;
-    image.width = 32;
-    image.height = 32;
-    for (int i = 0; i < 32 * 32 * 3; ++i) image.samples.push_back(static_cast<unsigned char>(i * 31));
-    image.colour_type = PNG_COLOR_TYPE_RGB;
-    std::string bytes = read_file(full_path(write("whole.png", image)));
+    std::vector<unsigned char> samples;
+    for (int i = 0; i < 32 * 32 * 3; ++i) samples.push_back(static_cast<unsigned char>(i * 31));
+    std::string bytes = read_file(full_path(write("whole.png", png(32, 32, PNG_COLOR_TYPE_RGB, samples))));
     const std::size_t data = bytes.find("IDAT");
     ASSERT_NE(data, std::string::npos);
     const std::string name = write_bytes("cut.png", bytes.substr(0, data + 40));

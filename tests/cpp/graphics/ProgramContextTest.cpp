@@ -3,16 +3,14 @@
 
 #include "engine/graphics/Program.h"
 
+#include "support/GraphicsContext.h"
+
 #include "engine/core/Log.h"
-#include "engine/graphics/Module.h"
 #include "engine/graphics/Texture.h"
-#include "engine/window/Window.h"
 
 #include <Cg/cgGL.h>
 #include <gtest/gtest.h>
 
-#include <memory>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -20,7 +18,6 @@ using engine::core::Log::Level;
 using engine::graphics::FragmentProgram;
 using engine::graphics::Program;
 using engine::graphics::Texture;
-using engine::window::Window;
 
 namespace {
 
@@ -31,23 +28,19 @@ const char* const kSource =
     "}\n";
 
 // A window whose context the graphics module follows, so the Cg context exists.
-class ProgramContext : public ::testing::Test {
+class ProgramContext : public engine::test::GraphicsContext {
 protected:
+    ProgramContext() : GraphicsContext(64, 64, "programs") {}
+
     void SetUp() override {
-        try {
-            window_ = std::make_unique<Window>(64, 64, "programs");
-        } catch (const std::runtime_error&) {
-            GTEST_SKIP() << "no display";
-        }
-        engine::graphics::set_window(window_.get());
+        GraphicsContext::SetUp();
+        if (IsSkipped()) return;
         if (!Program::is_supported()) GTEST_SKIP() << "no Cg support";
     }
     void TearDown() override {
-        engine::graphics::set_window(nullptr);
+        GraphicsContext::TearDown();
         engine::core::Log::set_sink({});
     }
-
-    std::unique_ptr<Window> window_;
 };
 
 }  // namespace
@@ -112,7 +105,7 @@ TEST_F(ProgramContext, CompileErrorLogsTheErrorThenTheListing) {
 TEST_F(ProgramContext, ProgramsComeBackWithANewContext) {
     FragmentProgram program;
     ASSERT_TRUE(program.set_source(kSource, "main"));
-    window_->set_video_mode(32, 32);
+    window().set_video_mode(32, 32);
     EXPECT_TRUE(program.is_compiled());
     program.bind();
     program.unbind();

@@ -73,6 +73,7 @@ struct ListenedScene : ::testing::Test {
     Log log;
     // In an array, so that their addresses (the notification order) ascend.
     RecordingListener listeners[2];
+    SceneListener plain;  // hooks as the base class has them
     Scene scene;
 
     ListenedScene() {
@@ -86,14 +87,24 @@ struct ListenedScene : ::testing::Test {
 
 }  // namespace
 
-TEST(SceneListener, BaseHooksDoNothing) {
-    SceneListener listener;
-    listener.on_pre_update(0.1f);
-    listener.on_post_update(0.1f);
-    listener.on_pre_render();
-    listener.on_post_render();
-    listener.on_pre_layer_render("a");
-    listener.on_post_layer_render("a");
+TEST_F(ListenedScene, BaseHooksDoNothing) {
+    RecordingObject b("back-object", log), f("front-object", log);
+    b.set_layer("back");
+    f.set_layer("front");
+    // A plain listener among recording ones: what the frame does and what the others
+    // hear is the same as without it.
+    scene.add_listener(&listeners[0]);
+    scene.update(0.5f);
+    scene.render();
+    scene.render_layer("hud");
+    const Log without = log;
+    ASSERT_EQ(without.front(), "L0 pre_update 0.500000");
+    log.clear();
+    scene.add_listener(&plain);
+    scene.update(0.5f);
+    scene.render();
+    scene.render_layer("hud");
+    EXPECT_EQ(log, without);
 }
 
 TEST_F(ListenedScene, UpdateTellsListenersAroundTheObjectsOfEveryLayer) {

@@ -429,55 +429,6 @@ TEST(SceneObjectAnimators, DestroyingTheObjectClearsItsAnimatorsObject) {
     EXPECT_EQ(b.get_object(), nullptr);
 }
 
-TEST(SceneObjectAnimatorDelay, StartsAtZeroWithNoObject) {
-    std::vector<std::string> log;
-    RecordingAnimator a("a", log);
-    EXPECT_EQ(a.get_delay(), 0.0f);
-    EXPECT_EQ(a.get_object(), nullptr);
-}
-
-TEST(SceneObjectAnimatorDelay, NoStepWhileTheDelayLasts) {
-    std::vector<std::string> log;
-    RecordingAnimator a("a", log);
-    a.set_delay(0.5f);
-    a.update(0.25f);
-    EXPECT_TRUE(a.steps.empty());
-    EXPECT_FLOAT_EQ(a.get_delay(), 0.25f);
-}
-
-TEST(SceneObjectAnimatorDelay, DelayEndingMidStepPassesOnlyTheRemainder) {
-    std::vector<std::string> log;
-    RecordingAnimator a("a", log);
-    a.set_delay(0.5f);
-    a.update(0.25f);
-    a.update(0.375f);
-    ASSERT_EQ(a.steps.size(), 1u);
-    EXPECT_FLOAT_EQ(a.steps[0], 0.125f);
-    EXPECT_EQ(a.get_delay(), 0.0f);
-    a.update(0.375f);
-    ASSERT_EQ(a.steps.size(), 2u);
-    EXPECT_EQ(a.steps[1], 0.375f);
-}
-
-TEST(SceneObjectAnimatorDelay, DelayEndingExactlyStepsByZero) {
-    std::vector<std::string> log;
-    RecordingAnimator a("a", log);
-    a.set_delay(0.5f);
-    a.update(0.5f);
-    ASSERT_EQ(a.steps.size(), 1u);
-    EXPECT_EQ(a.steps[0], 0.0f);
-    EXPECT_EQ(a.get_delay(), 0.0f);
-}
-
-TEST(SceneObjectAnimatorDelay, NegativeDelayStepsAtOnceWithTheWholeStep) {
-    std::vector<std::string> log;
-    RecordingAnimator a("a", log);
-    a.set_delay(-1.0f);
-    a.update(0.25f);
-    ASSERT_EQ(a.steps.size(), 1u);
-    EXPECT_EQ(a.steps[0], 0.25f);
-}
-
 TEST(SceneObjectAnimatorDelay, DelayAppliesWhenSteppedThroughTheObject) {
     std::vector<std::string> log;
     SceneObject o;

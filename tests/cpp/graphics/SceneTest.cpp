@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include <functional>
+#include <initializer_list>
 #include <memory>
 #include <string>
 #include <vector>
@@ -170,11 +171,28 @@ TEST(SceneLayer, ConstructorArgumentsAreItsProperties) {
 
 // Objects ----------------------------------------------------------------------------
 
-TEST(Scene, AddObjectToAMissingLayerIsRefused) {
-    SceneLayer a("a", 0.0f, 0, true);
+// A scene with layers "a" (z 0) and "b" (z 1), both common, and the log that its
+// objects' add and remove hooks write into. Objects made in a test go before all this.
+class SceneWithObjects : public ::testing::Test {
+protected:
+    SceneWithObjects() {
+        scene.add_layer(&a);
+        scene.add_layer(&b);
+    }
+
+    // Adds the objects to `layer` in order, then forgets their hooks.
+    void add_quietly(std::initializer_list<SceneObject*> objects, const std::string& layer) {
+        for (SceneObject* o : objects) scene.add_object(o, layer);
+        log.clear();
+    }
+
+    SceneLayer a{"a", 0.0f, 0, true};
+    SceneLayer b{"b", 1.0f, 0, true};
     Scene scene;
-    scene.add_layer(&a);
     std::vector<std::string> log;
+};
+
+TEST_F(SceneWithObjects, AddObjectToAMissingLayerIsRefused) {
     HookRecorder o("o", log);
     EXPECT_FALSE(scene.add_object(&o, "missing"));
     EXPECT_TRUE(log.empty());
@@ -187,46 +205,27 @@ TEST(Scene, AddObjectToAMissingLayerIsRefused) {
     EXPECT_EQ(log, (std::vector<std::string>{"o add a"}));
 }
 
-TEST(Scene, AddObjectOrdersByZWithEqualZAfterEarlierOnes) {
-    SceneLayer layer("l", 0.0f, 0, true);
-    Scene scene;
-    scene.add_layer(&layer);
+TEST_F(SceneWithObjects, AddObjectOrdersByZWithEqualZAfterEarlierOnes) {
     SceneObject low, mid1, mid2, mid3, high;
     low.set_z(-1.0f);
     high.set_z(3.0f);
     mid1.set_z(1.0f);
     mid2.set_z(1.0f);
     mid3.set_z(1.0f);
-    scene.add_object(&high, "l");
-    scene.add_object(&mid1, "l");
-    scene.add_object(&low, "l");
-    scene.add_object(&mid2, "l");
-    scene.add_object(&mid3, "l");
-    EXPECT_EQ(objects_of(layer), (std::vector<const SceneObject*>{&low, &mid1, &mid2, &mid3, &high}));
+    add_quietly({&high, &mid1, &low, &mid2, &mid3}, "a");
+    EXPECT_EQ(objects_of(a), (std::vector<const SceneObject*>{&low, &mid1, &mid2, &mid3, &high}));
 }
 
-TEST(Scene, AddObjectSetsTheObjectsLayerAndCallsOnAdd) {
-    SceneLayer layer("l", 0.0f, 0, true);
-    Scene scene;
-    scene.add_layer(&layer);
-    std::vector<std::string> log;
+TEST_F(SceneWithObjects, AddObjectSetsTheObjectsLayerAndCallsOnAdd) {
     HookRecorder o("o", log);
-    EXPECT_TRUE(scene.add_object(&o, "l"));
-    EXPECT_EQ(o.get_layer(), "l");
-    EXPECT_EQ(log, (std::vector<std::string>{"o add l"}));
+    EXPECT_TRUE(scene.add_object(&o, "b"));
+    EXPECT_EQ(o.get_layer(), "b");
+    EXPECT_EQ(log, (std::vector<std::string>{"o add b"}));
 }
 
-TEST(Scene, MovingAnObjectCallsOnRemoveThenOnAdd) {
-    SceneLayer a("a", 0.0f, 0, true), b("b", 1.0f, 0, true);
-    Scene scene;
-    scene.add_layer(&a);
-    scene.add_layer(&b);
-    std::vector<std::string> log;
+TEST_F(SceneWithObjects, MovingAnObjectCallsOnRemoveThenOnAdd) {
     HookRecorder o("o", log), other("other", log);
-    scene.add_object(&other, "a");
-    scene.add_object(&o, "a");
-    log.clear();
-
+    add_quietly({&other, &o}, "a");
     EXPECT_TRUE(scene.add_object(&o, "b"));
     EXPECT_EQ(log, (std::vector<std::string>{"o remove a", "o add b"}));
     EXPECT_EQ(objects_of(a), (std::vector<const SceneObject*>{&other}));
@@ -234,31 +233,17 @@ TEST(Scene, MovingAnObjectCallsOnRemoveThenOnAdd) {
     EXPECT_EQ(o.get_layer(), "b");
 }
 
-TEST(Scene, AddingAnObjectToItsOwnLayerAgainMovesItBehindItsEquals) {
-    SceneLayer a("a", 0.0f, 0, true);
-    Scene scene;
-    scene.add_layer(&a);
-    std::vector<std::string> log;
+TEST_F(SceneWithObjects, AddingAnObjectToItsOwnLayerAgainMovesItBehindItsEquals) {
     HookRecorder o("o", log), other("other", log);
-    scene.add_object(&o, "a");
-    scene.add_object(&other, "a");
-    log.clear();
+    add_quietly({&o, &other}, "a");
     EXPECT_TRUE(scene.add_object(&o, "a"));
     EXPECT_EQ(log, (std::vector<std::string>{"o remove a", "o add a"}));
     EXPECT_EQ(objects_of(a), (std::vector<const SceneObject*>{&other, &o}));
 }
 
-TEST(Scene, RemoveObjectTakesItOutAndCallsOnRemove) {
-    SceneLayer a("a", 0.0f, 0, true);
-    Scene scene;
-    scene.add_layer(&a);
-    std::vector<std::string> log;
+TEST_F(SceneWithObjects, RemoveObjectTakesItOutAndCallsOnRemove) {
     HookRecorder first("first", log), o("o", log), last("last", log);
-    scene.add_object(&first, "a");
-    scene.add_object(&o, "a");
-    scene.add_object(&last, "a");
-    log.clear();
-
+    add_quietly({&first, &o, &last}, "a");
     EXPECT_TRUE(scene.remove_object(&o));
     EXPECT_EQ(log, (std::vector<std::string>{"o remove a"}));
     EXPECT_EQ(objects_of(a), (std::vector<const SceneObject*>{&first, &last}));
@@ -269,23 +254,17 @@ TEST(Scene, RemoveObjectTakesItOutAndCallsOnRemove) {
     EXPECT_TRUE(log.empty());
 }
 
-TEST(Scene, RemoveObjectInNoLayerIsFalse) {
-    Scene scene;
+TEST_F(SceneWithObjects, RemoveObjectInNoLayerIsFalse) {
     SceneObject o;
     EXPECT_FALSE(scene.remove_object(&o));
 }
 
-TEST(Scene, DestroyedObjectLeavesItsLayerWithoutOnRemove) {
-    SceneLayer a("a", 0.0f, 0, true);
-    Scene scene;
-    scene.add_layer(&a);
-    std::vector<std::string> log;
+TEST_F(SceneWithObjects, DestroyedObjectLeavesItsLayerWithoutOnRemove) {
     SceneObject keep;
-    scene.add_object(&keep, "a");
+    add_quietly({&keep}, "a");
     {
         HookRecorder gone("gone", log);
-        scene.add_object(&gone, "a");
-        log.clear();
+        add_quietly({&gone}, "a");
     }
     EXPECT_TRUE(log.empty());
     EXPECT_EQ(objects_of(a), (std::vector<const SceneObject*>{&keep}));
@@ -328,35 +307,58 @@ TEST(Scene, SortLayerOfAMissingLayerDoesNothing) {
 
 // Layer matrix -----------------------------------------------------------------------
 
-TEST(SceneLayerTransform, ScaleMinTranslateUnderWideScaleTranslatesX) {
+// A layer's matrix for an object at kPosition under a scene scale, by scale flags.
+struct LayerTransformCase {
+    const char* name;
+    Vector<float> scale;
+    int flags;
+    Matrix expected;
+};
+
+class SceneLayerTransformFlags : public ::testing::TestWithParam<LayerTransformCase> {};
+
+TEST_P(SceneLayerTransformFlags, GiveTheMatrix) {
+    const LayerTransformCase& c = GetParam();
     Scene scene;
-    scene.set_scale({2.0f, 1.0f});
-    expect_matrix(scene.get_layer_transform(kScaleMin | kTranslate, kPosition), Matrix(1, 0, 0, 1, 100, 0));
+    scene.set_scale(c.scale);
+    expect_matrix(scene.get_layer_transform(c.flags, kPosition), c.expected);
 }
 
-TEST(SceneLayerTransform, ScaleMaxTranslateUnderWideScaleDoublesAndTranslatesY) {
-    Scene scene;
-    scene.set_scale({2.0f, 1.0f});
-    expect_matrix(scene.get_layer_transform(kScaleMax | kTranslate, kPosition), Matrix(2, 0, 0, 2, 0, -50));
-}
-
-TEST(SceneLayerTransform, ScaleMaxTranslateUnderTallScaleHasNoTranslation) {
-    Scene scene;
-    scene.set_scale({1.0f, 2.0f});
-    expect_matrix(scene.get_layer_transform(kScaleMax | kTranslate, kPosition), Matrix(2, 0, 0, 2, 0, 0));
-}
-
-TEST(SceneLayerTransform, ScaleMinTranslateUnderTallScaleTranslatesY) {
-    Scene scene;
-    scene.set_scale({1.0f, 2.0f});
-    expect_matrix(scene.get_layer_transform(kScaleMin | kTranslate, kPosition), Matrix(1, 0, 0, 1, 0, 50));
-}
-
-TEST(SceneLayerTransform, ScaleMinTranslateUnderEqualScaleOnlyScales) {
-    Scene scene;
-    scene.set_scale({2.0f, 2.0f});
-    expect_matrix(scene.get_layer_transform(kScaleMin | kTranslate, kPosition), Matrix(2, 0, 0, 2, 0, 0));
-}
+INSTANTIATE_TEST_SUITE_P(
+    SceneLayerTransform, SceneLayerTransformFlags,
+    ::testing::Values(
+        LayerTransformCase{
+            "ScaleMinTranslateUnderWideScaleTranslatesX", {2, 1}, kScaleMin | kTranslate, Matrix(1, 0, 0, 1, 100, 0)},
+        LayerTransformCase{"ScaleMaxTranslateUnderWideScaleDoublesAndTranslatesY",
+                           {2, 1},
+                           kScaleMax | kTranslate,
+                           Matrix(2, 0, 0, 2, 0, -50)},
+        LayerTransformCase{"ScaleMaxTranslateUnderTallScaleHasNoTranslation",
+                           {1, 2},
+                           kScaleMax | kTranslate,
+                           Matrix(2, 0, 0, 2, 0, 0)},
+        LayerTransformCase{
+            "ScaleMinTranslateUnderTallScaleTranslatesY", {1, 2}, kScaleMin | kTranslate, Matrix(1, 0, 0, 1, 0, 50)},
+        LayerTransformCase{
+            "ScaleMinTranslateUnderEqualScaleOnlyScales", {2, 2}, kScaleMin | kTranslate, Matrix(2, 0, 0, 2, 0, 0)},
+        LayerTransformCase{"TranslateUniformWithScaleMinScalesAboutTheOrigin",
+                           {2, 2},
+                           kScaleMin | kTranslateUniform,
+                           Matrix(2, 0, 0, 2, 0, 0)},
+        LayerTransformCase{"TranslateUniformWithScaleMaxScalesAboutTheOrigin",
+                           {3, 1},
+                           kScaleMax | kTranslateUniform,
+                           Matrix(3, 0, 0, 3, 0, 0)},
+        LayerTransformCase{"TranslateWinsOverTranslateUniform",
+                           {2, 1},
+                           kScaleMin | kTranslate | kTranslateUniform,
+                           Matrix(1, 0, 0, 1, 100, 0)},
+        // s = min = 1; SCALE_MAX with sy < sx is tested first: (0, s * p.y * (sy - sx) / sx).
+        LayerTransformCase{"BothScaleFlagsTakeTheMinimumButTheMaximumsTranslation",
+                           {2, 1},
+                           kScaleMin | kScaleMax | kTranslate,
+                           Matrix(1, 0, 0, 1, 0, -25)}),
+    [](const ::testing::TestParamInfo<LayerTransformCase>& info) { return std::string(info.param.name); });
 
 TEST(SceneLayerTransform, NoScaleFlagIsIdentity) {
     Scene scene;
@@ -376,28 +378,6 @@ TEST(SceneLayerTransform, ScaleMinAloneScalesAboutTheObjectsPosition) {
     const Vector<float> p = kPosition * m;
     EXPECT_FLOAT_EQ(p.x, 100.0f);
     EXPECT_FLOAT_EQ(p.y, 50.0f);
-}
-
-TEST(SceneLayerTransform, TranslateUniformScalesAboutTheOrigin) {
-    Scene scene;
-    scene.set_scale({2.0f, 2.0f});
-    expect_matrix(scene.get_layer_transform(kScaleMin | kTranslateUniform, kPosition), Matrix(2, 0, 0, 2, 0, 0));
-    scene.set_scale({3.0f, 1.0f});
-    expect_matrix(scene.get_layer_transform(kScaleMax | kTranslateUniform, kPosition), Matrix(3, 0, 0, 3, 0, 0));
-}
-
-TEST(SceneLayerTransform, TranslateWinsOverTranslateUniform) {
-    Scene scene;
-    scene.set_scale({2.0f, 1.0f});
-    expect_matrix(scene.get_layer_transform(kScaleMin | kTranslate | kTranslateUniform, kPosition),
-                  Matrix(1, 0, 0, 1, 100, 0));
-}
-
-TEST(SceneLayerTransform, BothScaleFlagsTakeTheMinimumButTheMaximumsTranslation) {
-    Scene scene;
-    scene.set_scale({2.0f, 1.0f});
-    // s = min = 1; SCALE_MAX with sy < sx is tested first: (0, s * p.y * (sy - sx) / sx).
-    expect_matrix(scene.get_layer_transform(kScaleMin | kScaleMax | kTranslate, kPosition), Matrix(1, 0, 0, 1, 0, -25));
 }
 
 TEST(SceneLayerTransform, ByLayerIdUsesTheLayersFlags) {
@@ -438,35 +418,39 @@ private:
 
 }  // namespace
 
-// A scene with one layer "l" and the log its actors write into. The layer is declared
-// before the scene, so it outlives it; actors made in a test go before both.
+// A scene with one layer "l", the log its actors write into and three actors a, b and
+// c. The layer is declared before the scene, so it outlives it; the actors go before
+// both.
 class SceneFrame : public ::testing::Test {
 protected:
     SceneFrame() { scene.add_layer(&layer); }
 
+    void add_actors_in_order() {
+        for (Actor* o : {&a, &b, &c}) scene.add_object(o, "l");
+    }
+
     SceneLayer layer{"l", 0, 0, true};
     Scene scene;
     std::vector<std::string> log;
+    Actor a{"a", log}, b{"b", log}, c{"c", log};
 };
 
 TEST_F(SceneFrame, AnObjectLeavingDuringUpdateDoesNotMakeTheNextOneMissItsTurn) {
-    Actor a("a", log), b("b", log), c("c", log);
-    for (Actor* o : {&a, &b, &c}) scene.add_object(o, "l");
+    add_actors_in_order();
     b.on_first_update = [&] { scene.remove_object(&b); };
     scene.update(0.1f);
     EXPECT_EQ(log, (std::vector<std::string>{"a", "b", "c"}));
 }
 
 TEST_F(SceneFrame, RemovingAnEarlierObjectKeepsTheWalkInStep) {
-    Actor a("a", log), b("b", log), c("c", log);
-    for (Actor* o : {&a, &b, &c}) scene.add_object(o, "l");
+    add_actors_in_order();
     b.on_first_update = [&] { scene.remove_object(&a); };
     scene.update(0.1f);
     EXPECT_EQ(log, (std::vector<std::string>{"a", "b", "c"}));
 }
 
 TEST_F(SceneFrame, AnObjectJoiningBeforeTheCurrentOneWaitsForTheNextFrame) {
-    Actor a("a", log), b("b", log), early("early", log);
+    Actor early("early", log);
     a.set_z(1.0f);
     b.set_z(2.0f);
     scene.add_object(&a, "l");

@@ -1,37 +1,29 @@
 #include "engine/graphics/Texture.h"
 
-#include "engine/graphics/Module.h"
+#include "support/GraphicsContext.h"
+
 #include "engine/window/OpenGLEntryPoints.h"
-#include "engine/window/Window.h"
 
 #include <GL/gl.h>
 #include <gtest/gtest.h>
 
-#include <memory>
-#include <stdexcept>
-
 using engine::graphics::Texture;
-using engine::window::Window;
 
 namespace {
 
-// A window whose context the graphics module follows, and a 2 x 2 texture made from bytes.
-class TextureInContext : public ::testing::Test {
+// A window whose context the graphics module follows, and a 2 x 2 texture made from
+// bytes. Tests start and end with unit 0 active.
+class TextureInContext : public engine::test::GraphicsContext {
 protected:
+    TextureInContext() : GraphicsContext(64, 64, "textures") {}
+
     void SetUp() override {
-        try {
-            window_ = std::make_unique<Window>(64, 64, "textures");
-        } catch (const std::runtime_error&) {
-            GTEST_SKIP() << "no display";
-        }
-        engine::graphics::set_window(window_.get());
-        engine::window::glActiveTexture(GL_TEXTURE0);
+        GraphicsContext::SetUp();
+        if (!IsSkipped()) engine::window::glActiveTexture(GL_TEXTURE0);
     }
     void TearDown() override {
-        if (window_) {
-            engine::window::glActiveTexture(GL_TEXTURE0);
-            engine::graphics::set_window(nullptr);
-        }
+        if (window_) engine::window::glActiveTexture(GL_TEXTURE0);
+        GraphicsContext::TearDown();
     }
 
     static GLint active_unit() {
@@ -48,7 +40,6 @@ protected:
     }
 
     const unsigned char pixels_[16] = {255, 0, 0, 255, 0, 255, 0, 255, 0, 0, 255, 255, 255, 255, 255, 255};
-    std::unique_ptr<Window> window_;
 };
 
 }  // namespace

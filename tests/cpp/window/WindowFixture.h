@@ -2,6 +2,8 @@
 
 #include <SDL2/SDL_events.h>
 
+#include "support/GLContext.h"
+
 #include "engine/window/Window.h"
 #include "engine/window/WindowListener.h"
 
@@ -9,7 +11,6 @@
 
 #include <dlfcn.h>
 
-#include <memory>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -48,23 +49,14 @@ private:
     }
 };
 
-/// Opens a small window for each test, or skips the test where no window can be opened
-/// (no display).
-class WindowFixture : public ::testing::Test {
+/// A small window for each test (skipped where there is no display), with helpers that
+/// reach SDL to fake what the system would send.
+class WindowFixture : public engine::test::GLContext {
 protected:
     static constexpr int kWidth = 64;
     static constexpr int kHeight = 48;
 
-    void SetUp() override {
-        try {
-            window_ = std::make_unique<Window>(kWidth, kHeight, "window tests");
-        } catch (const std::runtime_error& error) {
-            GTEST_SKIP() << "no window: " << error.what();
-        }
-        // Start from an empty queue: the window's own start-up events are not the test's.
-        window_->process_events();
-    }
-    void TearDown() override { window_.reset(); }
+    WindowFixture() : GLContext(kWidth, kHeight, "window tests") {}
 
     /// SDL is loaded by the window library, not linked into the tests: find it at run time.
     template <class Function>
@@ -82,8 +74,6 @@ protected:
         const char* driver = sdl<const char*()>("SDL_GetCurrentVideoDriver")();
         return !driver || std::string(driver) != "offscreen";
     }
-
-    std::unique_ptr<Window> window_;  // the test's window
 };
 
 }  // namespace engine::window::test
