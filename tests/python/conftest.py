@@ -51,11 +51,30 @@ def gl(window):
     GL.glActiveTexture(GL.GL_TEXTURE0)
     GL.glClearColor(0, 0, 0, 1)
     GL.glClear(GL.GL_COLOR_BUFFER_BIT)
+    gl_errors = GLErrors()
+    logging.getLogger("engine.graphics").addHandler(gl_errors)
     yield window
     if Framebuffer.current() is not None:
         Framebuffer.unbind()
     GL.glActiveTexture(GL.GL_TEXTURE0)
     GL.glBindTexture(GL.GL_TEXTURE_2D, 0)
+    libcore.Log.flush()
+    logging.getLogger("engine.graphics").removeHandler(gl_errors)
+    # A test that leaves a GL error fails, whether the engine's checks saw it or not.
+    assert gl_errors.messages == [], "the test left OpenGL errors"
+    assert GL.glGetError() == GL.GL_NO_ERROR, "the test left an OpenGL error"
+
+
+class GLErrors(logging.Handler):
+    """Collects the engine's reports of OpenGL errors."""
+
+    def __init__(self):
+        super().__init__(logging.WARNING)
+        self.messages = []
+
+    def emit(self, record):
+        if record.getMessage().startswith("OpenGL error"):
+            self.messages.append(record.getMessage())
 
 
 @pytest.fixture

@@ -448,3 +448,25 @@ def test_a_taken_layer_id_says_so(scene, caplog):
     with caplog.at_level(logging.WARNING, "engine.graphics"):
         assert scene.add_layer(SceneLayer(LAYER, 5)) is False
     assert warnings_of(caplog) == [f"Layer id '{LAYER}' is taken: the new layer was not added."]
+
+
+def test_a_gl_error_in_a_hook_is_named_by_the_layer_it_was_drawn_in(scene, caplog):
+    import ctypes
+
+    libgl = ctypes.CDLL("libGL.so.1")
+
+    class Careless(SceneObject):
+        def OnRender(self):
+            libgl.glEnable(0x1234)  # not a capability: GL_INVALID_ENUM, unseen by PyOpenGL
+
+    Careless().layer = LAYER
+    with caplog.at_level(logging.WARNING, "engine.graphics"):
+        scene.render()
+    reported = warnings_of(caplog)
+    if reported:  # builds made with GL checks (every test build) name the step
+        assert reported == [f"OpenGL error 0x0500 (invalid enum) after drawing layer '{LAYER}'."]
+    for handler in logging.getLogger("engine.graphics").handlers:
+        if type(handler).__name__ == "GLErrors":
+            handler.messages.clear()
+    from OpenGL import GL
+    GL.glGetError()

@@ -1,4 +1,5 @@
 #include "engine/graphics/Framebuffer.h"
+#include "render/GLCheck.h"
 
 #include "engine/core/Log.h"
 #include "engine/graphics/Module.h"
@@ -94,6 +95,7 @@ bool Framebuffer::create() {
     glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER, GL_LINEAR);
     glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, GL_LINEAR);
     glFramebufferTexture2DEXT(GL_FRAMEBUFFER_EXT, GL_COLOR_ATTACHMENT0_EXT, GL_TEXTURE_2D, texture_, 0);
+    check_gl_errors("creating a framebuffer");
     const GLenum status = glCheckFramebufferStatusEXT(GL_FRAMEBUFFER_EXT);
     // Leaves the current-framebuffer record as it was.
     glBindFramebufferEXT(GL_FRAMEBUFFER_EXT, 0);
@@ -169,6 +171,7 @@ void Framebuffer::render() const {
     glPopMatrix();
     // Blending is switched on whatever it was before: scenes draw with it on.
     glEnable(GL_BLEND);
+    check_gl_errors("drawing a framebuffer to the window");
 }
 
 void Framebuffer::push() { saved().push_back(current); }

@@ -1,4 +1,5 @@
 #include "engine/graphics/TextureData.h"
+#include "render/GLCheck.h"
 
 #include "engine/core/Log.h"
 #include "engine/graphics/Module.h"
@@ -44,6 +45,7 @@ unsigned int upload(const ImageBuffer& buffer) {
     glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_S, GL_REPEAT);
     glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_T, GL_REPEAT);
     glBindTexture(GL_TEXTURE_2D, GLuint(previous));
+    check_gl_errors("uploading a texture");
     return name;
 }
 

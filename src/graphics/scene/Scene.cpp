@@ -1,4 +1,5 @@
 #include "engine/graphics/Scene.h"
+#include "render/GLCheck.h"
 
 #include "engine/core/Log.h"
 #include "engine/graphics/Framebuffer.h"
@@ -337,6 +338,7 @@ void Scene::render_layer(SceneLayer& layer) {
         }
         object->render(true);
     }
+    check_gl_errors("drawing layer", id.c_str());
     notify([&id](SceneListener& l) { l.on_post_layer_render(id); });
 }
 
