@@ -2,6 +2,7 @@
 
 #include "engine/core/Object.h"
 #include "engine/core/Vector.h"
+#include "engine/window/GpuResource.h"
 
 #include <deque>
 
@@ -14,20 +15,17 @@ namespace engine::graphics {
 /// An off-screen render target: one framebuffer object with one RGBA colour texture.
 /// Scenes draw into it and show it again as a texture. A process-wide current
 /// framebuffer (null for the window) and a push/pop stack let nested code redirect
-/// drawing and come back. Every framebuffer is registered so that it is released with
-/// the GL context and created again with the next one: a framebuffer survives
-/// `set_video_mode`.
+/// drawing and come back. As a GpuResource it is released with the GL context and
+/// created again with the next one: a framebuffer survives `set_video_mode`. It owns
+/// its GL objects and cannot be copied.
 ///
 ///     Framebuffer target;
 ///     target.create({256, 128});
 ///     target.bind_as_framebuffer();  /* draw */  Framebuffer::unbind();
-class Framebuffer : public core::Object {
+class Framebuffer : public core::Object, public window::GpuResource {
 public:
     /// No GL objects yet; dimensions (-1, -1) mean the window's resolution.
     Framebuffer();
-    /// Copies the names and dimensions (both objects then share the GL objects).
-    Framebuffer(const Framebuffer& other);
-    Framebuffer& operator=(const Framebuffer& other);
     /// Leaves the registry and deletes the GL objects.
     ~Framebuffer() override;
 
@@ -70,10 +68,10 @@ public:
     static void pop();
     static const Framebuffer* get_current_framebuffer();
 
-    /// Releases every live framebuffer (the context is about to go).
-    static void release_all();
-    /// Creates every live framebuffer again, in order of construction (a new context).
-    static void create_all();
+    /// The context is about to go: release().
+    void release_gpu() override;
+    /// A new context: create() at the stored dimensions.
+    void restore_gpu() override;
 
     static void define_interface();
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "engine/window/GpuResource.h"
+
 #include <map>
 #include <set>
 #include <string>
@@ -17,23 +19,24 @@ class Texture;
 /// One Cg program compiled at run time for an ARB assembly profile, with a cache of
 /// its named parameters and the texture parameters it has enabled. One Cg context
 /// serves the process: it is made with the first GL context, knows the include file
-/// "Transition.cgh", and logs every Cg error. Every live program is registered, so it
-/// is unloaded with the GL context and reloaded with the next one. Without the Cg
-/// toolkit at build time programs exist but are never supported.
-class Program {
+/// "Transition.cgh", and logs every Cg error. As a GpuResource a program is unloaded
+/// with the GL context and reloaded with the next one. It owns its Cg program and
+/// cannot be copied. Without the Cg toolkit at build time programs exist but are never
+/// supported.
+class Program : public window::GpuResource {
 public:
     /// `profile` is a Cg profile value (CG_PROFILE_ARBVP1, CG_PROFILE_ARBFP1).
     explicit Program(unsigned int profile);
-    Program(const Program& other);
-    Program& operator=(const Program& other);
-    /// Leaves the registry; the Cg program itself goes with the Cg context (deliberately).
-    virtual ~Program();
+    /// Destroys its Cg program while a GL context exists (otherwise the Cg context,
+    /// which lives as long as the process, keeps it).
+    ~Program() override;
 
     /// A Cg context exists and both ARB profiles are supported.
     static bool is_supported();
 
-    /// Compiles and loads `source` with its entry point; false (errors logged by the
-    /// Cg error handler) when unsupported or on a compile or load failure.
+    /// Compiles and loads `source` with its entry point, replacing (and destroying) the
+    /// program compiled before; false (errors logged by the Cg error handler) when
+    /// unsupported or on a compile or load failure.
     bool set_source(const char* source, const char* entry);
     /// Loads the compiled program into the new GL context; a failure empties the program.
     bool reload();
@@ -54,11 +57,12 @@ public:
     void set_texture(const std::string& name, const Texture& texture);
     void set_texture(const std::string& name, const Framebuffer& framebuffer);
 
-    /// The Cg context's birth (first GL context) and every program's reload: called by
-    /// the module's window listener on each new context.
+    /// Makes the process's Cg context with the first GL context: called by the module's
+    /// window listener on each new context.
     static void on_context_created();
-    /// Unloads every program: the GL context is going away.
-    static void on_context_destroyed();
+
+    void release_gpu() override { release(); }
+    void restore_gpu() override { reload(); }
 
     /// The cached handle, else a lookup (cached when found); null when absent.
     CGparameter get_parameter(const std::string& name);
@@ -68,6 +72,9 @@ public:
     std::size_t get_enabled_texture_count() const { return enabled_textures_.size(); }
 
 private:
+    /// Destroys the Cg program and forgets what was cached about it.
+    void destroy();
+
     CGprogram program_ = nullptr;                    // null when not compiled
     unsigned int profile_;                           // fixed at construction
     std::map<std::string, CGparameter> parameters_;  // found parameters only

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "engine/core/SharedObject.h"
+#include "engine/window/GpuResource.h"
 #include "engine/core/Vector.h"
 
 #include <memory>
@@ -32,9 +33,11 @@ struct ImageBuffer {
 };
 
 /// One picture in OpenGL, shared by every Texture handle made from the same path. The
-/// texture database keeps one per path, loads it (in the background when asked), and
-/// deletes and reloads its GL object with the context.
-class TextureData : public core::SharedObject {
+/// texture database keeps one per path and loads it (in the background when asked); as
+/// a GpuResource its GL object is deleted with the context and its file decoded and
+/// uploaded again with the next one (pictures made from bytes have no file and stay
+/// empty then). Script thread only.
+class TextureData : public core::SharedObject, public window::GpuResource {
 public:
     TextureData() = default;
     /// Leaves the database (when named) and deletes the GL object.
@@ -53,6 +56,9 @@ public:
     bool accept(const ImageBuffer* buffer);
     /// Blocks until a background load of this data has been uploaded.
     void wait() const;
+
+    void release_gpu() override { delete_texture(); }
+    void restore_gpu() override { reload(); }
 
     unsigned int get_name() const { return name_; }
     const core::Vector<int>& get_dimensions() const { return dimensions_; }

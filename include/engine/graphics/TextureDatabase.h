@@ -1,6 +1,6 @@
 #pragma once
 
-#include "engine/window/WindowListener.h"
+#include "engine/core/Object.h"
 
 #include <string>
 
@@ -8,15 +8,17 @@ namespace engine::graphics {
 
 class TextureData;
 
-/// Shares one TextureData per file path among all Texture handles, deletes their GL
-/// objects when the context goes and reloads them when it comes back, frees unused
-/// ones on request, and holds the process-wide "full_resolution" switch. One instance
+/// Shares one TextureData per file path among all Texture handles, frees unused ones
+/// on request, and holds the process-wide "full_resolution" switch. (Each TextureData
+/// goes and comes back with the GL context by itself, as a GpuResource.) One instance
 /// exists (the module's "texture_database"); the table is process-wide.
-class TextureDatabase : public window::WindowListener {
+///
+/// Script thread only.
+class TextureDatabase : public core::Object {
 public:
-    /// Becomes the live database and listens to the window.
+    /// Becomes the live database.
     TextureDatabase();
-    /// Drops every entry and stops listening.
+    /// Drops every entry.
     ~TextureDatabase() override;
 
     /// The data of `path` with one reference for the caller, loaded on its first
@@ -40,9 +42,6 @@ public:
     static std::size_t size();
     /// Whether the one live database exists.
     static bool exists();
-
-    void on_create(window::Window* window) override;
-    void on_destroy(window::Window* window) override;
 
     static void define_interface();
 };

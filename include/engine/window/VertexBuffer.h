@@ -1,34 +1,25 @@
 #pragma once
 
+#include "engine/window/GpuResource.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <vector>
 
 namespace engine::window {
 
-class VertexBuffer;
-
-/// Keeps track of live vertex buffers so that their GL objects can be deleted with the
-/// context. The graphics module installs its registry (`VertexBuffer::set_registry`).
-class VertexBufferRegistry {
-public:
-    virtual ~VertexBufferRegistry() = default;
-    virtual void add(VertexBuffer* buffer) = 0;
-    virtual void remove(VertexBuffer* buffer) = 0;
-};
-
 /// Vertices written on the CPU and drawn from a GL buffer object (or from client
 /// memory where buffer objects are unsupported). Write with `map`/`unmap`, then
 /// `bind` and pass the returned pointer to glVertexPointer and friends as the base
-/// of the vertex data. Survives a context change: `release` forgets the GL object
-/// and the next `unmap` or `bind` uploads to a new one.
-class VertexBuffer {
+/// of the vertex data. Survives a context change: as a GpuResource it is released with
+/// the context, and the next `unmap` or `bind` uploads to a new GL object.
+class VertexBuffer : public GpuResource {
 public:
     /// `usage` is a GL usage hint such as GL_STREAM_DRAW.
     VertexBuffer(std::size_t stride, std::size_t capacity, unsigned int usage);
     VertexBuffer(const VertexBuffer&) = delete;
     VertexBuffer& operator=(const VertexBuffer&) = delete;
-    ~VertexBuffer();
+    ~VertexBuffer() override;
 
     /// Room for `count` vertices of `stride` bytes, growing the capacity if needed (to
     /// at least twice the old one; it never shrinks); valid until `unmap`. Allocates
@@ -51,8 +42,8 @@ public:
     /// Deletes the GL object (the context is going away); the data stays.
     void release();
 
-    /// The registry told about every buffer's creation and destruction (may be null).
-    static void set_registry(VertexBufferRegistry* registry);
+    void release_gpu() override;
+    void restore_gpu() override;
     /// Whether buffer objects are used; set by the graphics module per context.
     static void set_buffer_objects_supported(bool supported);
 

@@ -5,6 +5,7 @@
 #include "engine/graphics/Program.h"
 #include "engine/window/OpenGL.h"
 #include "engine/window/OpenGLEntryPoints.h"
+#include "engine/window/VertexBuffer.h"
 #include "engine/window/VideoMode.h"
 #include "engine/window/Window.h"
 
@@ -24,19 +25,6 @@ GraphicsWindowListener& window_listener() {
     return listener;
 }
 
-BufferRegistry& buffer_registry() {
-    static BufferRegistry registry;
-    return registry;
-}
-
-void BufferRegistry::remove(window::VertexBuffer* buffer) {
-    buffers_.erase(std::remove(buffers_.begin(), buffers_.end(), buffer), buffers_.end());
-}
-
-void BufferRegistry::release_all() {
-    for (window::VertexBuffer* buffer : buffers_) buffer->release();
-}
-
 void GraphicsWindowListener::on_create(window::Window*) {
     context_open_ = true;
     glClearColor(0.0f, 0.0f, 0.0f, 1.0f);
@@ -44,7 +32,6 @@ void GraphicsWindowListener::on_create(window::Window*) {
     glEnableClientState(GL_TEXTURE_COORD_ARRAY);
     glCullFace(GL_BACK);  // culling itself stays off
     Program::on_context_created();
-    Framebuffer::create_all();
     vertex_buffer_objects = window::is_opengl_extension_supported("GL_ARB_vertex_buffer_object");
     window::VertexBuffer::set_buffer_objects_supported(vertex_buffer_objects);
 }
@@ -52,9 +39,6 @@ void GraphicsWindowListener::on_create(window::Window*) {
 void GraphicsWindowListener::on_destroy(window::Window*) {
     context_open_ = false;
     max_texture_size = 0;
-    Program::on_context_destroyed();
-    Framebuffer::release_all();
-    buffer_registry().release_all();
 }
 
 void GraphicsWindowListener::on_resize(window::Window*, const core::Vector<int>& size) {

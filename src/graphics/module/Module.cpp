@@ -128,8 +128,6 @@ BOOST_PYTHON_MODULE(libgraphics) {
     bp::import("libcore");
     bp::import("libwindow");
     using namespace engine::graphics::python;
-    // Every vertex buffer made from now on is released with the context.
-    engine::window::VertexBuffer::set_registry(&engine::graphics::buffer_registry());
     define_classes();
     define_functions();
     create_singletons();

@@ -26,10 +26,6 @@ std::deque<const Framebuffer*>& saved() {
     static std::deque<const Framebuffer*> stack;
     return stack;
 }
-std::vector<Framebuffer*>& registry() {
-    static std::vector<Framebuffer*> live;  // in order of construction
-    return live;
-}
 
 core::Vector<int> window_resolution() {
     const Window* w = get_window();
@@ -38,27 +34,13 @@ core::Vector<int> window_resolution() {
 
 }  // namespace
 
-Framebuffer::Framebuffer() { registry().push_back(this); }
-
-Framebuffer::Framebuffer(const Framebuffer& other)
-    : core::Object(other), framebuffer_(other.framebuffer_), texture_(other.texture_), dimensions_(other.dimensions_) {
-    registry().push_back(this);
-}
-
-Framebuffer& Framebuffer::operator=(const Framebuffer& other) {
-    framebuffer_ = other.framebuffer_;
-    texture_ = other.texture_;
-    dimensions_ = other.dimensions_;
-    return *this;
-}
+Framebuffer::Framebuffer() = default;
 
 Framebuffer::~Framebuffer() {
-    auto& live = registry();
-    live.erase(std::remove(live.begin(), live.end(), this), live.end());
     if (current == this) current = nullptr;
     std::replace(saved().begin(), saved().end(), static_cast<const Framebuffer*>(this),
                  static_cast<const Framebuffer*>(nullptr));
-    if (is_context_open()) release();
+    if (Window::get_current()) release();
 }
 
 bool Framebuffer::is_supported() {
@@ -76,7 +58,9 @@ bool Framebuffer::create(const core::Vector<int>& dimensions) {
 }
 
 bool Framebuffer::create() {
-    if (!is_context_open() || !glGenFramebuffersEXT) return false;
+    // The window's context itself, not the module's listener: framebuffers come back
+    // with a new context before any listener hears of it.
+    if (!Window::get_current() || !glGenFramebuffersEXT) return false;
     if (dimensions_.x == -1 || dimensions_.y == -1) dimensions_ = window_resolution();
     if (framebuffer_ || texture_) release();  // creating twice must not leak
     if (!is_texture_size_supported(dimensions_.x, dimensions_.y)) {
@@ -188,12 +172,10 @@ void Framebuffer::pop() {
 
 const Framebuffer* Framebuffer::get_current_framebuffer() { return current; }
 
-void Framebuffer::release_all() {
-    for (Framebuffer* f : registry()) f->release();
-}
+void Framebuffer::release_gpu() { release(); }
 
-void Framebuffer::create_all() {
-    for (Framebuffer* f : registry()) f->create();
-}
+// Every live framebuffer is created at its dimensions, whether or not it had GL
+// objects: one made before the first context gets them here.
+void Framebuffer::restore_gpu() { create(); }
 
 }  // namespace engine::graphics

@@ -3,6 +3,7 @@
 #include "engine/core/Log.h"
 #include "engine/graphics/Framebuffer.h"
 #include "engine/graphics/Texture.h"
+#include "engine/window/Window.h"
 
 #include <algorithm>
 #include <vector>
@@ -19,11 +20,6 @@ namespace {
 constexpr unsigned int kVertexProfile = 6150;    // CG_PROFILE_ARBVP1
 constexpr unsigned int kFragmentProfile = 7000;  // CG_PROFILE_ARBFP1
 
-// Every live program, in order of construction.
-std::vector<Program*>& registry() {
-    static std::vector<Program*> programs;
-    return programs;
-}
 
 }  // namespace
 
@@ -61,7 +57,7 @@ bool Program::is_supported() {
 
 bool Program::set_source(const char* source, const char* entry) {
     if (!is_supported()) return false;
-    // An earlier program of this object is overwritten, not destroyed: it goes with the context.
+    destroy();
     program_ = cgCreateProgram(context, CG_SOURCE, source, CGprofile(profile_), entry, nullptr);
     parameters_.clear();
     if (!program_) return false;
@@ -186,7 +182,14 @@ void Program::on_context_created() {
             cgSetCompilerIncludeString(context, "Transition.cgh", kTransitionSource);
         }
     }
-    for (Program* program : registry()) program->reload();
+}
+
+void Program::destroy() {
+    if (program_) cgDestroyProgram(program_);
+    program_ = nullptr;
+    parameters_.clear();
+    enabled_textures_.clear();
+    loaded_ = false;
 }
 
 #else  // without the Cg toolkit: programs exist but never compile
@@ -204,36 +207,16 @@ void Program::set_parameter(const std::string&, const float*, unsigned int, unsi
 void Program::set_texture(const std::string&, const Texture&) {}
 void Program::set_texture(const std::string&, const Framebuffer&) {}
 void Program::on_context_created() {}
+void Program::destroy() {}
 
 #endif
 
-Program::Program(unsigned int profile) : profile_(profile) { registry().push_back(this); }
+Program::Program(unsigned int profile) : profile_(profile) {}
 
-Program::Program(const Program& other)
-    : program_(other.program_),
-      profile_(other.profile_),
-      parameters_(other.parameters_),
-      enabled_textures_(other.enabled_textures_),
-      loaded_(other.loaded_) {
-    registry().push_back(this);
-}
-
-Program& Program::operator=(const Program& other) {
-    program_ = other.program_;
-    profile_ = other.profile_;
-    parameters_ = other.parameters_;
-    enabled_textures_ = other.enabled_textures_;
-    loaded_ = other.loaded_;
-    return *this;
-}
-
+// Without a GL context (a program dropped between contexts or at exit) the Cg program
+// is left to the Cg context, which unloading it would need a context for.
 Program::~Program() {
-    auto& programs = registry();
-    programs.erase(std::remove(programs.begin(), programs.end(), this), programs.end());
-}
-
-void Program::on_context_destroyed() {
-    for (Program* program : registry()) program->release();
+    if (window::Window::get_current()) destroy();
 }
 
 VertexProgram::VertexProgram() : Program(kVertexProfile) {}

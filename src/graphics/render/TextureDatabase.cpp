@@ -2,7 +2,6 @@
 
 #include "engine/graphics/TextureData.h"
 #include "engine/graphics/TextureLoader.h"
-#include "engine/window/Window.h"
 
 #include <map>
 #include <vector>
@@ -18,14 +17,10 @@ TextureDatabase* instance = nullptr;
 
 }  // namespace
 
-TextureDatabase::TextureDatabase() {
-    instance = this;
-    window::Window::add_listener(this);
-}
+TextureDatabase::TextureDatabase() { instance = this; }
 
 TextureDatabase::~TextureDatabase() {
     if (instance != this) return;
-    window::Window::remove_listener(this);
     // Emptied first: each data leaves the table by name while being destroyed.
     std::map<std::string, TextureData*> entries;
     entries.swap(table);
@@ -79,13 +74,5 @@ bool TextureDatabase::is_full_resolution() { return full_resolution; }
 void TextureDatabase::set_full_resolution(bool value) { full_resolution = value; }
 std::size_t TextureDatabase::size() { return table.size(); }
 bool TextureDatabase::exists() { return instance != nullptr; }
-
-void TextureDatabase::on_create(window::Window*) {
-    for (auto& [path, data] : table) data->reload();
-}
-
-void TextureDatabase::on_destroy(window::Window*) {
-    for (auto& [path, data] : table) data->delete_texture();
-}
 
 }  // namespace engine::graphics

@@ -8,8 +8,7 @@
 namespace engine::window {
 
 namespace {
-VertexBufferRegistry* registry = nullptr;  // not owned; installed by the graphics module
-bool buffer_objects_supported = false;     // off until told otherwise for a context
+bool buffer_objects_supported = false;  // off until told otherwise for a context
 
 // Buffer objects can be used: they are wanted, a context exists and GL has them.
 bool use_buffer_objects() {
@@ -18,14 +17,9 @@ bool use_buffer_objects() {
 }  // namespace
 
 VertexBuffer::VertexBuffer(std::size_t stride, std::size_t capacity, unsigned int usage)
-    : stride_(stride), capacity_(capacity), usage_(usage), data_(stride * capacity) {
-    if (registry) registry->add(this);
-}
+    : stride_(stride), capacity_(capacity), usage_(usage), data_(stride * capacity) {}
 
-VertexBuffer::~VertexBuffer() {
-    release();
-    if (registry) registry->remove(this);
-}
+VertexBuffer::~VertexBuffer() { release(); }
 
 void* VertexBuffer::map(std::size_t count) {
     if (count > capacity_) {
@@ -64,7 +58,10 @@ void VertexBuffer::release() {
     dirty_ = true;
 }
 
-void VertexBuffer::set_registry(VertexBufferRegistry* new_registry) { registry = new_registry; }
+void VertexBuffer::release_gpu() { release(); }
+
+// The data stays on the CPU: the next bind uploads it into the new context.
+void VertexBuffer::restore_gpu() {}
 
 void VertexBuffer::set_buffer_objects_supported(bool supported) { buffer_objects_supported = supported; }
 

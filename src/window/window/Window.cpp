@@ -3,6 +3,7 @@
 #include "window/Screenshot.h"
 #include "window/Translation.h"
 
+#include "engine/window/GpuResource.h"
 #include "engine/window/OpenGLEntryPoints.h"
 #include "engine/window/Window.h"
 #include "engine/window/WindowListener.h"
@@ -130,6 +131,9 @@ Window::Window(int width, int height, const std::string& title, bool fullscreen,
     int w = width, h = height;
     SDL_GL_GetDrawableSize(impl_->window, &w, &h);
     video_mode_ = VideoMode({w, h}, (SDL_GetWindowFlags(impl_->window) & SDL_WINDOW_FULLSCREEN) != 0);
+    // Before any listener hears of the context (they may draw with them), and once the
+    // video mode is known (a framebuffer takes the window's size).
+    GpuResource::restore_all();
     dispatch([this](WindowListener& l) { l.on_create(this); });
 }
 
@@ -179,6 +183,7 @@ void Window::destroy_context() {
     // Listeners release their GL objects while the context is still current.
     dispatch([this](WindowListener& l) { l.on_destroy(this); });
     if (!impl_->context) return;  // a listener closed the window meanwhile
+    GpuResource::release_all();
     SDL_GL_MakeCurrent(impl_->window, nullptr);
     SDL_GL_DeleteContext(impl_->context);
     impl_->context = nullptr;
@@ -215,6 +220,7 @@ void Window::set_video_mode(int width, int height, bool fullscreen) {
     // not reported a second time by process_events.
     SDL_PumpEvents();
 
+    GpuResource::restore_all();
     dispatch([this](WindowListener& l) { l.on_create(this); });
     const core::Vector<int> size = video_mode_.get_resolution();
     dispatch([this, size](WindowListener& l) { l.on_resize(this, size); });

@@ -100,7 +100,6 @@ TEST_F(ModuleContext, SetOrthoMapsPixelsWithOriginTopLeft) {
 }
 
 TEST_F(ListenerContext, BuffersDieWithTheContextAndComeBackWhenUsed) {
-    engine::window::VertexBuffer::set_registry(&engine::graphics::buffer_registry());
     engine::graphics::set_window(window_.get());
     ASSERT_TRUE(engine::graphics::are_vertex_buffer_objects_supported());
     {
@@ -108,12 +107,11 @@ TEST_F(ListenerContext, BuffersDieWithTheContextAndComeBackWhenUsed) {
         buffer.map(4);
         buffer.unmap();
         EXPECT_NE(buffer.get_name(), 0u);
-        window().set_video_mode(160, 120);  // on_destroy releases every registered buffer
+        window().set_video_mode(160, 120);  // the window releases every GPU resource
         EXPECT_EQ(buffer.get_name(), 0u);
         buffer.map(2);
         buffer.unmap();
         EXPECT_NE(buffer.get_name(), 0u);
     }
     engine::graphics::set_window(nullptr);
-    engine::window::VertexBuffer::set_registry(nullptr);
 }

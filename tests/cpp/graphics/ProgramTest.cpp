@@ -1,4 +1,7 @@
 #include "engine/graphics/Program.h"
+#include "engine/window/GpuResource.h"
+
+#include <type_traits>
 
 #include "core/TestSupport.h"
 #include "engine/graphics/Framebuffer.h"
@@ -92,24 +95,14 @@ TEST_F(ProgramWithoutContext, SettersWithUnknownNamesDoNothing) {
     EXPECT_TRUE(log.entries().empty());
 }
 
-TEST_F(ProgramWithoutContext, ContextLossAndCreationHooksWithEmptyProgramsAreHarmless) {
+TEST_F(ProgramWithoutContext, ContextLossAndCreationWithEmptyProgramsAreHarmless) {
     VertexProgram vertex;
     FragmentProgram fragment;
-    Program::on_context_destroyed();  // releases every program: nothing to release
+    engine::window::GpuResource::release_all();  // nothing to release
+    engine::window::GpuResource::restore_all();  // nothing to reload
     EXPECT_FALSE(vertex.is_compiled());
     EXPECT_FALSE(fragment.is_compiled());
 }
 
-TEST_F(ProgramWithoutContext, CopiesOfAnEmptyProgramAreEmpty) {
-    FragmentProgram original;
-    Program copy(original);
-    EXPECT_FALSE(copy.is_compiled());
-    Program assigned(6150);
-    assigned = original;
-    EXPECT_FALSE(assigned.is_compiled());
-    EXPECT_FALSE(copy.set_source(kSource, "fp_main"));
-    // Destroying copies in any order leaves the others usable.
-    { Program temporary(copy); }
-    EXPECT_FALSE(copy.reload());
-    Program::on_context_destroyed();
-}
+// A program owns its Cg program: a copy would destroy it twice.
+static_assert(!std::is_copy_constructible_v<Program> && !std::is_copy_assignable_v<Program>);

@@ -4,6 +4,7 @@
 #include "engine/window/VertexBuffer.h"
 
 #include <algorithm>
+#include <type_traits>
 
 namespace engine::window::test {
 
@@ -11,13 +12,6 @@ namespace {
 
 struct Vertex {
     float x, y;
-};
-
-class RecordingRegistry : public VertexBufferRegistry {
-public:
-    void add(VertexBuffer* buffer) override { live.push_back(buffer); }
-    void remove(VertexBuffer* buffer) override { live.erase(std::find(live.begin(), live.end(), buffer)); }
-    std::vector<VertexBuffer*> live;  // buffers created and not yet destroyed
 };
 
 // Two triangles covering the whole viewport in clip space.
@@ -98,19 +92,18 @@ TEST(VertexBuffer, MapKeepsItsMemoryWhileTheCapacitySuffices) {
     EXPECT_EQ(first, second);
 }
 
-TEST(VertexBuffer, TheRegistryHearsOfCreationAndDestruction) {
-    RecordingRegistry registry;
-    VertexBuffer::set_registry(&registry);
+TEST(VertexBuffer, IsALiveGpuResourceFromConstructionToDestruction) {
+    const std::size_t before = GpuResource::count();
     {
         VertexBuffer a(sizeof(Vertex), 1, GL_STREAM_DRAW);
         VertexBuffer b(sizeof(Vertex), 1, GL_STREAM_DRAW);
-        EXPECT_EQ(registry.live, (std::vector<VertexBuffer*>{&a, &b}));
+        EXPECT_EQ(GpuResource::count(), before + 2);
     }
-    EXPECT_TRUE(registry.live.empty());
-    VertexBuffer::set_registry(nullptr);
-    VertexBuffer c(sizeof(Vertex), 1, GL_STREAM_DRAW);
-    EXPECT_TRUE(registry.live.empty());
+    EXPECT_EQ(GpuResource::count(), before);
 }
+
+// One owner per GL buffer: a copy would delete it twice.
+static_assert(!std::is_copy_constructible_v<VertexBuffer> && !std::is_copy_assignable_v<VertexBuffer>);
 
 TEST(VertexBuffer, WithoutAContextStaysInClientMemory) {
     VertexBuffer::set_buffer_objects_supported(true);
