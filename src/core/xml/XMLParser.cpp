@@ -17,6 +17,8 @@ namespace {
 struct ParseContext {
     XMLParser* parser;
     std::string data;
+    XML_Parser expat = nullptr;   // stopped when the document declares an entity
+    bool entity_refused = false;  // why it was stopped
 
     void flush_data() {
         if (data.empty()) return;
@@ -44,6 +46,17 @@ void XMLCALL character_data(void* user, const XML_Char* text, int length) {
     static_cast<ParseContext*>(user)->data.append(text, size_t(length));
 }
 
+// A document may not declare entities: an internal one can multiply into gigabytes of
+// text (billion laughs) and an external one names a file outside the document. The
+// parse stops at the declaration, before any expansion; the predefined entities
+// (&amp; &lt; &gt; &quot; &apos;) and character references need no declaration.
+void XMLCALL refuse_entity(void* user, const XML_Char*, int, const XML_Char*, int, const XML_Char*, const XML_Char*,
+                           const XML_Char*, const XML_Char*) {
+    auto* context = static_cast<ParseContext*>(user);
+    context->entity_refused = true;
+    XML_StopParser(context->expat, XML_FALSE);
+}
+
 struct ExpatDeleter {
     void operator()(XML_Parser p) const { XML_ParserFree(p); }
 };
@@ -62,17 +75,19 @@ bool XMLParser::parse_document(const std::string& document, const std::string& n
     // Without a forced encoding the document's own declaration (or its byte-order mark)
     // decides; text that came from a Python str is UTF-8 whatever it declares.
     std::unique_ptr<XML_ParserStruct, ExpatDeleter> expat(XML_ParserCreate(encoding));
-    ParseContext context{this, {}};
+    ParseContext context{this, {}, expat.get()};
     XML_SetUserData(expat.get(), &context);
     XML_SetElementHandler(expat.get(), start_element, end_element);
     XML_SetCharacterDataHandler(expat.get(), character_data);
+    XML_SetEntityDeclHandler(expat.get(), refuse_entity);
     if (XML_Parse(expat.get(), document.data(), int(document.size()), XML_TRUE) == XML_STATUS_OK) {
         context.flush_data();
         return true;
     }
-    Log::warning("core", "XML error in %s at line %lu: %s", name.c_str(),
-                 static_cast<unsigned long>(XML_GetCurrentLineNumber(expat.get())),
-                 XML_ErrorString(XML_GetErrorCode(expat.get())));
+    Log::warning(
+        "core", "XML error in %s at line %lu: %s", name.c_str(),
+        static_cast<unsigned long>(XML_GetCurrentLineNumber(expat.get())),
+        context.entity_refused ? "entity declarations are refused" : XML_ErrorString(XML_GetErrorCode(expat.get())));
     return false;
 }
 
