@@ -38,15 +38,17 @@ ImageBuffer::~ImageBuffer() {
 }
 
 std::unique_ptr<ImageBuffer> ImageBuffer::decode(const std::string& path, bool full_resolution) {
-    core::Stream* stream = core::PathDatabase::open(path);
+    std::unique_ptr<core::Stream> stream(core::PathDatabase::open(path));
     if (!stream) return nullptr;
+    return decode(*stream, path, full_resolution);
+}
 
+std::unique_ptr<ImageBuffer> ImageBuffer::decode(core::Stream& stream, const std::string& name, bool full_resolution) {
     DecodeError error;
     png_structp png = png_create_read_struct(PNG_LIBPNG_VER_STRING, &error, on_error, on_warning);
     png_infop info = png ? png_create_info_struct(png) : nullptr;
     if (!info) {
         png_destroy_read_struct(png ? &png : nullptr, nullptr, nullptr);
-        delete stream;
         return nullptr;
     }
 
@@ -54,15 +56,14 @@ std::unique_ptr<ImageBuffer> ImageBuffer::decode(const std::string& path, bool f
     unsigned char* volatile pixels = nullptr;
     png_bytep* volatile rows = nullptr;
     if (setjmp(png_jmpbuf(png))) {
-        core::Log::warning("graphics", "Cannot decode texture '%s': %s.", path.c_str(), error.message);
+        core::Log::warning("graphics", "Cannot decode texture '%s': %s.", name.c_str(), error.message);
         std::free(rows);
         std::free(pixels);
         png_destroy_read_struct(&png, &info, nullptr);
-        delete stream;
         return nullptr;
     }
 
-    png_set_read_fn(png, stream, read_from_stream);
+    png_set_read_fn(png, &stream, read_from_stream);
     png_read_info(png, info);
     const int width = int(png_get_image_width(png, info));
     const int height = int(png_get_image_height(png, info));
@@ -82,7 +83,6 @@ std::unique_ptr<ImageBuffer> ImageBuffer::decode(const std::string& path, bool f
         default:
             // Grey and palette pictures are refused, not expanded: deliberate.
             png_destroy_read_struct(&png, &info, nullptr);
-            delete stream;
             return nullptr;
     }
 
@@ -97,7 +97,6 @@ std::unique_ptr<ImageBuffer> ImageBuffer::decode(const std::string& path, bool f
     rows = nullptr;
     png_read_end(png, nullptr);
     png_destroy_read_struct(&png, &info, nullptr);
-    delete stream;
 
     auto buffer = std::make_unique<ImageBuffer>();
     buffer->pixels = pixels;
