@@ -89,6 +89,12 @@ std::unique_ptr<ImageBuffer> ImageBuffer::decode(core::Stream& stream, const std
             return nullptr;
     }
 
+    // Deflate packs at most about 1032 bytes into one, so a picture whose pixels cannot
+    // fit in its file is corrupt: refused before anything is allocated for it (a 92-byte
+    // file declaring 24848 x 81664 pixels made the decoder ask for 8 GB).
+    if (std::size_t(width) * std::size_t(height) * std::size_t(channels) / 1032 > stream.get_size())
+        png_error(png, "picture larger than its file can hold");
+
     png_set_interlace_handling(png);
     png_read_update_info(png, info);
     pixels = static_cast<unsigned char*>(std::malloc(std::size_t(width) * height * channels));

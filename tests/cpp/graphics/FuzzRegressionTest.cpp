@@ -112,3 +112,12 @@ TEST(FuzzRegressions, DecodeStopsAtTheEndOfTheFile) {
     EXPECT_EQ(stream.short_reads, 1);
     EXPECT_TRUE(warned(log, "unexpected end of file"));
 }
+
+// 24848 x 81664 pixels declared in 92 bytes: refused before the 8 GB are asked for.
+TEST(FuzzRegressions, PictureLargerThanItsFileIsRefused) {
+    LogCapture log;
+    RecordingStream stream(read_file(regressions / "png_decode" / "pixels-larger-than-the-file.png"));
+    EXPECT_EQ(ImageBuffer::decode(stream, "large.png", true), nullptr);
+    EXPECT_TRUE(warned(log, "picture larger than its file can hold"));
+    EXPECT_TRUE(warned(log, "large.png"));
+}
