@@ -121,3 +121,26 @@ TEST(FuzzRegressions, PictureLargerThanItsFileIsRefused) {
     EXPECT_TRUE(warned(log, "picture larger than its file can hold"));
     EXPECT_TRUE(warned(log, "large.png"));
 }
+
+// A text chunk claiming 1.9 GB is skipped in small reads, never read into a buffer of
+// the size it claims.
+TEST(FuzzRegressions, AncillaryChunksAreSkippedInSmallReads) {
+    LogCapture log;
+    RecordingStream stream(read_file(regressions / "png_decode" / "text-chunk-claiming-2gb.png"));
+    EXPECT_EQ(ImageBuffer::decode(stream, "text.png", true), nullptr);
+    EXPECT_LE(stream.longest_request, 65536u);
+    EXPECT_EQ(stream.short_reads, 1);
+}
+
+// What the chunk skipping leaves alone: a picture with text, gamma and transparency
+// chunks still decodes whole.
+TEST(FuzzRegressions, PictureWithAncillaryChunksStillDecodes) {
+    LogCapture log;
+    RecordingStream stream(read_file(regressions.parent_path() / "corpus" / "png_decode" / "rgb-trns-text-4x2.png"));
+    std::unique_ptr<ImageBuffer> buffer = ImageBuffer::decode(stream, "seed.png", true);
+    ASSERT_NE(buffer, nullptr);
+    EXPECT_EQ(buffer->width, 4);
+    EXPECT_EQ(buffer->height, 2);
+    EXPECT_EQ(buffer->channels, 3);
+    EXPECT_TRUE(log.entries().empty());
+}
