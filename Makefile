@@ -3,6 +3,10 @@ SHELL := /bin/bash
 PYTHON := /usr/bin/python3
 BUILD ?= build
 SANITIZE_BUILD ?= build-sanitize
+TSAN_BUILD ?= build-tsan
+FUZZ_BUILD ?= build-fuzz
+FUZZ_SECONDS ?= 60
+FUZZ_TARGETS := xml_parser sprite_database png_decode
 BUILD_TYPE ?= RelWithDebInfo
 JOBS ?= $(shell nproc)
 
@@ -11,7 +15,7 @@ export CCACHE_BASEDIR := $(CURDIR)
 export CCACHE_SLOPPINESS := pch_defines,time_macros,include_file_mtime,include_file_ctime
 export CCACHE_NOHASHDIR := 1
 
-.PHONY: all bootstrap build test test-cpp test-python test-sanitize demo bench clean
+.PHONY: all bootstrap build test test-cpp test-python test-sanitize test-tsan fuzz demo bench clean
 
 all: build
 
@@ -32,6 +36,20 @@ test-sanitize: bootstrap
 	cmake --build $(SANITIZE_BUILD) -j $(JOBS)
 	SANITIZE=1 scripts/run-tests $(SANITIZE_BUILD)
 
+# The loader, logging and threading tests under ThreadSanitizer (scripts/run-tsan).
+test-tsan: bootstrap
+	cmake -S . -B $(TSAN_BUILD) -G Ninja -DCMAKE_BUILD_TYPE=Debug -DENGINE_TSAN=ON -DENGINE_BUILD_BENCH=OFF
+	cmake --build $(TSAN_BUILD) -j $(JOBS) --target core_tests graphics_tests libcore_extension libwindow_extension libgraphics_extension
+	scripts/run-tsan $(TSAN_BUILD)
+
+# Every libFuzzer target of tests/fuzz for FUZZ_SECONDS each (clang, ASan + UBSan).
+fuzz:
+	@scripts/bootstrap fuzz
+	cmake -S . -B $(FUZZ_BUILD) -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCMAKE_CXX_COMPILER=clang++ \
+	  -DENGINE_FUZZ=ON -DENGINE_BUILD_TESTS=OFF -DENGINE_BUILD_BENCH=OFF
+	cmake --build $(FUZZ_BUILD) -j $(JOBS) --target $(addprefix fuzz_,$(FUZZ_TARGETS))
+	FUZZ_SECONDS=$(FUZZ_SECONDS) scripts/run-fuzz $(FUZZ_BUILD) $(FUZZ_TARGETS)
+
 demo: build
 	PYTHONPATH=$(BUILD)/python scripts/with-display $(PYTHON) examples/showcase.py
 
@@ -39,4 +57,4 @@ bench: build
 	scripts/run-bench $(BUILD)
 
 clean:
-	rm -rf $(BUILD) $(SANITIZE_BUILD) out
+	rm -rf $(BUILD) $(SANITIZE_BUILD) $(TSAN_BUILD) $(FUZZ_BUILD) out

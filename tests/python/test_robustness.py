@@ -470,3 +470,21 @@ def test_a_gl_error_in_a_hook_is_named_by_the_layer_it_was_drawn_in(scene, caplo
             handler.messages.clear()
     from OpenGL import GL
     GL.glGetError()
+
+
+def test_a_picture_too_large_for_its_file_is_refused_before_allocation(pictures, caplog):
+    import struct
+    import zlib
+
+    def chunk(kind, data):
+        return struct.pack(">I", len(data)) + kind + data + struct.pack(">I", zlib.crc32(kind + data))
+
+    # 30000 x 30000 RGBA (3.6 GB of pixels) within the side limit, in a file of 80 bytes.
+    header = struct.pack(">IIBBBBB", 30000, 30000, 8, 6, 0, 0, 0)
+    data = (b"\x89PNG\r\n\x1a\n" + chunk(b"IHDR", header) + chunk(b"IDAT", zlib.compress(b"\0" * 64))
+            + chunk(b"IEND", b""))
+    name = pictures.write_bytes("too_large.png", data)
+    with caplog.at_level(logging.WARNING, "engine.graphics"):
+        texture = Texture(name, False, True)
+    assert texture.gl_name == 0
+    assert any("picture larger than its file can hold" in m and name in m for m in warnings_of(caplog))

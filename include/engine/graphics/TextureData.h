@@ -7,6 +7,10 @@
 #include <memory>
 #include <string>
 
+namespace engine::core {
+class Stream;
+}
+
 namespace engine::graphics {
 
 /// Decoded pixels: 8-bit samples, rows top first, no padding. Owned by whoever made it.
@@ -27,6 +31,9 @@ struct ImageBuffer {
     /// a missing file, a grey or palette picture (deliberately not expanded) and a file
     /// corrupt after its header (logged). Safe on any thread.
     static std::unique_ptr<ImageBuffer> decode(const std::string& path, bool full_resolution);
+    /// The same decode from bytes already open (files in memory, fuzzing); `name` is
+    /// used in the warning. The stream stays the caller's and is read from where it is.
+    static std::unique_ptr<ImageBuffer> decode(core::Stream& stream, const std::string& name, bool full_resolution);
 
     /// Halves the picture in place: each sample is the truncated mean of a 2x2 block.
     void halve();

@@ -23,6 +23,7 @@ struct ParseContext {
     const bool& stop_requested;
     std::string data;
     std::exception_ptr error;
+    bool entity_refused = false;  // stopped because the document declares an entity
 
     void flush_data() {
         if (data.empty()) return;
@@ -62,6 +63,17 @@ void XMLCALL character_data(void* user, const XML_Char* text, int length) {
     static_cast<ParseContext*>(user)->data.append(text, size_t(length));
 }
 
+// A document may not declare entities: an internal one can multiply into gigabytes of
+// text (billion laughs) and an external one names a file outside the document. The
+// parse stops at the declaration, before any expansion; the predefined entities
+// (&amp; &lt; &gt; &quot; &apos;) and character references need no declaration.
+void XMLCALL refuse_entity(void* user, const XML_Char*, int, const XML_Char*, int, const XML_Char*, const XML_Char*,
+                           const XML_Char*, const XML_Char*) {
+    auto* context = static_cast<ParseContext*>(user);
+    context->entity_refused = true;
+    XML_StopParser(context->expat, XML_FALSE);
+}
+
 struct ExpatDeleter {
     void operator()(XML_Parser p) const { XML_ParserFree(p); }
 };
@@ -85,6 +97,7 @@ bool XMLParser::parse_document(const std::string& document, const std::string& n
     XML_SetUserData(expat.get(), &context);
     XML_SetElementHandler(expat.get(), start_element, end_element);
     XML_SetCharacterDataHandler(expat.get(), character_data);
+    XML_SetEntityDeclHandler(expat.get(), refuse_entity);
     const XML_Status status = XML_Parse(expat.get(), document.data(), int(document.size()), XML_TRUE);
     if (context.error) std::rethrow_exception(context.error);
     if (stop_requested_) return false;
@@ -93,9 +106,10 @@ bool XMLParser::parse_document(const std::string& document, const std::string& n
         if (context.error) std::rethrow_exception(context.error);
         return !stop_requested_;
     }
-    Log::warning("core", "XML error in %s at line %lu: %s", name.c_str(),
-                 static_cast<unsigned long>(XML_GetCurrentLineNumber(expat.get())),
-                 XML_ErrorString(XML_GetErrorCode(expat.get())));
+    Log::warning(
+        "core", "XML error in %s at line %lu: %s", name.c_str(),
+        static_cast<unsigned long>(XML_GetCurrentLineNumber(expat.get())),
+        context.entity_refused ? "entity declarations are refused" : XML_ErrorString(XML_GetErrorCode(expat.get())));
     return false;
 }
 

@@ -173,6 +173,83 @@ TEST(XMLParser, MissingFileReturnsFalseAndLogsAWarning) {
     EXPECT_TRUE(mentions(entries[0].message, "no/such/file-for-xml-test.xml")) << entries[0].message;
 }
 
+// Entities: a document may not declare any, so nothing it says can expand into a flood
+// of text or pull in a file from outside it.
+namespace {
+
+// Ten levels of ten references each: 10^10 copies of "lol" if expanded.
+std::string billion_laughs(const std::string& use) {
+    std::string document = "<!DOCTYPE lolz [\n<!ENTITY lol0 \"lol\">\n";
+    for (int level = 1; level <= 10; ++level) {
+        document += "<!ENTITY lol" + std::to_string(level) + " \"";
+        for (int i = 0; i < 10; ++i) document += "&lol" + std::to_string(level - 1) + ";";
+        document += "\">\n";
+    }
+    return document + "]>\n" + use;
+}
+
+bool any_mentions(const Events& events, const std::string& part) {
+    return std::any_of(events.begin(), events.end(), [&](const std::string& e) { return mentions(e, part); });
+}
+
+}  // namespace
+
+TEST(XMLParser, BillionLaughsFailsBeforeExpandingAnything) {
+    for (const std::string& use : {std::string("<lolz>&lol10;</lolz>"), std::string("<lolz a=\"&lol10;\"/>")}) {
+        LogCapture log;
+        RecordingParser parser;
+        EXPECT_FALSE(parser.parse_text(billion_laughs(use), "laughs.xml")) << use;
+        EXPECT_FALSE(any_mentions(parser.events, "lol")) << use;
+        const auto entries = log.entries();
+        ASSERT_EQ(entries.size(), 1u);
+        EXPECT_TRUE(mentions(entries[0].message, "entity declarations are refused")) << entries[0].message;
+        EXPECT_TRUE(mentions(entries[0].message, "line 2")) << entries[0].message;
+    }
+}
+
+TEST(XMLParser, InternalEntityDeclarationIsRefused) {
+    LogCapture log;
+    RecordingParser parser;
+    EXPECT_FALSE(parser.parse_text("<!DOCTYPE a [<!ENTITY e \"inner\">]><a>&e;</a>"));
+    EXPECT_TRUE(parser.events.empty());
+}
+
+TEST(XMLParser, PredefinedEntitiesAndCharacterReferencesStillWork) {
+    RecordingParser parser;
+    EXPECT_TRUE(parser.parse_text("<a t=\"&quot;&apos;\">&lt;&gt;&amp;&#65;&#x42;</a>"));
+    EXPECT_EQ(parser.events, (Events{"start a t=\"'", "data [<>&AB]", "end a"}));
+}
+
+TEST(XMLParser, ExternalEntitiesNeverReadTheFileTheyName) {
+    TemporaryDirectory directory;
+    const std::string secret = directory.write("secret.txt", "TOPSECRET");
+    const std::string dtd = directory.write("secret.dtd", "<!ENTITY e \"TOPSECRET\">");
+    add_root(directory.path());
+    const std::string documents[] = {
+        // A general entity in content and in an attribute, by absolute path and URL and
+        // by a name the path database would resolve.
+        "<!DOCTYPE a [<!ENTITY e SYSTEM \"" + secret + "\">]><a>x&e;y</a>",
+        "<!DOCTYPE a [<!ENTITY e SYSTEM \"file://" + secret + "\">]><a>x&e;y</a>",
+        "<!DOCTYPE a [<!ENTITY e SYSTEM \"secret.txt\">]><a>x&e;y</a>",
+        "<!DOCTYPE a [<!ENTITY e SYSTEM \"" + secret + "\">]><a b=\"&e;\"/>",
+        // A parameter entity and an external subset, both declaring what &e; would be.
+        "<!DOCTYPE a [<!ENTITY % p SYSTEM \"" + dtd + "\"> %p;]><a>x&e;y</a>",
+        "<!DOCTYPE a SYSTEM \"" + dtd + "\"><a>x&e;y</a>",
+        "<!DOCTYPE a PUBLIC \"-//engine//secret//EN\" \"" + dtd + "\"><a>x&e;y</a>",
+    };
+    for (const std::string& document : documents) {
+        LogCapture log;
+        RecordingParser parser;
+        const bool parsed = parser.parse_text(document);
+        EXPECT_FALSE(any_mentions(parser.events, "TOPSECRET")) << document;
+        // Either the declaration stopped the parse, or the reference was left out.
+        if (parsed) {
+            EXPECT_EQ(parser.events, (Events{"start a", "data [xy]", "end a"})) << document;
+        }
+    }
+    remove_root(directory.path());
+}
+
 // The script-facing entry point, with Python objects as sources.
 namespace {
 
