@@ -10,6 +10,7 @@ class VertexBuffer;
 
 /// Keeps track of live vertex buffers so that their GL objects can be deleted with the
 /// context. The graphics module installs its registry (`VertexBuffer::set_registry`).
+/// Called on the window's thread, as the buffers are.
 class VertexBufferRegistry {
 public:
     virtual ~VertexBufferRegistry() = default;
@@ -21,7 +22,8 @@ public:
 /// memory where buffer objects are unsupported). Write with `map`/`unmap`, then
 /// `bind` and pass the returned pointer to glVertexPointer and friends as the base
 /// of the vertex data. Survives a context change: `release` forgets the GL object
-/// and the next `unmap` or `bind` uploads to a new one.
+/// and the next `unmap` or `bind` uploads to a new one. Use it on the thread that
+/// created the window (its context must be current to upload or bind).
 class VertexBuffer {
 public:
     /// `usage` is a GL usage hint such as GL_STREAM_DRAW.
