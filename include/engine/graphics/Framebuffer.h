@@ -16,7 +16,8 @@ namespace engine::graphics {
 /// framebuffer (null for the window) and a push/pop stack let nested code redirect
 /// drawing and come back. Every framebuffer is registered so that it is released with
 /// the GL context and created again with the next one: a framebuffer survives
-/// `set_video_mode`.
+/// `set_video_mode`. Script thread only (the thread that imported libgraphics and owns
+/// the GL context), as are the current framebuffer, the stack and the registry.
 ///
 ///     Framebuffer target;
 ///     target.create({256, 128});

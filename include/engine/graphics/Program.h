@@ -19,14 +19,17 @@ class Texture;
 /// serves the process: it is made with the first GL context, knows the include file
 /// "Transition.cgh", and logs every Cg error. Every live program is registered, so it
 /// is unloaded with the GL context and reloaded with the next one. Without the Cg
-/// toolkit at build time programs exist but are never supported.
+/// toolkit at build time programs exist but are never supported. Script thread only (the
+/// thread that imported libgraphics and owns the GL context; Cg uses that context).
 class Program {
 public:
     /// `profile` is a Cg profile value (CG_PROFILE_ARBVP1, CG_PROFILE_ARBFP1).
     explicit Program(unsigned int profile);
     Program(const Program& other);
     Program& operator=(const Program& other);
-    /// Leaves the registry; the Cg program itself goes with the Cg context (deliberately).
+    /// Leaves the registry. The compiled Cg program is not destroyed here: copies share
+    /// it, so no one program object owns it, and it goes with the process-wide Cg
+    /// context (ProgramContext.CopiesShareTheCompiledProgramAndOutliveEachOther).
     virtual ~Program();
 
     /// A Cg context exists and both ARB profiles are supported.

@@ -8,7 +8,8 @@
 
 namespace engine::graphics {
 
-/// Decoded pixels: 8-bit samples, rows top first, no padding. Owned by whoever made it.
+/// Decoded pixels: 8-bit samples, rows top first, no padding. Owned by whoever made it;
+/// any thread, one at a time (the loader's thread hands each buffer over with its result).
 struct ImageBuffer {
     unsigned char* pixels = nullptr;  // width * height * channels bytes
     int width = 0;
@@ -23,8 +24,11 @@ struct ImageBuffer {
 
     /// Decodes an RGB or RGBA PNG found through the path database, halving it (2x2
     /// box filter, odd last row and column dropped) unless `full_resolution`. Null for
-    /// a missing file, a grey or palette picture (deliberately not expanded) and a file
-    /// corrupt after its header (logged). Safe on any thread.
+    /// a missing file, a file corrupt after its header and a grey or palette picture,
+    /// each with a warning. Grey and palette pictures are not expanded to RGB: a texture
+    /// would quietly take several times the memory its file suggests, and the
+    /// warning names the colour type to convert (ImageFiles.GreyPicturesAreRefused,
+    /// ImageFiles.PalettePictureIsRefused). Safe on any thread.
     static std::unique_ptr<ImageBuffer> decode(const std::string& path, bool full_resolution);
 
     /// Halves the picture in place: each sample is the truncated mean of a 2x2 block.
@@ -33,7 +37,9 @@ struct ImageBuffer {
 
 /// One picture in OpenGL, shared by every Texture handle made from the same path. The
 /// texture database keeps one per path, loads it (in the background when asked), and
-/// deletes and reloads its GL object with the context.
+/// deletes and reloads its GL object with the context. Script thread only (the thread
+/// that imported libgraphics and owns the GL context); the loader's thread decodes for
+/// it but never touches it.
 class TextureData : public core::SharedObject {
 public:
     TextureData() = default;

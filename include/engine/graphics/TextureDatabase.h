@@ -11,7 +11,8 @@ class TextureData;
 /// Shares one TextureData per file path among all Texture handles, deletes their GL
 /// objects when the context goes and reloads them when it comes back, frees unused
 /// ones on request, and holds the process-wide "full_resolution" switch. One instance
-/// exists (the module's "texture_database"); the table is process-wide.
+/// exists (the module's "texture_database"); the table is process-wide. Script thread
+/// only (the thread that imported libgraphics and owns the GL context).
 class TextureDatabase : public window::WindowListener {
 public:
     /// Becomes the live database and listens to the window.
