@@ -101,11 +101,11 @@ TEST_F(ProgramWithoutContext, ContextLossAndCreationHooksWithEmptyProgramsAreHar
 }
 
 TEST_F(ProgramWithoutContext, CopiesOfAnEmptyProgramAreEmpty) {
-    FragmentProgram original;
-    Program copy(original);
+    FragmentProgram source;
+    Program copy(source);
     EXPECT_FALSE(copy.is_compiled());
     Program assigned(6150);
-    assigned = original;
+    assigned = source;
     EXPECT_FALSE(assigned.is_compiled());
     EXPECT_FALSE(copy.set_source(kSource, "fp_main"));
     // Destroying copies in any order leaves the others usable.
