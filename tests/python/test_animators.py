@@ -34,7 +34,7 @@ from libgraphics import (
 )
 
 F = np.float32
-PI = F(3.14159)  # the animators' pi, deliberately not the exact value
+PI = F(3.14159)  # the animators' half turn, 3.14159 rather than pi: expected values match exactly
 
 # The C library's single-precision cosine, the one the engine calls.
 _libm = ctypes.CDLL(ctypes.util.find_library("m"))

@@ -149,9 +149,9 @@ def test_script_subclass_registered_as_scene_is_made_by_name():
     class GameScene(libgraphics.Scene):
         pass
 
-    original = libcore.Factory.get_class("Scene")
+    native_class = libcore.Factory.get_class("Scene")
     try:
         libcore.Factory.register_class("Scene", GameScene)
         assert type(libcore.Factory.new_object("Scene")) is GameScene
     finally:
-        libcore.Factory.register_class("Scene", original)
+        libcore.Factory.register_class("Scene", native_class)

@@ -963,6 +963,52 @@ def test_removing_a_redirected_object_drops_its_redirection(redirected, window):
     assert pixel(window, 120, 70) == RED
 
 
+def test_redirection_removed_during_a_render_changes_targets_from_the_next_frame(scene, window, caplog):
+    # The quad goes into `inner`, whose display (full size) goes into `outer`, whose
+    # display shows a quarter of it. An object between the two displays removes the
+    # inner one while the frame is drawn.
+    inner, outer = Framebuffer(), Framebuffer()
+    assert inner.create() and outer.create()
+    add_layer(scene, "main")
+    quad = Quad(40)
+    quad.position = (100, 50)
+    inner_display = FramebufferDisplay(inner)
+    inner_display.z = 1
+
+    class Remover(SceneObject):
+        def OnRender(self):
+            scene.remove_object(inner_display)
+
+    remover = Remover()
+    remover.z = 2
+    outer_display = FramebufferDisplay(outer)
+    outer_display.dimensions = (160, 120)
+    outer_display.position = (400, 300)
+    outer_display.z = 3
+    for o in (quad, inner_display, remover, outer_display):
+        o.layer = "main"
+    scene.register_framebuffer(inner_display, inner)
+    scene.register_framebuffer(outer_display, outer)
+
+    # This frame keeps the targets it had: the outer display does not switch back to
+    # the window, and end_frame shows what is still bound, with its warning.
+    with caplog.at_level(logging.WARNING, logger="engine.graphics"):
+        draw_frame(scene)
+    assert [r.getMessage() for r in caplog.records if r.name == "engine.graphics"] == [
+        "Non-default framebuffer bound at Scene::end_frame()."]
+    assert pixel(window, 120, 70) == RED
+
+    # From the next frame on, only the outer redirection is left.
+    caplog.clear()
+    GL.glClearColor(0, 0, 0, 1)
+    GL.glClear(GL.GL_COLOR_BUFFER_BIT)
+    with caplog.at_level(logging.WARNING, logger="engine.graphics"):
+        draw_frame(scene)
+    assert [r for r in caplog.records if r.name == "engine.graphics"] == []
+    assert pixel(window, 430, 317) == RED
+    assert pixel(window, 120, 70) == BLACK
+
+
 def test_scene_keeps_a_redirected_framebuffer_alive(scene):
     add_layer(scene, "main")
     o = Quad()

@@ -208,8 +208,8 @@ def test_script_subclass_registered_in_the_factory_is_created_by_name():
     class Joint(Transform):
         pass
 
-    original = libcore.Factory.get_class("Transform")
-    assert original is Transform
+    native_class = libcore.Factory.get_class("Transform")
+    assert native_class is Transform
     try:
         libcore.Factory.register_class("Transform", Joint)
         made = libcore.Factory.new_object("Transform")
@@ -217,7 +217,7 @@ def test_script_subclass_registered_in_the_factory_is_created_by_name():
         made.position = (1, 2)
         assert made.world_position == Vector(1, 2)
     finally:
-        libcore.Factory.register_class("Transform", original)
+        libcore.Factory.register_class("Transform", native_class)
 
 
 def test_no_script_object_leaks_from_a_hierarchy():

@@ -6,6 +6,7 @@ namespace engine::core {
 
 /// Four float channels in the order red, green, blue, alpha, nominally in [0, 1].
 /// The storage order is binding: `operator float*` is handed straight to OpenGL.
+/// A plain value: any thread.
 struct Colour {
     float r = 1.0f;
     float g = 1.0f;

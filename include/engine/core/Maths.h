@@ -11,6 +11,9 @@ constexpr float kPi = 3.14159265358979323846f;
 /// 4.0 becomes 4.0 - 2pi, and 3.1415927 stays 3.1415927. A non-finite angle gives NaN.
 float normalise_angle(float angle);
 
+/// The random functions share the process's one generator, unlocked: script thread only
+/// (the thread holding the interpreter lock). The others are pure: any thread.
+
 /// Uniform random integer in [0, n); 0 when n is 0.
 unsigned int random(unsigned int n);
 /// Uniform random float in [0, x) (in (x, 0] for a negative x).

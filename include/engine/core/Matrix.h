@@ -7,6 +7,7 @@ namespace engine::core {
 /// A 2D affine transform of six floats stored contiguously as (a, b, c, d, tx, ty),
 /// columns as OpenGL stores them: x' = a x + c y + tx, y' = b x + d y + ty.
 /// A pure scale is (sx, 0, 0, sy, 0, 0). `A * B` applies B first, then A.
+/// A plain value: any thread.
 class Matrix {
 public:
     /// The identity.

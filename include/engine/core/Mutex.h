@@ -4,7 +4,7 @@
 
 namespace engine::core {
 
-/// A plain, non-recursive mutual exclusion lock.
+/// A plain, non-recursive mutual exclusion lock, for use from any thread.
 class Mutex {
 public:
     Mutex() = default;
@@ -20,7 +20,7 @@ private:
     std::mutex mutex_;
 };
 
-/// Holds a Mutex for the lifetime of a scope.
+/// Holds a Mutex for the lifetime of a scope, on the thread that made it.
 class MutexLock {
 public:
     explicit MutexLock(Mutex& mutex) : mutex_(mutex) { mutex_.acquire(); }

@@ -10,7 +10,8 @@ namespace engine::core {
 /// native code alone has no Python object; counting it then changes nothing but a
 /// tally, and its creator owns it. References taken while a script object is still
 /// being constructed (before it knows its Python object) are handed over to the
-/// Python object as soon as it is known.
+/// Python object as soon as it is known. Script thread only (the thread holding the
+/// interpreter lock): counting touches Python reference counts.
 class Object {
 public:
     Object() = default;

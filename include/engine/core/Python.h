@@ -6,6 +6,9 @@
 
 namespace engine::core {
 
+// Everything here is for the script thread only: the thread holding the interpreter
+// lock, which runs hooks and holds their exceptions.
+
 /// What happens to an ordinary exception (an `Exception`) that a script hook raises.
 enum class ScriptErrors {
     Report,  ///< reported through `sys.unraisablehook`; the engine call goes on

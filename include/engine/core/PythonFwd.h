@@ -1,7 +1,8 @@
 #pragma once
 
 // Forward declarations that let headers name Python objects without pulling in
-// Python.h or Boost.Python; binding code includes those itself.
+// Python.h or Boost.Python; binding code includes those itself. Names only: whatever
+// uses them says which thread may.
 struct _object;
 typedef struct _object PyObject;
 

@@ -7,7 +7,10 @@ namespace engine::core {
 
 /// Intrusively counted base for shared resources that need not be script objects
 /// (textures, shared definitions). A new instance has a count of 0: its first holder
-/// calls `inc_ref`, and the last `dec_ref` deletes it.
+/// calls `inc_ref`, and the last `dec_ref` deletes it. The count is atomic, so holders
+/// on different threads may count at once; the thread of the last `dec_ref` runs the
+/// destructor, so a class whose destructor needs the script thread (TextureData) is
+/// only let go there.
 class SharedObject {
 public:
     SharedObject() = default;

@@ -5,6 +5,7 @@
 
 namespace engine::core {
 
+/// Pure functions on strings: any thread.
 namespace StringUtility {
 
 /// The pieces of `text` between separators, empty pieces included: "a,,b" gives

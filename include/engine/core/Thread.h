@@ -4,7 +4,9 @@
 
 namespace engine::core {
 
-/// Runs a plain function on a thread of its own.
+/// Runs a plain function on a thread of its own. The Thread object itself belongs to
+/// the thread that made it: start, join and destroy it there (the texture loader's
+/// thread is started and joined by the script thread).
 class Thread {
 public:
     using Function = void (*)();

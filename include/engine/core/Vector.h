@@ -7,7 +7,8 @@ namespace engine::core {
 
 /// A 2D vector of two components stored contiguously, x then y.
 /// `Vector<float>` is the engine's point and direction type; `Vector<int>` holds
-/// pixel sizes and positions (window resolutions, mouse positions).
+/// pixel sizes and positions (window resolutions, mouse positions). A plain value: any
+/// thread.
 template <class T>
 struct Vector {
     T x = T();

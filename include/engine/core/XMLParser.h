@@ -12,6 +12,8 @@ namespace engine::core {
 /// Malformed XML stops the parse: the callbacks already made stand, and a warning
 /// naming the line is logged (category "core"); nothing is thrown. An exception thrown
 /// by a callback ends the parse and leaves `parse` (it never crosses expat's frames).
+/// `parse` from a script source is for the script thread; `parse_text` and `parse_file`
+/// may run on any thread, one parse per parser at a time, with the callbacks on it.
 class XMLParser {
 public:
     using Attributes = std::map<std::string, std::string>;
@@ -42,7 +44,7 @@ public:
 
 protected:
     /// From a callback: ends the parse under way after this callback. The parse returns
-    /// false without a warning (the caller stopped it on purpose).
+    /// false without a warning: the callback chose to stop, nothing went wrong.
     void stop() { stop_requested_ = true; }
 
 private:

@@ -9,7 +9,8 @@ class Texture;
 
 /// A queue of fades for whatever it decorates: the front fade runs, the others wait.
 /// A fade goes from one alpha factor to another over its duration, after a delay, with
-/// an optional transition texture for a dissolve.
+/// an optional transition texture for a dissolve. Script thread only (the thread that
+/// imported libgraphics and owns the GL context): a fade holds a texture handle.
 class DecoratorFade {
 public:
     struct Fade {

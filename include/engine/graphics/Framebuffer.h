@@ -17,7 +17,8 @@ namespace engine::graphics {
 /// framebuffer (null for the window) and a push/pop stack let nested code redirect
 /// drawing and come back. As a GpuResource it is released with the GL context and
 /// created again with the next one: a framebuffer survives `set_video_mode`. It owns
-/// its GL objects and cannot be copied.
+/// its GL objects and cannot be copied. Script thread only (the thread that imported libgraphics and owns the GL context), as are the current
+/// framebuffer and the stack.
 ///
 ///     Framebuffer target;
 ///     target.create({256, 128});
@@ -26,7 +27,7 @@ class Framebuffer : public core::Object, public window::GpuResource {
 public:
     /// No GL objects yet; dimensions (-1, -1) mean the window's resolution.
     Framebuffer();
-    /// Leaves the registry and deletes the GL objects.
+    /// Deletes the GL objects (while a context exists).
     ~Framebuffer() override;
 
     /// Creates the GL objects at the stored dimensions, taking the window's resolution

@@ -11,6 +11,7 @@ class Framebuffer;
 /// dimensions - origin in its own space, upright (the captured window's top-left at
 /// the rectangle's top-left), tinted by its colour. Registered as a redirection
 /// (`Scene::register_framebuffer`) it shows what was drawn before it in the frame.
+/// Script thread only (the thread that imported libgraphics and owns the GL context).
 class FramebufferDisplay : public SceneObject {
 public:
     /// Holds one reference to the framebuffer (null: draws nothing). Dimensions default

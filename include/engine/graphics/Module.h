@@ -6,6 +6,10 @@ class Window;
 
 namespace engine::graphics {
 
+// Every function here is for the script thread only: the thread that imported
+// libgraphics and owns the GL context. The same holds for every class of this module
+// but TextureLoader's own thread (which only decodes), ImageBuffer::decode and Spring.
+
 /// The window the graphics module draws into, or null. Setting one installs the
 /// module's window listener (which creates and releases the module's GL objects with
 /// the context and follows resizes); null detaches it.

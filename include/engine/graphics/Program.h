@@ -22,7 +22,7 @@ class Texture;
 /// "Transition.cgh", and logs every Cg error. As a GpuResource a program is unloaded
 /// with the GL context and reloaded with the next one. It owns its Cg program and
 /// cannot be copied. Without the Cg toolkit at build time programs exist but are never
-/// supported.
+/// supported. Script thread only (the thread that imported libgraphics and owns the GL context); Cg uses that context.
 class Program : public window::GpuResource {
 public:
     /// `profile` is a Cg profile value (CG_PROFILE_ARBVP1, CG_PROFILE_ARBFP1).

@@ -29,6 +29,9 @@ class SceneObject;
 /// The scene holds one reference to each layer, listener and redirected framebuffer;
 /// layers hold their objects. Listeners and objects may add or remove listeners and
 /// objects during the frame: removed ones stay alive until the frame's pass ends.
+///
+/// Script thread only (the thread that imported libgraphics and owns the GL context):
+/// a scene runs script hooks and draws.
 class Scene : public core::Object {
 public:
     /// Layer scale flags, combined with `|`.
@@ -55,8 +58,11 @@ public:
     void set_scale(const core::Vector<float>& scale) { scale_ = scale; }
     const core::Vector<float>& get_scale() const { return scale_; }
 
-    /// Inserts the layer before the first layer of greater or equal z (a newcomer is
-    /// drawn before layers of equal z, deliberately). False when the id is taken.
+    /// Inserts the layer before the first layer of greater or equal z: a newcomer is
+    /// drawn before, so under, the layers of equal z already there. A fixed rule, so the
+    /// order of a game's layers follows from their z and the order of the add_layer
+    /// calls alone; give layers distinct z to choose it (Scene.LayerOfEqualZAddedLaterGoesFirst).
+    /// False when the id is taken.
     bool add_layer(SceneLayer* layer);
     SceneLayer* get_layer(const std::string& id) const;
     SceneLayer* get_layer(unsigned int index) const;
@@ -71,8 +77,10 @@ public:
     /// Takes the object out of its layer and its redirection; false when in no layer.
     bool remove_object(SceneObject* object);
     SceneObject* get_object(const std::string& id) const;
-    /// Re-sorts the layer's objects by z; objects of equal z may change order (the sort
-    /// is deliberately not stable).
+    /// Re-sorts the layer's objects by z (Scene.SortLayerOrdersByZ). Objects of equal z
+    /// may change places: every z change re-sorts its layer, and an unstable sort needs
+    /// no buffer, so it allocates nothing per frame. Give objects distinct z where their
+    /// order matters.
     void sort_layer(const std::string& layer_id);
 
     void add_listener(SceneListener* listener);

@@ -13,7 +13,8 @@ class SceneObject;
 
 /// A named, ordered list of scene objects drawn under one set of scale flags. The
 /// scene orders layers by z and a layer orders its objects by their z. A layer holds
-/// one reference to each of its objects.
+/// one reference to each of its objects. Script thread only (the thread that imported
+/// libgraphics and owns the GL context).
 class SceneLayer : public core::Object {
 public:
     /// `scale_flags` is a Scene::ScaleFlag combination; `common` layers are drawn by

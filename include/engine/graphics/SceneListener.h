@@ -9,7 +9,8 @@ namespace engine::graphics {
 
 /// Hears every phase of a scene's frame. All hooks do nothing by default; script
 /// subclasses override "OnPreUpdate", "OnPostUpdate", "OnPreRender", "OnPostRender",
-/// "OnPreLayerRender" and "OnPostLayerRender".
+/// "OnPreLayerRender" and "OnPostLayerRender". Called on the script thread (the thread
+/// that imported libgraphics and owns the GL context), by the scene's update and render.
 class SceneListener : public core::Object {
 public:
     SceneListener() = default;
@@ -27,7 +28,7 @@ public:
 
 /// Forwards the scene's hooks to any script object that has methods of the hook names.
 /// Which methods exist is decided once, at construction: methods added later are never
-/// called. Keeps its script object alive.
+/// called. Keeps its script object alive. Script thread only.
 class SceneListenerPython final : public SceneListener {
 public:
     enum Hook : unsigned {

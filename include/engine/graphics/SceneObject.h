@@ -15,7 +15,8 @@ class SceneObjectAnimator;
 /// a layer, a depth (z) within the layer, a visibility flag, per-object scale flags
 /// and named animators. Subclasses step in `on_update` and draw in `on_render` (which
 /// loads its own world transform); script subclasses override "OnAdd", "OnRemove",
-/// "OnUpdate" and "OnRender".
+/// "OnUpdate" and "OnRender". Script thread only (the thread that imported libgraphics
+/// and owns the GL context), as is the id registry.
 class SceneObject : public Transform {
 public:
     SceneObject() = default;

@@ -10,7 +10,9 @@ class SceneObject;
 /// scene object keeps its animators by name, holding one reference each
 /// (`SceneObject::add_animator`), and steps them in name order before its own update.
 /// An animator that is done calls `remove_animator(this)` on its object as its very
-/// last action (the call may destroy it).
+/// last action (the call may destroy it). Script thread only (the thread that imported
+/// libgraphics and owns the GL context), like the scene that steps it; so is every
+/// concrete animator.
 class SceneObjectAnimator : public core::Object {
 public:
     SceneObjectAnimator() = default;

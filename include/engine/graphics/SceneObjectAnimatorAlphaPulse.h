@@ -5,9 +5,12 @@
 namespace engine::graphics {
 
 /// Makes a sprite's alpha swing from `alpha_start` to `alpha_peak` and back once per
-/// `period` seconds, for ever (a script removes it). The sprite's colour is forced to
-/// white with that alpha on every step, deliberately. On an object that is not a sprite it changes
-/// nothing, but its clock keeps running.
+/// `period` seconds, for ever (a script removes it). Every step sets the whole colour to
+/// white with that alpha: a tinted sprite shows its texture's own colours while it
+/// pulses (the pulse is for glows and highlights), and a tint set meanwhile is replaced
+/// at the next step rather than mixed in (SceneObjectAnimatorAlphaPulse.
+/// PulsesTheAlphaOfAWhiteSprite). On an object that is not a sprite it changes nothing,
+/// but its clock keeps running. Script thread only.
 ///
 ///     glow = SceneObjectAnimatorAlphaPulse(0.2, 1.0, 1.5)
 ///     sprite.add_animator("glow", glow)

@@ -7,9 +7,12 @@ namespace engine::graphics {
 
 /// Moves its object in a straight line from where it is at the first step to
 /// `target`, speeding up by `acceleration` per second up to `max_speed`, and removes
-/// itself on arrival. The object advances by its current speed on every step, not by
-/// speed times dt, so the distance covered per second depends on the frame rate
-/// (deliberately: existing content is tuned to it).
+/// itself on arrival. Its speeds are in units per step: the object advances by its
+/// current speed on every step, not by speed times dt, so it covers 60 x `max_speed`
+/// units a second at 60 frames a second and less at a lower frame rate. Content made
+/// for this animator gives its speeds that way (SceneObjectAnimatorMove.
+/// AdvancesItsSpeedPerStepAndLandsOnTheTarget); for units per second use MoveFixed,
+/// MoveSmooth or Slide. Script thread only.
 ///
 ///     ship.add_animator("go", SceneObjectAnimatorMove(Vector(400, 300), 60.0, 8.0))
 class SceneObjectAnimatorMove : public SceneObjectAnimator {

@@ -6,7 +6,7 @@
 namespace engine::graphics {
 
 /// Moves its object at a constant velocity (units per second) until a script removes
-/// it.
+/// it. Script thread only.
 ///
 ///     cloud.add_animator("drift", SceneObjectAnimatorMoveFixed(Vector(-12, 0)))
 class SceneObjectAnimatorMoveFixed : public SceneObjectAnimator {

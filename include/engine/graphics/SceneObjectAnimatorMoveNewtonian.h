@@ -11,7 +11,10 @@ namespace engine::graphics {
 /// y = bounce_target: it bounces `num_bounces` times (the overshoot mirrored about the
 /// line, vertical speed reversed and scaled by `bounce_damping`), and on the next hit
 /// it is put on the line and the animator removes itself. A bounce target of 0 or less
-/// means no line: the flight goes on until a script removes the animator.
+/// means no line: the flight goes on until a script removes the animator. 0 is the
+/// default, and in the pixel projection y grows down from 0 at the window's top edge,
+/// so no floor on screen is lost (SceneObjectAnimatorMoveNewtonian.
+/// WithoutALineFliesForEver). Script thread only.
 ///
 ///     ball = SceneObjectAnimatorMoveNewtonian(Vector(120, -400))
 ///     ball.bounce_target, ball.num_bounces, ball.bounce_damping = 500, 3, 0.6

@@ -9,6 +9,7 @@ namespace engine::graphics {
 /// seconds along an eased curve, then puts it exactly on the target and removes
 /// itself. Eased out (`ease_in` false), it passes the target half way, overshoots it by
 /// about 4.4 percent and settles; eased in, it first dips slightly backwards.
+/// Script thread only.
 ///
 ///     panel.add_animator("show", SceneObjectAnimatorMoveSmooth(Vector(0, 0), 0.6, False))
 class SceneObjectAnimatorMoveSmooth : public SceneObjectAnimator {

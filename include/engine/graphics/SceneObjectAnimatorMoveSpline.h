@@ -11,7 +11,7 @@ namespace engine::graphics {
 /// seconds: the curve starts at the first point and ends at the last, the others
 /// attract it. At the end the object stays on the last point, and the animator stays
 /// until a script removes it. Without control points it does nothing; with one, it
-/// puts the object there.
+/// puts the object there. Script thread only.
 ///
 ///     path = SceneObjectAnimatorMoveSpline(2.0)
 ///     for p in [(0, 0), (200, -150), (400, 0)]: path.add_control_point(p)

@@ -6,7 +6,7 @@ namespace engine::graphics {
 
 /// One pulse of uniform scale: from `scale_start` up to `scale_peak` in the first half
 /// of `duration` and back down in the second; then the scale is set to `scale_start`
-/// and the animator removes itself. It does not repeat.
+/// and the animator removes itself. It does not repeat. Script thread only.
 ///
 ///     button.add_animator("pop", SceneObjectAnimatorPulse(1.0, 1.3, 0.25))
 class SceneObjectAnimatorPulse : public SceneObjectAnimator {

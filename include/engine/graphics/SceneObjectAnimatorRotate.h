@@ -7,8 +7,11 @@ namespace engine::graphics {
 /// Turns its object at a velocity (radians per second) that approaches
 /// `target_velocity` at `acceleration` (radians per second squared). An acceleration
 /// of exactly 0 turns at the target velocity from the first step. A positive
-/// `duration` is the time after which the animator removes itself; 0 or less turns
-/// until a script removes it. The object's rotation limits apply to every step.
+/// `duration` is the time after which the animator removes itself; the step in which
+/// that time runs out turns nothing, so a timed spin never turns past its time
+/// (SceneObjectAnimatorRotate.PositiveDurationEndsWithoutTurningTheLastStep). 0 or less
+/// turns until a script removes it. The object's rotation limits apply to every step.
+/// Script thread only.
 ///
 ///     wheel.add_animator("spin", SceneObjectAnimatorRotate(6.0, 2.0, 0.0))
 class SceneObjectAnimatorRotate : public SceneObjectAnimator {

@@ -6,7 +6,7 @@ namespace engine::graphics {
 
 /// Scales its object uniformly and linearly from its scale at the first step (the x
 /// component; uniform scaling is assumed) to `target_scale` over `duration` seconds,
-/// then removes itself.
+/// then removes itself. Script thread only.
 ///
 ///     icon.add_animator("grow", SceneObjectAnimatorScale(2.0, 0.5))
 class SceneObjectAnimatorScale : public SceneObjectAnimator {

@@ -9,7 +9,7 @@ namespace engine::graphics {
 /// seconds, then puts it exactly on the target and removes itself. Eased out
 /// (`ease_in` false), it starts fast and overshoots by under one percent before
 /// arriving; eased in, it starts with a small backward dip and accelerates into the
-/// target.
+/// target. Script thread only.
 ///
 ///     card.add_animator("deal", SceneObjectAnimatorSlide(Vector(320, 400), 0.4, False))
 class SceneObjectAnimatorSlide : public SceneObjectAnimator {

@@ -8,7 +8,7 @@ namespace engine::graphics {
 /// first step to `target_alpha` over `duration` seconds, keeping red, green and blue,
 /// then removes itself. The sprite is made visible at the first step and stays
 /// visible, even when faded to 0. On an object that is not a sprite it changes
-/// nothing and still removes itself on time.
+/// nothing and still removes itself on time. Script thread only.
 ///
 ///     sprite.add_animator("fade", SceneObjectAnimatorSpriteFade(0.0, 1.0))
 class SceneObjectAnimatorSpriteFade : public SceneObjectAnimator {

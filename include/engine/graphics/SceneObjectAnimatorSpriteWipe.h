@@ -5,12 +5,14 @@
 namespace engine::graphics {
 
 /// Wipes a sprite in (`reveal` true) or out from left to right: a soft edge 0.2 of
-/// the sprite's width wide sweeps across it through the sprite's alpha stops. The
-/// whole wipe deliberately takes 1.2 times `duration`, since the edge starts 0.2
-/// before the left side. The sprite is made visible at the first step; a finished wipe-out hides it
-/// and a finished reveal leaves it without stops (fully opaque); then the animator
-/// removes itself. On an object that is not a sprite it changes nothing and still
-/// removes itself on time.
+/// the sprite's width wide sweeps across it through the sprite's alpha stops. The edge
+/// starts wholly outside the sprite, 0.2 before its left side, so the first frame shows
+/// no hard edge; it moves at one sprite width per `duration`, so the whole wipe takes
+/// 1.2 times `duration` (SceneObjectAnimatorSpriteWipe.
+/// RevealTakesAboutOnePointTwoTimesItsDuration). The sprite is made visible at the
+/// first step; a finished wipe-out hides it and a finished reveal leaves it without
+/// stops (fully opaque); then the animator removes itself. On an object that is not a
+/// sprite it changes nothing and still removes itself on time. Script thread only.
 ///
 ///     title.add_animator("in", SceneObjectAnimatorSpriteWipe(True, 0.8))
 class SceneObjectAnimatorSpriteWipe : public SceneObjectAnimator {

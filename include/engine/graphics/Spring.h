@@ -6,7 +6,8 @@ namespace engine::graphics {
 
 /// A 2D damped spring that pulls a point towards a moving target: a plain value, not
 /// reference counted and not visible to scripts (actor meshes keep one per soft
-/// vertex). The damping is tuned for steps of 1/60 s: keep dt at or below that.
+/// vertex). The damping is tuned for steps of 1/60 s: keep dt at or below that. Any
+/// thread, one spring per thread at a time: it uses no engine state.
 ///
 ///     Spring s(p, {0, 0}, 40.0f, 0.1f, 5.0f, 1.0f);
 ///     bool moving = s.update(std::min(dt, 1.0f / 60.0f), target);

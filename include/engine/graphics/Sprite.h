@@ -16,7 +16,8 @@ class Texture;
 /// A scene object that draws one textured rectangle described by a record of the
 /// sprite database: four corner colours, optional alpha stops across its width, and
 /// a queue of fades (uniform, or a dissolve through a transition texture when shader
-/// programs are available).
+/// programs are available). Script thread only (the thread that imported libgraphics
+/// and owns the GL context).
 ///
 ///     sprite_database.load("sprites.xml", "images")
 ///     ship = Sprite("ship")          # origin, size, colour, layer from the record

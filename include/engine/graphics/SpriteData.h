@@ -14,7 +14,8 @@ class Texture;
 
 /// A record of the sprite database: what a Sprite of that id looks like. Shared by
 /// every sprite made from it; its texture is loaded while at least one sprite uses
-/// the record (or always, for an "auto_load" record).
+/// the record (or always, for an "auto_load" record). Script thread only (the thread
+/// that imported libgraphics and owns the GL context).
 class SpriteData : public core::SharedObject {
 public:
     SpriteData() = default;
@@ -50,7 +51,8 @@ private:
     int use_count_ = 0;                 // sprites using the record, +1 when pinned
 };
 
-/// The table of sprite records by id, filled from XML ("Sprite" elements).
+/// The table of sprite records by id, filled from XML ("Sprite" elements). The table is
+/// process-wide; script thread only.
 namespace SpriteDatabase {
 
 /// Reads "Sprite" elements from a path or a file-like object; texture paths are

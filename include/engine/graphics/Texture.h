@@ -15,7 +15,9 @@ class TextureData;
 /// A handle to a shared picture in OpenGL. Handles made from the same path share one
 /// TextureData through the texture database, which loads the PNG (in the background
 /// when asked) and keeps it across a change of video mode. A file that cannot be
-/// read still gives a valid handle whose GL name is 0: it draws untextured.
+/// read still gives a valid handle whose GL name is 0: it draws untextured. Script
+/// thread only (the thread that imported libgraphics and owns the GL context); the
+/// loader's thread never touches a handle.
 ///
 ///     Texture ship("ship.png");   // decoded on the loader thread
 ///     ship.bind(0);               // waits for the decode if it is not done yet
@@ -47,8 +49,11 @@ public:
     /// Binds to texture unit `unit` with mipmapped filtering and the wrap mode, waiting
     /// for a pending load first; unit 0 stays the active unit afterwards.
     void bind(int unit) const;
-    /// Hands the texture to a Cg sampler and sets the wrap mode on whatever texture the
-    /// active unit has bound (deliberately: it binds nothing itself).
+    /// Hands the texture to a Cg sampler. It binds nothing, so the texture the active unit
+    /// is drawing with stays bound, and the wrap mode lands on that texture rather than
+    /// this one: harmless, since every bind(unit) writes its texture's own mode again
+    /// (ProgramContext.SamplerTextureWrapModeLandsOnTheActiveUnitsTexture). A texture
+    /// used only through samplers keeps the repeat mode it was uploaded with.
     void bind(CGparameter parameter) const;
     /// Disables texturing on `unit` (below 1: on the active unit only).
     static void unbind(int unit);

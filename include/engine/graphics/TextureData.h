@@ -13,7 +13,8 @@ class Stream;
 
 namespace engine::graphics {
 
-/// Decoded pixels: 8-bit samples, rows top first, no padding. Owned by whoever made it.
+/// Decoded pixels: 8-bit samples, rows top first, no padding. Owned by whoever made it;
+/// any thread, one at a time (the loader's thread hands each buffer over with its result).
 struct ImageBuffer {
     unsigned char* pixels = nullptr;  // width * height * channels bytes
     int width = 0;
@@ -28,8 +29,11 @@ struct ImageBuffer {
 
     /// Decodes an RGB or RGBA PNG found through the path database, halving it (2x2
     /// box filter, odd last row and column dropped) unless `full_resolution`. Null for
-    /// a missing file, a grey or palette picture (deliberately not expanded) and a file
-    /// corrupt after its header (logged). Safe on any thread.
+    /// a missing file, a file corrupt after its header and a grey or palette picture,
+    /// each with a warning. Grey and palette pictures are not expanded to RGB: a texture
+    /// would quietly take several times the memory its file suggests, and the
+    /// warning names the colour type to convert (ImageFiles.GreyPicturesAreRefused,
+    /// ImageFiles.PalettePictureIsRefused). Safe on any thread.
     static std::unique_ptr<ImageBuffer> decode(const std::string& path, bool full_resolution);
     /// The same decode from bytes already open (files in memory, fuzzing); `name` is
     /// used in the warning. The stream stays the caller's and is read from where it is.
@@ -43,7 +47,8 @@ struct ImageBuffer {
 /// texture database keeps one per path and loads it (in the background when asked); as
 /// a GpuResource its GL object is deleted with the context and its file decoded and
 /// uploaded again with the next one (pictures made from bytes have no file and stay
-/// empty then). Script thread only.
+/// empty then). Script thread only (the thread that imported libgraphics and owns the GL context); the loader's thread decodes
+/// for it but never touches it.
 class TextureData : public core::SharedObject, public window::GpuResource {
 public:
     TextureData() = default;

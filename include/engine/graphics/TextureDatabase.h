@@ -13,7 +13,7 @@ class TextureData;
 /// goes and comes back with the GL context by itself, as a GpuResource.) One instance
 /// exists (the module's "texture_database"); the table is process-wide.
 ///
-/// Script thread only.
+/// Script thread only (the thread that imported libgraphics and owns the GL context).
 class TextureDatabase : public core::Object {
 public:
     /// Becomes the live database.

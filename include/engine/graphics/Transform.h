@@ -11,15 +11,18 @@ namespace engine::graphics {
 /// A node of a 2D transform hierarchy: position, rotation and scale relative to a
 /// parent, with lazily rebuilt local and world matrices, rotation limits and a bind
 /// pose. Parent and child links are non-owning: destroying a transform detaches it
-/// from its parent and detaches its children, which live on without a parent.
+/// from its parent and detaches its children, which live on without a parent. Script
+/// thread only (the thread that imported libgraphics and owns the GL context).
 ///
 ///     Transform arm, hand;
 ///     arm.attach(&hand);
 ///     hand.set_position({0, 40});   // the hand's world matrix now follows the arm
 class Transform : public core::Object {
 public:
-    /// The default rotation limits: the float nearest 3.14159, deliberately not pi,
-    /// so that a normalised angle of exactly pi is clamped to it.
+    /// The default rotation limits: the float nearest 3.14159, the half turn the
+    /// animators use too, so limits written with that figure equal the default. An angle
+    /// of exactly pi (what normalise_angle gives for -pi as well) is therefore clamped to
+    /// it, 2.5e-6 rad less, which no one sees (Transform.DefaultLimitIsTheFloatOf314159NotPi).
     static constexpr float kDefaultRotationLimit = 3.14159f;
 
     Transform() = default;
@@ -27,7 +30,10 @@ public:
     /// copy has no children and, if the source has a parent, becomes its last sibling.
     Transform(const Transform& other);
     /// Copies position, rotation, bind rotation and limits only; scale, bind transform,
-    /// parent and children stay (deliberately asymmetric with the copy constructor).
+    /// parent and children stay. Assignment poses a node that already has its place in a
+    /// hierarchy (copying a pose onto a skeleton), and the scale and bind matrix belong to
+    /// that place; the copy constructor makes a new node and takes them all
+    /// (Transform.AssignmentKeepsTargetScaleParentAndChildren).
     Transform& operator=(const Transform& other);
     /// Leaves the parent, and leaves every child parentless and marked dirty.
     ~Transform() override;
@@ -43,7 +49,8 @@ public:
     void set_rotation(float rotation);
 
     /// Stores the limits only: the current rotation is clamped at the next
-    /// `set_rotation`, not now (deliberately).
+    /// `set_rotation`, not now, so setting limits never moves an object by itself
+    /// (Transform.NewConstraintDoesNotReclampUntilNextSetRotation).
     void set_rotation_constraint(float min_rotation, float max_rotation);
     float get_min_rotation() const { return min_rotation_; }
     float get_max_rotation() const { return max_rotation_; }

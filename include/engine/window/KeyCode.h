@@ -3,7 +3,8 @@
 namespace engine::key {
 
 /// The engine's key enumeration, independent of the windowing library. Letters and
-/// digits keep their ASCII values, so `KeyCode('a')` is the A key.
+/// digits keep their ASCII values, so `KeyCode('a')` is the A key. Plain values: any
+/// thread.
 enum KeyCode {
     UNKNOWN = 0,
     BACKSPACE = 8,

@@ -1,7 +1,8 @@
 #pragma once
 
 // OpenGL entry points beyond version 1.1, resolved whenever a window creates its
-// context. This header is for drawing code and does include the GL headers.
+// context. This header is for drawing code and does include the GL headers. Resolved
+// and called on the thread that created the window, whose context is current.
 #include <GL/gl.h>
 #include <GL/glext.h>
 

@@ -12,7 +12,8 @@ namespace engine::window {
 /// memory where buffer objects are unsupported). Write with `map`/`unmap`, then
 /// `bind` and pass the returned pointer to glVertexPointer and friends as the base
 /// of the vertex data. Survives a context change: as a GpuResource it is released with
-/// the context, and the next `unmap` or `bind` uploads to a new GL object.
+/// the context, and the next `unmap` or `bind` uploads to a new GL object. Use it on
+/// the thread that created the window (its context must be current to upload or bind).
 class VertexBuffer : public GpuResource {
 public:
     /// `usage` is a GL usage hint such as GL_STREAM_DRAW.

@@ -4,7 +4,7 @@
 
 namespace engine::window {
 
-/// The size and mode of a window's drawing surface.
+/// The size and mode of a window's drawing surface. A plain value: any thread.
 class VideoMode {
 public:
     VideoMode() = default;

@@ -22,7 +22,8 @@ struct Pixels {
 /// The application window with its OpenGL compatibility context (SDL2). Listeners are
 /// process-wide: every listener hears of every window. One window at a time is
 /// expected; the OpenGL entry points follow the most recently created context. Use a
-/// window from the thread that created it (SDL and OpenGL require it).
+/// window from the thread that created it (SDL and OpenGL require it); the listener list
+/// and `get_current` belong to that thread too. From scripts, that is the script thread.
 ///
 ///     Window window(640, 480, "game");
 ///     while (window.process_events()) { draw(); window.swap_buffers(); }

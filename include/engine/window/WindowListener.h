@@ -9,7 +9,9 @@ namespace engine::window {
 class Window;
 
 /// Receives a window's events. Register with `Window::add_listener`; the window does
-/// not own its listeners. Every operation does nothing by default.
+/// not own its listeners. Every operation does nothing by default. Called on the thread
+/// that created the window, from inside its calls (`process_events`, `set_video_mode`,
+/// `close`, the constructor, `add_listener`).
 class WindowListener : public core::Object {
 public:
     WindowListener() = default;

@@ -13,13 +13,17 @@ SceneObjectAnimatorAlphaPulse::SceneObjectAnimatorAlphaPulse(float alpha_start, 
 void SceneObjectAnimatorAlphaPulse::on_update(float dt) {
     if (!object_) return;
     time_ = std::fmod(time_ + dt, period_);
-    // Deliberately the float 3.14159, not pi: results must match to the bit.
+    // The animators' half turn is the float 3.14159, not pi (as in MoveSmooth): one
+    // figure for all of them, which the expected values of
+    // SceneObjectAnimatorAlphaPulse.BlendsBetweenStartAndPeak and
+    // test_alpha_pulse_follows_the_curve are computed from, float for float. The phase
+    // differs from pi's by under one part in a million.
     const float phase = time_ / period_ * 2.0f * 3.14159f;
     const float k = std::cos(phase) * -1.0f * 0.5f + 0.5f;
     const float alpha = (alpha_peak_ - alpha_start_) * k + alpha_start_;
     // Not a sprite: nothing to change, but the clock above keeps running.
     if (Sprite* sprite = dynamic_cast<Sprite*>(object_))
-        sprite->set_colour(core::Colour(1.0f, 1.0f, 1.0f, alpha));  // forcing white is deliberate
+        sprite->set_colour(core::Colour(1.0f, 1.0f, 1.0f, alpha));  // the whole colour: see the header
 }
 
 }  // namespace engine::graphics

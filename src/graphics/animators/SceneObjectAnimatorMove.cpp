@@ -19,7 +19,8 @@ void SceneObjectAnimatorMove::on_update(float dt) {
         started_ = true;
     }
     speed_ = std::min(speed_ + acceleration_ * dt, max_speed_);
-    // The advance per step is the speed itself, not speed * dt: deliberate.
+    // The advance per step is the speed itself, not speed * dt: speeds are in units per
+    // step (see the header).
     travelled_ = travelled_ + speed_;
     if (distance_ > travelled_) {
         object_->set_position(start_ + direction_ * travelled_);

@@ -13,7 +13,7 @@ void SceneObjectAnimatorMoveNewtonian::on_update(float dt) {
     const core::Vector<float> step(velocity_.x * dt, velocity_.y * dt);
     const core::Vector<float> p = object_->get_local_position() + step;
     object_->set_position(p);
-    // No line at y <= 0: such a line cannot be used (deliberate).
+    // A target of 0 (the default) or less means no line; see the header.
     if (bounce_target_ <= 0.0f) return;
     const bool hit = (gravity_ > 0.0f && p.y >= bounce_target_) || (gravity_ < 0.0f && p.y <= bounce_target_);
     if (!hit) return;

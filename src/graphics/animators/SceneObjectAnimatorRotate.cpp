@@ -15,7 +15,8 @@ void SceneObjectAnimatorRotate::on_update(float dt) {
     if (!object_) return;
     if (duration_ > 0.0f) {
         duration_ = duration_ - dt;
-        // The last, partial step is not turned (deliberately).
+        // The step in which the time runs out turns nothing: a timed spin never turns
+        // past its time (see the header).
         if (duration_ <= 0.0f) {
             finish();
             return;

@@ -18,8 +18,8 @@ void SceneObjectAnimatorSpriteWipe::on_update(float dt) {
     // Meant for sprites only; another object is left alone but the wipe still ends on time.
     Sprite* sprite = dynamic_cast<Sprite*>(object_);
     if (!started_) {
-        // Starting one band before the left side makes the wipe last 1.2 times the
-        // duration; deliberate.
+        // One band before the left side, so the first frame shows no hard edge; the wipe
+        // then lasts 1.2 times the duration (see the header).
         edge_ = -kBand;
         if (sprite) {
             sprite->set_visibility(true);

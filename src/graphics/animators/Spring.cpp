@@ -39,10 +39,17 @@ bool Spring::update(float dt, const core::Vector<float>& target) {
         velocity_ = velocity_ + n * a;
     }
     position_ = position_ + velocity_ * dt;
-    // The damping scales linearly with dt * 60, exact only at 1/60 s: deliberate.
+    // The damping factor scales linearly with dt * 60, exact only at 1/60 s: one
+    // multiplication per soft vertex, and meshes step at 60 Hz with damping values tuned
+    // to this factor. Above 1/60 s the factor can pass 1, hence Spring.h's advice
+    // (Spring.DampingScalesWithTheStep).
     velocity_ = velocity_ * ((1.0f - damping_) * (dt * 60.0f));
     if (rest_threshold_ <= len) return true;
-    // A squared speed against a plain distance: the asymmetry is deliberate.
+    // A squared speed against the threshold, which the distance is compared with plainly:
+    // no square root per vertex, and at the usual threshold of 1 both mean one unit (a
+    // spring rests below one unit away and one unit a second). Another threshold t rests
+    // below t units away and sqrt(t) units a second
+    // (Spring.RestComparesSquaredSpeedWithTheThreshold).
     if (rest_threshold_ <= velocity_.x * velocity_.x + velocity_.y * velocity_.y) return true;
     velocity_ = core::Vector<float>();
     position_ = target;

@@ -153,7 +153,7 @@ void Framebuffer::render() const {
     glPopMatrix();
     glMatrixMode(GL_MODELVIEW);
     glPopMatrix();
-    // Blending is switched on whatever it was before: scenes draw with it on.
+    // Blending is switched on, whatever its state: scenes draw with it on.
     glEnable(GL_BLEND);
     check_gl_errors("drawing a framebuffer to the window");
 }

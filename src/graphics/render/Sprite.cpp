@@ -258,7 +258,16 @@ void Sprite::draw_strip(float fade_alpha) const {
         Colour upper_colour = colours_[2] * p + colours_[3] * (1.0f - p);
         upper_colour.a *= alpha * fade_alpha;
         Colour lower_colour = colours_[0] * (1.0f - p) + colours_[1] * p;
-        lower_colour.a *= alpha;  // the lower row deliberately does not take the fade
+        // The lower row (local y = -origin: the texture's top row, the top edge on screen
+        // in the pixel projection) takes the stops' alpha but not an alpha-scaling fade.
+        // So, in builds without shader programs, a sprite faded while it has alpha stops
+        // (a wipe under way) fades as a ramp down its height: the top edge keeps its alpha
+        // until the fade ends and sets every corner's alpha to the end value. The dissolve
+        // of builds with programs fades both rows alike. The ramp is how faded
+        // wipes look in those builds, pinned by
+        // SpriteDrawing.AlphaFadeOverAlphaStopsLeavesTheTopEdgeUnfaded; fading the lower
+        // row too would be a visible change.
+        lower_colour.a *= alpha;
         vertices.push_back(Vertex{{upper.x, upper.y}, upper_colour, {u, g.bottom_right.y}});
         vertices.push_back(Vertex{{lower.x, lower.y}, lower_colour, {u, g.top_left.y}});
     }

@@ -73,7 +73,8 @@ void Texture::bind(CGparameter parameter) const {
 #else
     (void)parameter;
 #endif
-    // Lands on whatever texture the active unit has bound: deliberate.
+    // Lands on whatever texture the active unit has bound, which stays bound; see the
+    // header for why that is harmless.
     glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_S, GLint(wrap_mode_));
     glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_T, GLint(wrap_mode_));
 }

@@ -146,7 +146,7 @@ void TextureLoader::enqueue(TextureData* data) {
         core::MutexLock hold(s.lock);
         s.requests.push_back(Request{data, data->get_path(), data->is_full_resolution()});
     }
-    ++pending;  // after the lock, on purpose: only the script thread changes it
+    ++pending;  // outside the lock: only the script thread reads or changes it
     wake_up();
 }
 

@@ -187,7 +187,8 @@ SceneObject* Scene::get_object(const std::string& id) const { return SceneObject
 void Scene::sort_layer(const std::string& layer_id) {
     SceneLayer* layer = get_layer(layer_id);
     if (!layer) return;
-    // Deliberately unstable: objects of equal z may change places.
+    // Unstable, so objects of equal z may change places: std::sort needs no buffer, and
+    // this runs at every z change (see Scene.h).
     std::sort(layer->objects_.begin(), layer->objects_.end(),
               [](const SceneObject* a, const SceneObject* b) { return a->get_z() < b->get_z(); });
 }
@@ -241,7 +242,12 @@ void Scene::erase_redirection(SceneObject* object) {
                            [&](const Redirection& r) { return r.object == object; });
     if (it == redirections_.end()) return;
     Framebuffer* framebuffer = it->framebuffer;
-    redirections_.erase(it);  // the cursor is deliberately not adjusted
+    // The cursor is left where it is: a redirection removed during a render changes
+    // targets from the next frame on, and the rest of this frame may keep drawing into
+    // the current target (end_frame then warns and shows it) rather than switching
+    // halfway through a layer. begin_frame starts the cursor afresh
+    // (test_redirection_removed_during_a_render_changes_targets_from_the_next_frame).
+    redirections_.erase(it);
     release_later(framebuffer);
 }
 
@@ -356,7 +362,11 @@ Matrix Scene::get_layer_transform(int flags, const Vector<float>& p) const {
     if (s != 1.0f) m.set_scale({s, s});
     Vector<float> t;
     if (flags & TRANSLATE) {
-        // With SCALE_MAX and sx <= sy there is deliberately no translation.
+        // With SCALE_MAX and sx <= sy there is no translation: the layer is scaled as a
+        // whole by sy, positions as well as sizes, as TRANSLATE_UNIFORM would. Only the
+        // wide case above pulls positions back to the non-uniform scale. Layers laid out
+        // with this pair rely on it on tall scales; docs/guide.md says so, and
+        // test_layer_matrix_loaded_for_the_object (scale (1, 2)) pins it.
         if ((flags & SCALE_MAX) && sy < sx) {
             t = {0.0f, s * p.y * (sy - sx) / sx};
         } else if (flags & SCALE_MIN) {

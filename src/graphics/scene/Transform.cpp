@@ -79,7 +79,9 @@ void Transform::generate_bind_transform() {
         bind_transform_ =
             Matrix(Vector<float>(), -bind_rotation_) * Matrix(-position_, 0.0f) * parent_->bind_transform_;
     } else {
-        // The root's position is deliberately left out of its bind pose.
+        // The root's position is left out of its bind pose: the pose is the hierarchy's
+        // shape, and where the root stands in the world changes at run time, so a bind
+        // pose holds wherever the actor is placed (Transform.RootBindTransformIgnoresPosition).
         bind_transform_.set_translation(Vector<float>());
         bind_transform_.set_rotation(-bind_rotation_);
     }
@@ -88,7 +90,9 @@ void Transform::generate_bind_transform() {
 void Transform::update_local() const {
     if (!local_dirty_) return;
     local_transform_.set_rotation(rotation_);
-    // Unit scale skips the multiplication on purpose: the matrix stays a pure rotation.
+    // Unit scale, the usual case, skips a multiplication that would change nothing: the
+    // matrix stays the pure rotation written above
+    // (Transform.UnitScaleGivesPureRotationPlusTranslation).
     if (scale_.x != 1.0f || scale_.y != 1.0f) {
         Matrix scale;
         scale.set_scale(scale_);
@@ -121,7 +125,9 @@ void Transform::update_world_from_parent() const {
     } else {
         world_transform_ = parent_->world_transform_ * local_transform_;
         world_position_ = world_transform_.get_translation();
-        // A plain sum of angles, even under non-uniform scales: kept on purpose.
+        // A plain sum of angles, even under a non-uniform scale where the drawn angle
+        // differs: rotation limits, bind rotations and scripts reason in these sums, and
+        // the world matrix, which draws, is exact anyway (Transform.ChildWorldRotationIsNormalisedSum).
         world_rotation_ = core::normalise_angle(parent_->world_rotation_ + rotation_);
     }
     world_dirty_ = false;

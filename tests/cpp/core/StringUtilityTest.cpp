@@ -27,7 +27,7 @@ TEST(StringUtility, SplitOfEmptyTextGivesOneEmptyPiece) { EXPECT_EQ(split("", ',
 
 TEST(StringUtility, SplitKeepsWhiteSpaceInsidePieces) { EXPECT_EQ(split(" a , b ", ','), (Pieces{" a ", " b "})); }
 
-TEST(StringUtility, SplitJoinedBackGivesTheOriginal) {
+TEST(StringUtility, PiecesJoinedBackGiveTheText) {
     const std::string text = "x;;y;z;";
     std::string joined;
     const Pieces pieces = split(text, ';');

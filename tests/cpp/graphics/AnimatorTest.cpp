@@ -68,7 +68,8 @@ bool attached(const SceneObject& object, const SceneObjectAnimator* animator) {
     return false;
 }
 
-// The pi that the animators use, deliberately not the exact value.
+// The animators' half turn, 3.14159 rather than pi (see SceneObjectAnimatorAlphaPulse.cpp):
+// expected values computed with it match the animators float for float.
 constexpr float kPi = 3.14159f;
 
 // Angles as the transform stores them: normalised, then clamped to the default limits.

@@ -9,8 +9,10 @@
 #include "engine/graphics/Texture.h"
 
 #include <Cg/cgGL.h>
+#include <GL/gl.h>
 #include <gtest/gtest.h>
 
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -109,6 +111,29 @@ TEST_F(ProgramContext, ProgramsComeBackWithANewContext) {
     EXPECT_TRUE(program.is_compiled());
     program.bind();
     program.unbind();
+}
+
+// Handing a texture to a sampler binds nothing: its wrap mode lands on the texture the
+// active unit is drawing with, and that texture's next bind(unit) writes its own again.
+TEST_F(ProgramContext, SamplerTextureWrapModeLandsOnTheActiveUnitsTexture) {
+    FragmentProgram program;
+    ASSERT_TRUE(program.set_source(kSource, "main"));
+    const unsigned char pixels[4] = {255, 255, 255, 255};
+    Texture drawn(pixels, {1, 1}, 4);
+    drawn.set_wrap_mode(GL_CLAMP_TO_EDGE);
+    drawn.bind(0);
+    Texture sampled(pixels, {1, 1}, 4);
+    sampled.set_wrap_mode(GL_REPEAT);
+    sampled.bind(program.get_parameter("picture"));
+
+    GLint bound = 0, wrap = 0;
+    glGetIntegerv(GL_TEXTURE_BINDING_2D, &bound);
+    EXPECT_EQ(GLuint(bound), drawn.get_name());
+    glGetTexParameteriv(GL_TEXTURE_2D, GL_TEXTURE_WRAP_S, &wrap);
+    EXPECT_EQ(wrap, GL_REPEAT);
+    drawn.bind(0);
+    glGetTexParameteriv(GL_TEXTURE_2D, GL_TEXTURE_WRAP_S, &wrap);
+    EXPECT_EQ(wrap, GL_CLAMP_TO_EDGE);
 }
 
 #endif  // ENGINE_HAS_CG

@@ -1,8 +1,10 @@
 #include "engine/graphics/Sprite.h"
 
 #include "core/TestSupport.h"
+#include "support/GLContext.h"
 #include "engine/core/Colour.h"
 #include "engine/core/Log.h"
+#include "engine/graphics/Program.h"
 #include "engine/graphics/Scene.h"
 #include "engine/graphics/SceneLayer.h"
 #include "engine/graphics/SpriteData.h"
@@ -10,6 +12,7 @@
 #include "engine/graphics/TextureData.h"
 #include "engine/graphics/TextureDatabase.h"
 
+#include <GL/gl.h>
 #include <gtest/gtest.h>
 
 #include <memory>
@@ -495,4 +498,73 @@ TEST_F(SpriteDatabaseTest, SetTexturePathOfARecordInUseLoadsAtOnce) {
     data->set_texture_path("late.png");
     ASSERT_NE(sprite.get_texture(), nullptr);
     EXPECT_EQ(sprite.get_texture()->get_data()->get_path(), "late.png");
+}
+
+// Drawing ----------------------------------------------------------------------------
+
+namespace {
+
+// A window of its own that the graphics module does not follow, so no Cg context is
+// made and fades scale alpha, as in builds without shader programs. A white, untextured
+// 64 x 64 sprite covers the window under the pixel projection (y down).
+class SpriteDrawing : public engine::test::GLContext {
+protected:
+    SpriteDrawing() : GLContext(64, 64, "sprites") {}
+
+    void SetUp() override {
+        GLContext::SetUp();
+        if (IsSkipped()) return;
+        if (engine::graphics::Program::is_supported())
+            GTEST_SKIP() << "a Cg context exists in this process: fades dissolve";
+        SpriteDatabase::unload();
+        SpriteDatabase::load_text(R"(<Sprites><Sprite id="white" dimensions="64 64"/></Sprites>)", "");
+        glMatrixMode(GL_PROJECTION);
+        glLoadIdentity();
+        glOrtho(0, 64, 64, 0, -1, 1);
+        glMatrixMode(GL_MODELVIEW);
+        glLoadIdentity();
+        glEnable(GL_BLEND);
+        glBlendFunc(GL_SRC_ALPHA, GL_ONE_MINUS_SRC_ALPHA);
+    }
+    void TearDown() override {
+        SpriteDatabase::unload();
+        GLContext::TearDown();
+    }
+
+    // The red channel of each pixel of column x, top row first, after one drawing.
+    std::vector<int> column(Sprite& sprite, int x) {
+        glClearColor(0, 0, 0, 1);
+        glClear(GL_COLOR_BUFFER_BIT);
+        sprite.render(false);
+        const engine::window::Pixels pixels = window().read_pixels();
+        std::vector<int> reds;
+        for (int y = 0; y < pixels.height; ++y) reds.push_back(pixels.data[std::size_t(y * pixels.width + x) * 4]);
+        return reds;
+    }
+
+    LogCapture log;  // keeps the transition texture's messages out of the test output
+};
+
+}  // namespace
+
+// Without shader programs a fade scales the alpha of the plain quad evenly, but over
+// alpha stops only the edge drawn from the texture's bottom row takes it (see
+// Sprite::draw_strip): the sprite fades as a ramp, its top edge on screen not at all
+// until the fade ends.
+TEST_F(SpriteDrawing, AlphaFadeOverAlphaStopsLeavesTheTopEdgeUnfaded) {
+    Sprite sprite("white");
+    const unsigned char black[4] = {0, 0, 0, 255};
+    sprite.fade(1.0f, 0.0f, 0.0f, 1.0f, Texture(black, {1, 1}, 4));
+    sprite.update(0.5f);  // half way: alpha x 0.5
+
+    std::vector<int> plain = column(sprite, 32);
+    EXPECT_NEAR(plain.front(), 128, 3);
+    EXPECT_NEAR(plain.back(), 128, 3);
+
+    sprite.set_alpha_stop(0.0f, 1.0f);
+    sprite.set_alpha_stop(1.0f, 1.0f);
+    std::vector<int> ramp = column(sprite, 32);
+    EXPECT_GE(ramp.front(), 250);
+    EXPECT_NEAR(ramp.back(), 130, 4);
+    EXPECT_NEAR(ramp[32], 191, 6);
 }
