@@ -8,7 +8,7 @@
 #include "engine/core/Maths.h"
 #include "engine/core/PathDatabase.h"
 #include "engine/core/Python.h"
-#include "engine/core/PythonBindings.h"
+#include "core/python/support/Helpers.h"
 
 namespace engine::core::python {
 

@@ -2,7 +2,7 @@
 
 #include "python/Interfaces.h"
 
-#include "engine/core/PythonBindings.h"
+#include "core/python/support/Helpers.h"
 #include "engine/core/XMLParser.h"
 
 namespace engine::core::python {

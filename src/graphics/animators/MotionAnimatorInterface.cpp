@@ -15,20 +15,20 @@ namespace bp = python::bp;
 using Vector = core::Vector<float>;
 
 void SceneObjectAnimatorMove::define_interface() {
-    using Wrapper = core::ObjectWrapper<SceneObjectAnimatorMove, const Vector&, float, float>;
+    using Wrapper = core::python::ObjectWrapper<SceneObjectAnimatorMove, const Vector&, float, float>;
     bp::class_<SceneObjectAnimatorMove, Wrapper, bp::bases<SceneObjectAnimator>, boost::noncopyable>(
         "SceneObjectAnimatorMove",
         bp::init<const Vector&, float, float>((bp::arg("target"), bp::arg("acceleration"), bp::arg("max_speed"))));
 }
 
 void SceneObjectAnimatorMoveFixed::define_interface() {
-    using Wrapper = core::ObjectWrapper<SceneObjectAnimatorMoveFixed, const Vector&>;
+    using Wrapper = core::python::ObjectWrapper<SceneObjectAnimatorMoveFixed, const Vector&>;
     bp::class_<SceneObjectAnimatorMoveFixed, Wrapper, bp::bases<SceneObjectAnimator>, boost::noncopyable>(
         "SceneObjectAnimatorMoveFixed", bp::init<const Vector&>(bp::arg("velocity")));
 }
 
 void SceneObjectAnimatorMoveNewtonian::define_interface() {
-    using Wrapper = core::ObjectWrapper<SceneObjectAnimatorMoveNewtonian, const Vector&>;
+    using Wrapper = core::python::ObjectWrapper<SceneObjectAnimatorMoveNewtonian, const Vector&>;
     using T = SceneObjectAnimatorMoveNewtonian;
     bp::class_<T, Wrapper, bp::bases<SceneObjectAnimator>, boost::noncopyable>(
         "SceneObjectAnimatorMoveNewtonian", bp::init<const Vector&>(bp::arg("velocity")))
@@ -39,21 +39,21 @@ void SceneObjectAnimatorMoveNewtonian::define_interface() {
 }
 
 void SceneObjectAnimatorMoveSmooth::define_interface() {
-    using Wrapper = core::ObjectWrapper<SceneObjectAnimatorMoveSmooth, const Vector&, float, bool>;
+    using Wrapper = core::python::ObjectWrapper<SceneObjectAnimatorMoveSmooth, const Vector&, float, bool>;
     bp::class_<SceneObjectAnimatorMoveSmooth, Wrapper, bp::bases<SceneObjectAnimator>, boost::noncopyable>(
         "SceneObjectAnimatorMoveSmooth",
         bp::init<const Vector&, float, bool>((bp::arg("target"), bp::arg("duration"), bp::arg("ease_in"))));
 }
 
 void SceneObjectAnimatorMoveSpline::define_interface() {
-    using Wrapper = core::ObjectWrapper<SceneObjectAnimatorMoveSpline, float>;
+    using Wrapper = core::python::ObjectWrapper<SceneObjectAnimatorMoveSpline, float>;
     bp::class_<SceneObjectAnimatorMoveSpline, Wrapper, bp::bases<SceneObjectAnimator>, boost::noncopyable>(
         "SceneObjectAnimatorMoveSpline", bp::init<float>(bp::arg("duration")))
         .def("add_control_point", &SceneObjectAnimatorMoveSpline::add_control_point, bp::arg("point"));
 }
 
 void SceneObjectAnimatorSlide::define_interface() {
-    using Wrapper = core::ObjectWrapper<SceneObjectAnimatorSlide, const Vector&, float, bool>;
+    using Wrapper = core::python::ObjectWrapper<SceneObjectAnimatorSlide, const Vector&, float, bool>;
     bp::class_<SceneObjectAnimatorSlide, Wrapper, bp::bases<SceneObjectAnimator>, boost::noncopyable>(
         "SceneObjectAnimatorSlide",
         bp::init<const Vector&, float, bool>((bp::arg("target"), bp::arg("duration"), bp::arg("ease_in"))));

@@ -11,14 +11,14 @@ namespace engine::graphics {
 namespace bp = python::bp;
 
 void SceneObjectAnimatorPulse::define_interface() {
-    using Wrapper = core::ObjectWrapper<SceneObjectAnimatorPulse, float, float, float>;
+    using Wrapper = core::python::ObjectWrapper<SceneObjectAnimatorPulse, float, float, float>;
     bp::class_<SceneObjectAnimatorPulse, Wrapper, bp::bases<SceneObjectAnimator>, boost::noncopyable>(
         "SceneObjectAnimatorPulse",
         bp::init<float, float, float>((bp::arg("scale_start"), bp::arg("scale_peak"), bp::arg("duration"))));
 }
 
 void SceneObjectAnimatorRotate::define_interface() {
-    using Wrapper = core::ObjectWrapper<SceneObjectAnimatorRotate, float, float, float>;
+    using Wrapper = core::python::ObjectWrapper<SceneObjectAnimatorRotate, float, float, float>;
     bp::class_<SceneObjectAnimatorRotate, Wrapper, bp::bases<SceneObjectAnimator>, boost::noncopyable>(
         "SceneObjectAnimatorRotate",
         bp::init<float, float, float>((bp::arg("target_velocity"), bp::arg("acceleration"), bp::arg("duration"))))
@@ -26,7 +26,7 @@ void SceneObjectAnimatorRotate::define_interface() {
 }
 
 void SceneObjectAnimatorScale::define_interface() {
-    using Wrapper = core::ObjectWrapper<SceneObjectAnimatorScale, float, float>;
+    using Wrapper = core::python::ObjectWrapper<SceneObjectAnimatorScale, float, float>;
     bp::class_<SceneObjectAnimatorScale, Wrapper, bp::bases<SceneObjectAnimator>, boost::noncopyable>(
         "SceneObjectAnimatorScale", bp::init<float, float>((bp::arg("target_scale"), bp::arg("duration"))));
 }

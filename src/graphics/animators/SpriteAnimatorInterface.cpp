@@ -10,14 +10,14 @@ namespace engine::graphics {
 namespace bp = python::bp;
 
 void SceneObjectAnimatorAlphaPulse::define_interface() {
-    using Wrapper = core::ObjectWrapper<SceneObjectAnimatorAlphaPulse, float, float, float>;
+    using Wrapper = core::python::ObjectWrapper<SceneObjectAnimatorAlphaPulse, float, float, float>;
     bp::class_<SceneObjectAnimatorAlphaPulse, Wrapper, bp::bases<SceneObjectAnimator>, boost::noncopyable>(
         "SceneObjectAnimatorAlphaPulse",
         bp::init<float, float, float>((bp::arg("alpha_start"), bp::arg("alpha_peak"), bp::arg("period"))));
 }
 
 void SceneObjectAnimatorSpriteFade::define_interface() {
-    using Wrapper = core::ObjectWrapper<SceneObjectAnimatorSpriteFade, float, float>;
+    using Wrapper = core::python::ObjectWrapper<SceneObjectAnimatorSpriteFade, float, float>;
     bp::object cls =
         bp::class_<SceneObjectAnimatorSpriteFade, Wrapper, bp::bases<SceneObjectAnimator>, boost::noncopyable>(
             "SceneObjectAnimatorSpriteFade", bp::init<float, float>((bp::arg("target_alpha"), bp::arg("duration"))));
@@ -26,7 +26,7 @@ void SceneObjectAnimatorSpriteFade::define_interface() {
 }
 
 void SceneObjectAnimatorSpriteWipe::define_interface() {
-    using Wrapper = core::ObjectWrapper<SceneObjectAnimatorSpriteWipe, bool, float>;
+    using Wrapper = core::python::ObjectWrapper<SceneObjectAnimatorSpriteWipe, bool, float>;
     bp::object cls =
         bp::class_<SceneObjectAnimatorSpriteWipe, Wrapper, bp::bases<SceneObjectAnimator>, boost::noncopyable>(
             "SceneObjectAnimatorSpriteWipe", bp::init<bool, float>((bp::arg("reveal"), bp::arg("duration"))));

@@ -1,104 +1,20 @@
 #pragma once
 
 // Conventions shared by every script interface of the graphics module.
-#include <boost/python.hpp>
-
-#include "engine/core/Factory.h"
-#include "engine/core/ObjectWrapper.h"
-#include "engine/core/PythonBindings.h"
-
-#include <cstdio>
-#include <string>
+#include "core/python/support/Helpers.h"
+#include "core/python/support/IndexProxy.h"
+#include "core/python/support/ObjectWrapper.h"
+#include "core/python/support/SingletonWrapper.h"
 
 namespace engine::graphics::python {
 
 namespace bp = boost::python;
+using core::python::get_item;
+using core::python::Proxy;
 using core::python::raise;
+using core::python::register_with_factory;
+using core::python::set_item;
+using core::python::SingletonWrapper;
 using core::python::to_python;
-
-/// The last step of every define_interface(): the class becomes creatable by name.
-inline void register_with_factory(const bp::object& cls, const char* name) {
-    core::Factory::register_class(name, cls.ptr());
-}
-
-/// The element position an int key names, adjusted for negative keys; raises
-/// IndexError with the adjusted index printed with "%d" when it is out of range.
-inline long resolve_index(PyObject* key, long length) {
-    int overflow = 0;
-    long i = PyLong_AsLongAndOverflow(key, &overflow);
-    if (overflow) raise(PyExc_IndexError, bp::extract<std::string>(bp::str(bp::handle<>(bp::borrowed(key))))());
-    if (i < 0) i += length;
-    if (i < 0 || i >= length) {
-        char message[32];
-        std::snprintf(message, sizeof message, "%ld", i);
-        raise(PyExc_IndexError, message);
-    }
-    return i;
-}
-
-/// "__getitem__" of every index proxy. `length` is the element count;
-/// `at(i)` returns the element at a valid index; `find(name)` returns the element
-/// named so, or None. Raises IndexError with the adjusted index ("%d"), with the key
-/// itself for an unknown name, and with "Unsupported key." for any other key type:
-/// IndexError in all three cases, by design. (A Python int includes bool.)
-template <class At, class Find>
-bp::object get_item(const bp::object& key, long length, At at, Find find) {
-    PyObject* k = key.ptr();
-    if (PyLong_Check(k)) return at(resolve_index(k, length));
-    if (PyUnicode_Check(k)) {
-        const std::string name = bp::extract<std::string>(key);
-        bp::object found = find(name);
-        if (found.is_none()) raise(PyExc_IndexError, name);
-        return found;
-    }
-    raise(PyExc_IndexError, "Unsupported key.");
-}
-
-/// "__setitem__" of the proxies whose elements are values: the same key rules.
-template <class Store, class Find>
-void set_item(const bp::object& key, long length, Store store, Find find_index) {
-    PyObject* k = key.ptr();
-    if (PyLong_Check(k)) return store(resolve_index(k, length));
-    if (PyUnicode_Check(k)) {
-        const std::string name = bp::extract<std::string>(key);
-        const long i = find_index(name);
-        if (i < 0) raise(PyExc_IndexError, name);
-        return store(i);
-    }
-    raise(PyExc_IndexError, "Unsupported key.");
-}
-
-/// The script side of a module singleton (`texture_database`, `texture_loader`). The
-/// module makes the one instance; a script making another gets TypeError, since a
-/// second one would take the shared state over and tear it down when dropped.
-/// `T::exists()` says whether the one instance is alive.
-template <class T>
-class SingletonWrapper : public core::ObjectWrapper<T> {
-public:
-    SingletonWrapper(PyObject* self, const char* name) : core::ObjectWrapper<T>((refuse_second(name), self)) {}
-
-private:
-    static void refuse_second(const char* name) {
-        if (T::exists())
-            raise(PyExc_TypeError, std::string("libgraphics.") + name + " is the module's only instance: use it " +
-                                       "rather than making another");
-    }
-};
-
-/// Base of the index proxies: holds its owner, keeping the owner's script object
-/// alive for as long as the proxy exists.
-template <class Owner>
-class Proxy {
-public:
-    explicit Proxy(Owner* owner) : owner_(owner) { owner_->inc_ref(); }
-    Proxy(const Proxy& other) : owner_(other.owner_) { owner_->inc_ref(); }
-    Proxy& operator=(const Proxy&) = delete;
-    ~Proxy() { owner_->dec_ref(); }
-
-    Owner& owner() const { return *owner_; }
-
-private:
-    Owner* owner_;  // one reference held
-};
 
 }  // namespace engine::graphics::python

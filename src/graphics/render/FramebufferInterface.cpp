@@ -29,7 +29,7 @@ bp::object current_framebuffer() { return python::to_python(Framebuffer::get_cur
 
 void Framebuffer::define_interface() {
     bp::object cls =
-        bp::class_<Framebuffer, core::ObjectWrapper<Framebuffer>, boost::noncopyable>("Framebuffer", bp::init<>())
+        bp::class_<Framebuffer, core::python::ObjectWrapper<Framebuffer>, boost::noncopyable>("Framebuffer", bp::init<>())
             .def("create", &script::create, (bp::arg("dimensions") = bp::object()))
             .add_property("dimensions", &script::dimensions)
             .def("release", &Framebuffer::release)

@@ -55,10 +55,10 @@ public:
 core::Vector<int> dimensions(const Texture& t) { return t.get_dimensions(); }
 
 struct DatabaseWrapper : python::SingletonWrapper<TextureDatabase> {
-    explicit DatabaseWrapper(PyObject* self) : SingletonWrapper(self, "texture_database") {}
+    explicit DatabaseWrapper(PyObject* self) : SingletonWrapper(self, "libgraphics.texture_database") {}
 };
 struct LoaderWrapper : python::SingletonWrapper<TextureLoader> {
-    explicit LoaderWrapper(PyObject* self) : SingletonWrapper(self, "texture_loader") {}
+    explicit LoaderWrapper(PyObject* self) : SingletonWrapper(self, "libgraphics.texture_loader") {}
 };
 
 }  // namespace

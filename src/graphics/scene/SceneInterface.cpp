@@ -93,7 +93,7 @@ void SceneLayerProxy::define_interface() {
 
 void Scene::define_interface() {
     bp::scope scene_scope =
-        bp::class_<Scene, core::ObjectWrapper<Scene>, boost::noncopyable>("Scene", script::kSceneDoc, bp::init<>())
+        bp::class_<Scene, core::python::ObjectWrapper<Scene>, boost::noncopyable>("Scene", script::kSceneDoc, bp::init<>())
             .def("add_layer", &script::add_layer, bp::arg("layer"))
             .def("begin_frame", &Scene::begin_frame)
             .def("bind_framebuffer", &Scene::bind_framebuffer)

@@ -19,7 +19,7 @@ python::bp::list objects(const SceneLayer& layer) {
 
 void SceneLayer::define_interface() {
     namespace bp = python::bp;
-    using Wrapper = core::ObjectWrapper<SceneLayer, const std::string&, float, int, bool>;
+    using Wrapper = core::python::ObjectWrapper<SceneLayer, const std::string&, float, int, bool>;
     bp::object cls =
         bp::class_<SceneLayer, Wrapper, boost::noncopyable>(
             "SceneLayer",

@@ -7,9 +7,9 @@ namespace engine::graphics {
 namespace {
 
 /// Script subclasses of SceneListener override the hooks by their script names.
-class SceneListenerWrapper : public core::ObjectWrapper<SceneListener> {
+class SceneListenerWrapper : public core::python::ObjectWrapper<SceneListener> {
 public:
-    explicit SceneListenerWrapper(PyObject* self) : core::ObjectWrapper<SceneListener>(self), hooks_(0) {
+    explicit SceneListenerWrapper(PyObject* self) : core::python::ObjectWrapper<SceneListener>(self), hooks_(0) {
         const char* const names[] = {"OnPreUpdate",  "OnPostUpdate",     "OnPreRender",
                                      "OnPostRender", "OnPreLayerRender", "OnPostLayerRender"};
         for (unsigned i = 0; i < 6; ++i)

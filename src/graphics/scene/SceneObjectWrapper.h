@@ -11,10 +11,10 @@ namespace engine::graphics::python {
 /// class defines is decided once per class, so an object whose class defines none
 /// costs no Python work per frame.
 template <class T, class... Args>
-class SceneObjectWrapper : public core::ObjectWrapper<T, Args...> {
+class SceneObjectWrapper : public core::python::ObjectWrapper<T, Args...> {
 public:
     explicit SceneObjectWrapper(PyObject* self, Args... args)
-        : core::ObjectWrapper<T, Args...>(self, std::forward<Args>(args)...),
+        : core::python::ObjectWrapper<T, Args...>(self, std::forward<Args>(args)...),
           hooks_((overrides<T>(self, "OnAdd") ? kAdd : 0u) | (overrides<T>(self, "OnRemove") ? kRemove : 0u) |
                  (overrides<T>(self, "OnUpdate") ? kUpdate : 0u) | (overrides<T>(self, "OnRender") ? kRender : 0u)) {}
 

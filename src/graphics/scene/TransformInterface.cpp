@@ -50,7 +50,7 @@ void detach(Transform& t, Transform* child) { t.detach(&core::python::require(ch
 void Transform::define_interface() {
     namespace bp = python::bp;
     bp::object cls =
-        bp::class_<Transform, core::ObjectWrapper<Transform>, boost::noncopyable>("Transform", bp::init<>())
+        bp::class_<Transform, core::python::ObjectWrapper<Transform>, boost::noncopyable>("Transform", bp::init<>())
             .add_property("position", &script::position, &Transform::set_position)
             .add_property("scale", &script::scale, &Transform::set_scale)
             .add_property("rotation", &Transform::get_local_rotation, &Transform::set_rotation)

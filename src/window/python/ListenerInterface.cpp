@@ -2,12 +2,12 @@
 
 #include "python/Interfaces.h"
 
-#include "engine/window/PythonBindings.h"
+#include "window/python/support/WindowScriptObject.h"
 #include "engine/window/Window.h"
 #include "engine/window/WindowListener.h"
 
-#include "engine/core/ObjectWrapper.h"
-#include "engine/core/PythonBindings.h"
+#include "core/python/support/ObjectWrapper.h"
+#include "core/python/support/Helpers.h"
 
 namespace engine::window::python {
 
@@ -18,7 +18,7 @@ namespace {
 
 // Script subclasses of WindowListener receive the events whose methods they define;
 // the others cost no call into Python.
-class ListenerWrapper : public core::ObjectWrapper<WindowListener> {
+class ListenerWrapper : public core::python::ObjectWrapper<WindowListener> {
 public:
     explicit ListenerWrapper(PyObject* self)
         : ObjectWrapper(self),

@@ -2,11 +2,11 @@
 
 #include "python/Interfaces.h"
 
-#include "engine/window/PythonBindings.h"
+#include "window/python/support/WindowScriptObject.h"
 #include "engine/window/Window.h"
 #include "engine/window/WindowListener.h"
 
-#include "engine/core/PythonBindings.h"
+#include "core/python/support/Helpers.h"
 
 #include <string>
 

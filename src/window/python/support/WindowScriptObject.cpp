@@ -1,6 +1,6 @@
 #include <boost/python.hpp>
 
-#include "engine/window/PythonBindings.h"
+#include "window/python/support/WindowScriptObject.h"
 
 #include <unordered_map>
 

@@ -1,20 +1,20 @@
 #pragma once
 
-// Binding-side header: includes Boost.Python.
+// Binding support shared by the three extensions; includes Boost.Python.
 #include <boost/python.hpp>
 
 #include "engine/core/Object.h"
 
 #include <utility>
 
-namespace engine::core {
+namespace engine::core::python {
 
 /// The class that Python instantiates for a script-visible class T: it derives from T,
 /// knows its own Python object (`self`, borrowed: the Python object owns this one) and
 /// is constructed from `self` followed by T's constructor arguments. Expose T with
 /// `class_<T, ObjectWrapper<T, Args...>, ...>` so script classes can derive from T.
 /// Classes with script-overridable hooks derive their own wrapper from this one and
-/// call `call_hook` (see PythonHooks.h).
+/// call `call_method` for the hooks the script class overrides (see `overrides`).
 template <class T, class... Args>
 class ObjectWrapper : public T {
 public:
@@ -32,4 +32,4 @@ protected:
     PyObject* self_;  // the owning Python object, borrowed
 };
 
-}  // namespace engine::core
+}  // namespace engine::core::python

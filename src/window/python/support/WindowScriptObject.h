@@ -1,7 +1,7 @@
 #pragma once
 
-// Binding-side header: includes Boost.Python. For the script interfaces of the window
-// and graphics modules only.
+// Binding support shared by the window and graphics extensions; includes Boost.Python.
+// Built into the window library, so that both extensions see the same script objects.
 #include <boost/python.hpp>
 
 namespace engine::window {

@@ -1,9 +1,9 @@
 #pragma once
 
-// Binding-side helpers shared by the three modules' script interfaces. Includes
-// Boost.Python: only binding sources include this header.
+// Binding support shared by the three extensions; includes Boost.Python.
 #include <boost/python.hpp>
 
+#include "engine/core/Factory.h"
 #include "engine/core/Object.h"
 #include "engine/core/Python.h"
 
@@ -41,6 +41,12 @@ template <class T>
 T& require(T* pointer, const char* what) {
     if (!pointer) raise(PyExc_TypeError, std::string(what) + " must not be None.");
     return *pointer;
+}
+
+/// The last step of a class's definition when data files or the module create it by
+/// name: the class becomes creatable through the factory under `name`.
+inline void register_with_factory(const bp::object& cls, const char* name) {
+    Factory::register_class(name, cls.ptr());
 }
 
 }  // namespace engine::core::python
