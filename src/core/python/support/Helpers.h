@@ -45,8 +45,6 @@ T& require(T* pointer, const char* what) {
 
 /// The last step of a class's definition when data files or the module create it by
 /// name: the class becomes creatable through the factory under `name`.
-inline void register_with_factory(const bp::object& cls, const char* name) {
-    Factory::register_class(name, cls.ptr());
-}
+inline void register_with_factory(const bp::object& cls, const char* name) { Factory::register_class(name, cls.ptr()); }
 
 }  // namespace engine::core::python

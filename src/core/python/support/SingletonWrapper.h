@@ -21,7 +21,8 @@ public:
 private:
     static void refuse_second(const char* name) {
         if (T::exists())
-            raise(PyExc_TypeError, std::string(name) + " is the module's only instance: use it rather than making another");
+            raise(PyExc_TypeError,
+                  std::string(name) + " is the module's only instance: use it rather than making another");
     }
 };
 

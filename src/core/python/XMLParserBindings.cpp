@@ -1,9 +1,10 @@
 #include <boost/python.hpp>
 
-#include "python/Interfaces.h"
+#include "python/Bindings.h"
+
+#include "engine/core/XMLParser.h"
 
 #include "core/python/support/Helpers.h"
-#include "engine/core/XMLParser.h"
 
 namespace engine::core::python {
 

@@ -1,6 +1,6 @@
 #include <boost/python.hpp>
 
-#include "python/Interfaces.h"
+#include "python/Bindings.h"
 
 #include "engine/core/Colour.h"
 #include "engine/core/Vector.h"
@@ -58,7 +58,7 @@ Colour SequenceConverter<Colour, 3, 4>::make(PyObject* o) {
 
 }  // namespace
 
-void define_conversions() {
+void define_sequence() {
     SequenceConverter<Vector<float>, 2, 2>();
     SequenceConverter<Vector<int>, 2, 2>();
     SequenceConverter<Colour, 3, 4>();

@@ -1,15 +1,17 @@
 #include <boost/python.hpp>
 
-#include "python/Interfaces.h"
+#include "python/Bindings.h"
 
 #include "engine/core/Colour.h"
 #include "engine/core/Maths.h"
 #include "engine/core/Matrix.h"
 #include "engine/core/Vector.h"
 
-namespace engine::core::python {
+#include "core/python/support/Helpers.h"
 
-namespace bp = boost::python;
+#include <string>
+
+namespace engine::core::python {
 
 namespace {
 
@@ -36,8 +38,7 @@ std::string vector_repr(const Vector<T>& v) {
 // OverflowError where a component would leave the 32-bit range, instead of wrapping
 // (or, for INT_MIN / -1, stopping the process).
 [[noreturn]] void overflow(const char* operation) {
-    PyErr_Format(PyExc_OverflowError, "IntVector %s overflows a 32-bit component.", operation);
-    bp::throw_error_already_set();
+    raise(PyExc_OverflowError, std::string("IntVector ") + operation + " overflows a 32-bit component.");
 }
 
 template <class T>
@@ -59,14 +60,17 @@ struct Arithmetic<int> {
         return r;
     }
     static V add(const V& a, const V& b) {
-        return each(a.x, b.x, a.y, b.y, [](int p, int q, int* r) { return __builtin_add_overflow(p, q, r); }, "+");
+        return each(
+            a.x, b.x, a.y, b.y, [](int p, int q, int* r) { return __builtin_add_overflow(p, q, r); }, "+");
     }
     static V subtract(const V& a, const V& b) {
-        return each(a.x, b.x, a.y, b.y, [](int p, int q, int* r) { return __builtin_sub_overflow(p, q, r); }, "-");
+        return each(
+            a.x, b.x, a.y, b.y, [](int p, int q, int* r) { return __builtin_sub_overflow(p, q, r); }, "-");
     }
     static V negate(const V& v) { return subtract(V(), v); }
     static V multiply(const V& v, int s) {
-        return each(v.x, s, v.y, s, [](int p, int q, int* r) { return __builtin_mul_overflow(p, q, r); }, "*");
+        return each(
+            v.x, s, v.y, s, [](int p, int q, int* r) { return __builtin_mul_overflow(p, q, r); }, "*");
     }
     static V divide(const V& v, int s) {
         if (s == -1) return negate(v);  // INT_MIN / -1 is the one quotient out of range
@@ -76,10 +80,7 @@ struct Arithmetic<int> {
 
 template <class T>
 Vector<T> vector_divide(const Vector<T>& v, T s) {
-    if (s == T()) {
-        PyErr_SetString(PyExc_ZeroDivisionError, "Vector division by zero.");
-        bp::throw_error_already_set();
-    }
+    if (s == T()) raise(PyExc_ZeroDivisionError, "Vector division by zero.");
     return Arithmetic<T>::divide(v, s);
 }
 
@@ -111,10 +112,7 @@ void define_vector() {
             "__getitem__",
             +[](const V& v, int i) {
                 if (i < 0) i += 2;
-                if (i != 0 && i != 1) {
-                    PyErr_SetString(PyExc_IndexError, "Vector index out of range.");
-                    bp::throw_error_already_set();
-                }
+                if (i != 0 && i != 1) raise(PyExc_IndexError, "Vector index out of range.");
                 return i == 0 ? v.x : v.y;
             })
         .def("__truediv__", &vector_divide<T>)
@@ -135,10 +133,7 @@ std::string matrix_repr(const Matrix& m) {
 
 float matrix_item(const Matrix& m, int i) {
     if (i < 0) i += 6;
-    if (i < 0 || i >= 6) {
-        PyErr_SetString(PyExc_IndexError, "Matrix index out of range.");
-        bp::throw_error_already_set();
-    }
+    if (i < 0 || i >= 6) raise(PyExc_IndexError, "Matrix index out of range.");
     return m[i];
 }
 
@@ -149,7 +144,7 @@ bp::object matrix_iter(const Matrix& m) {
 
 }  // namespace
 
-void define_value_types() {
+void define_value_type() {
     define_vector<float>();
     define_vector<int>();
 
