@@ -1,14 +1,12 @@
 #include <boost/python.hpp>
 
-#include "python/Interfaces.h"
+#include "python/Bindings.h"
 
 #include "engine/window/VideoMode.h"
 
 #include <string>
 
 namespace engine::window::python {
-
-namespace bp = boost::python;
 
 namespace {
 

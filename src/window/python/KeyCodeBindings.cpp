@@ -1,14 +1,12 @@
 #include <boost/python.hpp>
 
-#include "python/Interfaces.h"
+#include "python/Bindings.h"
 
 #include "engine/window/KeyCode.h"
 
 namespace engine::window::python {
 
-namespace bp = boost::python;
-
-void define_key() {
+void define_key_code() {
     bp::enum_<key::KeyCode>("key")
         .value("UNKNOWN", key::UNKNOWN)
         .value("BACKSPACE", key::BACKSPACE)

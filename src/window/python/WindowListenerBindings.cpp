@@ -1,18 +1,13 @@
 #include <boost/python.hpp>
 
-#include "python/Interfaces.h"
+#include "python/Bindings.h"
 
-#include "window/python/support/WindowScriptObject.h"
 #include "engine/window/Window.h"
 #include "engine/window/WindowListener.h"
 
 #include "core/python/support/ObjectWrapper.h"
-#include "core/python/support/Helpers.h"
 
 namespace engine::window::python {
-
-namespace bp = boost::python;
-using core::python::overrides;
 
 namespace {
 

@@ -1,19 +1,13 @@
 #include <boost/python.hpp>
 
-#include "python/Interfaces.h"
+#include "python/Bindings.h"
 
-#include "window/python/support/WindowScriptObject.h"
 #include "engine/window/Window.h"
 #include "engine/window/WindowListener.h"
-
-#include "core/python/support/Helpers.h"
 
 #include <string>
 
 namespace engine::window::python {
-
-namespace bp = boost::python;
-using core::python::require;
 
 namespace {
 
