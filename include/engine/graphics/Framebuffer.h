@@ -75,8 +75,6 @@ public:
     /// Creates every live framebuffer again, in order of construction (a new context).
     static void create_all();
 
-    static void define_interface();
-
 private:
     static void bind_target(const Framebuffer* target);
 

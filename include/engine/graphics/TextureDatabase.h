@@ -43,8 +43,6 @@ public:
 
     void on_create(window::Window* window) override;
     void on_destroy(window::Window* window) override;
-
-    static void define_interface();
 };
 
 }  // namespace engine::graphics

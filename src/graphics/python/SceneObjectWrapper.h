@@ -1,6 +1,6 @@
 #pragma once
 
-#include "module/Bindings.h"
+#include "python/Bindings.h"
 
 #include "engine/graphics/SceneObject.h"
 
@@ -11,10 +11,10 @@ namespace engine::graphics::python {
 /// class defines is decided once per class, so an object whose class defines none
 /// costs no Python work per frame.
 template <class T, class... Args>
-class SceneObjectWrapper : public core::python::ObjectWrapper<T, Args...> {
+class SceneObjectWrapper : public ObjectWrapper<T, Args...> {
 public:
     explicit SceneObjectWrapper(PyObject* self, Args... args)
-        : core::python::ObjectWrapper<T, Args...>(self, std::forward<Args>(args)...),
+        : ObjectWrapper<T, Args...>(self, std::forward<Args>(args)...),
           hooks_((overrides<T>(self, "OnAdd") ? kAdd : 0u) | (overrides<T>(self, "OnRemove") ? kRemove : 0u) |
                  (overrides<T>(self, "OnUpdate") ? kUpdate : 0u) | (overrides<T>(self, "OnRender") ? kRender : 0u)) {}
 
@@ -46,10 +46,6 @@ public:
 private:
     enum : unsigned { kAdd = 1, kRemove = 2, kUpdate = 4, kRender = 8 };
 
-    template <class C>
-    static bool overrides(PyObject* self, const char* name) {
-        return core::python::overrides<C>(self, name);
-    }
     void call(const char* name, const bp::tuple& args) { core::call_method(this->self_, name, args.ptr()); }
 
     unsigned hooks_;  // which hooks the script class defines

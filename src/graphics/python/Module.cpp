@@ -1,36 +1,11 @@
-#include "module/Bindings.h"
+#include "python/Bindings.h"
 
-#include "engine/graphics/Framebuffer.h"
-#include "engine/graphics/FramebufferDisplay.h"
 #include "engine/graphics/Module.h"
-#include "engine/graphics/Scene.h"
-#include "engine/graphics/SceneLayer.h"
-#include "engine/graphics/SceneListener.h"
-#include "engine/graphics/SceneObject.h"
-#include "engine/graphics/SceneObjectAnimator.h"
-#include "engine/graphics/SceneObjectAnimatorAlphaPulse.h"
-#include "engine/graphics/SceneObjectAnimatorMove.h"
-#include "engine/graphics/SceneObjectAnimatorMoveFixed.h"
-#include "engine/graphics/SceneObjectAnimatorMoveNewtonian.h"
-#include "engine/graphics/SceneObjectAnimatorMoveSmooth.h"
-#include "engine/graphics/SceneObjectAnimatorMoveSpline.h"
-#include "engine/graphics/SceneObjectAnimatorPulse.h"
-#include "engine/graphics/SceneObjectAnimatorRotate.h"
-#include "engine/graphics/SceneObjectAnimatorScale.h"
-#include "engine/graphics/SceneObjectAnimatorSlide.h"
-#include "engine/graphics/SceneObjectAnimatorSpriteFade.h"
-#include "engine/graphics/SceneObjectAnimatorSpriteWipe.h"
-#include "engine/graphics/Sprite.h"
-#include "engine/graphics/SpriteData.h"
-#include "engine/graphics/Texture.h"
-#include "engine/graphics/TextureDatabase.h"
 #include "engine/graphics/TextureLoader.h"
-#include "engine/graphics/Transform.h"
-#include "render/SpriteProxy.h"
-#include "scene/SceneLayerProxy.h"
+#include "module/GraphicsWindowListener.h"
+
 #include "engine/window/VertexBuffer.h"
 #include "engine/window/Window.h"
-#include "module/GraphicsWindowListener.h"
 
 namespace engine::graphics::python {
 
@@ -70,38 +45,7 @@ void create_singleton(const char* class_name, const char* attribute) {
     bp::scope().attr(attribute) = bp::object(bp::handle<>(instance));
 }
 
-// In dependency order: a base class always before the classes derived from it.
-void define_classes() {
-    Transform::define_interface();
-    SceneObject::define_interface();
-    SpriteProxy::define_interface();
-    Sprite::define_interface();
-    SpriteDatabase::define_interface();
-    SceneObjectAnimator::define_interface();
-    SceneObjectAnimatorAlphaPulse::define_interface();
-    SceneObjectAnimatorMove::define_interface();
-    SceneObjectAnimatorMoveFixed::define_interface();
-    SceneObjectAnimatorMoveNewtonian::define_interface();
-    SceneObjectAnimatorMoveSmooth::define_interface();
-    SceneObjectAnimatorMoveSpline::define_interface();
-    SceneObjectAnimatorPulse::define_interface();
-    SceneObjectAnimatorRotate::define_interface();
-    SceneObjectAnimatorScale::define_interface();
-    SceneObjectAnimatorSlide::define_interface();
-    SceneObjectAnimatorSpriteFade::define_interface();
-    SceneObjectAnimatorSpriteWipe::define_interface();
-    Scene::define_interface();
-    SceneLayer::define_interface();
-    SceneLayerProxy::define_interface();
-    SceneListener::define_interface();
-    Texture::define_interface();
-    TextureDatabase::define_interface();
-    TextureLoader::define_interface();
-    // Additions: render targets usable from scripts.
-    Framebuffer::define_interface();
-    FramebufferDisplay::define_interface();
-}
-
+// The module's functions that belong to no class.
 void define_functions() {
     bp::def("set_window", &set_window_object, bp::arg("window"));
     bp::def("get_window", &get_window_object);
@@ -130,7 +74,16 @@ BOOST_PYTHON_MODULE(libgraphics) {
     using namespace engine::graphics::python;
     // Every vertex buffer made from now on is released with the context.
     engine::window::VertexBuffer::set_registry(&engine::graphics::buffer_registry());
-    define_classes();
+    // Classes in dependency order: a base class always before the classes derived from it.
+    define_transform();
+    define_scene_object();
+    define_sprite();
+    define_animator();
+    define_scene();
+    define_scene_layer();
+    define_scene_listener();
+    define_texture();
+    define_framebuffer();
     define_functions();
     create_singletons();
     bp::import("atexit").attr("register")(bp::make_function(&stop_background_work));

@@ -1,15 +1,13 @@
-#include "render/SpriteProxy.h"
-#include "scene/SceneObjectWrapper.h"
+#include "python/Bindings.h"
+#include "python/SceneObjectWrapper.h"
+#include "python/SpriteProxy.h"
 
 #include "engine/graphics/Sprite.h"
 #include "engine/graphics/SpriteData.h"
 #include "engine/graphics/Texture.h"
 
-namespace engine::graphics {
+namespace engine::graphics::python {
 
-namespace bp = python::bp;
-
-namespace script {
 namespace {
 
 core::Vector<float> origin(const Sprite& s) { return s.get_origin(); }
@@ -34,36 +32,37 @@ struct SpriteDatabaseScope {};
 bool load(bp::object source, const std::string& base_path) { return SpriteDatabase::load(source.ptr(), base_path); }
 
 }  // namespace
-}  // namespace script
 
-void Sprite::define_interface() {
-    using Wrapper = python::SceneObjectWrapper<Sprite, const std::string&>;
+void define_sprite() {
+    bp::object proxy = bp::class_<SpriteProxy>("SpriteProxy", bp::no_init)
+                           .def("__getitem__", &SpriteProxy::get_item)
+                           .def("__setitem__", &SpriteProxy::set_item)
+                           .def(
+                               "__len__", +[](const SpriteProxy&) { return 4; });
+    register_with_factory(proxy, "SpriteProxy");
+
+    using Wrapper = SceneObjectWrapper<Sprite, const std::string&>;
     bp::object cls =
         bp::class_<Sprite, Wrapper, bp::bases<SceneObject>, boost::noncopyable>(
             "Sprite", bp::init<const std::string&>(bp::arg("data_id")))
-            .add_property("origin", &script::origin, &Sprite::set_origin)
-            .add_property("dimensions", &script::dimensions, &Sprite::set_dimensions)
-            .add_property("colour", &script::colour, &script::set_colour)
-            .add_property("colours", &script::colours)
+            .add_property("origin", &origin, &Sprite::set_origin)
+            .add_property("dimensions", &dimensions, &Sprite::set_dimensions)
+            .add_property("colour", &colour, &set_colour)
+            .add_property("colours", &colours)
             .add_property("data_id", &Sprite::get_data_id)
-            .def("fade", &script::fade,
+            .def("fade", &fade,
                  (bp::arg("from"), bp::arg("to"), bp::arg("delay"), bp::arg("duration"), bp::arg("texture")))
-            // Additions: alpha stops from scripts.
+            // Alpha stops from scripts.
             .def("set_alpha_stop", &Sprite::set_alpha_stop, (bp::arg("position"), bp::arg("alpha")))
             .def("clear_alpha_stops", &Sprite::clear_alpha_stops)
-            .add_property("alpha_stops", &script::alpha_stops);
-    python::register_with_factory(cls, "Sprite");
-}
+            .add_property("alpha_stops", &alpha_stops);
+    register_with_factory(cls, "Sprite");
 
-namespace SpriteDatabase {
-
-void define_interface() {
-    bp::class_<script::SpriteDatabaseScope>("sprite_database", bp::no_init)
-        .def("load", &script::load, (bp::arg("source"), bp::arg("base_path") = std::string()))
+    bp::class_<SpriteDatabaseScope>("sprite_database", bp::no_init)
+        .def("load", &load, (bp::arg("source"), bp::arg("base_path") = std::string()))
         .staticmethod("load")
         .def("unload", &SpriteDatabase::unload)
         .staticmethod("unload");
 }
 
-}  // namespace SpriteDatabase
-}  // namespace engine::graphics
+}  // namespace engine::graphics::python

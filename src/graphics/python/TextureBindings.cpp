@@ -1,15 +1,14 @@
-#include "module/Bindings.h"
+#include "python/Bindings.h"
 
 #include "engine/graphics/Module.h"
 #include "engine/graphics/Texture.h"
 #include "engine/graphics/TextureDatabase.h"
 #include "engine/graphics/TextureLoader.h"
 
-namespace engine::graphics {
+#include "core/python/support/SingletonWrapper.h"
 
-namespace bp = python::bp;
+namespace engine::graphics::python {
 
-namespace script {
 namespace {
 
 // The bytes of a script's buffer object (bytes, bytearray, memoryview), held for the
@@ -21,14 +20,14 @@ public:
         const long long needed = (long long)dimensions.x * dimensions.y * (format == 3 ? 3 : 4);
         if (dimensions.x < 0 || dimensions.y < 0 || view_.len < needed) {
             PyBuffer_Release(&view_);
-            python::raise(PyExc_ValueError, "Fewer pixel bytes than the texture's dimensions need.");
+            raise(PyExc_ValueError, "Fewer pixel bytes than the texture's dimensions need.");
         }
         const int limit = get_max_texture_size();
         if (limit > 0 && (dimensions.x > limit || dimensions.y > limit)) {
             PyBuffer_Release(&view_);
-            python::raise(PyExc_ValueError, "Texture dimensions (" + std::to_string(dimensions.x) + ", " +
-                                                std::to_string(dimensions.y) + ") exceed the context's limit of " +
-                                                std::to_string(limit) + " pixels a side.");
+            raise(PyExc_ValueError, "Texture dimensions (" + std::to_string(dimensions.x) + ", " +
+                                        std::to_string(dimensions.y) + ") exceed the context's limit of " +
+                                        std::to_string(limit) + " pixels a side.");
         }
     }
     BytesView(const BytesView&) = delete;
@@ -54,33 +53,29 @@ public:
 
 core::Vector<int> dimensions(const Texture& t) { return t.get_dimensions(); }
 
-struct DatabaseWrapper : python::SingletonWrapper<TextureDatabase> {
+struct DatabaseWrapper : core::python::SingletonWrapper<TextureDatabase> {
     explicit DatabaseWrapper(PyObject* self) : SingletonWrapper(self, "libgraphics.texture_database") {}
 };
-struct LoaderWrapper : python::SingletonWrapper<TextureLoader> {
+struct LoaderWrapper : core::python::SingletonWrapper<TextureLoader> {
     explicit LoaderWrapper(PyObject* self) : SingletonWrapper(self, "libgraphics.texture_loader") {}
 };
 
 }  // namespace
-}  // namespace script
 
-void Texture::define_interface() {
-    bp::object cls =
-        bp::class_<Texture, script::TextureWrapper>("Texture", bp::init<const std::string&>(bp::arg("path")))
-            .def(bp::init<const std::string&, bool, bool>(
-                (bp::arg("path"), bp::arg("asynchronous"), bp::arg("force_full_resolution"))))
-            .add_property("dimensions", &script::dimensions)
-            // Additions.
-            .add_property("gl_name", &Texture::get_name)
-            .add_property("wrap_mode", &Texture::get_wrap_mode, &Texture::set_wrap_mode)
-            .def(bp::init<const bp::object&, const core::Vector<int>&, unsigned int>(
-                (bp::arg("pixels"), bp::arg("dimensions"), bp::arg("format"))));
-    python::register_with_factory(cls, "Texture");
-}
+void define_texture() {
+    bp::object cls = bp::class_<Texture, TextureWrapper>("Texture", bp::init<const std::string&>(bp::arg("path")))
+                         .def(bp::init<const std::string&, bool, bool>(
+                             (bp::arg("path"), bp::arg("asynchronous"), bp::arg("force_full_resolution"))))
+                         .add_property("dimensions", &dimensions)
+                         // The GL name, the wrap mode and textures made from pixels in memory.
+                         .add_property("gl_name", &Texture::get_name)
+                         .add_property("wrap_mode", &Texture::get_wrap_mode, &Texture::set_wrap_mode)
+                         .def(bp::init<const bp::object&, const core::Vector<int>&, unsigned int>(
+                             (bp::arg("pixels"), bp::arg("dimensions"), bp::arg("format"))));
+    register_with_factory(cls, "Texture");
 
-void TextureDatabase::define_interface() {
-    bp::object cls =
-        bp::class_<TextureDatabase, script::DatabaseWrapper, boost::noncopyable>("TextureDatabase", bp::init<>())
+    bp::object database =
+        bp::class_<TextureDatabase, DatabaseWrapper, boost::noncopyable>("TextureDatabase", bp::init<>())
             // Static natively, methods of the singleton for scripts.
             .def(
                 "purge", +[](TextureDatabase&) { TextureDatabase::purge(); })
@@ -89,18 +84,16 @@ void TextureDatabase::define_interface() {
             .add_property(
                 "full_resolution", +[](const TextureDatabase&) { return TextureDatabase::is_full_resolution(); },
                 +[](TextureDatabase&, bool value) { TextureDatabase::set_full_resolution(value); })
-            // Addition: how many textures the table holds.
+            // How many textures the table holds.
             .def(
                 "__len__", +[](const TextureDatabase&) { return TextureDatabase::size(); });
-    python::register_with_factory(cls, "TextureDatabase");
-}
+    register_with_factory(database, "TextureDatabase");
 
-void TextureLoader::define_interface() {
     // Named in lower case for scripts, unlike its factory name: kept as it is.
-    bp::object cls = bp::class_<TextureLoader, script::LoaderWrapper, boost::noncopyable>("texture_loader", bp::init<>())
-                         .add_property(
-                             "loading", +[](const TextureLoader&) { return TextureLoader::is_loading(); });
-    python::register_with_factory(cls, "TextureLoader");
+    bp::object loader = bp::class_<TextureLoader, LoaderWrapper, boost::noncopyable>("texture_loader", bp::init<>())
+                            .add_property(
+                                "loading", +[](const TextureLoader&) { return TextureLoader::is_loading(); });
+    register_with_factory(loader, "TextureLoader");
 }
 
-}  // namespace engine::graphics
+}  // namespace engine::graphics::python

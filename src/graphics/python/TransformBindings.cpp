@@ -1,15 +1,13 @@
-#include "module/Bindings.h"
+#include "python/Bindings.h"
 
 #include "engine/graphics/Transform.h"
 
-namespace engine::graphics {
+namespace engine::graphics::python {
 
-namespace script {
 namespace {
 
 using core::Matrix;
 using core::Vector;
-using python::bp::object;
 
 Vector<float> position(const Transform& t) { return t.get_local_position(); }
 Vector<float> scale(const Transform& t) { return t.get_local_scale(); }
@@ -17,11 +15,11 @@ Matrix local_transform(const Transform& t) { return t.get_local_transform(); }
 Vector<float> world_position(const Transform& t) { return t.get_world_position(); }
 Matrix world_transform(const Transform& t) { return t.get_world_transform(); }
 Matrix bind_transform(const Transform& t) { return t.get_bind_transform(); }
-object parent(const Transform& t) { return python::to_python(t.get_parent()); }
+bp::object parent(const Transform& t) { return to_python(t.get_parent()); }
 
-python::bp::list children(const Transform& t) {
-    python::bp::list result;
-    for (const Transform* child : t.get_children()) result.append(python::to_python(child));
+bp::list children(const Transform& t) {
+    bp::list result;
+    for (const Transform* child : t.get_children()) result.append(to_python(child));
     return result;
 }
 
@@ -35,42 +33,40 @@ bool is_self_or_ancestor(const Transform* candidate, const Transform* of) {
 }
 
 void attach(Transform& t, Transform* child) {
-    Transform& c = core::python::require(child, "The child");
+    Transform& c = require(child, "The child");
     // A cycle would make every cache walk endless.
     if (is_self_or_ancestor(&c, &t))
-        python::raise(PyExc_ValueError, "Cannot attach a transform to itself or to one of its descendants.");
+        raise(PyExc_ValueError, "Cannot attach a transform to itself or to one of its descendants.");
     t.attach(&c);
 }
 
-void detach(Transform& t, Transform* child) { t.detach(&core::python::require(child, "The child")); }
+void detach(Transform& t, Transform* child) { t.detach(&require(child, "The child")); }
 
 }  // namespace
-}  // namespace script
 
-void Transform::define_interface() {
-    namespace bp = python::bp;
+void define_transform() {
     bp::object cls =
-        bp::class_<Transform, core::python::ObjectWrapper<Transform>, boost::noncopyable>("Transform", bp::init<>())
-            .add_property("position", &script::position, &Transform::set_position)
-            .add_property("scale", &script::scale, &Transform::set_scale)
+        bp::class_<Transform, ObjectWrapper<Transform>, boost::noncopyable>("Transform", bp::init<>())
+            .add_property("position", &position, &Transform::set_position)
+            .add_property("scale", &scale, &Transform::set_scale)
             .add_property("rotation", &Transform::get_local_rotation, &Transform::set_rotation)
-            .add_property("transform", &script::local_transform)
-            .add_property("world_position", &script::world_position)
-            .add_property("world_transform", &script::world_transform)
+            .add_property("transform", &local_transform)
+            .add_property("world_position", &world_position)
+            .add_property("world_transform", &world_transform)
             .add_property("world_rotation", &Transform::get_world_rotation)
-            .add_property("parent", &script::parent)
-            .def("attach", &script::attach, bp::arg("child"))
-            .def("detach", &script::detach, bp::arg("child"))
-            // Additions for scripts that pose hierarchies themselves.
-            .add_property("children", &script::children)
+            .add_property("parent", &parent)
+            .def("attach", &attach, bp::arg("child"))
+            .def("detach", &detach, bp::arg("child"))
+            // For scripts that pose hierarchies themselves.
+            .add_property("children", &children)
             .def("set_rotation_constraint", &Transform::set_rotation_constraint, (bp::arg("min"), bp::arg("max")))
             .add_property("min_rotation", &Transform::get_min_rotation)
             .add_property("max_rotation", &Transform::get_max_rotation)
             .add_property("bind_rotation", &Transform::get_bind_rotation, &Transform::set_bind_rotation)
             .def("generate_bind_transform", &Transform::generate_bind_transform)
-            .add_property("bind_transform", &script::bind_transform)
+            .add_property("bind_transform", &bind_transform)
             .def("load_into_opengl", &Transform::load_into_opengl);
-    python::register_with_factory(cls, "Transform");
+    register_with_factory(cls, "Transform");
 }
 
-}  // namespace engine::graphics
+}  // namespace engine::graphics::python

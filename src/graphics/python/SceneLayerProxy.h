@@ -1,22 +1,20 @@
 #pragma once
 
-#include "module/Bindings.h"
+#include "python/Bindings.h"
 
 #include "engine/graphics/Scene.h"
 
-namespace engine::graphics {
+namespace engine::graphics::python {
 
 /// The "layers" of a scene as scripts see them: indexable by position or id, with a
 /// length and "append". Keeps its scene alive.
-class SceneLayerProxy : public python::Proxy<Scene> {
+class SceneLayerProxy : public Proxy<Scene> {
 public:
-    using python::Proxy<Scene>::Proxy;
+    using Proxy<Scene>::Proxy;
 
-    python::bp::object get_item(const python::bp::object& key) const;
+    bp::object get_item(const bp::object& key) const;
     unsigned int length() const { return owner().get_num_layers(); }
     bool append(SceneLayer* layer) const;
-
-    static void define_interface();
 };
 
-}  // namespace engine::graphics
+}  // namespace engine::graphics::python
