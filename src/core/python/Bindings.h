@@ -2,6 +2,9 @@
 
 // The script interface of the core module: one define function per binding file
 // (<Name>Bindings.cpp defines define_<name>()), called in this order by Module.cpp.
+// The shared helpers (support/) are in this namespace already.
+#include "core/python/support/Helpers.h"
+
 namespace engine::core::python {
 
 void define_value_type();     // Vector, IntVector, Colour, Matrix

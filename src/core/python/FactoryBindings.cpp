@@ -1,11 +1,8 @@
-#include <boost/python.hpp>
-#include <boost/python/raw_function.hpp>
-
 #include "python/Bindings.h"
 
 #include "engine/core/Factory.h"
 
-#include "core/python/support/Helpers.h"
+#include <boost/python/raw_function.hpp>
 
 namespace engine::core::python {
 

@@ -1,5 +1,3 @@
-#include <boost/python.hpp>
-
 #include "python/Bindings.h"
 
 #include "engine/core/Log.h"
@@ -7,8 +5,6 @@
 #include <string>
 
 namespace engine::core::python {
-
-namespace bp = boost::python;
 
 namespace {
 

@@ -1,12 +1,8 @@
-#include <boost/python.hpp>
-
 #include "python/Bindings.h"
 
 #include "engine/core/Log.h"
 #include "engine/core/Maths.h"
 #include "engine/core/Python.h"
-
-#include "core/python/support/Helpers.h"
 
 #include <string>
 

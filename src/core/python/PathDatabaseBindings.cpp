@@ -1,10 +1,6 @@
-#include <boost/python.hpp>
-
 #include "python/Bindings.h"
 
 #include "engine/core/PathDatabase.h"
-
-#include "core/python/support/Helpers.h"
 
 #include <string>
 

@@ -1,13 +1,9 @@
-#include <boost/python.hpp>
-
 #include "python/Bindings.h"
 
 #include "engine/core/Colour.h"
 #include "engine/core/Vector.h"
 
 namespace engine::core::python {
-
-namespace bp = boost::python;
 
 namespace {
 

@@ -1,13 +1,9 @@
-#include <boost/python.hpp>
-
 #include "python/Bindings.h"
 
 #include "engine/core/Colour.h"
 #include "engine/core/Maths.h"
 #include "engine/core/Matrix.h"
 #include "engine/core/Vector.h"
-
-#include "core/python/support/Helpers.h"
 
 #include <string>
 

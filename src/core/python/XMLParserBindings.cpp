@@ -1,10 +1,6 @@
-#include <boost/python.hpp>
-
 #include "python/Bindings.h"
 
 #include "engine/core/XMLParser.h"
-
-#include "core/python/support/Helpers.h"
 
 namespace engine::core::python {
 

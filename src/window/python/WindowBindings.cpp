@@ -1,5 +1,3 @@
-#include <boost/python.hpp>
-
 #include "python/Bindings.h"
 
 #include "engine/window/Window.h"
