@@ -1,8 +1,9 @@
 #include <boost/python.hpp>
 
 #include "engine/core/Object.h"
-#include "core/python/support/ObjectWrapper.h"
 #include "engine/core/SharedObject.h"
+
+#include "core/python/support/ObjectWrapper.h"
 
 #include <gtest/gtest.h>
 
