@@ -74,8 +74,6 @@ public:
     /// A new context: create() at the stored dimensions.
     void restore_gpu() override;
 
-    static void define_interface();
-
 private:
     static void bind_target(const Framebuffer* target);
 

@@ -31,8 +31,6 @@ public:
 
     void on_render() override;
 
-    static void define_interface();
-
 private:
     Framebuffer* framebuffer_;                // one reference held
     core::Vector<float> dimensions_{-1, -1};  // (-1, -1): the framebuffer's size

@@ -109,8 +109,6 @@ public:
     void load_layer_transform(int flags, const core::Vector<float>& position) const;
     void load_layer_transform(const std::string& layer_id, const core::Vector<float>& position) const;
 
-    static void define_interface();
-
 private:
     struct Redirection {
         SceneObject* object;       // non-owning: the object leaves on destruction

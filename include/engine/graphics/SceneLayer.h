@@ -38,8 +38,6 @@ public:
     /// In drawing order.
     const std::vector<SceneObject*>& get_objects() const { return objects_; }
 
-    static void define_interface();
-
     /// Visits the layer's objects in order while objects join and leave it. Each pass
     /// visits only objects that were in the layer when it began, each at most once: an
     /// object that leaves does not make the next one miss its turn, and one that joins

@@ -22,8 +22,6 @@ public:
     virtual void on_post_render();
     virtual void on_pre_layer_render(const std::string& layer_id);
     virtual void on_post_layer_render(const std::string& layer_id);
-
-    static void define_interface();
 };
 
 /// Forwards the scene's hooks to any script object that has methods of the hook names.

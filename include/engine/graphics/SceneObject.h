@@ -80,8 +80,6 @@ public:
     virtual void on_update(float dt);
     virtual void on_render();
 
-    static void define_interface();
-
 private:
     friend class Scene;
     friend class SceneLayer;

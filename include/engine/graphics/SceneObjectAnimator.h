@@ -32,8 +32,6 @@ public:
     float get_delay() const { return delay_; }
     void set_delay(float delay) { delay_ = delay; }
 
-    static void define_interface();
-
 protected:
     /// The per-step work of each animator. Concrete animators do nothing while they
     /// have no object.

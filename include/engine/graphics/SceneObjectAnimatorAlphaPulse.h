@@ -22,8 +22,6 @@ public:
     /// Seconds into the current period.
     float get_time() const { return time_; }
 
-    static void define_interface();
-
 protected:
     void on_update(float dt) override;
 

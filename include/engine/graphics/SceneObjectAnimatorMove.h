@@ -20,8 +20,6 @@ public:
     /// An acceleration of 0 never moves and never finishes (not validated).
     SceneObjectAnimatorMove(const core::Vector<float>& target, float acceleration, float max_speed);
 
-    static void define_interface();
-
 protected:
     void on_update(float dt) override;
 

@@ -13,8 +13,6 @@ class SceneObjectAnimatorMoveFixed : public SceneObjectAnimator {
 public:
     explicit SceneObjectAnimatorMoveFixed(const core::Vector<float>& velocity);
 
-    static void define_interface();
-
 protected:
     void on_update(float dt) override;
 

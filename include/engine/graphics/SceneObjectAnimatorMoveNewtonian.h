@@ -38,8 +38,6 @@ public:
     int get_num_bounces() const { return num_bounces_; }
     void set_num_bounces(int num_bounces) { num_bounces_ = num_bounces; }
 
-    static void define_interface();
-
 protected:
     void on_update(float dt) override;
 

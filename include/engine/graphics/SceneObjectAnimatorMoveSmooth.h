@@ -16,8 +16,6 @@ class SceneObjectAnimatorMoveSmooth : public SceneObjectAnimator {
 public:
     SceneObjectAnimatorMoveSmooth(const core::Vector<float>& target, float duration, bool ease_in);
 
-    static void define_interface();
-
 protected:
     void on_update(float dt) override;
 

@@ -24,8 +24,6 @@ public:
     void add_control_point(const core::Vector<float>& point);
     const std::vector<core::Vector<float>>& get_control_points() const { return points_; }
 
-    static void define_interface();
-
 protected:
     void on_update(float dt) override;
 

@@ -13,8 +13,6 @@ class SceneObjectAnimatorPulse : public SceneObjectAnimator {
 public:
     SceneObjectAnimatorPulse(float scale_start, float scale_peak, float duration);
 
-    static void define_interface();
-
 protected:
     void on_update(float dt) override;
 

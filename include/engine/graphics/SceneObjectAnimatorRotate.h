@@ -24,8 +24,6 @@ public:
     float get_velocity() const { return velocity_; }
     float get_target_velocity() const { return target_velocity_; }
 
-    static void define_interface();
-
 protected:
     void on_update(float dt) override;
 

@@ -13,8 +13,6 @@ class SceneObjectAnimatorScale : public SceneObjectAnimator {
 public:
     SceneObjectAnimatorScale(float target_scale, float duration);
 
-    static void define_interface();
-
 protected:
     void on_update(float dt) override;
 

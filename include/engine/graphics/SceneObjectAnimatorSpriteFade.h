@@ -19,8 +19,6 @@ public:
     /// 0 at the start, 1 at the end.
     float get_progress() const { return progress_; }
 
-    static void define_interface();
-
 protected:
     void on_update(float dt) override;
 

@@ -23,8 +23,6 @@ public:
     /// Position of the edge's left side, from -0.2 to 1 across the sprite.
     float get_edge() const { return edge_; }
 
-    static void define_interface();
-
 protected:
     void on_update(float dt) override;
 

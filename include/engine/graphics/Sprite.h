@@ -61,8 +61,6 @@ public:
     void on_update(float dt) override;
     void on_render() override;
 
-    static void define_interface();
-
 protected:
     /// Keeps the faded alpha once the fade is gone.
     void on_fade_end(const Fade& fade) override;

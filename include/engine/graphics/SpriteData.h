@@ -67,7 +67,5 @@ void unload();
 SpriteData* acquire(const std::string& id);
 SpriteData* find(const std::string& id);
 
-void define_interface();
-
 }  // namespace SpriteDatabase
 }  // namespace engine::graphics

@@ -58,8 +58,6 @@ public:
     /// Disables texturing on `unit` (below 1: on the active unit only).
     static void unbind(int unit);
 
-    static void define_interface();
-
 private:
     TextureData* data_ = nullptr;      // one reference held; null only without data
     unsigned int wrap_mode_ = 0x812F;  // GL_CLAMP_TO_EDGE

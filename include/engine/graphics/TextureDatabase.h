@@ -42,8 +42,6 @@ public:
     static std::size_t size();
     /// Whether the one live database exists.
     static bool exists();
-
-    static void define_interface();
 };
 
 }  // namespace engine::graphics

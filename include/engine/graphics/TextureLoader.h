@@ -46,8 +46,6 @@ public:
     /// Whether a loader thread is running to finish pending loads.
     static bool is_running();
 
-    static void define_interface();
-
 private:
     std::unique_ptr<core::Thread> thread_;  // runs the decode loop
 };

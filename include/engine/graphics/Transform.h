@@ -85,8 +85,6 @@ public:
     bool is_local_dirty() const { return local_dirty_; }
     bool is_world_dirty() const { return world_dirty_; }
 
-    static void define_interface();
-
 protected:
     /// Marks this transform's and all descendants' world caches stale.
     void dirty_transform();

@@ -1,13 +1,60 @@
-#include <boost/python.hpp>
-
-#include "python/Interfaces.h"
+#include "python/Bindings.h"
 
 #include "engine/core/Log.h"
+#include "engine/core/Maths.h"
+#include "engine/core/Python.h"
+
+#include <string>
+
+namespace engine::core::python {
+
+namespace {
+
+bp::object random_int(bp::object n) {
+    const long long value = bp::extract<long long>(n);
+    if (value < 0 || value > 0xffffffffLL) raise(PyExc_ValueError, "random() takes a count in [0, 2**32).");
+    return bp::object(random(static_cast<unsigned int>(value)));
+}
+
+// An int argument picks the integer variant, anything else numeric the float one.
+bp::object random_any(bp::object x) {
+    if (PyLong_Check(x.ptr())) return random_int(x);
+    return bp::object(random(bp::extract<float>(x)()));
+}
+
+void set_script_errors_by_name(const std::string& mode) {
+    if (mode == "report")
+        set_script_errors(ScriptErrors::Report);
+    else if (mode == "raise")
+        set_script_errors(ScriptErrors::Raise);
+    else
+        raise(PyExc_ValueError, "set_script_errors() takes \"report\" or \"raise\", got \"" + mode + "\".");
+}
+
+std::string get_script_errors_name() { return get_script_errors() == ScriptErrors::Raise ? "raise" : "report"; }
+
+// The module's functions that belong to no class.
+void define_functions() {
+    bp::def("normalise_angle", &normalise_angle, bp::arg("angle"));
+    bp::def("random", &random_any, bp::arg("n"));
+    bp::def("seed_random", &seed_random, bp::arg("seed"));
+    bp::def("set_script_errors", &set_script_errors_by_name, bp::arg("mode"),
+            "set_script_errors(mode: str) -> None\n\n"
+            "What an exception raised in an engine hook or listener does: \"report\" (the default)\n"
+            "prints it through sys.unraisablehook and the engine call goes on; \"raise\" makes it\n"
+            "come out of the engine call that ran the hook. SystemExit and KeyboardInterrupt\n"
+            "always come out.");
+    bp::def("get_script_errors", &get_script_errors_name, "get_script_errors() -> str");
+}
+
+}  // namespace
+
+}  // namespace engine::core::python
 
 BOOST_PYTHON_MODULE(libcore) {
     using namespace engine::core::python;
-    define_value_types();
-    define_conversions();
+    define_value_type();
+    define_sequence();
     define_functions();
     define_log();
     define_path_database();

@@ -1,15 +1,29 @@
-#include <boost/python.hpp>
+#include "python/Bindings.h"
 
-#include "python/Interfaces.h"
+#include "engine/window/OpenGL.h"
+
+namespace engine::window::python {
+
+namespace {
+
+// The module's functions that belong to no class.
+void define_functions() {
+    bp::def("is_opengl_extension_supported", &is_opengl_extension_supported, bp::arg("name"));
+    bp::def("load_into_opengl", &load_into_opengl, bp::arg("matrix"));
+}
+
+}  // namespace
+
+}  // namespace engine::window::python
 
 BOOST_PYTHON_MODULE(libwindow) {
     namespace bp = boost::python;
     // The value types (IntVector, Matrix) and their converters come from libcore.
     bp::import("libcore");
     using namespace engine::window::python;
-    define_key();
+    define_key_code();
     define_video_mode();
     define_window();
     define_window_listener();
-    define_opengl();
+    define_functions();
 }

@@ -1,13 +1,14 @@
 #include <boost/python.hpp>
 
 #include "engine/core/Object.h"
-#include "engine/core/ObjectWrapper.h"
 #include "engine/core/SharedObject.h"
+
+#include "core/python/support/ObjectWrapper.h"
 
 #include <gtest/gtest.h>
 
 using engine::core::Object;
-using engine::core::ObjectWrapper;
+using engine::core::python::ObjectWrapper;
 using engine::core::SharedObject;
 
 namespace {

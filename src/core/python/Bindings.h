@@ -1,0 +1,17 @@
+#pragma once
+
+// The script interface of the core module: one define function per binding file
+// (<Name>Bindings.cpp defines define_<name>()), called in this order by Module.cpp.
+// The shared helpers (support/) are in this namespace already.
+#include "core/python/support/Helpers.h"
+
+namespace engine::core::python {
+
+void define_value_type();     // Vector, IntVector, Colour, Matrix
+void define_sequence();       // number sequences wherever a value type is expected
+void define_log();            // Log
+void define_path_database();  // PathDatabase
+void define_factory();        // Factory
+void define_xml_parser();     // XMLParser, subclassable
+
+}  // namespace engine::core::python

@@ -1,0 +1,39 @@
+#include "python/Bindings.h"
+
+#include "engine/core/Log.h"
+
+#include <string>
+
+namespace engine::core::python {
+
+namespace {
+
+// An empty tag under which the namespace Log appears to scripts as a class of static
+// methods.
+struct LogScope {};
+
+void log_info(const std::string& category, const std::string& message) {
+    Log::info(category.c_str(), "%s", message.c_str());
+}
+void log_warning(const std::string& category, const std::string& message) {
+    Log::warning(category.c_str(), "%s", message.c_str());
+}
+void log_error(const std::string& category, const std::string& message) {
+    Log::error(category.c_str(), "%s", message.c_str());
+}
+
+}  // namespace
+
+void define_log() {
+    bp::class_<LogScope>("Log", bp::no_init)
+        .def("info", &log_info, (bp::arg("category"), bp::arg("message")))
+        .staticmethod("info")
+        .def("warning", &log_warning, (bp::arg("category"), bp::arg("message")))
+        .staticmethod("warning")
+        .def("error", &log_error, (bp::arg("category"), bp::arg("message")))
+        .staticmethod("error")
+        .def("flush", &Log::flush)
+        .staticmethod("flush");
+}
+
+}  // namespace engine::core::python

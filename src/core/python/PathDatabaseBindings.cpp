@@ -1,0 +1,46 @@
+#include "python/Bindings.h"
+
+#include "engine/core/PathDatabase.h"
+
+#include <string>
+
+namespace engine::core::python {
+
+namespace {
+
+// An empty tag under which the namespace PathDatabase appears to scripts as a class
+// of static methods.
+struct PathDatabaseScope {};
+
+bp::list path_roots() {
+    bp::list result;
+    for (const std::string& root : PathDatabase::roots()) result.append(root);
+    return result;
+}
+
+bp::object path_read(const std::string& path) {
+    std::string content;
+    if (!PathDatabase::read(path, content))
+        raise(PyExc_FileNotFoundError, "No such file in the path database: '" + path + "'.");
+    return bp::object(bp::handle<>(PyBytes_FromStringAndSize(content.data(), Py_ssize_t(content.size()))));
+}
+
+}  // namespace
+
+void define_path_database() {
+    bp::class_<PathDatabaseScope>("PathDatabase", bp::no_init)
+        .def("add_root", &PathDatabase::add_root, bp::arg("directory"))
+        .staticmethod("add_root")
+        .def("remove_root", &PathDatabase::remove_root, bp::arg("directory"))
+        .staticmethod("remove_root")
+        .def("roots", &path_roots)
+        .staticmethod("roots")
+        .def("exists", &PathDatabase::exists, bp::arg("path"))
+        .staticmethod("exists")
+        .def("resolve", &PathDatabase::resolve, bp::arg("path"))
+        .staticmethod("resolve")
+        .def("read", &path_read, bp::arg("path"))
+        .staticmethod("read");
+}
+
+}  // namespace engine::core::python

@@ -1,0 +1,50 @@
+#pragma once
+
+// Binding support shared by the three extensions; includes Boost.Python.
+#include <boost/python.hpp>
+
+#include "engine/core/Factory.h"
+#include "engine/core/Object.h"
+#include "engine/core/Python.h"
+
+#include <string>
+
+namespace engine::core::python {
+
+namespace bp = boost::python;
+
+/// The script object of a native object (the same Python object every time), or None.
+inline bp::object to_python(const Object* object) { return object ? object->get_pyobject() : bp::object(); }
+
+/// Raises a Python exception of `type` with `message` from native binding code.
+[[noreturn]] inline void raise(PyObject* type, const std::string& message) {
+    PyErr_SetString(type, message.c_str());
+    bp::throw_error_already_set();
+    __builtin_unreachable();
+}
+
+/// The Python class registered for the native type T.
+template <class T>
+PyObject* class_object() {
+    const bp::converter::registration* r = bp::converter::registry::query(bp::type_id<T>());
+    return r && r->m_class_object ? reinterpret_cast<PyObject*>(r->m_class_object) : nullptr;
+}
+
+/// Whether the script class of `self` overrides the hook `name` of native class T.
+template <class T>
+bool overrides(PyObject* self, const char* name) {
+    return script_overrides(self, class_object<T>(), name);
+}
+
+/// A Python argument that must not be None.
+template <class T>
+T& require(T* pointer, const char* what) {
+    if (!pointer) raise(PyExc_TypeError, std::string(what) + " must not be None.");
+    return *pointer;
+}
+
+/// The last step of a class's definition when data files or the module create it by
+/// name: the class becomes creatable through the factory under `name`.
+inline void register_with_factory(const bp::object& cls, const char* name) { Factory::register_class(name, cls.ptr()); }
+
+}  // namespace engine::core::python

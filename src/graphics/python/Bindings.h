@@ -1,0 +1,34 @@
+#pragma once
+
+// The script interface of the graphics module: one define function per binding file
+// (<Name>Bindings.cpp defines define_<name>()), called in this order by Module.cpp: a
+// base class always before the classes derived from it.
+#include "core/python/support/Helpers.h"
+#include "core/python/support/IndexProxy.h"
+#include "core/python/support/ObjectWrapper.h"
+
+namespace engine::graphics::python {
+
+void define_transform();       // Transform
+void define_scene_object();    // SceneObject, subclassable
+void define_sprite();          // SpriteProxy, Sprite, sprite_database
+void define_animator();        // SceneObjectAnimator and each kind of animator
+void define_scene();           // Scene, ScaleFlag
+void define_scene_layer();     // SceneLayer, SceneLayerProxy
+void define_scene_listener();  // SceneListener, subclassable
+void define_texture();         // Texture, TextureDatabase, texture_loader
+void define_framebuffer();     // Framebuffer, FramebufferDisplay
+
+// The shared helpers by their short names.
+namespace bp = boost::python;
+using core::python::get_item;
+using core::python::ObjectWrapper;
+using core::python::overrides;
+using core::python::Proxy;
+using core::python::raise;
+using core::python::register_with_factory;
+using core::python::require;
+using core::python::set_item;
+using core::python::to_python;
+
+}  // namespace engine::graphics::python

@@ -1,0 +1,105 @@
+#include "python/Bindings.h"
+#include "python/SceneLayerProxy.h"
+
+#include "engine/graphics/Framebuffer.h"
+#include "engine/graphics/Scene.h"
+#include "engine/graphics/SceneLayer.h"
+#include "engine/graphics/SceneListener.h"
+#include "engine/graphics/SceneObject.h"
+
+namespace engine::graphics::python {
+
+namespace {
+
+const char* const kSceneDoc =
+    "Scene()\n\n"
+    "Layers of scene objects, drawn in z order, with listeners and framebuffer redirections.\n\n"
+    "The most recently constructed scene is the current one: objects join its layers\n"
+    "(obj.layer = \"id\"). Destroying any scene leaves no scene current, even when others\n"
+    "live on (a warning says so); scenes are not stacked. Most games use the module's\n"
+    "libgraphics.scene and never make another.";
+
+bp::object layer_by_index(const Scene& s, unsigned int index) { return to_python(s.get_layer(index)); }
+bp::object layer_by_id(const Scene& s, const std::string& id) { return to_python(s.get_layer(id)); }
+bp::object object_by_id(const Scene& s, const std::string& id) { return to_python(s.get_object(id)); }
+core::Vector<float> scale(const Scene& s) { return s.get_scale(); }
+SceneLayerProxy layers(Scene& s) { return SceneLayerProxy(&s); }
+
+bool add_layer(Scene& s, SceneLayer* layer) { return s.add_layer(&require(layer, "The layer")); }
+
+bool add_object(Scene& s, SceneObject* object, const std::string& layer_id) {
+    SceneObject& o = require(object, "The object");
+    if (!s.add_object(&o, layer_id)) return false;
+    return true;
+}
+
+bool remove_object(Scene& s, SceneObject* object) { return s.remove_object(&require(object, "The object")); }
+
+// A SceneListener is added as it is; any other object through a SceneListenerPython.
+void add_listener(Scene& s, bp::object listener) {
+    if (listener.is_none()) raise(PyExc_TypeError, "The listener must not be None.");
+    bp::extract<SceneListener*> native(listener);
+    if (native.check())
+        s.add_listener(native());
+    else
+        s.add_script_listener(listener.ptr());
+}
+
+void remove_listener(Scene& s, bp::object listener) {
+    bp::extract<SceneListener*> native(listener);
+    if (native.check() && native())
+        s.remove_listener(native());
+    else
+        s.remove_script_listener(listener.ptr());
+}
+
+void register_framebuffer(Scene& s, SceneObject* object, Framebuffer* framebuffer) {
+    s.register_framebuffer(&require(object, "The object"), &require(framebuffer, "The framebuffer"));
+}
+
+void render_layer(Scene& s, const std::string& id) { s.render_layer(id); }
+
+core::Matrix layer_transform(const Scene& s, bp::object flags_or_id, const core::Vector<float>& position) {
+    bp::extract<std::string> id(flags_or_id);
+    if (id.check()) return s.get_layer_transform(id(), position);
+    bp::extract<int> flags(flags_or_id);
+    if (!flags.check()) raise(PyExc_TypeError, "get_layer_transform() takes a layer id or scale flags.");
+    return s.get_layer_transform(flags(), position);
+}
+
+}  // namespace
+
+void define_scene() {
+    bp::scope scene_scope =
+        bp::class_<Scene, ObjectWrapper<Scene>, boost::noncopyable>("Scene", kSceneDoc, bp::init<>())
+            .def("add_layer", &add_layer, bp::arg("layer"))
+            .def("begin_frame", &Scene::begin_frame)
+            .def("bind_framebuffer", &Scene::bind_framebuffer)
+            .def("end_frame", &Scene::end_frame)
+            .def("get_layer", &layer_by_index, bp::arg("index"))
+            .def("get_layer", &layer_by_id, bp::arg("id"))
+            .def("get_num_layers", &Scene::get_num_layers)
+            .def("update", &Scene::update, bp::arg("dt"))
+            .def("render", static_cast<void (Scene::*)()>(&Scene::render))
+            .add_property("scale", &scale, &Scene::set_scale)
+            .add_property("layers", &layers)
+            // Listeners, objects by id, single layers and redirections for scripts.
+            .def("add_listener", &add_listener, bp::arg("listener"))
+            .def("remove_listener", &remove_listener, bp::arg("listener"))
+            .def("get_object", &object_by_id, bp::arg("id"))
+            .def("render_layer", &render_layer, bp::arg("id"))
+            .def("register_framebuffer", &register_framebuffer, (bp::arg("object"), bp::arg("framebuffer")))
+            .def("add_object", &add_object, (bp::arg("object"), bp::arg("layer_id")))
+            .def("remove_object", &remove_object, bp::arg("object"))
+            .def("get_layer_transform", &layer_transform, (bp::arg("flags_or_layer_id"), bp::arg("position")));
+
+    // Inside the class's scope: libgraphics.Scene.ScaleFlag.
+    bp::enum_<Scene::ScaleFlag>("ScaleFlag")
+        .value("TRANSLATE", Scene::TRANSLATE)
+        .value("TRANSLATE_UNIFORM", Scene::TRANSLATE_UNIFORM)
+        .value("SCALE_MIN", Scene::SCALE_MIN)
+        .value("SCALE_MAX", Scene::SCALE_MAX);
+    register_with_factory(scene_scope, "Scene");
+}
+
+}  // namespace engine::graphics::python

@@ -1,0 +1,56 @@
+#include "python/Bindings.h"
+#include "python/SceneObjectWrapper.h"
+
+#include "engine/graphics/SceneObject.h"
+#include "engine/graphics/SceneObjectAnimator.h"
+
+namespace engine::graphics::python {
+
+namespace {
+
+void add_animator(SceneObject& o, const std::string& name, SceneObjectAnimator* animator) {
+    o.add_animator(name, &require(animator, "The animator"));
+}
+
+bp::object get_animator(const SceneObject& o, const std::string& name) { return to_python(o.get_animator(name)); }
+
+// "remove_animator" takes a name or the animator itself.
+void remove_animator(SceneObject& o, bp::object key) {
+    bp::extract<std::string> name(key);
+    if (name.check()) return o.remove_animator(name());
+    bp::extract<SceneObjectAnimator*> animator(key);
+    if (animator.check() && animator()) return o.remove_animator(animator());
+    raise(PyExc_TypeError, "remove_animator() takes a name or an animator.");
+}
+
+bp::dict animators(const SceneObject& o) {
+    bp::dict result;
+    for (const auto& [name, animator] : o.get_animators()) result[name] = to_python(animator);
+    return result;
+}
+
+}  // namespace
+
+void define_scene_object() {
+    bp::object cls =
+        bp::class_<SceneObject, SceneObjectWrapper<SceneObject>, bp::bases<Transform>, boost::noncopyable>(
+            "SceneObject", bp::init<>())
+            .add_property("id",
+                          bp::make_function(&SceneObject::get_id, bp::return_value_policy<bp::copy_const_reference>()),
+                          &SceneObject::set_id)
+            .add_property(
+                "layer",
+                bp::make_function(&SceneObject::get_layer, bp::return_value_policy<bp::copy_const_reference>()),
+                &SceneObject::set_layer)
+            .add_property("visible", &SceneObject::is_visible, &SceneObject::set_visibility)
+            .add_property("z", &SceneObject::get_z, &SceneObject::set_z)
+            .add_property("scale_flags", &SceneObject::get_scale_flags, &SceneObject::set_scale_flags)
+            .def("add_animator", &add_animator, (bp::arg("name"), bp::arg("animator")))
+            .def("get_animator", &get_animator, bp::arg("name"))
+            .def("remove_animator", &remove_animator, bp::arg("name_or_animator"))
+            // The animators by name.
+            .add_property("animators", &animators);
+    register_with_factory(cls, "SceneObject");
+}
+
+}  // namespace engine::graphics::python

@@ -1,0 +1,72 @@
+#include "python/Bindings.h"
+
+#include "engine/graphics/Transform.h"
+
+namespace engine::graphics::python {
+
+namespace {
+
+using core::Matrix;
+using core::Vector;
+
+Vector<float> position(const Transform& t) { return t.get_local_position(); }
+Vector<float> scale(const Transform& t) { return t.get_local_scale(); }
+Matrix local_transform(const Transform& t) { return t.get_local_transform(); }
+Vector<float> world_position(const Transform& t) { return t.get_world_position(); }
+Matrix world_transform(const Transform& t) { return t.get_world_transform(); }
+Matrix bind_transform(const Transform& t) { return t.get_bind_transform(); }
+bp::object parent(const Transform& t) { return to_python(t.get_parent()); }
+
+bp::list children(const Transform& t) {
+    bp::list result;
+    for (const Transform* child : t.get_children()) result.append(to_python(child));
+    return result;
+}
+
+bool is_self_or_ancestor(const Transform* candidate, const Transform* of) {
+    // A transform without children can only be its own ancestor: building a chain from
+    // its root down stays linear.
+    if (candidate->get_children().empty()) return candidate == of;
+    for (const Transform* t = of; t; t = t->get_parent())
+        if (t == candidate) return true;
+    return false;
+}
+
+void attach(Transform& t, Transform* child) {
+    Transform& c = require(child, "The child");
+    // A cycle would make every cache walk endless.
+    if (is_self_or_ancestor(&c, &t))
+        raise(PyExc_ValueError, "Cannot attach a transform to itself or to one of its descendants.");
+    t.attach(&c);
+}
+
+void detach(Transform& t, Transform* child) { t.detach(&require(child, "The child")); }
+
+}  // namespace
+
+void define_transform() {
+    bp::object cls =
+        bp::class_<Transform, ObjectWrapper<Transform>, boost::noncopyable>("Transform", bp::init<>())
+            .add_property("position", &position, &Transform::set_position)
+            .add_property("scale", &scale, &Transform::set_scale)
+            .add_property("rotation", &Transform::get_local_rotation, &Transform::set_rotation)
+            .add_property("transform", &local_transform)
+            .add_property("world_position", &world_position)
+            .add_property("world_transform", &world_transform)
+            .add_property("world_rotation", &Transform::get_world_rotation)
+            .add_property("parent", &parent)
+            .def("attach", &attach, bp::arg("child"))
+            .def("detach", &detach, bp::arg("child"))
+            // For scripts that pose hierarchies themselves.
+            .add_property("children", &children)
+            .def("set_rotation_constraint", &Transform::set_rotation_constraint, (bp::arg("min"), bp::arg("max")))
+            .add_property("min_rotation", &Transform::get_min_rotation)
+            .add_property("max_rotation", &Transform::get_max_rotation)
+            .add_property("bind_rotation", &Transform::get_bind_rotation, &Transform::set_bind_rotation)
+            .def("generate_bind_transform", &Transform::generate_bind_transform)
+            .add_property("bind_transform", &bind_transform)
+            .def("load_into_opengl", &Transform::load_into_opengl);
+    register_with_factory(cls, "Transform");
+}
+
+}  // namespace engine::graphics::python

@@ -1,0 +1,36 @@
+#include "python/Bindings.h"
+
+#include "engine/window/VideoMode.h"
+
+#include <string>
+
+namespace engine::window::python {
+
+namespace {
+
+std::string video_mode_repr(const VideoMode& mode) {
+    const core::Vector<int>& r = mode.get_resolution();
+    return "VideoMode(" + std::to_string(r.x) + "x" + std::to_string(r.y) +
+           (mode.is_fullscreen() ? ", fullscreen)" : ", windowed)");
+}
+
+bool video_mode_equal(const VideoMode& a, const VideoMode& b) {
+    return a.get_resolution() == b.get_resolution() && a.is_fullscreen() == b.is_fullscreen();
+}
+
+}  // namespace
+
+void define_video_mode() {
+    // A value: `window.video_mode` is a snapshot taken when it is read.
+    bp::class_<VideoMode>(
+        "VideoMode", bp::init<const core::Vector<int>&, bool>((bp::arg("resolution"), bp::arg("fullscreen") = false)))
+        .add_property("resolution", bp::make_function(&VideoMode::get_resolution,
+                                                      bp::return_value_policy<bp::copy_const_reference>()))
+        .add_property("fullscreen", &VideoMode::is_fullscreen)
+        .def("__eq__", &video_mode_equal)
+        .def(
+            "__ne__", +[](const VideoMode& a, const VideoMode& b) { return !video_mode_equal(a, b); })
+        .def("__repr__", &video_mode_repr);
+}
+
+}  // namespace engine::window::python
