@@ -39,7 +39,7 @@ test-sanitize: bootstrap
 # The loader, logging and threading tests under ThreadSanitizer (scripts/run-tsan).
 test-tsan: bootstrap
 	cmake -S . -B $(TSAN_BUILD) -G Ninja -DCMAKE_BUILD_TYPE=Debug -DENGINE_TSAN=ON -DENGINE_BUILD_BENCH=OFF
-	cmake --build $(TSAN_BUILD) -j $(JOBS) --target core_tests graphics_tests libcore_extension libwindow_extension libgraphics_extension
+	cmake --build $(TSAN_BUILD) -j $(JOBS) --target core_tests core_script_tests graphics_tests libcore_extension libwindow_extension libgraphics_extension
 	scripts/run-tsan $(TSAN_BUILD)
 
 # Every libFuzzer target of tests/fuzz for FUZZ_SECONDS each (clang, ASan + UBSan).

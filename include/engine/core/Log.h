@@ -5,13 +5,11 @@
 
 namespace engine::core {
 
-/// The engine's log. Every message reaches Python's `logging` under the logger
-/// "engine.<category>" ("engine.graphics"). Any thread may log, and logging never
-/// calls Python: messages are queued, in order, and handed to `logging` on the script
-/// thread as soon as control is back in script code (the interpreter's next
-/// pending-call check), or at `flush()`. So a handler may call back into the engine
-/// without pulling anything from under a native loop, and the texture loader cannot
-/// deadlock against a script thread that waits for it.
+/// The engine's log. Any thread may log. Without a bridge, messages go to the sink
+/// (standard error by default) on the thread that logs them. When `libcore` is
+/// imported, the script part of core installs a bridge that hands every message to
+/// Python's `logging` under "engine.<category>" ("engine.graphics") at the script
+/// thread's next safe point (see core/script/PythonLog.h).
 namespace Log {
 
 enum class Level { Info, Warning, Error };
@@ -20,22 +18,39 @@ void info(const char* category, const char* format, ...) __attribute__((format(p
 void warning(const char* category, const char* format, ...) __attribute__((format(printf, 2, 3)));
 void error(const char* category, const char* format, ...) __attribute__((format(printf, 2, 3)));
 
-/// Delivers queued messages now. Script thread only (holding the interpreter lock),
-/// at a point where a handler may safely call into the engine.
-void flush();
-
-/// Has messages queued by other threads delivered at the script's next safe point.
-/// Script thread only; call it where the script thread takes work back from another
-/// thread (the interpreter may notice their own scheduling late).
-void deliver_soon();
-
-/// Where messages go while Python logging is not in use (native tests, tools):
-/// standard error by default. Passing an empty function restores that.
+/// Where messages go while no bridge takes them (native tests, tools): standard error
+/// by default. Passing an empty function restores that. Called on the logging thread.
 using Sink = std::function<void(Level, const std::string& category, const std::string& message)>;
 void set_sink(Sink sink);
 
-/// Routes messages into Python's logging from now on; called when `libcore` is imported.
-void enable_python_logging();
+/// Writes one message to the sink (or standard error), bypassing any bridge: the way
+/// a bridge reports what it cannot deliver itself.
+void write_to_sink(Level level, const std::string& category, const std::string& message);
+
+/// Takes messages instead of the sink, for a destination that must receive them on
+/// one particular thread. Any thread may call `accept`.
+class Bridge {
+public:
+    virtual ~Bridge() = default;
+    /// Takes a formatted message, or returns false to leave it to the sink.
+    virtual bool accept(Level level, const std::string& category, std::string&& message) = 0;
+    /// Delivers what waits now, where the destination's thread allows it.
+    virtual void flush() = 0;
+    /// Has what waits delivered at the destination's next safe point.
+    virtual void deliver_soon() = 0;
+};
+
+/// Installs the bridge (not owned: it must outlive every later log call, so it is
+/// never destroyed before exit), or removes it with null.
+void set_bridge(Bridge* bridge);
+
+/// Delivers queued messages now, through the bridge. Without one, messages are never
+/// queued and this does nothing.
+void flush();
+
+/// Has queued messages delivered at the bridge's next safe point. Call it where the
+/// script thread takes work back from another thread (whose messages wait queued).
+void deliver_soon();
 
 }  // namespace Log
 }  // namespace engine::core

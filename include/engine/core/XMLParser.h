@@ -1,19 +1,18 @@
 #pragma once
 
-#include "engine/core/PythonFwd.h"
-
 #include <map>
 #include <string>
 
 namespace engine::core {
 
 /// SAX-style XML parser on expat. Derive from it, override the callbacks, and call
-/// `parse` once: the callbacks run in document order before `parse` returns.
+/// one of the parse functions: the callbacks run in document order before it returns.
 /// Malformed XML stops the parse: the callbacks already made stand, and a warning
 /// naming the line is logged (category "core"); nothing is thrown. An exception thrown
-/// by a callback ends the parse and leaves `parse` (it never crosses expat's frames).
-/// `parse` from a script source is for the script thread; `parse_text` and `parse_file`
-/// may run on any thread, one parse per parser at a time, with the callbacks on it.
+/// by a callback ends the parse and leaves the parse function (it never crosses expat's frames).
+/// Any thread may parse, one parse per parser at a time, with the callbacks on it.
+/// Scripts' sources (paths or file-like objects) go through `parse_xml_source`
+/// (core/script/XMLSource.h).
 class XMLParser {
 public:
     using Attributes = std::map<std::string, std::string>;
@@ -30,15 +29,11 @@ public:
     /// Character data between tags; adjacent pieces are joined into one call.
     virtual void on_data(const std::string& text);
 
-    /// Parses from what a script gave: a path (`str`, resolved through PathDatabase)
-    /// or a file-like object whose `read()` returns `str` or `bytes`. Script thread
-    /// only. Returns false on malformed XML or a missing file (both logged); raises
-    /// `TypeError` (a Python error and boost::python::error_already_set) for any other
-    /// kind of source.
-    bool parse(PyObject* source);
-
     /// Parses a document held in memory; `name` is used in messages.
     bool parse_text(const std::string& document, const std::string& name = "<text>");
+    /// Parses a document known to be UTF-8 whatever its declaration says (text that
+    /// came from a Python str); `name` is used in messages.
+    bool parse_utf8_text(const std::string& document, const std::string& name = "<text>");
     /// Parses a file found through PathDatabase.
     bool parse_file(const std::string& path);
 

@@ -1,8 +1,8 @@
 #pragma once
 
 #include "engine/core/Matrix.h"
-#include "engine/core/Object.h"
-#include "engine/core/PythonFwd.h"
+#include "engine/core/script/Object.h"
+#include "engine/core/script/PythonFwd.h"
 #include "engine/core/Vector.h"
 
 #include <map>

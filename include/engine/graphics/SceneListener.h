@@ -1,7 +1,7 @@
 #pragma once
 
-#include "engine/core/Object.h"
-#include "engine/core/PythonFwd.h"
+#include "engine/core/script/Object.h"
+#include "engine/core/script/PythonFwd.h"
 
 #include <string>
 

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "engine/core/Colour.h"
-#include "engine/core/PythonFwd.h"
+#include "engine/core/script/PythonFwd.h"
 #include "engine/core/SharedObject.h"
 #include "engine/core/Vector.h"
 

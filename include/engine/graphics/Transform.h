@@ -1,7 +1,7 @@
 #pragma once
 
 #include "engine/core/Matrix.h"
-#include "engine/core/Object.h"
+#include "engine/core/script/Object.h"
 #include "engine/core/Vector.h"
 
 #include <vector>

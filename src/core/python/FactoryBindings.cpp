@@ -1,6 +1,6 @@
 #include "python/Bindings.h"
 
-#include "engine/core/Factory.h"
+#include "engine/core/script/Factory.h"
 
 #include <boost/python/raw_function.hpp>
 

@@ -2,7 +2,8 @@
 
 #include "engine/core/Log.h"
 #include "engine/core/Maths.h"
-#include "engine/core/Python.h"
+#include "engine/core/script/Python.h"
+#include "engine/core/script/PythonLog.h"
 
 #include <string>
 
@@ -60,5 +61,5 @@ BOOST_PYTHON_MODULE(libcore) {
     define_path_database();
     define_factory();
     define_xml_parser();
-    engine::core::Log::enable_python_logging();
+    engine::core::PythonLog::enable();
 }

@@ -1,6 +1,7 @@
 #include "python/Bindings.h"
 
 #include "engine/core/XMLParser.h"
+#include "engine/core/script/XMLSource.h"
 
 namespace engine::core::python {
 
@@ -39,7 +40,7 @@ private:
     bool start_, end_, data_;  // which callbacks the script class defines
 };
 
-bool parse(XMLParser& parser, bp::object source) { return parser.parse(source.ptr()); }
+bool parse(XMLParser& parser, bp::object source) { return parse_xml_source(parser, source.ptr()); }
 
 }  // namespace
 

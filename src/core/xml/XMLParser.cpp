@@ -1,5 +1,3 @@
-#include <boost/python.hpp>
-
 #include "engine/core/XMLParser.h"
 
 #include "engine/core/Log.h"
@@ -88,6 +86,10 @@ bool XMLParser::parse_text(const std::string& document, const std::string& name)
     return parse_document(document, name, nullptr);
 }
 
+bool XMLParser::parse_utf8_text(const std::string& document, const std::string& name) {
+    return parse_document(document, name, "UTF-8");
+}
+
 bool XMLParser::parse_document(const std::string& document, const std::string& name, const char* encoding) {
     // Without a forced encoding the document's own declaration (or its byte-order mark)
     // decides; text that came from a Python str is UTF-8 whatever it declares.
@@ -120,27 +122,6 @@ bool XMLParser::parse_file(const std::string& path) {
         return false;
     }
     return parse_text(document, "'" + path + "'");
-}
-
-bool XMLParser::parse(PyObject* source) {
-    namespace py = boost::python;
-    if (PyUnicode_Check(source)) return parse_file(py::extract<std::string>(source));
-
-    if (!PyObject_HasAttrString(source, "read")) {
-        PyErr_SetString(PyExc_TypeError, "XML source must be a path or a file-like object with read().");
-        py::throw_error_already_set();
-    }
-    const py::object content = py::object(py::handle<>(py::borrowed(source))).attr("read")();
-    std::string document;
-    if (PyBytes_Check(content.ptr())) {
-        document.assign(PyBytes_AS_STRING(content.ptr()), size_t(PyBytes_GET_SIZE(content.ptr())));
-    } else if (PyUnicode_Check(content.ptr())) {
-        return parse_document(py::extract<std::string>(content)(), "<stream>", "UTF-8");
-    } else {
-        PyErr_SetString(PyExc_TypeError, "read() of an XML source must return str or bytes.");
-        py::throw_error_already_set();
-    }
-    return parse_text(document, "<stream>");
 }
 
 }  // namespace engine::core

@@ -1,6 +1,7 @@
 #include "engine/graphics/SpriteData.h"
 
 #include "engine/core/XMLParser.h"
+#include "engine/core/script/XMLSource.h"
 #include "engine/graphics/Texture.h"
 
 #include <cstdlib>
@@ -81,7 +82,7 @@ private:
 
 bool load(PyObject* source, const std::string& base_path) {
     Parser parser(base_path);
-    parser.parse(source);
+    parse_xml_source(parser, source);
     return true;
 }
 

@@ -2,7 +2,7 @@
 
 #include "engine/graphics/SceneObject.h"
 
-#include "engine/core/Python.h"
+#include "engine/core/script/Python.h"
 
 namespace engine::graphics {
 

@@ -2,7 +2,7 @@
 
 #include "engine/graphics/SceneListener.h"
 
-#include "engine/core/Python.h"
+#include "engine/core/script/Python.h"
 
 namespace engine::graphics {
 

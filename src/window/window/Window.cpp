@@ -8,7 +8,7 @@
 #include "engine/window/Window.h"
 #include "engine/window/WindowListener.h"
 
-#include "engine/core/Python.h"
+#include "engine/core/script/Python.h"
 #include "engine/core/Log.h"
 
 #include <algorithm>

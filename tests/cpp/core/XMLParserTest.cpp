@@ -1,14 +1,12 @@
-#include <boost/python.hpp>
-
 #include "engine/core/XMLParser.h"
 
 #include "engine/core/Log.h"
 #include "engine/core/PathDatabase.h"
-#include "TestSupport.h"
+#include "core/RecordingParser.h"
+#include "core/TestSupport.h"
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -18,48 +16,12 @@ using engine::core::PathDatabase::add_root;
 using engine::core::PathDatabase::remove_root;
 using engine::core::test::LogCapture;
 using engine::core::test::TemporaryDirectory;
+using engine::core::test::Events;
+using engine::core::test::RecordingParser;
+using engine::core::test::events_of;
+using engine::core::test::mentions;
+using engine::core::test::starts_with;
 
-namespace {
-
-// Records every callback as one line of text, in the order they came.
-class RecordingParser : public XMLParser {
-public:
-    void on_element_start(const std::string& name, const Attributes& attributes) override {
-        std::string line = "start " + name;
-        for (const auto& [key, value] : attributes) line += " " + key + "=" + value;
-        events.push_back(line);
-        last_attributes = attributes;
-    }
-    void on_element_end(const std::string& name) override { events.push_back("end " + name); }
-    void on_data(const std::string& text) override { events.push_back("data [" + text + "]"); }
-
-    std::vector<std::string> events;
-    Attributes last_attributes;
-};
-
-using Events = std::vector<std::string>;
-
-// Whether `events` begins with `prefix`; prints both when not.
-::testing::AssertionResult starts_with(const Events& events, const Events& prefix) {
-    if (events.size() >= prefix.size() && std::equal(prefix.begin(), prefix.end(), events.begin()))
-        return ::testing::AssertionSuccess();
-    auto result = ::testing::AssertionFailure() << "events:";
-    for (const std::string& e : events) result << " {" << e << "}";
-    result << "\ndo not begin with:";
-    for (const std::string& e : prefix) result << " {" << e << "}";
-    return result;
-}
-
-// The callbacks a well-formed document gives, in order.
-Events events_of(const std::string& text) {
-    RecordingParser parser;
-    EXPECT_TRUE(parser.parse_text(text)) << text;
-    return parser.events;
-}
-
-bool mentions(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
-
-}  // namespace
 
 TEST(XMLParser, CallbacksComeInDocumentOrder) {
     EXPECT_EQ(events_of("<scene><layer id=\"1\"><sprite/></layer><layer id=\"2\"/></scene>"),
@@ -248,73 +210,4 @@ TEST(XMLParser, ExternalEntitiesNeverReadTheFileTheyName) {
         }
     }
     remove_root(directory.path());
-}
-
-// The script-facing entry point, with Python objects as sources.
-namespace {
-
-namespace bp = boost::python;
-
-bp::object evaluate(const char* expression) {
-    bp::object main = bp::import("__main__");
-    return bp::eval(expression, main.attr("__dict__"));
-}
-
-}  // namespace
-
-TEST(XMLParser, ParseAcceptsAPythonStringAsPath) {
-    TemporaryDirectory directory;
-    const std::string path = directory.write("doc.xml", "<doc/>");
-    RecordingParser parser;
-    const bp::object source(bp::handle<>(PyUnicode_FromString(path.c_str())));
-    EXPECT_TRUE(parser.parse(source.ptr()));
-    EXPECT_EQ(parser.events, (Events{"start doc", "end doc"}));
-}
-
-TEST(XMLParser, ParseAcceptsFileObjectsGivingStrOrBytes) {
-    bp::exec("import io", bp::import("__main__").attr("__dict__"));
-    {
-        RecordingParser parser;
-        const bp::object source = evaluate("io.StringIO('<a>t\\u00e9xt</a>')");
-        EXPECT_TRUE(parser.parse(source.ptr()));
-        EXPECT_EQ(parser.events, (Events{"start a", "data [t\xc3\xa9xt]", "end a"}));
-    }
-    {
-        RecordingParser parser;
-        const bp::object source = evaluate("io.BytesIO(b'<b k=\"v\"/>')");
-        EXPECT_TRUE(parser.parse(source.ptr()));
-        EXPECT_EQ(parser.events, (Events{"start b k=v", "end b"}));
-    }
-}
-
-TEST(XMLParser, ParseOfMalformedStreamReturnsFalseWithoutPythonError) {
-    bp::exec("import io", bp::import("__main__").attr("__dict__"));
-    LogCapture log;
-    RecordingParser parser;
-    const bp::object source = evaluate("io.StringIO('<a>\\n<b>\\n</a>')");
-    EXPECT_FALSE(parser.parse(source.ptr()));
-    EXPECT_FALSE(PyErr_Occurred());
-    EXPECT_TRUE(starts_with(parser.events, {"start a", "data [\n]", "start b"}));
-    ASSERT_EQ(log.entries().size(), 1u);
-    EXPECT_TRUE(mentions(log.entries()[0].message, "line 3")) << log.entries()[0].message;
-}
-
-TEST(XMLParser, ParseOfOtherSourceRaisesTypeError) {
-    for (const char* expression : {"42", "None", "b'<a/>'", "object()"}) {
-        RecordingParser parser;
-        const bp::object source = evaluate(expression);
-        EXPECT_THROW(parser.parse(source.ptr()), bp::error_already_set) << expression;
-        EXPECT_TRUE(PyErr_ExceptionMatches(PyExc_TypeError)) << expression;
-        PyErr_Clear();
-        EXPECT_TRUE(parser.events.empty());
-    }
-}
-
-TEST(XMLParser, ParseOfStreamWhoseReadGivesNeitherStrNorBytesRaisesTypeError) {
-    bp::exec("class NumberReader:\n    def read(self):\n        return 5\n", bp::import("__main__").attr("__dict__"));
-    RecordingParser parser;
-    const bp::object source = evaluate("NumberReader()");
-    EXPECT_THROW(parser.parse(source.ptr()), bp::error_already_set);
-    EXPECT_TRUE(PyErr_ExceptionMatches(PyExc_TypeError));
-    PyErr_Clear();
 }

@@ -3,9 +3,9 @@
 // Binding support shared by the three extensions; includes Boost.Python.
 #include <boost/python.hpp>
 
-#include "engine/core/Factory.h"
-#include "engine/core/Object.h"
-#include "engine/core/Python.h"
+#include "engine/core/script/Factory.h"
+#include "engine/core/script/Object.h"
+#include "engine/core/script/Python.h"
 
 #include <string>
 

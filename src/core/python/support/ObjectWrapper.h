@@ -3,7 +3,7 @@
 // Binding support shared by the three extensions; includes Boost.Python.
 #include <boost/python.hpp>
 
-#include "engine/core/Object.h"
+#include "engine/core/script/Object.h"
 
 #include <utility>
 

@@ -1,6 +1,6 @@
 #include <Python.h>
 
-#include "engine/core/Python.h"
+#include "engine/core/script/Python.h"
 
 #include "PythonTestSupport.h"
 

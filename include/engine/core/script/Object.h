@@ -1,6 +1,6 @@
 #pragma once
 
-#include "engine/core/PythonFwd.h"
+#include "engine/core/script/PythonFwd.h"
 
 namespace engine::core {
 

@@ -1,6 +1,6 @@
 #include <boost/python.hpp>
 
-#include "engine/core/Object.h"
+#include "engine/core/script/Object.h"
 #include "engine/core/SharedObject.h"
 
 #include "core/python/support/ObjectWrapper.h"

@@ -1,6 +1,6 @@
 #include <Python.h>
 
-#include "engine/core/Factory.h"
+#include "engine/core/script/Factory.h"
 
 #include <map>
 

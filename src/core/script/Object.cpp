@@ -1,6 +1,6 @@
 #include <boost/python.hpp>
 
-#include "engine/core/Object.h"
+#include "engine/core/script/Object.h"
 
 namespace engine::core {
 

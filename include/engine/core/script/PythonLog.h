@@ -1,0 +1,14 @@
+#pragma once
+
+namespace engine::core::PythonLog {
+
+/// Routes the engine's log into Python's `logging` from now on; called when `libcore`
+/// is imported. Messages are queued, in order, and handed to `logging` on the script
+/// thread as soon as control is back in script code (the interpreter's next
+/// pending-call check), or at `Log::flush()`. So a handler may call back into the
+/// engine without pulling anything from under a native loop, and the texture loader
+/// cannot deadlock against a script thread that waits for it. Once the interpreter
+/// is finalizing, messages go to the log's sink again.
+void enable();
+
+}  // namespace engine::core::PythonLog
