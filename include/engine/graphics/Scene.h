@@ -1,9 +1,10 @@
 #pragma once
 
 #include "engine/core/Matrix.h"
+#include "engine/core/Vector.h"
 #include "engine/core/script/Object.h"
 #include "engine/core/script/PythonFwd.h"
-#include "engine/core/Vector.h"
+#include "engine/graphics/SpriteBatch.h"
 
 #include <map>
 #include <memory>
@@ -94,6 +95,12 @@ public:
     /// and `object` itself into the next target. Objects in no common layer get none.
     void register_framebuffer(SceneObject* object, Framebuffer* framebuffer);
 
+    /// Whether render passes gather consecutive sprites of the same texture and layer
+    /// matrix into one draw call (the default). The picture is the same either way;
+    /// switched off, every object draws itself.
+    void set_batching(bool batching) { batching_ = batching; }
+    bool is_batching() const { return batching_; }
+
     void update(float dt);
     void render();
     void render_layer(const std::string& layer_id);
@@ -135,6 +142,8 @@ private:
     std::vector<const core::Object*> deferred_;                             // released when the pass ends
     std::vector<SceneListener*> listener_snapshot_;                         // reused by every notification
     std::vector<std::unique_ptr<SceneListener>> retired_listeners_;         // removed adapters, freed after the pass
+    bool batching_ = true;                                                  // render passes batch sprites
+    SpriteBatch batch_;                                                     // empty between objects that draw themselves
 };
 
 }  // namespace engine::graphics

@@ -10,6 +10,7 @@
 namespace engine::graphics {
 
 class SceneObjectAnimator;
+class SpriteBatch;
 
 /// Base of everything a scene draws: a transform with an id in the global registry,
 /// a layer, a depth (z) within the layer, a visibility flag, per-object scale flags
@@ -64,6 +65,9 @@ public:
     void update(float dt);
     /// Draws the object unless it is invisible, under its layer matrix when asked.
     void render(bool apply_layer_transform);
+    /// The layer matrix the object is drawn under in the current scene (its own scale
+    /// flags, or its layer's), or the identity when no scene is current.
+    core::Matrix get_layer_transform() const;
 
     /// Asks for the memory the next update will read, ahead of time: first the list of
     /// animators, then (once that has arrived) the animators themselves.
@@ -79,6 +83,10 @@ public:
     virtual void on_remove(const std::string& layer_id);
     virtual void on_update(float dt);
     virtual void on_render();
+    /// Adds what `on_render` would draw to `batch` (the object's quads in world space,
+    /// under `layer_transform`) and returns true, or returns false when the object must
+    /// draw itself; the scene then draws the batch first. Nothing is batched here.
+    virtual bool add_to_batch(SpriteBatch& batch, const core::Matrix& layer_transform);
 
 private:
     friend class Scene;

@@ -3,6 +3,9 @@
 #include "engine/core/Colour.h"
 #include "engine/graphics/DecoratorFade.h"
 #include "engine/graphics/SceneObject.h"
+#include "engine/graphics/SpriteBatch.h"
+
+#include <cstdint>
 
 #include <string>
 #include <utility>
@@ -34,9 +37,15 @@ public:
     std::string get_data_id() const;
 
     const core::Vector<float>& get_origin() const { return origin_; }
-    void set_origin(const core::Vector<float>& origin) { origin_ = origin; }
+    void set_origin(const core::Vector<float>& origin) {
+        origin_ = origin;
+        quad_stale_ = true;
+    }
     const core::Vector<float>& get_dimensions() const { return dimensions_; }
-    void set_dimensions(const core::Vector<float>& dimensions) { dimensions_ = dimensions; }
+    void set_dimensions(const core::Vector<float>& dimensions) {
+        dimensions_ = dimensions;
+        quad_stale_ = true;
+    }
 
     /// Corner 0's colour.
     const core::Colour& get_colour() const { return colours_[0]; }
@@ -60,6 +69,8 @@ public:
     using SceneObject::update;
     void on_update(float dt) override;
     void on_render() override;
+    /// Adds the sprite's quads to `batch` unless a dissolve draws it through programs.
+    bool add_to_batch(SpriteBatch& batch, const core::Matrix& layer_transform) override;
 
 protected:
     /// Keeps the faded alpha once the fade is gone.
@@ -68,14 +79,21 @@ protected:
 private:
     struct Geometry;
     Geometry geometry() const;
-    void draw_quad(float fade_alpha) const;
-    void draw_strip(float fade_alpha) const;
+    float fade_alpha() const;  // alpha factor of a fade without programs
+    bool has_strip() const;
+    void write_quad(SpriteBatch::Vertex* out, float alpha_factor) const;
+    void write_strip(SpriteBatch::Vertex* out, float alpha_factor) const;
+    std::size_t triangle_count() const;
+    void write_triangles(SpriteBatch::Vertex* out, float alpha_factor) const;
 
     SpriteData* data_ = nullptr;                        // one reference and one use, or null
     core::Vector<float> origin_;                        // pivot within the rectangle
     core::Vector<float> dimensions_;                    // size of the rectangle
     core::Colour colours_[4];                           // corner colours
     std::vector<std::pair<float, float>> alpha_stops_;  // (position, alpha), sorted
+    SpriteBatch::Vertex quad_[4];                       // corners as last batched, unfaded
+    std::uint32_t quad_version_ = 0;                    // world version quad_ was made from
+    bool quad_stale_ = true;                            // quad_ must be made again
 };
 
 }  // namespace engine::graphics

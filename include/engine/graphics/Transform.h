@@ -4,6 +4,7 @@
 #include "engine/core/script/Object.h"
 #include "engine/core/Vector.h"
 
+#include <cstdint>
 #include <vector>
 
 namespace engine::graphics {
@@ -71,6 +72,12 @@ public:
     const core::Matrix& get_world_transform() const;
     /// Multiplies the current OpenGL matrix by the world transform.
     void load_into_opengl() const;
+    /// Changes whenever the world matrix is recomputed (it counts recomputations): what
+    /// a cache derived from the world matrix saw is stale once this differs.
+    std::uint32_t get_world_version() const {
+        update_world();
+        return world_version_;
+    }
 
     Transform* get_parent() const { return parent_; }
     const std::vector<Transform*>& get_children() const { return children_; }
@@ -104,6 +111,7 @@ private:
     mutable float world_rotation_ = 0.0f;          // cache: accumulated rotation
     mutable core::Matrix world_transform_;         // cache of the world matrix
     mutable bool world_dirty_ = true;              // world caches stale
+    mutable std::uint32_t world_version_ = 0;      // recomputations of the world caches
     float min_rotation_ = -kDefaultRotationLimit;  // lower rotation limit
     float max_rotation_ = kDefaultRotationLimit;   // upper rotation limit
     float bind_rotation_ = 0.0f;                   // rotation of the bind pose

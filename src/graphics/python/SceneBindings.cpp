@@ -83,6 +83,9 @@ void define_scene() {
             .def("render", static_cast<void (Scene::*)()>(&Scene::render))
             .add_property("scale", &scale, &Scene::set_scale)
             .add_property("layers", &layers)
+            .add_property("batching", &Scene::is_batching, &Scene::set_batching,
+                          "batching: bool -- gather consecutive sprites of one texture and layer matrix into "
+                          "one draw call (default True); the picture is the same either way")
             // Listeners, objects by id, single layers and redirections for scripts.
             .def("add_listener", &add_listener, bp::arg("listener"))
             .def("remove_listener", &remove_listener, bp::arg("listener"))

@@ -42,6 +42,10 @@ public:
         else
             T::on_render();
     }
+    // A script's "OnRender" draws the object itself, so the batch is drawn first.
+    bool add_to_batch(SpriteBatch& batch, const core::Matrix& layer_transform) override {
+        return !(hooks_ & kRender) && T::add_to_batch(batch, layer_transform);
+    }
 
 private:
     enum : unsigned { kAdd = 1, kRemove = 2, kUpdate = 4, kRender = 8 };

@@ -3,6 +3,7 @@
 #include "engine/core/Log.h"
 
 #include "engine/graphics/Program.h"
+#include "engine/graphics/SpriteBatch.h"
 #include "engine/graphics/SpriteData.h"
 #include "engine/graphics/Texture.h"
 
@@ -92,19 +93,19 @@ SpritePrograms* sprite_programs() {
     return programs;
 }
 
-struct Vertex {
-    float position[2];
-    Colour colour;
-    float texcoord[2];
-};
+using Vertex = SpriteBatch::Vertex;
 
-// Vertices of the sprite being drawn; reused, so drawing allocates nothing once grown.
-std::vector<Vertex>& scratch() {
+// Reused buffers of the sprite being drawn, so drawing allocates nothing once grown.
+std::vector<Vertex>& scratch_triangles() {
+    static std::vector<Vertex> vertices;
+    return vertices;
+}
+std::vector<Vertex>& scratch_rows() {
     static std::vector<Vertex> vertices;
     return vertices;
 }
 
-void draw(const std::vector<Vertex>& vertices, GLenum mode) {
+void draw_triangles(const Vertex* vertices, std::size_t count) {
     const GLsizei stride = sizeof(Vertex);
     glEnableClientState(GL_VERTEX_ARRAY);
     glEnableClientState(GL_TEXTURE_COORD_ARRAY);
@@ -112,8 +113,37 @@ void draw(const std::vector<Vertex>& vertices, GLenum mode) {
     glVertexPointer(2, GL_FLOAT, stride, vertices[0].position);
     glColorPointer(4, GL_FLOAT, stride, static_cast<const float*>(vertices[0].colour));
     glTexCoordPointer(2, GL_FLOAT, stride, vertices[0].texcoord);
-    glDrawArrays(mode, 0, GLsizei(vertices.size()));
+    glDrawArrays(GL_TRIANGLES, 0, GLsizei(count));
     glDisableClientState(GL_COLOR_ARRAY);
+}
+
+// A sprite is drawn as plain triangles, whether on its own or in a batch, because the
+// driver splits quads and strips differently depending on how many come in one call
+// (a lone quad takes the other diagonal than quads in a run): listing the triangles
+// makes one sprite's pixels the same in every call. Corners go (bottom left, bottom
+// right, top right, top left); the rectangle is cut along bottom left to top right.
+void quad_triangles(const Vertex* corners, Vertex* out) {
+    out[0] = corners[0];
+    out[1] = corners[1];
+    out[2] = corners[2];
+    out[3] = corners[0];
+    out[4] = corners[2];
+    out[5] = corners[3];
+}
+
+// Rows come as (upper, lower) per alpha stop; each pair of neighbouring stops gives
+// the two triangles a strip through those rows would: (upper, lower, upper next) and
+// (upper next, lower, lower next).
+void strip_triangles(const Vertex* rows, std::size_t stops, Vertex* out) {
+    for (std::size_t i = 0; i + 1 < stops; ++i) {
+        const Vertex* r = rows + 2 * i;
+        *out++ = r[0];
+        *out++ = r[1];
+        *out++ = r[2];
+        *out++ = r[2];
+        *out++ = r[1];
+        *out++ = r[3];
+    }
 }
 
 Colour with_alpha_factor(Colour c, float factor) {
@@ -147,6 +177,7 @@ std::string Sprite::get_data_id() const { return data_ ? data_->id : std::string
 
 void Sprite::set_colour(const Colour& colour) {
     for (Colour& c : colours_) c = colour;
+    quad_stale_ = true;
 }
 
 const Colour& Sprite::get_colour(int corner) const {
@@ -155,6 +186,7 @@ const Colour& Sprite::get_colour(int corner) const {
 
 void Sprite::set_colour(int corner, const Colour& colour) {
     if (corner >= 0 && corner < 4) colours_[corner] = colour;
+    quad_stale_ = true;
 }
 
 Texture* Sprite::get_texture() const { return data_ ? data_->get_texture() : nullptr; }
@@ -173,27 +205,46 @@ void Sprite::on_update(float dt) { DecoratorFade::update(dt); }
 void Sprite::on_fade_end(const Fade& fade) {
     // The faded alpha stays once the fade is gone.
     for (Colour& c : colours_) c.a = fade.to;
+    quad_stale_ = true;
+}
+
+namespace {
+
+// The dissolve's programs, bound for `fade`, or null when the sprite draws without
+// them (no programs in this build, or no transition picture).
+SpritePrograms* bind_dissolve(const DecoratorFade::Fade& fade, Texture* texture) {
+    SpritePrograms* programs = sprite_programs();
+    if (!programs || !fade.transition_texture || !fade.transition_texture->is_valid()) return nullptr;
+    programs->vertex.bind();
+    programs->fragment.bind();
+    const float transition[3] = {2.0f * fade.progress - 1.0f, fade.from, fade.to};
+    programs->fragment.set_parameter("transition", transition, 3);
+    if (texture) programs->fragment.set_texture("diffuse_texture", *texture);
+    programs->fragment.set_texture("transition_texture", *fade.transition_texture);
+    return programs;
+}
+
+bool dissolves(const DecoratorFade::Fade* fade) {
+    return fade && fade->transition_texture && fade->transition_texture->is_valid() && sprite_programs();
+}
+
+}  // namespace
+
+float Sprite::fade_alpha() const {
+    const Fade* fade = get_fade();
+    return fade ? (1.0f - fade->progress) * fade->from + fade->progress * fade->to : 1.0f;
+}
+
+bool Sprite::has_strip() const {
+    return alpha_stops_.size() >= 2 && alpha_stops_.front().first <= 0.0f && alpha_stops_.back().first >= 1.0f;
 }
 
 void Sprite::on_render() {
     if (!data_) return;
     Texture* texture = data_->get_texture();
-    float fade_alpha = 1.0f;
-    SpritePrograms* programs = nullptr;
-    if (const Fade* fade = get_fade()) {
-        SpritePrograms* compiled = sprite_programs();
-        if (compiled && fade->transition_texture && fade->transition_texture->is_valid()) {
-            programs = compiled;
-            programs->vertex.bind();
-            programs->fragment.bind();
-            const float transition[3] = {2.0f * fade->progress - 1.0f, fade->from, fade->to};
-            programs->fragment.set_parameter("transition", transition, 3);
-            if (texture) programs->fragment.set_texture("diffuse_texture", *texture);
-            programs->fragment.set_texture("transition_texture", *fade->transition_texture);
-        } else {
-            fade_alpha = (1.0f - fade->progress) * fade->from + fade->progress * fade->to;
-        }
-    }
+    const Fade* fade = get_fade();
+    SpritePrograms* programs = fade ? bind_dissolve(*fade, texture) : nullptr;
+    const float alpha = programs ? 1.0f : fade_alpha();
     if (!programs) {
         if (texture)
             texture->bind(0);
@@ -201,12 +252,10 @@ void Sprite::on_render() {
             glDisable(GL_TEXTURE_2D);
     }
 
-    const bool strip =
-        alpha_stops_.size() >= 2 && alpha_stops_.front().first <= 0.0f && alpha_stops_.back().first >= 1.0f;
-    if (strip)
-        draw_strip(fade_alpha);
-    else
-        draw_quad(fade_alpha);
+    std::vector<Vertex>& triangles = scratch_triangles();
+    triangles.resize(3 * triangle_count());
+    write_triangles(triangles.data(), alpha);
+    draw_triangles(triangles.data(), triangles.size());
 
     if (programs) {
         programs->vertex.unbind();
@@ -214,6 +263,41 @@ void Sprite::on_render() {
     }
     // Texturing stays as the sprite left it: switching it off after every sprite makes
     // the driver rebuild its texture state for the next one, the largest cost of a frame.
+}
+
+bool Sprite::add_to_batch(SpriteBatch& batch, const core::Matrix& layer_transform) {
+    if (!data_) return true;  // draws nothing
+    if (dissolves(get_fade())) return false;
+    batch.set_state(data_->get_texture(), layer_transform);
+    Vertex* out = batch.add_triangles(triangle_count());
+    if (has_strip() || get_fade()) {
+        write_triangles(out, fade_alpha());
+        return true;
+    }
+    // A plain sprite that has not changed since it was last batched reuses its corners.
+    const std::uint32_t version = get_world_version();
+    if (quad_stale_ || version != quad_version_) {
+        write_quad(quad_, 1.0f);
+        quad_version_ = version;
+        quad_stale_ = false;
+    }
+    quad_triangles(quad_, out);
+    return true;
+}
+
+std::size_t Sprite::triangle_count() const { return has_strip() ? 2 * (alpha_stops_.size() - 1) : 2; }
+
+void Sprite::write_triangles(Vertex* out, float alpha_factor) const {
+    if (has_strip()) {
+        std::vector<Vertex>& rows = scratch_rows();
+        rows.resize(2 * alpha_stops_.size());
+        write_strip(rows.data(), alpha_factor);
+        strip_triangles(rows.data(), alpha_stops_.size(), out);
+    } else {
+        Vertex corners[4];
+        write_quad(corners, alpha_factor);
+        quad_triangles(corners, out);
+    }
 }
 
 // The rectangle in local space and its texture coordinates, shared by both shapes.
@@ -229,34 +313,29 @@ Sprite::Geometry Sprite::geometry() const {
                     dimensions_.y - origin_.y, data_->top_left, data_->bottom_right};
 }
 
-void Sprite::draw_quad(float fade_alpha) const {
+void Sprite::write_quad(Vertex* out, float alpha_factor) const {
     const Geometry g = geometry();
     const Vector<float>& tl = g.top_left;
     const Vector<float>& br = g.bottom_right;
     auto vertex = [&](float x, float y, int corner, float u, float v) {
         const Vector<float> p = Vector<float>(x, y) * g.world;
-        return Vertex{{p.x, p.y}, with_alpha_factor(colours_[corner], fade_alpha), {u, v}};
+        return Vertex{{p.x, p.y}, with_alpha_factor(colours_[corner], alpha_factor), {u, v}};
     };
-    std::vector<Vertex>& vertices = scratch();
-    vertices.clear();
-    vertices.push_back(vertex(g.left, g.bottom, 0, tl.x, tl.y));
-    vertices.push_back(vertex(g.right, g.bottom, 1, br.x, tl.y));
-    vertices.push_back(vertex(g.right, g.top, 2, br.x, br.y));
-    vertices.push_back(vertex(g.left, g.top, 3, tl.x, br.y));
-    draw(vertices, GL_QUADS);
+    out[0] = vertex(g.left, g.bottom, 0, tl.x, tl.y);
+    out[1] = vertex(g.right, g.bottom, 1, br.x, tl.y);
+    out[2] = vertex(g.right, g.top, 2, br.x, br.y);
+    out[3] = vertex(g.left, g.top, 3, tl.x, br.y);
 }
 
-void Sprite::draw_strip(float fade_alpha) const {
+void Sprite::write_strip(Vertex* out, float alpha_factor) const {
     const Geometry g = geometry();
-    std::vector<Vertex>& vertices = scratch();
-    vertices.clear();
     for (const auto& [p, alpha] : alpha_stops_) {
         const float x = g.left * (1.0f - p) + g.right * p;
         const float u = g.top_left.x * (1.0f - p) + g.bottom_right.x * p;
         const Vector<float> upper = Vector<float>(x, g.top) * g.world;
         const Vector<float> lower = Vector<float>(x, g.bottom) * g.world;
         Colour upper_colour = colours_[2] * p + colours_[3] * (1.0f - p);
-        upper_colour.a *= alpha * fade_alpha;
+        upper_colour.a *= alpha * alpha_factor;
         Colour lower_colour = colours_[0] * (1.0f - p) + colours_[1] * p;
         // The lower row (local y = -origin: the texture's top row, the top edge on screen
         // in the pixel projection) takes the stops' alpha but not an alpha-scaling fade.
@@ -268,10 +347,9 @@ void Sprite::draw_strip(float fade_alpha) const {
         // SpriteDrawing.AlphaFadeOverAlphaStopsLeavesTheTopEdgeUnfaded; fading the lower
         // row too would be a visible change.
         lower_colour.a *= alpha;
-        vertices.push_back(Vertex{{upper.x, upper.y}, upper_colour, {u, g.bottom_right.y}});
-        vertices.push_back(Vertex{{lower.x, lower.y}, lower_colour, {u, g.top_left.y}});
+        *out++ = Vertex{{upper.x, upper.y}, upper_colour, {u, g.bottom_right.y}};
+        *out++ = Vertex{{lower.x, lower.y}, lower_colour, {u, g.top_left.y}};
     }
-    draw(vertices, GL_TRIANGLE_STRIP);
 }
 
 }  // namespace engine::graphics

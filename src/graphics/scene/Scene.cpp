@@ -335,6 +335,7 @@ void Scene::render_layer(SceneLayer& layer) {
         if (cursor_ < redirections_.size() && redirections_[cursor_].object == object) {
             // Everything drawn so far went into this object's framebuffer; the object
             // itself goes into the next target.
+            batch_.flush();
             const std::size_t next = cursor_ + 1;
             if (next == redirections_.size())
                 Framebuffer::unbind();
@@ -342,8 +343,12 @@ void Scene::render_layer(SceneLayer& layer) {
                 redirections_[next].framebuffer->bind_as_framebuffer();
             cursor_ = next;
         }
+        if (!object->is_visible()) continue;
+        if (batching_ && object->add_to_batch(batch_, object->get_layer_transform())) continue;
+        batch_.flush();
         object->render(true);
     }
+    batch_.flush();
     check_gl_errors("drawing layer", id.c_str());
     notify([&id](SceneListener& l) { l.on_post_layer_render(id); });
 }

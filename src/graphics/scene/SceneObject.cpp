@@ -168,9 +168,17 @@ void SceneObject::render(bool apply_layer_transform) {
     if (scene) glPopMatrix();
 }
 
+core::Matrix SceneObject::get_layer_transform() const {
+    const Scene* scene = Scene::get();
+    if (!scene) return core::Matrix();
+    const core::Vector<float>& p = get_world_position();
+    return scale_flags_ == -1 ? scene->get_layer_transform(layer_, p) : scene->get_layer_transform(scale_flags_, p);
+}
+
 void SceneObject::on_add(const std::string&) {}
 void SceneObject::on_remove(const std::string&) {}
 void SceneObject::on_update(float) {}
 void SceneObject::on_render() {}
+bool SceneObject::add_to_batch(SpriteBatch&, const core::Matrix&) { return false; }
 
 }  // namespace engine::graphics

@@ -131,6 +131,7 @@ void Transform::update_world_from_parent() const {
         world_rotation_ = core::normalise_angle(parent_->world_rotation_ + rotation_);
     }
     world_dirty_ = false;
+    ++world_version_;
 }
 
 const Matrix& Transform::get_local_transform() const {

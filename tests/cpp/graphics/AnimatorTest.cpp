@@ -103,7 +103,9 @@ TEST_P(AnimatorDelay, Steps) {
     p.set_delay(c.delay);
     for (float dt : c.updates) p.update(dt);
     EXPECT_EQ(p.steps, c.steps);
-    if (c.delay_after) EXPECT_EQ(p.get_delay(), *c.delay_after);
+    if (c.delay_after) {
+        EXPECT_EQ(p.get_delay(), *c.delay_after);
+    }
 }
 
 INSTANTIATE_TEST_SUITE_P(
