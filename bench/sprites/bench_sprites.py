@@ -9,6 +9,12 @@ Each case (N sprites of one on-screen size) runs in its own process with its own
           SceneObjectAnimatorRotate (the engine's per-frame C++ work); "update" times
           scene.update(dt), "render" times begin_frame/render/end_frame + glFinish.
           Without those animator classes the sprites are moved from a Python loop.
+          "ours unbatched" is the same with scene.batching = False (every sprite its
+          own draw call).
+  floor   the fastest this renderer draws these pixels: all N sprites as one vertex
+          array of triangles, computed once in numpy (positions, colours, texture
+          coordinates), drawn with one glDrawArrays through the engine's window, GL
+          state and texture (same filtering and blending). No update.
   pyglet  a pyglet.graphics.Batch of pyglet.sprite.Sprite, moved and turned from
           Python with sprite.update(x=, y=, rotation=) every frame; "update" times
           that loop, "render" times batch.draw() + glFinish. pyglet's debug_gl is off
@@ -21,6 +27,10 @@ table shows how many frames each side measured. Figures are printed, never check
     scripts/with-display /usr/bin/python3 bench/sprites/bench_sprites.py --quick
     ... bench_sprites.py --frames 300 --counts 1000,10000,50000 --sizes 32,2
     ... bench_sprites.py --ours-mode both     # also time the engine moved from Python
+
+The largest count that keeps 60 frames per second (update + render within 16.7 ms) is
+estimated per side from the measured counts at 32 px, assuming cost grows linearly
+between them.
 """
 import argparse
 import io
@@ -114,7 +124,7 @@ def run_frames(frames, budget, update, clear, render, present):
 
 # The engine ---------------------------------------------------------------------------
 
-def worker_ours(args, python_loop):
+def worker_ours(args, python_loop, batching=True):
     from OpenGL import GL
 
     import libgraphics
@@ -126,6 +136,7 @@ def worker_ours(args, python_loop):
     libgraphics.set_ortho()
     GL.glClearColor(0.1, 0.1, 0.15, 1.0)
     scene = libgraphics.scene
+    scene.batching = batching
     scene.add_layer(SceneLayer("sprites", 0))
 
     s, half = args.size, args.size / 2.0
@@ -181,6 +192,70 @@ def worker_ours(args, python_loop):
                   renderer=GL.glGetString(GL.GL_RENDERER).decode())
     print(RESULT_TAG + json.dumps(result), flush=True)
     # The process ends here; tearing down N sprites one by one is not part of the figures.
+    os._exit(0)
+
+
+# The one-draw floor -------------------------------------------------------------------
+
+def worker_floor(args):
+    import ctypes
+
+    import numpy as np
+    from OpenGL import GL
+
+    import libgraphics
+    import libwindow
+    from libgraphics import Texture
+
+    window = libwindow.Window(WIDTH, HEIGHT, "bench_sprites: floor")
+    libgraphics.set_window(window)  # the engine's GL state: blending, projection
+    libgraphics.set_ortho()
+    GL.glClearColor(0.1, 0.1, 0.15, 1.0)
+    texture = Texture(args.image)
+
+    setup_start = time.perf_counter()
+    m = np.array(motion(args.count), dtype=np.float32)
+    x, y, angle = m[:, 0:1], m[:, 1:2], m[:, 4:5]
+    half = np.float32(args.size / 2.0)
+    corners = np.array([[-1, -1], [1, -1], [1, 1], [-1, 1]], dtype=np.float32) * half
+    cos, sin = np.cos(angle), np.sin(angle)
+    px = x + corners[:, 0] * cos - corners[:, 1] * sin
+    py = y + corners[:, 0] * sin + corners[:, 1] * cos
+    uv = np.array([[0, 0], [1, 0], [1, 1], [0, 1]], dtype=np.float32)
+    order = [0, 1, 2, 0, 2, 3]
+    vertices = np.empty((args.count, 6, 8), dtype=np.float32)  # position, colour, texcoord
+    vertices[:, :, 0] = px[:, order]
+    vertices[:, :, 1] = py[:, order]
+    vertices[:, :, 2:6] = 1.0
+    vertices[:, :, 6:8] = uv[order]
+    vertices = np.ascontiguousarray(vertices.reshape(-1, 8))
+    setup_s = time.perf_counter() - setup_start
+    base = vertices.ctypes.data
+    stride = 32
+
+    def clear():
+        window.process_events()
+        GL.glClear(GL.GL_COLOR_BUFFER_BIT)
+        GL.glFinish()
+
+    def render():
+        GL.glEnable(GL.GL_TEXTURE_2D)
+        GL.glBindTexture(GL.GL_TEXTURE_2D, texture.gl_name)
+        GL.glTexParameteri(GL.GL_TEXTURE_2D, GL.GL_TEXTURE_MIN_FILTER, GL.GL_LINEAR_MIPMAP_LINEAR)
+        GL.glTexParameteri(GL.GL_TEXTURE_2D, GL.GL_TEXTURE_MAG_FILTER, GL.GL_LINEAR)
+        GL.glEnableClientState(GL.GL_VERTEX_ARRAY)
+        GL.glEnableClientState(GL.GL_COLOR_ARRAY)
+        GL.glEnableClientState(GL.GL_TEXTURE_COORD_ARRAY)
+        GL.glVertexPointer(2, GL.GL_FLOAT, stride, ctypes.c_void_p(base))
+        GL.glColorPointer(4, GL.GL_FLOAT, stride, ctypes.c_void_p(base + 8))
+        GL.glTexCoordPointer(2, GL.GL_FLOAT, stride, ctypes.c_void_p(base + 24))
+        GL.glDrawArrays(GL.GL_TRIANGLES, 0, 6 * args.count)
+        GL.glDisableClientState(GL.GL_COLOR_ARRAY)
+        GL.glFinish()
+
+    result = run_frames(args.frames, args.budget, lambda: None, clear, render, window.swap_buffers)
+    result.update(setup_s=setup_s, renderer=GL.glGetString(GL.GL_RENDERER).decode())
+    print(RESULT_TAG + json.dumps(result), flush=True)
     os._exit(0)
 
 
@@ -274,6 +349,38 @@ def print_table(title, results, kind, counts, sizes, update_key, render_key):
                   f"{fmt(ratio(pu, ou), 6)} {fmt(ratio(pr, orr), 6)} {fmt(total, 7)} | {frames}")
 
 
+def print_render_table(results, counts, sizes):
+    print()
+    print("render ms per frame, wall-clock: the engine batched and unbatched, pyglet, and the one-draw floor")
+    header = (f"{'N':>6} {'size':>4} | {'batched':>8} {'unbatch':>8} {'pyglet':>8} {'floor':>8} | "
+              f"{'b/floor':>7} {'pyg/b':>6} | {'frame pyg/b':>11}")
+    print(header)
+    print("-" * len(header))
+    for count in counts:
+        for size in sizes:
+            get = lambda kind, key="render_ms": (results.get((kind, count, size)) or {}).get(key)
+            b, u, p, f = get("ours"), get("ours-unbatched"), get("pyglet"), get("floor")
+            whole = ratio((get("pyglet", "update_ms") or 0) + (p or 0), (get("ours", "update_ms") or 0) + (b or 0)) \
+                if b is not None and p is not None else None
+            print(f"{count:>6} {size:>4} | {fmt(b)} {fmt(u)} {fmt(p)} {fmt(f)} | "
+                  f"{fmt(ratio(b, f), 7)} {fmt(ratio(p, b), 6)} | {fmt(whole, 11)}")
+
+
+def sixty_fps_count(results, kind, counts, size):
+    """The largest N whose update + render stays within 1/60 s, by linear interpolation
+    (or extrapolation from the last two) over the measured counts."""
+    points = [(n, r["update_ms"] + r["render_ms"]) for n in counts
+              if (r := results.get((kind, n, size)))]
+    if len(points) < 2:
+        return None
+    budget = 1000.0 / 60.0
+    for (n0, t0), (n1, t1) in zip(points, points[1:]):
+        if t0 <= budget <= t1 or (n1, t1) == points[-1]:
+            slope = (t1 - t0) / (n1 - n0)
+            return int(n0 + (budget - t0) / slope) if slope > 0 else None
+    return None
+
+
 def main():
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("--frames", type=int, default=300, help="timed frames per case (default 300)")
@@ -286,7 +393,9 @@ def main():
                         help="move the engine's sprites with animators (default), from Python, or both")
     parser.add_argument("--no-pyglet", action="store_true", help="time the engine only")
     # Internal: one case in this process.
-    parser.add_argument("--worker", choices=("ours", "ours-python", "pyglet"), help=argparse.SUPPRESS)
+    parser.add_argument("--no-floor", action="store_true", help="leave out the unbatched engine and the floor")
+    parser.add_argument("--worker", choices=("ours", "ours-python", "ours-unbatched", "floor", "pyglet"),
+                        help=argparse.SUPPRESS)
     parser.add_argument("--count", type=int, help=argparse.SUPPRESS)
     parser.add_argument("--size", type=float, help=argparse.SUPPRESS)
     parser.add_argument("--image", help=argparse.SUPPRESS)
@@ -298,6 +407,10 @@ def main():
         return worker_ours(args, python_loop=False)
     if args.worker == "ours-python":
         return worker_ours(args, python_loop=True)
+    if args.worker == "ours-unbatched":
+        return worker_ours(args, python_loop=False, batching=False)
+    if args.worker == "floor":
+        return worker_floor(args)
     if args.worker == "pyglet":
         return worker_pyglet(args)
 
@@ -307,6 +420,8 @@ def main():
     counts = [int(c) for c in args.counts.split(",") if c]
     sizes = [int(s) if float(s).is_integer() else float(s) for s in args.sizes.split(",") if s]
     kinds = {"animators": ["ours"], "python": ["ours-python"], "both": ["ours", "ours-python"]}[args.ours_mode]
+    if not args.no_floor:
+        kinds += ["ours-unbatched", "floor"]
     if not args.no_pyglet:
         kinds.append("pyglet")
 
@@ -336,13 +451,22 @@ def main():
     if mode:
         print("note: the animator classes are missing from libgraphics; 'ours' moved its sprites from Python.")
 
-    names = {"ours": "ours (animators)", "ours-python": "ours (Python loop)"}
-    for kind in [k for k in kinds if k != "pyglet"]:
+    names = {"ours": "ours (animators)", "ours-python": "ours (Python loop)",
+             "ours-unbatched": "ours (animators, unbatched)"}
+    for kind in [k for k in kinds if k in names]:
         print_table(f"{names[kind]} against pyglet, wall-clock ms per frame",
                     results, kind, counts, sizes, "update_ms", "render_ms")
         print_table(f"{names[kind]} against pyglet, process CPU ms per frame (all threads; "
                     f"steadier than wall-clock on a shared machine)",
                     results, kind, counts, sizes, "update_cpu_ms", "render_cpu_ms")
+    if "ours-unbatched" in kinds:
+        print_render_table(results, counts, sizes)
+    size = 32 if 32 in sizes else sizes[0]
+    print()
+    print(f"largest N at 60 frames per second ({size} px, estimated from the measured counts):")
+    for kind in [k for k in kinds if k != "floor"]:
+        n = sixty_fps_count(results, kind, counts, size)
+        print(f"  {kind:<15} {n if n is not None else 'n/a'}")
     print()
     print("set-up seconds (creating the sprites):")
     for (kind, count, size), r in results.items():
