@@ -153,6 +153,26 @@ def _text(text, scale=4, colour=(255, 255, 255)):
     return width, height, rows
 
 
+def _soft_disc(size, colour=(255, 255, 255), hardness=2.0):
+    """A white (or `colour`) disc whose alpha falls off towards its edge: a particle."""
+    rows = []
+    c = (size - 1) / 2.0
+    for y in range(size):
+        row = []
+        for x in range(size):
+            d = min(1.0, math.hypot(x - c, y - c) / (size / 2.0))
+            row += [*colour, int(255 * max(0.0, 1.0 - d) ** hardness)]
+        rows.append(row)
+    return rows
+
+
+def make_particle_assets(out):
+    """Pictures of the particle examples: a soft dot for sparks and flames, a wide puff for smoke."""
+    os.makedirs(out, exist_ok=True)
+    write_png(os.path.join(out, "dot.png"), 16, 16, _soft_disc(16, hardness=1.5), RGBA)
+    write_png(os.path.join(out, "puff.png"), 32, 32, _soft_disc(32, hardness=2.5), RGBA)
+
+
 def make_demo_assets(out):
     os.makedirs(out, exist_ok=True)
     write_png(os.path.join(out, "day.png"), 256, 192, _landscape(256, 192, 0.0), RGB)
@@ -163,6 +183,7 @@ def make_demo_assets(out):
     write_png(os.path.join(out, "white.png"), 4, 4, solid(4, 4, (255, 255, 255, 255)), RGBA)
     width, height, rows = _text("ENGINE SHOWCASE")
     write_png(os.path.join(out, "title.png"), width, height, rows, RGBA)
+    make_particle_assets(out)
     for i in range(12):  # many pictures for the loading indicator to wait for
         hue = i / 12
         write_png(os.path.join(out, f"tile{i}.png"), 128, 128, _landscape(128, 128, hue), RGB)

@@ -15,8 +15,8 @@ from OpenGL import GL
 import libcore
 import libgraphics
 import libwindow
-from libgraphics import (Framebuffer, FramebufferDisplay, Scene, SceneLayer, SceneObject, Sprite, Texture,
-                         Transform)
+from libgraphics import (Framebuffer, FramebufferDisplay, ParticleSystem, Scene, SceneLayer, SceneObject, Sprite,
+                         Texture, Transform)
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "data"))
 import images  # noqa: E402  (the project's own picture generator)
@@ -279,6 +279,80 @@ class LoadingIndicator(SceneObject):
         GL.glRectf(x, y, x + w * (0.5 + 0.5 * math.sin(self.elapsed * 6)) , y + h)
 
 
+# Particle systems: sizes are half extents in pixels, curves run over each particle's
+# life (key 0 at birth, 1 at death), gravity is in pixels per second squared.
+PARTICLES = """
+<Particles>
+  <ParticleSystemData id="campfire" layer="world" gravity="0 -30">
+    <ParticleEmitterData emission_rate="200" emission_limit="60000" spread="0.4" speed="30 70">
+      <ParticleData frequency="0.75" life="0.5 0.9" size="6 6" texture="dot.png">
+        <SizeCurve><Keyframe key="0" value="11"/><Keyframe key="1" value="3"/></SizeCurve>
+        <ColourCurve>
+          <Keyframe key="0" value="1 0.95 0.6 1"/>
+          <Keyframe key="0.4" value="1 0.5 0.1 0.9"/>
+          <Keyframe key="1" value="0.6 0.1 0 0"/>
+        </ColourCurve>
+      </ParticleData>
+      <ParticleData frequency="0.25" life="1 1.6" size="3 3" texture="dot.png">
+        <ColourCurve><Keyframe key="0" value="1 0.8 0.3 1"/><Keyframe key="1" value="1 0.3 0 0"/></ColourCurve>
+      </ParticleData>
+    </ParticleEmitterData>
+    <ParticleEmitterData emission_rate="25" emission_limit="10000" spread="0.3" speed="25 45">
+      <ParticleData life="2.5 3.5" size="8 8" texture="puff.png">
+        <SizeCurve><Keyframe key="0" value="6"/><Keyframe key="1" value="26"/></SizeCurve>
+        <ColourCurve>
+          <Keyframe key="0" value="0.4 0.4 0.4 0"/>
+          <Keyframe key="0.15" value="0.45 0.45 0.45 0.45"/>
+          <Keyframe key="1" value="0.6 0.6 0.65 0"/>
+        </ColourCurve>
+      </ParticleData>
+    </ParticleEmitterData>
+  </ParticleSystemData>
+  <ParticleSystemData id="sparks" layer="world" gravity="0 120">
+    <ParticleEmitterData emission_rate="400" emission_limit="100000" spread="3.14159" speed="10 60">
+      <ParticleData life="0.4 0.9" size="3 3" texture="dot.png">
+        <ColourCurve>
+          <Keyframe key="0" value="1 1 0.9 1"/>
+          <Keyframe key="0.5" value="1 0.7 0.2 1"/>
+          <Keyframe key="1" value="1 0.2 0 0"/>
+        </ColourCurve>
+      </ParticleData>
+    </ParticleEmitterData>
+  </ParticleSystemData>
+  <ParticleSystemData id="fountain" layer="world" gravity="0 260">
+    <ParticleEmitterData emission_rate="300" emission_limit="80000" spread="0.18" speed="250 300">
+      <ParticleData life="1.3 1.6" size="2.5 2.5" texture="dot.png">
+        <ColourCurve>
+          <Keyframe key="0" value="0.7 0.9 1 0.9"/>
+          <Keyframe key="1" value="0.2 0.4 1 0"/>
+        </ColourCurve>
+      </ParticleData>
+    </ParticleEmitterData>
+  </ParticleSystemData>
+</Particles>
+"""
+
+
+def build_particles():
+    """A campfire with smoke, sparks trailing from an emitter carried round by a
+    rotate animator, and a fountain under gravity. Everything per particle runs in C++."""
+    libgraphics.particle_database.load(io.StringIO(PARTICLES), "")
+    campfire = ParticleSystem("campfire")
+    campfire.position = (110, HEIGHT - 130)
+    fountain = ParticleSystem("fountain")
+    fountain.position = (WIDTH - 240, HEIGHT - 70)
+    # The carrier turns by an animator; the sparks' system sits on its arm, so its
+    # emitter moves and the sparks of each frame spread along the arc it swept.
+    carrier = SceneObject()
+    carrier.position = (WIDTH - 330, HEIGHT - 190)
+    carrier.layer = "world"
+    carrier.add_animator("turn", libgraphics.SceneObjectAnimatorRotate(2.5, 0.0, 0.0))
+    sparks = ParticleSystem("sparks")
+    sparks.position = (0, -70)
+    carrier.attach(sparks)
+    return [campfire, fountain, carrier, sparks]
+
+
 def build_scene(scene, assets):
     """Layers with different scale flags, and a picture-in-picture made with a
     framebuffer redirection. Returns the objects so that the script keeps them."""
@@ -323,6 +397,7 @@ def build_scene(scene, assets):
         arm = ArticulatedArm(base, phase)
         arm.layer = "world"
         objects.append(arm)
+    objects += build_particles()
     for i in range(5):
         marker = Box((60 + 70 * i, 60), (0.3 + 0.15 * i, 0.8, 0.4, 1.0), 14)
         marker.layer = "markers"

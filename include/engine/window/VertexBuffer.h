@@ -26,6 +26,10 @@ public:
     /// at least twice the old one; it never shrinks); valid until `unmap`. Allocates
     /// nothing while the capacity suffices. The previous content is not kept.
     void* map(std::size_t count);
+    /// The same, and the upload holds at least `readable` vertices: those past `count`
+    /// are all zero, so a draw that reads up to `readable` vertices stays inside the
+    /// buffer and draws nothing visible there. The vertex count stays `count`.
+    void* map(std::size_t count, std::size_t readable);
     /// Uploads what was written since `map`.
     void unmap();
     /// Binds the buffer for drawing; returns the base pointer for gl*Pointer calls
@@ -35,6 +39,8 @@ public:
     static void unbind();
 
     std::size_t get_vertex_count() const { return count_; }
+    /// The CPU copy of the vertices written by the last map/unmap (for inspection).
+    const void* get_data() const { return data_.data(); }
     std::size_t get_stride() const { return stride_; }
     std::size_t get_capacity() const { return capacity_; }
     /// The GL buffer name, 0 when none exists (client memory or released).
@@ -54,6 +60,7 @@ private:
     std::size_t stride_;              // bytes per vertex
     std::size_t capacity_;            // vertices that fit without growing
     std::size_t count_ = 0;           // vertices written by the last map/unmap
+    std::size_t uploaded_ = 0;        // vertices uploaded: count_, or more when padded
     unsigned int usage_;              // GL usage hint
     unsigned int name_ = 0;           // GL buffer object, 0 when none
     bool dirty_ = false;              // data not yet in the buffer object

@@ -11,6 +11,7 @@ namespace engine::graphics::python {
 
 void define_transform();       // Transform
 void define_scene_object();    // SceneObject, subclassable
+void define_particle_system(); // particle_database, ParticleEmitter, ParticleEmitterProxy, ParticleSystem
 void define_sprite();          // SpriteProxy, Sprite, sprite_database
 void define_animator();        // SceneObjectAnimator and each kind of animator
 void define_scene();           // Scene, ScaleFlag

@@ -74,6 +74,7 @@ BOOST_PYTHON_MODULE(libgraphics) {
     // Classes in dependency order: a base class always before the classes derived from it.
     define_transform();
     define_scene_object();
+    define_particle_system();
     define_sprite();
     define_animator();
     define_scene();

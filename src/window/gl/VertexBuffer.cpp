@@ -21,13 +21,20 @@ VertexBuffer::VertexBuffer(std::size_t stride, std::size_t capacity, unsigned in
 
 VertexBuffer::~VertexBuffer() { release(); }
 
-void* VertexBuffer::map(std::size_t count) {
-    if (count > capacity_) {
+void* VertexBuffer::map(std::size_t count) { return map(count, count); }
+
+void* VertexBuffer::map(std::size_t count, std::size_t readable) {
+    const std::size_t needed = std::max(count, readable);
+    if (needed > capacity_) {
         // Doubling keeps a slowly growing vertex count from reallocating every frame.
-        capacity_ = std::max(count, capacity_ * 2);
+        capacity_ = std::max(needed, capacity_ * 2);
         data_.resize(capacity_ * stride_);
     }
+    if (needed > count)
+        std::fill(data_.begin() + std::ptrdiff_t(count * stride_), data_.begin() + std::ptrdiff_t(needed * stride_),
+                  std::uint8_t(0));
     count_ = count;
+    uploaded_ = needed;
     return data_.data();
 }
 
@@ -69,7 +76,7 @@ void VertexBuffer::set_buffer_objects_supported(bool supported) { buffer_objects
 void VertexBuffer::upload() {
     if (name_ == 0) glGenBuffers(1, &name_);
     glBindBuffer(GL_ARRAY_BUFFER, name_);
-    glBufferData(GL_ARRAY_BUFFER, GLsizeiptr(count_ * stride_), data_.data(), GLenum(usage_));
+    glBufferData(GL_ARRAY_BUFFER, GLsizeiptr(uploaded_ * stride_), data_.data(), GLenum(usage_));
     dirty_ = false;
 }
 

@@ -1,5 +1,6 @@
 #include "python/Bindings.h"
 
+#include "engine/window/GpuResource.h"
 #include "engine/window/OpenGL.h"
 
 namespace engine::window::python {
@@ -10,6 +11,11 @@ namespace {
 void define_functions() {
     bp::def("is_opengl_extension_supported", &is_opengl_extension_supported, bp::arg("name"));
     bp::def("load_into_opengl", &load_into_opengl, bp::arg("matrix"));
+    // How many textures, framebuffers, programs and vertex buffers are alive: scripts
+    // and tests check with it that dropped objects gave their GPU resources back.
+    bp::def("gpu_resource_count", &GpuResource::count,
+            "gpu_resource_count() -> int\n\nHow many GPU resources (textures, framebuffers, programs,\n"
+            "vertex buffers) are alive.");
 }
 
 }  // namespace

@@ -1,0 +1,122 @@
+#include "python/Bindings.h"
+#include "python/SceneObjectWrapper.h"
+
+#include "engine/graphics/ParticleEmitter.h"
+#include "engine/graphics/ParticleSystem.h"
+#include "engine/graphics/ParticleSystemData.h"
+
+namespace engine::graphics::python {
+
+namespace {
+
+// The database functions appear to scripts as static methods of "particle_database".
+struct ParticleDatabaseScope {};
+
+bool load(bp::object source, const std::string& base_path) { return ParticleDatabase::load(source.ptr(), base_path); }
+
+/// The emitters of a particle system as scripts index them ("emitters"): by position;
+/// a name finds nothing, since emitters have none.
+class ParticleEmitterProxy : public Proxy<ParticleSystem> {
+public:
+    using Proxy<ParticleSystem>::Proxy;
+
+    bp::object get_item(const bp::object& key) const {
+        const auto& emitters = owner().get_emitters();
+        return core::python::get_item(
+            key, long(emitters.size()), [&](long i) { return to_python(emitters[std::size_t(i)]); },
+            [](const std::string&) { return bp::object(); });
+    }
+
+    /// An int is contained when it is a valid index (negative ones counted from the
+    /// end); an emitter when it is one of the system's; anything else is not.
+    bool contains(const bp::object& key) const {
+        const auto& emitters = owner().get_emitters();
+        PyObject* k = key.ptr();
+        if (PyLong_Check(k)) {
+            int overflow = 0;
+            long i = PyLong_AsLongAndOverflow(k, &overflow);
+            if (overflow) return false;
+            if (i < 0) i += long(emitters.size());
+            return i >= 0 && i < long(emitters.size());
+        }
+        bp::extract<ParticleEmitter*> emitter(key);
+        if (key.is_none() || !emitter.check()) return false;
+        ParticleEmitter* e = emitter();
+        for (ParticleEmitter* mine : emitters)
+            if (mine && mine == e) return true;
+        return false;
+    }
+
+    long length() const { return long(owner().get_emitters().size()); }
+};
+
+ParticleEmitterProxy emitters(ParticleSystem& system) { return ParticleEmitterProxy(&system); }
+core::Vector<float> gravity(const ParticleSystem& system) { return system.get_gravity(); }
+
+}  // namespace
+
+void define_particle_system() {
+    bp::class_<ParticleDatabaseScope>("particle_database", bp::no_init)
+        .def("load", &load, (bp::arg("source"), bp::arg("base_path") = std::string()),
+             "load(source, base_path='') -> bool\n\n"
+             "Reads particle system definitions from a path or a file-like object; 'texture'\n"
+             "paths are joined to base_path. An id defined already keeps its earlier definition.\n"
+             "Unusable elements are skipped with a warning. Returns True.")
+        .staticmethod("load")
+        .def("unload", &ParticleDatabase::unload,
+             "unload() -> None\n\nDrops every definition; systems made from them keep theirs.")
+        .staticmethod("unload");
+
+    bp::object emitter =
+        bp::class_<ParticleEmitter, ObjectWrapper<ParticleEmitter>, bp::bases<Transform>, boost::noncopyable>(
+            "ParticleEmitter",
+            "ParticleEmitter()\n\n"
+            "One emitter of a ParticleSystem: a child transform of the system, made through the\n"
+            "factory under 'ParticleEmitter'. Its five emission numbers start from its definition\n"
+            "and belong to this emitter alone.",
+            bp::init<>())
+            .add_property("emission_rate", &ParticleEmitter::get_emission_rate, &ParticleEmitter::set_emission_rate,
+                          "Particles per second (float).")
+            .add_property("emission_limit", &ParticleEmitter::get_emission_limit,
+                          &ParticleEmitter::set_emission_limit,
+                          "Particles in the emitter's life at most; 0: unlimited (float).")
+            .add_property("spread", &ParticleEmitter::get_spread, &ParticleEmitter::set_spread,
+                          "Radians around the heading; 0: straight ahead, 3.14159 or more: every direction.")
+            .add_property("min_speed", &ParticleEmitter::get_min_speed, &ParticleEmitter::set_min_speed,
+                          "Slowest start speed, pixels per second (float).")
+            .add_property("max_speed", &ParticleEmitter::get_max_speed, &ParticleEmitter::set_max_speed,
+                          "Fastest start speed, pixels per second (float).")
+            .add_property("emitted", &ParticleEmitter::get_emitted, "Particles emitted so far (int, read-only).");
+    register_with_factory(emitter, "ParticleEmitter");
+
+    bp::object proxy =
+        bp::class_<ParticleEmitterProxy>("ParticleEmitterProxy", "The emitters of a ParticleSystem, by position.",
+                                         bp::no_init)
+            .def("__getitem__", &ParticleEmitterProxy::get_item)
+            .def("__contains__", &ParticleEmitterProxy::contains)
+            .def("__len__", &ParticleEmitterProxy::length);
+    register_with_factory(proxy, "ParticleEmitterProxy");
+
+    using Wrapper = SceneObjectWrapper<ParticleSystem, const std::string&>;
+    bp::object cls =
+        bp::class_<ParticleSystem, Wrapper, bp::bases<SceneObject>, boost::noncopyable>(
+            "ParticleSystem",
+            "ParticleSystem(data_id)\n\n"
+            "A scene object that emits, moves and draws particles from the particle database's\n"
+            "definition data_id, in that definition's layer. An unknown id gives a system with\n"
+            "no emitters.",
+            bp::init<const std::string&>(bp::arg("data_id")))
+            .add_property("gravity", &gravity, &ParticleSystem::set_gravity,
+                          "Acceleration of every particle, pixels per second squared (Vector).")
+            .add_property("emitters", &emitters, "The emitters in definition order (ParticleEmitterProxy).")
+            .add_property("data_id", &ParticleSystem::get_data_id, "The definition's id ('' without one).")
+            .add_property(
+                "particle_count", +[](const ParticleSystem& s) { return s.get_particle_count(); },
+                "Particle records in every pool, dead ones included (int).")
+            .add_property(
+                "pool_count", +[](const ParticleSystem& s) { return s.get_pool_count(); },
+                "Pools, one per texture, in order of first use (int).");
+    register_with_factory(cls, "ParticleSystem");
+}
+
+}  // namespace engine::graphics::python
