@@ -73,6 +73,7 @@ BOOST_PYTHON_MODULE(libgraphics) {
     using namespace engine::graphics::python;
     // Classes in dependency order: a base class always before the classes derived from it.
     define_transform();
+    define_skeleton();
     define_scene_object();
     define_sprite();
     define_animator();
