@@ -153,6 +153,23 @@ def _text(text, scale=4, colour=(255, 255, 255)):
     return width, height, rows
 
 
+def puppet_skin(size=64):
+    """The puppet's skin: warm stripes across its limbs with a darker seam down the
+    middle, so that skinning and texture coordinates show in a picture."""
+    rows = []
+    for y in range(size):
+        row = []
+        for x in range(size):
+            stripe = (y // (size // 8)) % 2
+            seam = abs(x - size // 2) < size // 16
+            r, g, b = (200, 150, 110) if stripe else (230, 180, 140)
+            if seam:
+                r, g, b = r // 2, g // 2, b // 2
+            row += [r, g, b, 255]
+        rows.append(row)
+    return rows
+
+
 def make_demo_assets(out):
     os.makedirs(out, exist_ok=True)
     write_png(os.path.join(out, "day.png"), 256, 192, _landscape(256, 192, 0.0), RGB)
@@ -161,6 +178,7 @@ def make_demo_assets(out):
     write_png(os.path.join(out, "sheet.png"), width, height, rows, RGBA)
     write_png(os.path.join(out, "dissolve.png"), 128, 128, _dissolve(128, 128), RGB)
     write_png(os.path.join(out, "white.png"), 4, 4, solid(4, 4, (255, 255, 255, 255)), RGBA)
+    write_png(os.path.join(out, "puppet.png"), 64, 64, puppet_skin(64), RGBA)
     width, height, rows = _text("ENGINE SHOWCASE")
     write_png(os.path.join(out, "title.png"), width, height, rows, RGBA)
     for i in range(12):  # many pictures for the loading indicator to wait for

@@ -7,6 +7,7 @@
 #include "engine/core/Log.h"
 #include "engine/core/StringUtility.h"
 #include "engine/graphics/ActorData.h"
+#include "engine/graphics/ActorMesh.h"
 #include "engine/graphics/ActorRigDynamics.h"
 #include "engine/graphics/ActorRigIK.h"
 #include "engine/graphics/Skeleton.h"
@@ -407,6 +408,8 @@ void unload() {
     auto actors = std::move(r.actors);
     auto ik_rigs = std::move(r.ik_rigs);
     auto dynamics_rigs = std::move(r.dynamics_rigs);
+    for (const auto& [id, data] : actors)
+        for (const auto& mesh : data->get_meshes()) ActorMesh::forget_data(mesh.get());
     r.actors.clear();
     r.ik_rigs.clear();
     r.dynamics_rigs.clear();

@@ -3,6 +3,7 @@
 #include "actors/FactoryObjects.h"
 
 #include "engine/core/Factory.h"
+#include "engine/graphics/ActorMesh.h"
 #include "engine/graphics/Skeleton.h"
 #include "engine/graphics/Transform.h"
 
@@ -38,5 +39,6 @@ void release_created(const core::Object* object) {
 
 template Transform* create_through_factory<Transform>(const char*);
 template Skeleton* create_through_factory<Skeleton>(const char*);
+template ActorMesh* create_through_factory<ActorMesh>(const char*);
 
 }  // namespace engine::graphics

@@ -75,6 +75,7 @@ BOOST_PYTHON_MODULE(libgraphics) {
     define_transform();
     define_skeleton();
     define_scene_object();
+    define_actor_mesh();
     define_actor_database();
     define_sprite();
     define_animator();
