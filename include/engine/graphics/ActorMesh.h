@@ -137,9 +137,12 @@ private:
     core::Matrix texture_matrix_;                                   // used unless identity
     bool texture_matrix_identity_ = true;                           // the texture matrix is off
     std::vector<std::pair<std::string, SceneObject*>> scene_objects_;  // ascending z, one reference each
-    std::vector<core::Matrix> joint_matrices_;                      // scratch: world * bind per joint
-    std::vector<unsigned char> joint_present_;                      // scratch: joint exists
-    std::vector<float> blend_weights_;                              // scratch: weight per blend shape
+    struct ActiveShape {
+        const std::vector<core::Vector<float>>* offsets;  // the shape's offsets
+        float weight;                                     // its weight this pass, not zero
+    };
+    std::vector<core::Matrix> joint_matrices_;  // scratch: world * bind per joint index, zero where none
+    std::vector<ActiveShape> active_shapes_;    // scratch: blend shapes of weight not zero
 };
 
 }  // namespace engine::graphics

@@ -89,48 +89,48 @@ void ActorMesh::transform_vertices(const Skeleton* skeleton) {
     if (!data_) return;
     const unsigned num_joints = skeleton ? skeleton->get_num_joints() : 0;
 
-    // Blend-shape weights: the curve at the driver joint's local rotation.
+    // Blend-shape weights: the curve at the driver joint's local rotation. Only shapes
+    // whose weight is not zero are visited per vertex.
     const auto& shapes = data_->blend_shapes;
-    blend_weights_.resize(shapes.size());
+    active_shapes_.clear();
     for (size_t b = 0; b < shapes.size(); ++b) {
         const BlendShape& shape = *shapes[b];
         const Transform* driver = skeleton && shape.curve ? skeleton->get_joint(shape.joint_driver_id) : nullptr;
-        blend_weights_[b] = driver ? shape.curve->evaluate(driver->get_local_rotation()) : 0.0f;
+        const float w = driver ? shape.curve->evaluate(driver->get_local_rotation()) : 0.0f;
+        if (w != 0.0f) active_shapes_.push_back({&shape.offsets, w});
     }
 
     // world * bind once per joint for the whole pass: every vertex of the frame uses the
-    // same matrices.
-    joint_matrices_.resize(num_joints);
-    joint_present_.resize(num_joints);
-    for (unsigned j = 0; j < num_joints; ++j) {
-        const Transform* joint = skeleton->get_joint(j);
-        joint_present_[j] = joint != nullptr;
-        if (joint) joint_matrices_[j] = joint->get_world_transform() * joint->get_bind_transform();
+    // same matrices. One slot per possible 8-bit joint index; a joint the skeleton
+    // lacks has the zero matrix, so its influence adds nothing and the vertex loop
+    // needs no check.
+    static const core::Matrix zero(0, 0, 0, 0, 0, 0);
+    joint_matrices_.resize(256);
+    for (unsigned j = 0; j < 256; ++j) {
+        const Transform* joint = j < num_joints ? skeleton->get_joint(j) : nullptr;
+        joint_matrices_[j] = joint ? joint->get_world_transform() * joint->get_bind_transform() : zero;
     }
 
     const std::vector<ActorVertex>& vertices = data_->vertices;
     const size_t n = vertices.size();
     positions_.resize(n);
+    rest_positions_.resize(n);
+    const core::Matrix* matrices = joint_matrices_.data();
     for (size_t v = 0; v < n; ++v) {
         const ActorVertex& vertex = vertices[v];
         core::Vector<float> p = vertex.position;
-        for (size_t b = 0; b < shapes.size(); ++b) {
-            const float w = blend_weights_[b];
-            const auto& offsets = shapes[b]->offsets;
-            if (w != 0.0f && v < offsets.size()) p += offsets[v] * w;
-        }
+        for (const ActiveShape& shape : active_shapes_)
+            if (v < shape.offsets->size()) p += (*shape.offsets)[v] * shape.weight;
         core::Vector<float> r;
         for (int k = 0; k < 4; ++k) {
             const float w = vertex.joint_weights[k];
             // The first zero weight ends the influences, even if later ones are not zero.
             if (w == 0.0f) break;
-            const unsigned j = vertex.joint_indices[k];
-            if (j >= num_joints || !joint_present_[j]) continue;  // a joint the skeleton lacks moves nothing
-            r += (p * joint_matrices_[j]) * w;
+            r += (p * matrices[vertex.joint_indices[k]]) * w;
         }
         positions_[v] = r;
+        rest_positions_[v] = r;
     }
-    rest_positions_ = positions_;  // same size after the first pass: no allocation
 }
 
 // Jiggle ------------------------------------------------------------------------------
