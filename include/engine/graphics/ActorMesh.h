@@ -125,18 +125,18 @@ public:
 private:
     void draw_triangles() const;
 
-    const ActorMeshData* data_ = nullptr;                           // the record; not owned
-    std::vector<JiggleState> jiggles_;                              // one per jiggle of the record
-    std::vector<core::Vector<float>> rest_positions_;               // skinned, input of the jiggle pass
-    std::vector<core::Vector<float>> positions_;                    // skinned then jiggled: drawn
-    bool visible_ = true;                                           // drawn when true
-    core::Colour colour_;                                           // the uniform colour
-    bool uniform_colour_ = false;                                   // draw in colour_, no colour array
-    std::vector<core::Colour> vertex_colours_;                      // per-vertex overrides; empty: the record's
+    const ActorMeshData* data_ = nullptr;              // the record; not owned
+    std::vector<JiggleState> jiggles_;                 // one per jiggle of the record
+    std::vector<core::Vector<float>> rest_positions_;  // skinned, input of the jiggle pass
+    std::vector<core::Vector<float>> positions_;       // skinned then jiggled: drawn
+    bool visible_ = true;                              // drawn when true
+    core::Colour colour_;                              // the uniform colour
+    bool uniform_colour_ = false;                      // draw in colour_, no colour array
+    std::vector<core::Colour> vertex_colours_;         // per-vertex overrides; empty: the record's
     std::vector<std::pair<std::string, std::unique_ptr<Texture>>> textures_;  // layers, drawn in order
-    core::Matrix texture_matrix_;                                   // used unless identity
-    bool texture_matrix_identity_ = true;                           // the texture matrix is off
-    std::vector<std::pair<std::string, SceneObject*>> scene_objects_;  // ascending z, one reference each
+    core::Matrix texture_matrix_;                                             // used unless identity
+    bool texture_matrix_identity_ = true;                                     // the texture matrix is off
+    std::vector<std::pair<std::string, SceneObject*>> scene_objects_;         // ascending z, one reference each
     struct ActiveShape {
         const std::vector<core::Vector<float>>* offsets;  // the shape's offsets
         float weight;                                     // its weight this pass, not zero

@@ -26,11 +26,11 @@ public:
     float get_upper() const { return upper_; }
 
 private:
-    std::string body_0_;          // the hinge sits at this body's centre of mass
+    std::string body_0_;  // the hinge sits at this body's centre of mass
     std::string body_1_;
-    bool limits_enabled_ = false; // angle limits given
-    float lower_ = 0.0f;          // radians
-    float upper_ = 0.0f;          // radians
+    bool limits_enabled_ = false;  // angle limits given
+    float lower_ = 0.0f;           // radians
+    float upper_ = 0.0f;           // radians
 };
 
 }  // namespace engine::graphics

@@ -39,14 +39,14 @@ public:
 private:
     friend class ActorRigIK;  // the solver measures the spine corrections
 
-    std::string effector_id_;           // effector joint; also the constraint's key
-    Type type_;                         // solving rule
-    int direction_ = 1;                 // bend direction of a chain; its sign flips the bend
-    core::Vector<float> bind_position_; // effector target in the bind pose
-    float chain_offset_ = 0.0f;         // added to the second bone, or along the effector
-    float spine_offset_ = -1.0f;        // -1: not measured yet
-    float spine_root_angle_ = 0.0f;     // 0: not measured yet
-    float spine_middle_angle_ = 0.0f;   // 0: not measured yet
+    std::string effector_id_;            // effector joint; also the constraint's key
+    Type type_;                          // solving rule
+    int direction_ = 1;                  // bend direction of a chain; its sign flips the bend
+    core::Vector<float> bind_position_;  // effector target in the bind pose
+    float chain_offset_ = 0.0f;          // added to the second bone, or along the effector
+    float spine_offset_ = -1.0f;         // -1: not measured yet
+    float spine_root_angle_ = 0.0f;      // 0: not measured yet
+    float spine_middle_angle_ = 0.0f;    // 0: not measured yet
 };
 
 }  // namespace engine::graphics

@@ -16,8 +16,8 @@ public:
     void set_bind_rotation(float rotation) { bind_rotation_ = rotation; }
 
 private:
-    std::string joint_id_;       // the joint it turns
-    float bind_rotation_ = 0.0f; // radians, the rotation of the bind pose
+    std::string joint_id_;        // the joint it turns
+    float bind_rotation_ = 0.0f;  // radians, the rotation of the bind pose
 };
 
 }  // namespace engine::graphics

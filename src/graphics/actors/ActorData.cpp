@@ -6,8 +6,7 @@
 
 namespace engine::graphics {
 
-ActorData::ActorData(std::string id)
-    : id_(std::move(id)), skeleton_(create_through_factory<Skeleton>("Skeleton")) {}
+ActorData::ActorData(std::string id) : id_(std::move(id)), skeleton_(create_through_factory<Skeleton>("Skeleton")) {}
 
 ActorData::~ActorData() {
     meshes_.clear();

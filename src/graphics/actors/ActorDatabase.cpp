@@ -71,7 +71,8 @@ void ActorDatabaseParser::problem(const std::string& text) {
 
 void ActorDatabaseParser::report(const std::string& document_name) const {
     if (problems_ == 0) return;
-    core::Log::warning("graphics", "Actor database %s: %d element(s) or value(s) skipped or read in part; the first at %s.",
+    core::Log::warning("graphics",
+                       "Actor database %s: %d element(s) or value(s) skipped or read in part; the first at %s.",
                        document_name.c_str(), problems_, first_problem_.c_str());
 }
 
@@ -117,31 +118,52 @@ void ActorDatabaseParser::finish() {
 
 void ActorDatabaseParser::on_element_start(const std::string& name, const Attributes& a) {
     follow_registries();
-    if (name == "ActorData") start_actor_data(a);
-    else if (name == "Joint") start_joint(a);
-    else if (name == "ActorMeshData") start_mesh(a);
-    else if (name == "BlendShape") start_blend_shape(a);
-    else if (name == "AnimCurve") start_curve();
-    else if (name == "Keyframe") start_keyframe(a);
-    else if (name == "Jiggle") start_jiggle(a);
-    else if (name == "Vertex") start_vertex(a);
-    else if (name == "Face") start_face(a);
-    else if (name == "ActorRigDynamics") start_dynamics_rig(a);
-    else if (name == "RigidBody") start_rigid_body(a);
-    else if (name == "ConstraintHinge" || name == "ConstraintJoint" || name == "ConstraintParent") start_constraint(name, a);
-    else if (name == "ActorRigIK") start_ik_rig(a);
-    else if (name == "IKHandlePosition") start_ik_handle_position(a);
-    else if (name == "IKHandleRotation") start_ik_handle_rotation(a);
+    if (name == "ActorData")
+        start_actor_data(a);
+    else if (name == "Joint")
+        start_joint(a);
+    else if (name == "ActorMeshData")
+        start_mesh(a);
+    else if (name == "BlendShape")
+        start_blend_shape(a);
+    else if (name == "AnimCurve")
+        start_curve();
+    else if (name == "Keyframe")
+        start_keyframe(a);
+    else if (name == "Jiggle")
+        start_jiggle(a);
+    else if (name == "Vertex")
+        start_vertex(a);
+    else if (name == "Face")
+        start_face(a);
+    else if (name == "ActorRigDynamics")
+        start_dynamics_rig(a);
+    else if (name == "RigidBody")
+        start_rigid_body(a);
+    else if (name == "ConstraintHinge" || name == "ConstraintJoint" || name == "ConstraintParent")
+        start_constraint(name, a);
+    else if (name == "ActorRigIK")
+        start_ik_rig(a);
+    else if (name == "IKHandlePosition")
+        start_ik_handle_position(a);
+    else if (name == "IKHandleRotation")
+        start_ik_handle_rotation(a);
 }
 
 void ActorDatabaseParser::on_element_end(const std::string& name) {
     follow_registries();
-    if (name == "ActorData") actor_ = nullptr;
-    else if (name == "ActorMeshData") end_mesh();
-    else if (name == "BlendShape") blend_shape_ = nullptr;
-    else if (name == "Jiggle") jiggle_ = nullptr;
-    else if (name == "ActorRigIK") ik_rig_ = nullptr;
-    else if (name == "AnimCurve") curve_ = nullptr;
+    if (name == "ActorData")
+        actor_ = nullptr;
+    else if (name == "ActorMeshData")
+        end_mesh();
+    else if (name == "BlendShape")
+        blend_shape_ = nullptr;
+    else if (name == "Jiggle")
+        jiggle_ = nullptr;
+    else if (name == "ActorRigIK")
+        ik_rig_ = nullptr;
+    else if (name == "AnimCurve")
+        curve_ = nullptr;
     // "ActorRigDynamics" clears nothing: its rig stays current until the next one starts
     // or the document ends, so a "RigidBody" after the end tag still joins it.
 }
@@ -179,7 +201,8 @@ void ActorDatabaseParser::start_joint(const Attributes& a) {
         if (parent && parent != joint)
             parent->attach(joint);
         else
-            problem("\"Joint\" " + quoted(name) + ": parent " + quoted(*v) + " is not an earlier joint (left unattached)");
+            problem("\"Joint\" " + quoted(name) + ": parent " + quoted(*v) +
+                    " is not an earlier joint (left unattached)");
     }
     if (const std::string* v = find(a, "position")) joint->set_position(core::Vector<float>(*v));
     if (const std::string* v = find(a, "rotation")) joint->set_rotation(read_float("Joint", "rotation", *v));
@@ -342,7 +365,8 @@ void ActorDatabaseParser::start_ik_rig(const Attributes& a) {
     const std::string* id = find(a, "id");
     if (!id) return problem("\"ActorRigIK\" without \"id\" (skipped with its contents)");
     auto& rigs = registries().ik_rigs;
-    if (rigs.count(*id)) return problem("\"ActorRigIK\" " + quoted(*id) + " is loaded already (skipped with its contents)");
+    if (rigs.count(*id))
+        return problem("\"ActorRigIK\" " + quoted(*id) + " is loaded already (skipped with its contents)");
     auto rig = std::make_unique<ActorRigIK>();
     ik_rig_ = rig.get();
     rigs[*id] = std::move(rig);
@@ -361,7 +385,8 @@ void ActorDatabaseParser::start_ik_handle_position(const Attributes& a) {
         handle->set_chain_offset(read_float("IKHandlePosition", "chain_offset", *v));
     if (const std::string* v = find(a, "spine_offset"))
         handle->set_spine_offset(read_float("IKHandlePosition", "spine_offset", *v));
-    if (const std::string* v = find(a, "direction")) handle->set_direction(read_int("IKHandlePosition", "direction", *v));
+    if (const std::string* v = find(a, "direction"))
+        handle->set_direction(read_int("IKHandlePosition", "direction", *v));
     if (const std::string* v = find(a, "bind_position")) handle->set_bind_position(core::Vector<float>(*v));
 }
 

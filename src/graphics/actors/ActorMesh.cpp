@@ -58,7 +58,8 @@ ActorMesh::ActorMesh(const ActorMesh& other)
       texture_matrix_identity_(other.texture_matrix_identity_),
       scene_objects_(other.scene_objects_) {
     live_meshes().insert(this);
-    for (const auto& [name, texture] : other.textures_) textures_.emplace_back(name, std::make_unique<Texture>(*texture));
+    for (const auto& [name, texture] : other.textures_)
+        textures_.emplace_back(name, std::make_unique<Texture>(*texture));
     for (const auto& entry : scene_objects_) entry.second->inc_ref();
 }
 
@@ -121,7 +122,7 @@ void ActorMesh::transform_vertices(const Skeleton* skeleton) {
         core::Vector<float> p = vertex.position;
         for (const ActiveShape& shape : active_shapes_)
             if (v < shape.offsets->size()) p += (*shape.offsets)[v] * shape.weight;
-        core::Vector<float> r;
+        core::Vector<float> r;  // weights are summed as they are, not normalised
         for (int k = 0; k < 4; ++k) {
             const float w = vertex.joint_weights[k];
             // The first zero weight ends the influences, even if later ones are not zero.

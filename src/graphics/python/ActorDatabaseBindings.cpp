@@ -49,7 +49,8 @@ void define_actor_database() {
         .staticmethod("actor_ids")
         .def("ik_rig_ids", &ik_rig_ids, "ik_rig_ids() -> list of the loaded IK rig ids, sorted.")
         .staticmethod("ik_rig_ids")
-        .def("dynamics_rig_ids", &dynamics_rig_ids, "dynamics_rig_ids() -> list of the loaded dynamics rig ids, sorted.")
+        .def("dynamics_rig_ids", &dynamics_rig_ids,
+             "dynamics_rig_ids() -> list of the loaded dynamics rig ids, sorted.")
         .staticmethod("dynamics_rig_ids")
         .def("get_skeleton", &get_skeleton, bp::arg("id"),
              "get_skeleton(id) -> Skeleton or None: the actor's template skeleton (clone it to pose it).")

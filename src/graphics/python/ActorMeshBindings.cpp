@@ -108,7 +108,8 @@ void define_actor_mesh() {
                  "transform_vertices(skeleton): skins the mesh to the skeleton's pose (blend shapes first).")
             .def("update", &ActorMesh::update, bp::arg("dt"),
                  "update(dt) -> bool: one jiggle step (at most 1/60 s); True while a spring moves.")
-            .def("render", &render, bp::arg("transform"), "render(transform): draws the mesh in that transform's space.")
+            .def("render", &render, bp::arg("transform"),
+                 "render(transform): draws the mesh in that transform's space.")
             .add_property("colour", &colour)
             .add_property("uniform_colour", &ActorMesh::is_uniform_colour)
             .add_property("vertex_colours", &vertex_colours)

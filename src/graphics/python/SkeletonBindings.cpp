@@ -73,8 +73,7 @@ void define_skeleton() {
                  "add_joint(name='') -> Transform or None: a new last joint; None when the name is taken.")
             .def("generate_bind_transforms", &Skeleton::generate_bind_transforms,
                  "generate_bind_transforms(): the current pose becomes the bind pose, joint 0 first.")
-            .def("clone", &clone,
-                 "clone() -> Skeleton: new joints at their bind rotations, same names and hierarchy.")
+            .def("clone", &clone, "clone() -> Skeleton: new joints at their bind rotations, same names and hierarchy.")
             .add_property("joint_names", &joint_names, "{name: index} of the named joints.");
     register_with_factory(cls, "Skeleton");
 }

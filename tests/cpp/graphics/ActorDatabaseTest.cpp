@@ -164,8 +164,7 @@ TEST_F(ActorDatabaseTest, DynamicsRigStaysCurrentAfterItsEndTag) {
 }
 
 TEST_F(ActorDatabaseTest, IKRigEndsWithItsEndTag) {
-    const auto warnings =
-        load(R"(<r><ActorRigIK id="i"></ActorRigIK><IKHandleRotation joint_id="late"/></r>)");
+    const auto warnings = load(R"(<r><ActorRigIK id="i"></ActorRigIK><IKHandleRotation joint_id="late"/></r>)");
     EXPECT_EQ(ActorDatabase::find_ik_rig("i")->get_num_rotation_handles(), 0u);
     EXPECT_EQ(warnings.size(), 1u);
 }
