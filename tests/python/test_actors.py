@@ -654,3 +654,29 @@ def test_puppet_draws_with_its_skin(window, scene, pictures):
     pixel = _frame(window, scene)
     assert pixel(320, 185) != (0, 0, 0, 255)  # the belly
     assert pixel(320, 200 + 90)[:3] == (0, 0, 0)  # below the feet
+
+
+def test_texture_transform_moves_the_texture_coordinates(window, scene, pictures):
+    _, mesh = _quad_actor()
+    rows = [[255, 0, 0, 255] * 4 + [0, 255, 0, 255] * 4 for _ in range(8)]
+    mesh.set_texture("skin", pictures.write("shift.png", 8, 8, rows))
+    obj = MeshObject(mesh)
+    obj.position = (500, 300)
+    scene.add_object(obj, "main")
+    settle()
+    assert _frame(window, scene)(500 - 10, 320)[:3] == (255, 0, 0)
+    # Half a texture to the right: the left half now shows the green half.
+    mesh.texture_transform = Matrix(Vector(0.5, 0), 0)
+    assert _frame(window, scene)(500 - 10, 320)[:3] == (0, 255, 0)
+    mesh.texture_transform = Matrix()
+    assert _frame(window, scene)(500 - 10, 320)[:3] == (255, 0, 0)
+
+
+def test_a_mesh_without_vertices_still_draws_nothing_and_keeps_going(window, scene):
+    load('<ActorData id="e"><ActorMeshData id="empty"/></ActorData>')
+    mesh = ActorMesh()
+    mesh.set_data("e", "empty")
+    mesh.transform_vertices(Skeleton())
+    mesh.update(1 / 60)
+    scene.add_object(MeshObject(mesh), "main")
+    _frame(window, scene)

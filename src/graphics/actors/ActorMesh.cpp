@@ -273,55 +273,58 @@ void ActorMesh::draw_triangles() const {
 void ActorMesh::render(const Transform& transform) {
     if (!visible_ || !data_) return;
     const GLsizei stride = sizeof(ActorVertex);
-    const ActorVertex* records = data_->vertices.data();
+    const ActorVertex* records = data_->vertices.data();  // null without vertices
     glPushMatrix();
     transform.load_into_opengl();
 
-    if (!positions_.empty())
-        glVertexPointer(2, GL_FLOAT, 0, positions_.data());
-    else
-        glVertexPointer(2, GL_FLOAT, stride, &records->position);
-
+    // A mesh without vertices draws only what is attached to it.
     bool colour_array = false;
-    if (uniform_colour_) {
-        glColor4fv(colour_);
-    } else {
-        glEnableClientState(GL_COLOR_ARRAY);
-        colour_array = true;
-        if (!vertex_colours_.empty())
-            glColorPointer(4, GL_FLOAT, 0, vertex_colours_.data());
+    if (!data_->vertices.empty()) {
+        if (!positions_.empty())
+            glVertexPointer(2, GL_FLOAT, 0, positions_.data());
         else
-            glColorPointer(4, GL_FLOAT, stride, static_cast<const float*>(records->colour));
-    }
+            glVertexPointer(2, GL_FLOAT, stride, &records->position);
 
-    const bool texture_matrix = !texture_matrix_identity_;
-    if (texture_matrix) {
-        glMatrixMode(GL_TEXTURE);
-        glPushMatrix();
-        window::load_into_opengl(texture_matrix_);
-    }
-
-    if (textures_.size() > 1) {
-        glTexCoordPointer(2, GL_FLOAT, stride, &records->tex_coord);
-        for (const auto& layer : textures_) {
-            layer.second->bind(0);
-            draw_triangles();
+        if (uniform_colour_) {
+            glColor4fv(colour_);
+        } else {
+            glEnableClientState(GL_COLOR_ARRAY);
+            colour_array = true;
+            if (!vertex_colours_.empty())
+                glColorPointer(4, GL_FLOAT, 0, vertex_colours_.data());
+            else
+                glColorPointer(4, GL_FLOAT, stride, static_cast<const float*>(records->colour));
         }
-    } else if (textures_.size() == 1) {
-        textures_.front().second->bind(0);
-        glTexCoordPointer(2, GL_FLOAT, stride, &records->tex_coord);
-        draw_triangles();
-    } else {
-        // Texturing stays off afterwards: the next texture bind turns it back on.
-        glDisable(GL_TEXTURE_2D);
-        glDisableClientState(GL_TEXTURE_COORD_ARRAY);
-        draw_triangles();
-        glEnableClientState(GL_TEXTURE_COORD_ARRAY);
-    }
 
-    if (texture_matrix) {
-        glPopMatrix();
-        glMatrixMode(GL_MODELVIEW);
+        const bool texture_matrix = !texture_matrix_identity_;
+        if (texture_matrix) {
+            glMatrixMode(GL_TEXTURE);
+            glPushMatrix();
+            window::load_into_opengl(texture_matrix_);
+        }
+
+        if (textures_.size() > 1) {
+            glTexCoordPointer(2, GL_FLOAT, stride, &records->tex_coord);
+            for (const auto& layer : textures_) {
+                layer.second->bind(0);
+                draw_triangles();
+            }
+        } else if (textures_.size() == 1) {
+            textures_.front().second->bind(0);
+            glTexCoordPointer(2, GL_FLOAT, stride, &records->tex_coord);
+            draw_triangles();
+        } else {
+            // Texturing stays off afterwards: the next texture bind turns it back on.
+            glDisable(GL_TEXTURE_2D);
+            glDisableClientState(GL_TEXTURE_COORD_ARRAY);
+            draw_triangles();
+            glEnableClientState(GL_TEXTURE_COORD_ARRAY);
+        }
+
+        if (texture_matrix) {
+            glPopMatrix();
+            glMatrixMode(GL_MODELVIEW);
+        }
     }
 
     // A hook may detach objects while they draw: each is held for its own turn.
