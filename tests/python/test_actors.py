@@ -680,3 +680,20 @@ def test_a_mesh_without_vertices_still_draws_nothing_and_keeps_going(window, sce
     mesh.update(1 / 60)
     scene.add_object(MeshObject(mesh), "main")
     _frame(window, scene)
+
+
+def test_weights_are_not_normalised():
+    # Two full weights on one joint count twice: the vertex lands at twice its place.
+    load('<ActorData id="a"><Joint id="j0"/><ActorMeshData id="m">'
+         '<Vertex position="3, 4" joint_indices="0, 0" joint_weights="1, 1"/></ActorMeshData></ActorData>')
+    mesh = ActorMesh()
+    mesh.set_data("a", "m")
+    mesh.transform_vertices(actor_database.get_skeleton("a").clone())
+    assert tuple(mesh.positions[0]) == (6.0, 8.0)
+
+
+def test_dynamics_rig_stays_open_after_its_end_tag(graphics_log):
+    # A body after the rig's end tag still joins that rig, so the file loads cleanly.
+    load('<r><ActorRigDynamics id="d"><RigidBody id="a"/></ActorRigDynamics><RigidBody id="late"/></r>')
+    assert actor_database.dynamics_rig_ids() == ["d"]
+    assert warnings(graphics_log) == []

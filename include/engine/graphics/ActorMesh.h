@@ -79,7 +79,7 @@ public:
 
     /// Without vertex colours: draws the whole mesh in `colour`. With them: every vertex
     /// takes its red, green and blue, and its alpha unless the alpha is exactly 1, which
-    /// keeps each vertex's own alpha (ActorMesh.SetColourWithAlphaOneKeepsVertexAlphas).
+    /// keeps each vertex's own alpha (ActorMeshTest.SetColourWithAlphaOneKeepsVertexAlphas).
     void set_colour(const core::Colour& colour);
     const core::Colour& get_colour() const { return colour_; }
     bool is_uniform_colour() const { return uniform_colour_; }
@@ -111,9 +111,9 @@ public:
     void remove_all_scene_objects();
     const std::vector<std::pair<std::string, SceneObject*>>& get_scene_objects() const { return scene_objects_; }
 
-    /// Sets the strength of every jiggle of that id (and of actors attached here).
+    /// Sets the strength of every jiggle of that id.
     void set_jiggle_scale(const std::string& id, float scale);
-    /// Every strength back to 1 (and on actors attached here).
+    /// Every strength back to 1.
     void reset_jiggle_scales();
     const std::vector<JiggleState>& get_jiggles() const { return jiggles_; }
 

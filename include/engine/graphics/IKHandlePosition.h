@@ -30,7 +30,7 @@ public:
     float get_chain_offset() const { return chain_offset_; }
     void set_chain_offset(float offset) { chain_offset_ = offset; }
     /// The value is ignored: the spine offset is always measured on the first spine
-    /// solve, so a file's "spine_offset" changes nothing (IKHandle.SpineOffsetFromFileIsIgnored).
+    /// solve, so a file's "spine_offset" changes nothing (ActorDatabaseTest.SpineOffsetFromFileIsIgnored).
     void set_spine_offset(float) {}
     float get_spine_offset() const { return spine_offset_; }
     float get_spine_root_angle() const { return spine_root_angle_; }
