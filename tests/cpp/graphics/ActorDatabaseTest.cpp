@@ -9,6 +9,7 @@
 
 #include <gtest/gtest.h>
 
+#include <random>
 #include <string>
 
 using engine::core::Colour;
@@ -280,4 +281,22 @@ TEST_F(ActorDatabaseTest, DocumentsAccumulateAndKeepTheFirstOfAnId) {
     load(R"(<r><ActorData id="a" z="2"/><ActorData id="b"/></r>)");
     EXPECT_EQ(ActorDatabase::find_actor_data("a")->z, 1.0f);
     EXPECT_EQ(ActorDatabase::actor_data_ids(), (std::vector<std::string>{"a", "b"}));
+}
+
+TEST_F(ActorDatabaseTest, MangledDocumentsNeverCrashAndKeepMeshesDrawable) {
+    // Truncations and byte flips of a full document: whatever loads must be consistent
+    // (every face names vertices of its mesh) and go with unload.
+    std::mt19937 random(11);
+    const std::string document = kDocument;
+    for (int round = 0; round < 400; ++round) {
+        std::string mangled = document.substr(0, random() % (document.size() + 1));
+        for (int flips = int(random() % 4); flips > 0 && !mangled.empty(); --flips)
+            mangled[random() % mangled.size()] = "<>/=\" ,0179aA-"[random() % 14];
+        LogCapture quiet;
+        ActorDatabase::load_text(mangled);
+        for (const std::string& id : ActorDatabase::actor_data_ids())
+            for (const auto& mesh : ActorDatabase::find_actor_data(id)->get_meshes())
+                for (std::uint16_t index : mesh->indices) ASSERT_LT(index, mesh->vertices.size());
+        ActorDatabase::unload();
+    }
 }
