@@ -697,3 +697,18 @@ def test_dynamics_rig_stays_open_after_its_end_tag(graphics_log):
     load('<r><ActorRigDynamics id="d"><RigidBody id="a"/></ActorRigDynamics><RigidBody id="late"/></r>')
     assert actor_database.dynamics_rig_ids() == ["d"]
     assert warnings(graphics_log) == []
+
+
+def test_unload_from_inside_a_load_does_not_crash():
+    # A skeleton class that empties the database while a document is being read: the
+    # load lets go of the records it was filling.
+    class Meddler(Skeleton):
+        def __init__(self):
+            super().__init__()
+            actor_database.unload()
+
+    load('<ActorData id="first"><ActorMeshData id="m"><Vertex/><Vertex/><Vertex/></ActorMeshData></ActorData>')
+    Factory.register_class("Skeleton", Meddler)
+    assert load('<r><ActorData id="a"><ActorMeshData id="m"><Vertex/><Face vertex_indices="0,0,0"/>'
+                '</ActorMeshData></ActorData><ActorData id="b"/></r>') is True
+    assert "first" not in actor_database.actor_ids()
