@@ -249,6 +249,8 @@ def test_no_leak_after_loading_and_unloading_a_thousand_times():
         actor_database.unload()
     gc.collect()
     assert live == {"skeletons": 0, "joints": 0}
+    if "libasan" in os.environ.get("LD_PRELOAD", ""):
+        return  # AddressSanitizer keeps freed memory in quarantine: resident memory measures it, not us
     # One puppet is about 20 KiB of records: a leak of it would show as many MiB.
     assert _resident_kib() - before < 2048
 
