@@ -166,6 +166,23 @@ def _soft_disc(size, colour=(255, 255, 255), hardness=2.0):
     return rows
 
 
+def puppet_skin(size=64):
+    """The puppet's skin: warm stripes across its limbs with a darker seam down the
+    middle, so that skinning and texture coordinates show in a picture."""
+    rows = []
+    for y in range(size):
+        row = []
+        for x in range(size):
+            stripe = (y // (size // 8)) % 2
+            seam = abs(x - size // 2) < size // 16
+            r, g, b = (200, 150, 110) if stripe else (230, 180, 140)
+            if seam:
+                r, g, b = r // 2, g // 2, b // 2
+            row += [r, g, b, 255]
+        rows.append(row)
+    return rows
+
+
 def make_particle_assets(out):
     """Pictures of the particle examples: a soft dot for sparks and flames, a wide puff for smoke."""
     os.makedirs(out, exist_ok=True)
@@ -181,6 +198,7 @@ def make_demo_assets(out):
     write_png(os.path.join(out, "sheet.png"), width, height, rows, RGBA)
     write_png(os.path.join(out, "dissolve.png"), 128, 128, _dissolve(128, 128), RGB)
     write_png(os.path.join(out, "white.png"), 4, 4, solid(4, 4, (255, 255, 255, 255)), RGBA)
+    write_png(os.path.join(out, "puppet.png"), 64, 64, puppet_skin(64), RGBA)
     width, height, rows = _text("ENGINE SHOWCASE")
     write_png(os.path.join(out, "title.png"), width, height, rows, RGBA)
     make_particle_assets(out)

@@ -41,11 +41,15 @@ protected:
     /// From a callback: ends the parse under way after this callback. The parse returns
     /// false without a warning: the callback chose to stop, nothing went wrong.
     void stop() { stop_requested_ = true; }
+    /// From a callback: the line of the document being read (1 for the first), so that
+    /// a loader can say where it found something it skipped; 0 outside a parse.
+    unsigned long current_line() const;
 
 private:
     bool parse_document(const std::string& document, const std::string& name, const char* encoding);
 
     bool stop_requested_ = false;  // a callback asked to end the parse under way
+    void* expat_ = nullptr;        // the expat parser of the parse under way, else null
 };
 
 }  // namespace engine::core

@@ -82,6 +82,10 @@ void XMLParser::on_element_start(const std::string&, const Attributes&) {}
 void XMLParser::on_element_end(const std::string&) {}
 void XMLParser::on_data(const std::string&) {}
 
+unsigned long XMLParser::current_line() const {
+    return expat_ ? static_cast<unsigned long>(XML_GetCurrentLineNumber(static_cast<XML_Parser>(expat_))) : 0;
+}
+
 bool XMLParser::parse_text(const std::string& document, const std::string& name) {
     return parse_document(document, name, nullptr);
 }
@@ -96,6 +100,12 @@ bool XMLParser::parse_document(const std::string& document, const std::string& n
     std::unique_ptr<XML_ParserStruct, ExpatDeleter> expat(XML_ParserCreate(encoding));
     stop_requested_ = false;
     ParseContext context{this, expat.get(), stop_requested_, {}, {}};
+    // Forgotten on every way out, so that current_line() never reads a freed parser.
+    struct CurrentParser {
+        void*& slot;
+        ~CurrentParser() { slot = nullptr; }
+    } current{expat_};
+    expat_ = expat.get();
     XML_SetUserData(expat.get(), &context);
     XML_SetElementHandler(expat.get(), start_element, end_element);
     XML_SetCharacterDataHandler(expat.get(), character_data);

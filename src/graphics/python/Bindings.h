@@ -10,7 +10,10 @@
 namespace engine::graphics::python {
 
 void define_transform();       // Transform
+void define_skeleton();        // SkeletonJointProxy, Skeleton
 void define_scene_object();    // SceneObject, subclassable
+void define_actor_mesh();      // ActorMesh
+void define_actor_database();  // actor_database
 void define_particle_system(); // particle_database, ParticleEmitter, ParticleEmitterProxy, ParticleSystem
 void define_sprite();          // SpriteProxy, Sprite, sprite_database
 void define_animator();        // SceneObjectAnimator and each kind of animator

@@ -73,7 +73,10 @@ BOOST_PYTHON_MODULE(libgraphics) {
     using namespace engine::graphics::python;
     // Classes in dependency order: a base class always before the classes derived from it.
     define_transform();
+    define_skeleton();
     define_scene_object();
+    define_actor_mesh();
+    define_actor_database();
     define_particle_system();
     define_sprite();
     define_animator();

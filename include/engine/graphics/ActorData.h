@@ -1,0 +1,44 @@
+#pragma once
+
+#include "engine/graphics/ActorMeshData.h"
+
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace engine::graphics {
+
+class Skeleton;
+
+/// One actor template of the actor database ("ActorData"): its skeleton, its meshes,
+/// and the layer and depth of actors made from it. Owned by the database's registry
+/// until "unload". Script thread only.
+class ActorData {
+public:
+    /// Makes the skeleton through the class factory under "Skeleton" (a script subclass
+    /// registered under that name is used).
+    explicit ActorData(std::string id);
+    ActorData(const ActorData&) = delete;
+    ActorData& operator=(const ActorData&) = delete;
+    /// Deletes the meshes and releases the skeleton.
+    ~ActorData();
+
+    const std::string& get_id() const { return id_; }
+    /// The template skeleton (owned here; actors copy it). Null if the factory failed.
+    Skeleton* get_skeleton() const { return skeleton_; }
+    const std::vector<std::unique_ptr<ActorMeshData>>& get_meshes() const { return meshes_; }
+    /// The mesh record named `id`, or null.
+    const ActorMeshData* get_mesh(const std::string& id) const;
+    /// Appends an empty mesh record and returns it (owned here).
+    ActorMeshData* add_mesh(const std::string& id);
+
+    std::string layer;  // scene layer of actors made from it; empty: none
+    float z = 0.0f;     // their depth in it
+
+private:
+    std::string id_;                                      // registry key
+    Skeleton* skeleton_;                                  // one reference
+    std::vector<std::unique_ptr<ActorMeshData>> meshes_;  // in document order
+};
+
+}  // namespace engine::graphics

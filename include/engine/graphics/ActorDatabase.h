@@ -1,0 +1,40 @@
+#pragma once
+
+#include "engine/core/script/PythonFwd.h"
+
+#include <string>
+#include <vector>
+
+namespace engine::graphics {
+
+class ActorData;
+class ActorRigDynamics;
+class ActorRigIK;
+
+/// The three process-wide registries of the actor database: actor templates, IK rigs
+/// and dynamics rigs, each by id, filled from XML and emptied only by `unload`.
+/// Records from several documents accumulate; an id already present is skipped, not
+/// replaced. Script thread only.
+namespace ActorDatabase {
+
+/// Reads a document from a path or a file-like object (what `XMLParser::parse`
+/// takes). Returns true whatever the document held: what could be read is
+/// registered, and anything skipped is summed up in one warning.
+bool load(PyObject* source);
+/// Reads a document held in memory; `name` is used in messages.
+bool load_text(const std::string& document, const std::string& name = "<text>");
+/// Deletes every record of the three registries. Pointers into them die with them.
+void unload();
+
+/// Null for an unknown id. The records stay owned by the registries.
+ActorData* find_actor_data(const std::string& id);
+ActorRigIK* find_ik_rig(const std::string& id);
+ActorRigDynamics* find_dynamics_rig(const std::string& id);
+
+/// The ids of each registry, in id order.
+std::vector<std::string> actor_data_ids();
+std::vector<std::string> ik_rig_ids();
+std::vector<std::string> dynamics_rig_ids();
+
+}  // namespace ActorDatabase
+}  // namespace engine::graphics

@@ -1,0 +1,148 @@
+#pragma once
+
+#include "engine/core/Colour.h"
+#include "engine/core/Matrix.h"
+#include "engine/core/script/Object.h"
+#include "engine/core/Vector.h"
+#include "engine/graphics/Spring.h"
+
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace engine::graphics {
+
+struct ActorMeshData;
+struct Jiggle;
+class SceneObject;
+class Skeleton;
+class Texture;
+class Transform;
+
+/// The drawable instance of one mesh record of an actor: each frame it is skinned
+/// against a skeleton (blend shapes, then linear blend skinning over up to four joints a
+/// vertex), its soft vertices follow on springs (jiggle), and it draws with OpenGL
+/// client-side arrays once per texture layer. It may carry per-vertex colours, a texture
+/// matrix and scene objects drawn in its space. Per-frame work allocates nothing once
+/// the arrays are sized. Script thread only (the thread that imported libgraphics and
+/// owns the GL context).
+///
+///     mesh.set_data(record);
+///     mesh.transform_vertices(skeleton);   // each frame the pose changed
+///     mesh.update(dt);                     // jiggle
+///     mesh.render(actor);
+class ActorMesh : public core::Object {
+public:
+    /// A soft region of the mesh: one spring per vertex, made on the first update.
+    struct JiggleState {
+        const Jiggle* jiggle = nullptr;  // the record (id, stiffness, damping, weights); not owned
+        float scale = 1.0f;              // script-adjustable strength
+        std::vector<Spring> springs;     // one per vertex; empty until the first update
+    };
+
+    ActorMesh();
+    /// Copies every member: the copy has its own texture handles (sharing the same
+    /// pictures) and its own reference on each attached scene object.
+    ActorMesh(const ActorMesh& other);
+    ActorMesh& operator=(const ActorMesh&) = delete;
+    /// Releases the textures and the attached scene objects.
+    ~ActorMesh() override;
+
+    /// Sets the mesh record (not owned; it must outlive the mesh) and makes one jiggle
+    /// state per jiggle of it. Only the first call does anything.
+    void set_data(const ActorMeshData* data);
+    const ActorMeshData* get_data() const { return data_; }
+    /// Every live mesh drawing `data` lets go of it (and of its jiggle states), as if
+    /// it had never been given a record: the actor database calls this before deleting
+    /// records, so a mesh that outlives "unload" draws nothing instead of reading freed
+    /// memory.
+    static void forget_data(const ActorMeshData* data);
+    /// The record's id (the mesh name); empty without a record.
+    const std::string& get_id() const;
+
+    void set_visible(bool visible) { visible_ = visible; }
+    bool is_visible() const { return visible_; }
+
+    /// The skinning pass: blend shapes weighted by their driver joints' rotations, then
+    /// each vertex moved by up to four joints, `world * bind` of each joint computed once.
+    /// Weights are used as they are (not normalised), and the first zero weight ends a
+    /// vertex's influences; a vertex whose first weight is zero lands on (0, 0).
+    void transform_vertices(const Skeleton* skeleton);
+    /// The jiggle pass (dt clamped to 1/60 s), then one update of each attached scene
+    /// object. Returns whether any spring is still moving.
+    bool update(float dt);
+    /// Draws the mesh in `transform`'s space when visible, then the attached objects.
+    /// Expects the vertex and texture-coordinate client arrays enabled (the scene's pass
+    /// and the module's context set-up do that).
+    void render(const Transform& transform);
+
+    /// Without vertex colours: draws the whole mesh in `colour`. With them: every vertex
+    /// takes its red, green and blue, and its alpha unless the alpha is exactly 1, which
+    /// keeps each vertex's own alpha (ActorMeshTest.SetColourWithAlphaOneKeepsVertexAlphas).
+    void set_colour(const core::Colour& colour);
+    const core::Colour& get_colour() const { return colour_; }
+    bool is_uniform_colour() const { return uniform_colour_; }
+    /// Makes per-vertex colours from the record's on first use, then sets one. `index`
+    /// must be below the vertex count.
+    void set_vertex_colour(unsigned index, const core::Colour& colour);
+    /// Back to the record's colours; the uniform-colour switch stays as it is.
+    void disable_vertex_colours() { vertex_colours_.clear(); }
+    const std::vector<core::Colour>& get_vertex_colours() const { return vertex_colours_; }
+
+    /// Replaces the layer of that name in place, or appends a layer. Names are unique.
+    void set_texture(const std::string& name, const Texture& source);
+    /// Drops the layer of that name, if any.
+    void remove_texture(const std::string& name);
+    unsigned get_num_textures() const { return unsigned(textures_.size()); }
+    const std::string& get_texture_name(unsigned index) const { return textures_[index].first; }
+
+    /// An identity matrix turns the texture matrix off and leaves the stored one as it
+    /// was; any other is stored and used.
+    void set_texture_transform(const core::Matrix& matrix);
+    /// The stored matrix while it is used, else the identity.
+    core::Matrix get_texture_transform() const;
+
+    /// Takes a reference on `object` and keeps the list in ascending z, a newcomer in
+    /// front of its equals. Attached objects are updated and drawn with the mesh.
+    void add_scene_object(const std::string& name, SceneObject* object);
+    /// Releases every attached object of that name.
+    void remove_scene_objects(const std::string& name);
+    void remove_all_scene_objects();
+    const std::vector<std::pair<std::string, SceneObject*>>& get_scene_objects() const { return scene_objects_; }
+
+    /// Sets the strength of every jiggle of that id.
+    void set_jiggle_scale(const std::string& id, float scale);
+    /// Every strength back to 1.
+    void reset_jiggle_scales();
+    const std::vector<JiggleState>& get_jiggles() const { return jiggles_; }
+
+    /// What is drawn: skinned and jiggled positions (empty until the first skinning).
+    const std::vector<core::Vector<float>>& get_positions() const { return positions_; }
+    /// This frame's skinned positions, before jiggle.
+    const std::vector<core::Vector<float>>& get_rest_positions() const { return rest_positions_; }
+
+private:
+    void draw_triangles() const;
+
+    const ActorMeshData* data_ = nullptr;              // the record; not owned
+    std::vector<JiggleState> jiggles_;                 // one per jiggle of the record
+    std::vector<core::Vector<float>> rest_positions_;  // skinned, input of the jiggle pass
+    std::vector<core::Vector<float>> positions_;       // skinned then jiggled: drawn
+    bool visible_ = true;                              // drawn when true
+    core::Colour colour_;                              // the uniform colour
+    bool uniform_colour_ = false;                      // draw in colour_, no colour array
+    std::vector<core::Colour> vertex_colours_;         // per-vertex overrides; empty: the record's
+    std::vector<std::pair<std::string, std::unique_ptr<Texture>>> textures_;  // layers, drawn in order
+    core::Matrix texture_matrix_;                                             // used unless identity
+    bool texture_matrix_identity_ = true;                                     // the texture matrix is off
+    std::vector<std::pair<std::string, SceneObject*>> scene_objects_;         // ascending z, one reference each
+    struct ActiveShape {
+        const std::vector<core::Vector<float>>* offsets;  // the shape's offsets
+        float weight;                                     // its weight this pass, not zero
+    };
+    std::vector<core::Matrix> joint_matrices_;  // scratch: world * bind per joint index, zero where none
+    std::vector<ActiveShape> active_shapes_;    // scratch: blend shapes of weight not zero
+};
+
+}  // namespace engine::graphics

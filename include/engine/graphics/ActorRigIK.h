@@ -1,0 +1,36 @@
+#pragma once
+
+#include "engine/graphics/IKHandlePosition.h"
+#include "engine/graphics/IKHandleRotation.h"
+
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace engine::graphics {
+
+/// The IK handles of one actor type ("ActorRigIK"), found by the actor's data id. Owned
+/// by the actor database's IK rig registry until "unload"; script thread only.
+class ActorRigIK {
+public:
+    /// A new handle, or null when the effector already has one or `type` is not exactly
+    /// "point", "aim", "chain" or "spine". Owned by the rig.
+    IKHandlePosition* add_position_handle(const std::string& effector_id, const std::string& type);
+    /// A new handle, or null when the joint already has one. Owned by the rig.
+    IKHandleRotation* add_rotation_handle(const std::string& joint_id);
+
+    unsigned get_num_position_handles() const { return unsigned(position_handles_.size()); }
+    /// Null past the end.
+    IKHandlePosition* get_position_handle(unsigned index) const;
+    /// Null for an unknown effector.
+    IKHandlePosition* get_position_handle(const std::string& effector_id) const;
+    unsigned get_num_rotation_handles() const { return unsigned(rotation_handles_.size()); }
+    IKHandleRotation* get_rotation_handle(unsigned index) const;
+    IKHandleRotation* get_rotation_handle(const std::string& joint_id) const;
+
+private:
+    std::vector<std::unique_ptr<IKHandlePosition>> position_handles_;  // document order
+    std::vector<std::unique_ptr<IKHandleRotation>> rotation_handles_;  // document order
+};
+
+}  // namespace engine::graphics

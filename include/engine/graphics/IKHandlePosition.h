@@ -1,0 +1,52 @@
+#pragma once
+
+#include "engine/core/Vector.h"
+
+#include <string>
+
+namespace engine::graphics {
+
+/// A position handle of an IK rig ("IKHandlePosition"): pulls its effector joint toward
+/// the target of the position constraint stored under the effector's name. This record
+/// holds what the rig file says; the solver works on it. Owned by its ActorRigIK;
+/// script thread only.
+class IKHandlePosition {
+public:
+    /// How the handle moves the skeleton, by the file's "type" text.
+    enum Type { Point = 0, Aim = 1, Chain = 2, Spine = 3 };
+
+    IKHandlePosition(std::string effector_id, Type type) : effector_id_(std::move(effector_id)), type_(type) {}
+
+    /// "point", "aim", "chain" or "spine" to a type; false for any other text.
+    static bool parse_type(const std::string& text, Type& type);
+
+    const std::string& get_effector_id() const { return effector_id_; }
+    Type get_type() const { return type_; }
+
+    int get_direction() const { return direction_; }
+    void set_direction(int direction) { direction_ = direction; }
+    const core::Vector<float>& get_bind_position() const { return bind_position_; }
+    void set_bind_position(const core::Vector<float>& position) { bind_position_ = position; }
+    float get_chain_offset() const { return chain_offset_; }
+    void set_chain_offset(float offset) { chain_offset_ = offset; }
+    /// The value is ignored: the spine offset is always measured on the first spine
+    /// solve, so a file's "spine_offset" changes nothing (ActorDatabaseTest.SpineOffsetFromFileIsIgnored).
+    void set_spine_offset(float) {}
+    float get_spine_offset() const { return spine_offset_; }
+    float get_spine_root_angle() const { return spine_root_angle_; }
+    float get_spine_middle_angle() const { return spine_middle_angle_; }
+
+private:
+    friend class ActorRigIK;  // the solver measures the spine corrections
+
+    std::string effector_id_;            // effector joint; also the constraint's key
+    Type type_;                          // solving rule
+    int direction_ = 1;                  // bend direction of a chain; its sign flips the bend
+    core::Vector<float> bind_position_;  // effector target in the bind pose
+    float chain_offset_ = 0.0f;          // added to the second bone, or along the effector
+    float spine_offset_ = -1.0f;         // -1: not measured yet
+    float spine_root_angle_ = 0.0f;      // 0: not measured yet
+    float spine_middle_angle_ = 0.0f;    // 0: not measured yet
+};
+
+}  // namespace engine::graphics

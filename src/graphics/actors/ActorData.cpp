@@ -1,0 +1,27 @@
+#include "engine/graphics/ActorData.h"
+
+#include "actors/FactoryObjects.h"
+
+#include "engine/graphics/Skeleton.h"
+
+namespace engine::graphics {
+
+ActorData::ActorData(std::string id) : id_(std::move(id)), skeleton_(create_through_factory<Skeleton>("Skeleton")) {}
+
+ActorData::~ActorData() {
+    meshes_.clear();
+    release_created(skeleton_);
+}
+
+const ActorMeshData* ActorData::get_mesh(const std::string& id) const {
+    for (const auto& mesh : meshes_)
+        if (mesh->id == id) return mesh.get();
+    return nullptr;
+}
+
+ActorMeshData* ActorData::add_mesh(const std::string& id) {
+    meshes_.push_back(std::make_unique<ActorMeshData>(id));
+    return meshes_.back().get();
+}
+
+}  // namespace engine::graphics

@@ -1,0 +1,467 @@
+#include <Python.h>
+
+#include "engine/graphics/ActorDatabase.h"
+
+#include "actors/ActorDatabaseParser.h"
+
+#include "engine/core/Log.h"
+#include "engine/core/StringUtility.h"
+#include "engine/core/script/XMLSource.h"
+#include "engine/graphics/ActorData.h"
+#include "engine/graphics/ActorMesh.h"
+#include "engine/graphics/ActorRigDynamics.h"
+#include "engine/graphics/ActorRigIK.h"
+#include "engine/graphics/Skeleton.h"
+#include "engine/graphics/Transform.h"
+
+#include <algorithm>
+#include <cctype>
+#include <cstdio>
+#include <cstdlib>
+#include <map>
+#include <memory>
+
+namespace engine::graphics {
+
+namespace {
+
+struct Registries {
+    std::map<std::string, std::unique_ptr<ActorData>> actors;
+    std::map<std::string, std::unique_ptr<ActorRigIK>> ik_rigs;
+    std::map<std::string, std::unique_ptr<ActorRigDynamics>> dynamics_rigs;
+    unsigned long generation = 0;  // grows with every unload
+};
+
+// Never destroyed: records hold script objects (skeletons, joints), which must not be
+// released after the interpreter has gone at exit.
+Registries& registries() {
+    static auto* r = new Registries;
+    return *r;
+}
+
+const std::string* find(const core::XMLParser::Attributes& a, const char* key) {
+    auto it = a.find(key);
+    return it == a.end() ? nullptr : &it->second;
+}
+
+// Whether `end` leaves nothing but white space: the whole text was the number.
+bool only_space(const char* end) {
+    while (*end && std::isspace(static_cast<unsigned char>(*end))) ++end;
+    return *end == '\0';
+}
+
+std::string quoted(const std::string& s) { return "\"" + s + "\""; }
+
+template <class Map>
+std::vector<std::string> keys(const Map& map) {
+    std::vector<std::string> result;
+    result.reserve(map.size());
+    for (const auto& entry : map) result.push_back(entry.first);
+    return result;
+}
+
+}  // namespace
+
+// Parser -----------------------------------------------------------------------------
+
+ActorDatabaseParser::ActorDatabaseParser() : generation_(registries().generation) {}
+
+void ActorDatabaseParser::problem(const std::string& text) {
+    if (problems_++ == 0) first_problem_ = "line " + std::to_string(current_line()) + ": " + text;
+}
+
+void ActorDatabaseParser::report(const std::string& document_name) const {
+    if (problems_ == 0) return;
+    core::Log::warning("graphics",
+                       "Actor database %s: %d element(s) or value(s) skipped or read in part; the first at %s.",
+                       document_name.c_str(), problems_, first_problem_.c_str());
+}
+
+// Numbers read as atof and atoi read them (text that is not a number is 0, trailing
+// text is ignored); anything but a whole number is counted as a problem.
+float ActorDatabaseParser::read_float(const std::string& element, const char* key, const std::string& text) {
+    char* end = nullptr;
+    const double value = std::strtod(text.c_str(), &end);
+    if (end == text.c_str() || !only_space(end))
+        problem(quoted(element) + " " + key + "=" + quoted(text) + " is not a number (read as " +
+                std::to_string(float(value)) + ")");
+    return float(value);
+}
+
+int ActorDatabaseParser::read_int(const std::string& element, const char* key, const std::string& text) {
+    char* end = nullptr;
+    const long value = std::strtol(text.c_str(), &end, 10);
+    if (end == text.c_str() || !only_space(end))
+        problem(quoted(element) + " " + key + "=" + quoted(text) + " is not an integer (read as " +
+                std::to_string(int(value)) + ")");
+    return int(value);
+}
+
+void ActorDatabaseParser::follow_registries() {
+    if (generation_ != registries().generation) {
+        // The registries were emptied under this parse (a script hook called "unload"):
+        // the records being filled are gone.
+        actor_ = nullptr;
+        mesh_ = nullptr;
+        blend_shape_ = nullptr;
+        jiggle_ = nullptr;
+        curve_ = nullptr;
+        dynamics_rig_ = nullptr;
+        ik_rig_ = nullptr;
+        generation_ = registries().generation;
+    }
+}
+
+void ActorDatabaseParser::finish() {
+    follow_registries();
+    end_mesh();
+}
+
+void ActorDatabaseParser::on_element_start(const std::string& name, const Attributes& a) {
+    follow_registries();
+    if (name == "ActorData")
+        start_actor_data(a);
+    else if (name == "Joint")
+        start_joint(a);
+    else if (name == "ActorMeshData")
+        start_mesh(a);
+    else if (name == "BlendShape")
+        start_blend_shape(a);
+    else if (name == "AnimCurve")
+        start_curve();
+    else if (name == "Keyframe")
+        start_keyframe(a);
+    else if (name == "Jiggle")
+        start_jiggle(a);
+    else if (name == "Vertex")
+        start_vertex(a);
+    else if (name == "Face")
+        start_face(a);
+    else if (name == "ActorRigDynamics")
+        start_dynamics_rig(a);
+    else if (name == "RigidBody")
+        start_rigid_body(a);
+    else if (name == "ConstraintHinge" || name == "ConstraintJoint" || name == "ConstraintParent")
+        start_constraint(name, a);
+    else if (name == "ActorRigIK")
+        start_ik_rig(a);
+    else if (name == "IKHandlePosition")
+        start_ik_handle_position(a);
+    else if (name == "IKHandleRotation")
+        start_ik_handle_rotation(a);
+}
+
+void ActorDatabaseParser::on_element_end(const std::string& name) {
+    follow_registries();
+    if (name == "ActorData")
+        actor_ = nullptr;
+    else if (name == "ActorMeshData")
+        end_mesh();
+    else if (name == "BlendShape")
+        blend_shape_ = nullptr;
+    else if (name == "Jiggle")
+        jiggle_ = nullptr;
+    else if (name == "ActorRigIK")
+        ik_rig_ = nullptr;
+    else if (name == "AnimCurve")
+        curve_ = nullptr;
+    // "ActorRigDynamics" clears nothing: its rig stays current until the next one starts
+    // or the document ends, so a "RigidBody" after the end tag still joins it.
+}
+
+void ActorDatabaseParser::start_actor_data(const Attributes& a) {
+    const std::string* id = find(a, "id");
+    if (!id) return problem("\"ActorData\" without \"id\" (skipped with its contents)");
+    auto& actors = registries().actors;
+    if (actors.count(*id)) {
+        actor_ = nullptr;
+        return problem("\"ActorData\" " + quoted(*id) + " is loaded already (skipped with its contents)");
+    }
+    auto data = std::make_unique<ActorData>(*id);
+    actor_ = data.get();
+    actors[*id] = std::move(data);
+    if (const std::string* v = find(a, "layer")) actor_->layer = *v;
+    if (const std::string* v = find(a, "z")) actor_->z = read_float("ActorData", "z", *v);
+}
+
+void ActorDatabaseParser::start_joint(const Attributes& a) {
+    if (!actor_) return problem("\"Joint\" outside an \"ActorData\"");
+    Skeleton* skeleton = actor_->get_skeleton();
+    if (!skeleton) return problem("\"Joint\" of an \"ActorData\" without a skeleton");
+    const std::string* id = find(a, "id");
+    const std::string name = id ? *id : std::string();
+    Transform* joint = skeleton->add_joint(name);
+    if (!joint) return problem("\"Joint\" " + quoted(name) + " is taken or could not be made (skipped)");
+    if (const std::string* v = find(a, "parent")) {
+        // A value that begins with a number names an index (trailing text is ignored),
+        // so only an earlier joint can be named by index.
+        int index = 0;
+        Transform* parent = std::sscanf(v->c_str(), "%d", &index) == 1
+                                ? (index >= 0 ? skeleton->get_joint(unsigned(index)) : nullptr)
+                                : skeleton->get_joint(*v);
+        if (parent && parent != joint)
+            parent->attach(joint);
+        else
+            problem("\"Joint\" " + quoted(name) + ": parent " + quoted(*v) +
+                    " is not an earlier joint (left unattached)");
+    }
+    if (const std::string* v = find(a, "position")) joint->set_position(core::Vector<float>(*v));
+    if (const std::string* v = find(a, "rotation")) joint->set_rotation(read_float("Joint", "rotation", *v));
+    if (const std::string* v = find(a, "bind_rotation"))
+        joint->set_bind_rotation(read_float("Joint", "bind_rotation", *v));
+    if (const std::string* v = find(a, "rotation_constraint")) {
+        const core::Vector<float> limits(*v);
+        joint->set_rotation_constraint(limits.x, limits.y);
+    }
+}
+
+void ActorDatabaseParser::start_mesh(const Attributes& a) {
+    if (!actor_) return problem("\"ActorMeshData\" outside an \"ActorData\" (skipped with its contents)");
+    const std::string* id = find(a, "id");
+    if (!id) return problem("\"ActorMeshData\" without \"id\" (skipped with its contents)");
+    mesh_ = actor_->add_mesh(*id);
+}
+
+// Triangles naming a vertex the mesh does not have are dropped, so that drawing never
+// reads past the vertex array; faces may come before or after the vertices.
+void ActorDatabaseParser::end_mesh() {
+    if (!mesh_) return;
+    std::vector<std::uint16_t>& indices = mesh_->indices;
+    const size_t count = mesh_->vertices.size();
+    size_t kept = 0;
+    for (size_t t = 0; t + 2 < indices.size(); t += 3) {
+        if (indices[t] < count && indices[t + 1] < count && indices[t + 2] < count) {
+            std::copy(indices.begin() + long(t), indices.begin() + long(t) + 3, indices.begin() + long(kept));
+            kept += 3;
+        } else {
+            problem("\"Face\" " + std::to_string(indices[t]) + ", " + std::to_string(indices[t + 1]) + ", " +
+                    std::to_string(indices[t + 2]) + " of \"ActorMeshData\" " + quoted(mesh_->id) +
+                    " names a vertex it does not have (dropped)");
+        }
+    }
+    indices.resize(kept);
+    mesh_ = nullptr;
+}
+
+void ActorDatabaseParser::start_blend_shape(const Attributes& a) {
+    if (!mesh_) return problem("\"BlendShape\" outside an \"ActorMeshData\" (skipped with its contents)");
+    mesh_->blend_shapes.push_back(std::make_unique<BlendShape>());
+    blend_shape_ = mesh_->blend_shapes.back().get();
+    if (const std::string* v = find(a, "joint_driver_id")) blend_shape_->joint_driver_id = *v;
+}
+
+void ActorDatabaseParser::start_curve() {
+    if (!blend_shape_) return problem("\"AnimCurve\" outside a \"BlendShape\" (skipped with its contents)");
+    blend_shape_->curve = std::make_unique<AnimCurve>();  // a second curve replaces the first
+    curve_ = blend_shape_->curve.get();
+}
+
+void ActorDatabaseParser::start_keyframe(const Attributes& a) {
+    if (!curve_) return problem("\"Keyframe\" outside an \"AnimCurve\"");
+    const std::string* key = find(a, "key");
+    const std::string* value = find(a, "value");
+    if (!key || !value) return problem("\"Keyframe\" without \"key\" or \"value\" (skipped)");
+    const float k = read_float("Keyframe", "key", *key);
+    curve_->add_keyframe(k, read_float("Keyframe", "value", *value));
+}
+
+void ActorDatabaseParser::start_jiggle(const Attributes& a) {
+    if (!mesh_) return problem("\"Jiggle\" outside an \"ActorMeshData\" (skipped with its contents)");
+    const std::string* id = find(a, "id");
+    if (!id) return problem("\"Jiggle\" without \"id\" (skipped with its contents)");
+    mesh_->jiggles.push_back(std::make_unique<Jiggle>(*id));
+    jiggle_ = mesh_->jiggles.back().get();
+    if (const std::string* v = find(a, "stiffness")) jiggle_->stiffness = read_float("Jiggle", "stiffness", *v);
+    if (const std::string* v = find(a, "damping")) jiggle_->damping = read_float("Jiggle", "damping", *v);
+}
+
+void ActorDatabaseParser::start_vertex(const Attributes& a) {
+    if (blend_shape_) {
+        // An offset is added even without "offset", keeping the count aligned with the
+        // mesh's vertices.
+        blend_shape_->offsets.emplace_back();
+        if (const std::string* v = find(a, "offset")) blend_shape_->offsets.back() = core::Vector<float>(*v);
+        return;
+    }
+    if (jiggle_) {
+        jiggle_->weights.push_back(0.0f);
+        if (const std::string* v = find(a, "weight")) jiggle_->weights.back() = read_float("Vertex", "weight", *v);
+        return;
+    }
+    if (!mesh_) return problem("\"Vertex\" outside an \"ActorMeshData\"");
+    ActorVertex vertex;
+    if (const std::string* v = find(a, "position")) vertex.position = core::Vector<float>(*v);
+    if (const std::string* v = find(a, "colour")) vertex.colour = core::Colour(*v);
+    if (const std::string* v = find(a, "tex_coord")) vertex.tex_coord = core::Vector<float>(*v);
+    if (const std::string* v = find(a, "joint_indices")) {
+        const std::vector<std::string> items = core::StringUtility::split(*v, ',');
+        for (size_t k = 0; k < 4 && k < items.size(); ++k)
+            vertex.joint_indices[k] = std::uint8_t(read_int("Vertex", "joint_indices", items[k]));  // wraps at 256
+    }
+    if (const std::string* v = find(a, "joint_weights")) {
+        const std::vector<std::string> items = core::StringUtility::split(*v, ',');
+        for (size_t k = 0; k < 4 && k < items.size(); ++k)
+            vertex.joint_weights[k] = read_float("Vertex", "joint_weights", items[k]);
+    }
+    mesh_->vertices.push_back(vertex);
+}
+
+void ActorDatabaseParser::start_face(const Attributes& a) {
+    if (!mesh_) return problem("\"Face\" outside an \"ActorMeshData\"");
+    const std::string* v = find(a, "vertex_indices");
+    if (!v) return problem("\"Face\" without \"vertex_indices\" (skipped)");
+    const std::vector<std::string> items = core::StringUtility::split(*v, ',');
+    if (items.size() != 3)
+        return problem("\"Face\" with " + std::to_string(items.size()) + " vertex indices, not 3 (skipped)");
+    for (const std::string& item : items)
+        mesh_->indices.push_back(std::uint16_t(read_int("Face", "vertex_indices", item)));
+}
+
+void ActorDatabaseParser::start_dynamics_rig(const Attributes& a) {
+    const std::string* id = find(a, "id");
+    if (!id) return problem("\"ActorRigDynamics\" without \"id\" (skipped)");
+    auto& rigs = registries().dynamics_rigs;
+    if (rigs.count(*id)) return problem("\"ActorRigDynamics\" " + quoted(*id) + " is loaded already (skipped)");
+    auto rig = std::make_unique<ActorRigDynamics>();
+    dynamics_rig_ = rig.get();
+    rigs[*id] = std::move(rig);
+}
+
+void ActorDatabaseParser::start_rigid_body(const Attributes& a) {
+    if (!dynamics_rig_) return problem("\"RigidBody\" outside an \"ActorRigDynamics\"");
+    const std::string* id = find(a, "id");
+    if (!id) return problem("\"RigidBody\" without \"id\" (skipped)");
+    DynamicsRigidBody* body = dynamics_rig_->add_rigid_body(*id);
+    if (!body) return problem("\"RigidBody\" " + quoted(*id) + " is taken (skipped)");
+    if (const std::string* v = find(a, "position")) body->position = core::Vector<float>(*v);
+    if (const std::string* v = find(a, "mass")) body->mass = read_float("RigidBody", "mass", *v);
+    if (const std::string* v = find(a, "damping")) body->damping = read_float("RigidBody", "damping", *v);
+}
+
+void ActorDatabaseParser::start_constraint(const std::string& name, const Attributes& a) {
+    if (!dynamics_rig_) return problem(quoted(name) + " outside an \"ActorRigDynamics\"");
+    if (name == "ConstraintHinge") {
+        const std::string* body_0 = find(a, "body_0_id");
+        const std::string* body_1 = find(a, "body_1_id");
+        if (!body_0 || !body_1) return problem("\"ConstraintHinge\" without \"body_0_id\" or \"body_1_id\" (skipped)");
+        DynamicsConstraintHinge* hinge = dynamics_rig_->add_hinge_constraint(*body_0, *body_1);
+        if (const std::string* v = find(a, "rotation_constraint")) {
+            const core::Vector<float> limits(*v);
+            hinge->set_limits(limits.x, limits.y);
+        }
+        return;
+    }
+    const std::string* body = find(a, "body_id");
+    const std::string* joint = find(a, "joint_id");
+    if (!body || !joint) return problem(quoted(name) + " without \"body_id\" or \"joint_id\" (skipped)");
+    // The two kinds take their names in opposite orders, joint first for a joint
+    // constraint and body first for a parent constraint.
+    if (name == "ConstraintJoint")
+        dynamics_rig_->add_joint_constraint(*joint, *body);
+    else
+        dynamics_rig_->add_parent_constraint(*body, *joint);
+}
+
+void ActorDatabaseParser::start_ik_rig(const Attributes& a) {
+    const std::string* id = find(a, "id");
+    if (!id) return problem("\"ActorRigIK\" without \"id\" (skipped with its contents)");
+    auto& rigs = registries().ik_rigs;
+    if (rigs.count(*id))
+        return problem("\"ActorRigIK\" " + quoted(*id) + " is loaded already (skipped with its contents)");
+    auto rig = std::make_unique<ActorRigIK>();
+    ik_rig_ = rig.get();
+    rigs[*id] = std::move(rig);
+}
+
+void ActorDatabaseParser::start_ik_handle_position(const Attributes& a) {
+    if (!ik_rig_) return problem("\"IKHandlePosition\" outside an \"ActorRigIK\"");
+    const std::string* effector = find(a, "effector_id");
+    const std::string* type = find(a, "type");
+    if (!effector || !type) return problem("\"IKHandlePosition\" without \"effector_id\" or \"type\" (skipped)");
+    IKHandlePosition* handle = ik_rig_->add_position_handle(*effector, *type);
+    if (!handle)
+        return problem("\"IKHandlePosition\" " + quoted(*effector) + ": the effector is taken or the type " +
+                       quoted(*type) + " is not point, aim, chain or spine (skipped)");
+    if (const std::string* v = find(a, "chain_offset"))
+        handle->set_chain_offset(read_float("IKHandlePosition", "chain_offset", *v));
+    if (const std::string* v = find(a, "spine_offset"))
+        handle->set_spine_offset(read_float("IKHandlePosition", "spine_offset", *v));
+    if (const std::string* v = find(a, "direction"))
+        handle->set_direction(read_int("IKHandlePosition", "direction", *v));
+    if (const std::string* v = find(a, "bind_position")) handle->set_bind_position(core::Vector<float>(*v));
+}
+
+void ActorDatabaseParser::start_ik_handle_rotation(const Attributes& a) {
+    if (!ik_rig_) return problem("\"IKHandleRotation\" outside an \"ActorRigIK\"");
+    const std::string* joint = find(a, "joint_id");
+    if (!joint) return problem("\"IKHandleRotation\" without \"joint_id\" (skipped)");
+    IKHandleRotation* handle = ik_rig_->add_rotation_handle(*joint);
+    if (!handle) return problem("\"IKHandleRotation\" " + quoted(*joint) + " is taken (skipped)");
+    if (const std::string* v = find(a, "bind_rotation"))
+        handle->set_bind_rotation(read_float("IKHandleRotation", "bind_rotation", *v));
+}
+
+// Registries ---------------------------------------------------------------------------
+
+namespace ActorDatabase {
+
+bool load(PyObject* source) {
+    ActorDatabaseParser parser;
+    std::string name = "<stream>";
+    if (PyUnicode_Check(source)) {
+        const char* path = PyUnicode_AsUTF8(source);
+        if (path) name = std::string("'") + path + "'";
+        PyErr_Clear();
+    }
+    parse_xml_source(parser, source);  // a source of the wrong kind raises TypeError here
+    parser.finish();
+    parser.report(name);
+    return true;
+}
+
+bool load_text(const std::string& document, const std::string& name) {
+    ActorDatabaseParser parser;
+    parser.parse_text(document, name);
+    parser.finish();
+    parser.report(name);
+    return true;
+}
+
+void unload() {
+    Registries& r = registries();
+    ++r.generation;
+    // Moved out first: a skeleton's script subclass may run code while it goes.
+    auto actors = std::move(r.actors);
+    auto ik_rigs = std::move(r.ik_rigs);
+    auto dynamics_rigs = std::move(r.dynamics_rigs);
+    for (const auto& [id, data] : actors)
+        for (const auto& mesh : data->get_meshes()) ActorMesh::forget_data(mesh.get());
+    r.actors.clear();
+    r.ik_rigs.clear();
+    r.dynamics_rigs.clear();
+}
+
+ActorData* find_actor_data(const std::string& id) {
+    auto& m = registries().actors;
+    auto it = m.find(id);
+    return it == m.end() ? nullptr : it->second.get();
+}
+
+ActorRigIK* find_ik_rig(const std::string& id) {
+    auto& m = registries().ik_rigs;
+    auto it = m.find(id);
+    return it == m.end() ? nullptr : it->second.get();
+}
+
+ActorRigDynamics* find_dynamics_rig(const std::string& id) {
+    auto& m = registries().dynamics_rigs;
+    auto it = m.find(id);
+    return it == m.end() ? nullptr : it->second.get();
+}
+
+std::vector<std::string> actor_data_ids() { return keys(registries().actors); }
+std::vector<std::string> ik_rig_ids() { return keys(registries().ik_rigs); }
+std::vector<std::string> dynamics_rig_ids() { return keys(registries().dynamics_rigs); }
+
+}  // namespace ActorDatabase
+}  // namespace engine::graphics

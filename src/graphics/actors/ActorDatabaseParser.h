@@ -1,0 +1,76 @@
+#pragma once
+
+#include "engine/core/XMLParser.h"
+
+#include <string>
+
+namespace engine::graphics {
+
+class ActorData;
+class ActorMeshData;
+class ActorRigDynamics;
+class ActorRigIK;
+class AnimCurve;
+class Jiggle;
+struct BlendShape;
+
+/// Reads actor documents into the actor database's registries: "ActorData" with its
+/// "Joint", "ActorMeshData", "Vertex", "Face", "BlendShape", "AnimCurve", "Keyframe" and
+/// "Jiggle" elements, "ActorRigIK" with its handles and "ActorRigDynamics" with its
+/// bodies and constraints. Other element names are passed over (a document may wrap
+/// everything in a root of any name). Elements that cannot be used are skipped and
+/// counted; `report` sums them up in one warning. Script thread only.
+class ActorDatabaseParser : public core::XMLParser {
+public:
+    ActorDatabaseParser();
+
+    void on_element_start(const std::string& name, const Attributes& attributes) override;
+    void on_element_end(const std::string& name) override;
+
+    /// How many elements or attribute values were skipped or read in part, and the
+    /// first of them ("line 12: ...").
+    int get_problem_count() const { return problems_; }
+    const std::string& get_first_problem() const { return first_problem_; }
+    /// Closes what the document left open (a mesh whose end tag never came is checked
+    /// like a closed one). Call after the parse.
+    void finish();
+    /// Logs the one warning under "graphics" when anything was skipped.
+    void report(const std::string& document_name) const;
+
+private:
+    void problem(const std::string& text);
+    void follow_registries();
+    float read_float(const std::string& element, const char* key, const std::string& text);
+    int read_int(const std::string& element, const char* key, const std::string& text);
+
+    void start_actor_data(const Attributes& a);
+    void start_joint(const Attributes& a);
+    void start_mesh(const Attributes& a);
+    void start_blend_shape(const Attributes& a);
+    void start_curve();
+    void start_keyframe(const Attributes& a);
+    void start_jiggle(const Attributes& a);
+    void start_vertex(const Attributes& a);
+    void start_face(const Attributes& a);
+    void start_dynamics_rig(const Attributes& a);
+    void start_rigid_body(const Attributes& a);
+    void start_constraint(const std::string& name, const Attributes& a);
+    void start_ik_rig(const Attributes& a);
+    void start_ik_handle_position(const Attributes& a);
+    void start_ik_handle_rotation(const Attributes& a);
+    void end_mesh();
+
+    // The records being filled, none owned (the registries own them).
+    ActorData* actor_ = nullptr;
+    ActorMeshData* mesh_ = nullptr;
+    BlendShape* blend_shape_ = nullptr;
+    Jiggle* jiggle_ = nullptr;
+    AnimCurve* curve_ = nullptr;
+    ActorRigDynamics* dynamics_rig_ = nullptr;
+    ActorRigIK* ik_rig_ = nullptr;
+    unsigned long generation_ = 0;  // the registries' generation these pointers belong to
+    int problems_ = 0;              // elements or values skipped or read in part
+    std::string first_problem_;     // where and what the first one was
+};
+
+}  // namespace engine::graphics

@@ -1,0 +1,344 @@
+#include "engine/graphics/ActorMesh.h"
+
+#include "engine/graphics/ActorMeshData.h"
+#include "engine/graphics/SceneObject.h"
+#include "engine/graphics/Skeleton.h"
+#include "engine/graphics/Texture.h"
+#include "engine/graphics/Transform.h"
+#include "engine/window/OpenGL.h"
+
+#include <GL/gl.h>
+
+#include <algorithm>
+#include <unordered_set>
+
+namespace engine::graphics {
+
+namespace {
+// The longest jiggle step: the spring's damping is tuned for steps of 1/60 s, so a long
+// frame (a hitch, a breakpoint) advances the springs by 1/60 s only.
+constexpr float kMaxJiggleStep = 1.0f / 60.0f;
+// A jiggle's stiffness in the file is in units of this many.
+constexpr float kJiggleStiffnessUnit = 6000.0f;
+constexpr float kJiggleMaxStretch = 5.0f;
+constexpr float kJiggleRestThreshold = 1.0f;
+
+// Every live mesh, so that records deleted by the actor database can be taken from the
+// meshes drawing them. Never destroyed: meshes may go during exit.
+std::unordered_set<ActorMesh*>& live_meshes() {
+    static auto* meshes = new std::unordered_set<ActorMesh*>;
+    return *meshes;
+}
+}  // namespace
+
+ActorMesh::ActorMesh() { live_meshes().insert(this); }
+
+void ActorMesh::forget_data(const ActorMeshData* data) {
+    for (ActorMesh* mesh : live_meshes()) {
+        if (mesh->data_ != data) continue;
+        mesh->data_ = nullptr;
+        mesh->jiggles_.clear();
+        mesh->positions_.clear();
+        mesh->rest_positions_.clear();
+        mesh->vertex_colours_.clear();
+    }
+}
+
+ActorMesh::ActorMesh(const ActorMesh& other)
+    : core::Object(other),
+      data_(other.data_),
+      jiggles_(other.jiggles_),
+      rest_positions_(other.rest_positions_),
+      positions_(other.positions_),
+      visible_(other.visible_),
+      colour_(other.colour_),
+      uniform_colour_(other.uniform_colour_),
+      vertex_colours_(other.vertex_colours_),
+      texture_matrix_(other.texture_matrix_),
+      texture_matrix_identity_(other.texture_matrix_identity_),
+      scene_objects_(other.scene_objects_) {
+    live_meshes().insert(this);
+    for (const auto& [name, texture] : other.textures_)
+        textures_.emplace_back(name, std::make_unique<Texture>(*texture));
+    for (const auto& entry : scene_objects_) entry.second->inc_ref();
+}
+
+ActorMesh::~ActorMesh() {
+    live_meshes().erase(this);
+    remove_all_scene_objects();
+}
+
+void ActorMesh::set_data(const ActorMeshData* data) {
+    if (data_ || !data) return;
+    data_ = data;
+    jiggles_.reserve(data->jiggles.size());
+    for (const auto& jiggle : data->jiggles) {
+        JiggleState state;
+        state.jiggle = jiggle.get();
+        jiggles_.push_back(std::move(state));
+    }
+}
+
+const std::string& ActorMesh::get_id() const {
+    static const std::string none;
+    return data_ ? data_->id : none;
+}
+
+// Skinning ----------------------------------------------------------------------------
+
+void ActorMesh::transform_vertices(const Skeleton* skeleton) {
+    if (!data_) return;
+    const unsigned num_joints = skeleton ? skeleton->get_num_joints() : 0;
+
+    // Blend-shape weights: the curve at the driver joint's local rotation. Only shapes
+    // whose weight is not zero are visited per vertex.
+    const auto& shapes = data_->blend_shapes;
+    active_shapes_.clear();
+    for (size_t b = 0; b < shapes.size(); ++b) {
+        const BlendShape& shape = *shapes[b];
+        const Transform* driver = skeleton && shape.curve ? skeleton->get_joint(shape.joint_driver_id) : nullptr;
+        const float w = driver ? shape.curve->evaluate(driver->get_local_rotation()) : 0.0f;
+        if (w != 0.0f) active_shapes_.push_back({&shape.offsets, w});
+    }
+
+    // world * bind once per joint for the whole pass: every vertex of the frame uses the
+    // same matrices. One slot per possible 8-bit joint index; a joint the skeleton
+    // lacks has the zero matrix, so its influence adds nothing and the vertex loop
+    // needs no check.
+    static const core::Matrix zero(0, 0, 0, 0, 0, 0);
+    joint_matrices_.resize(256);
+    for (unsigned j = 0; j < 256; ++j) {
+        const Transform* joint = j < num_joints ? skeleton->get_joint(j) : nullptr;
+        joint_matrices_[j] = joint ? joint->get_world_transform() * joint->get_bind_transform() : zero;
+    }
+
+    const std::vector<ActorVertex>& vertices = data_->vertices;
+    const size_t n = vertices.size();
+    positions_.resize(n);
+    rest_positions_.resize(n);
+    const core::Matrix* matrices = joint_matrices_.data();
+    for (size_t v = 0; v < n; ++v) {
+        const ActorVertex& vertex = vertices[v];
+        core::Vector<float> p = vertex.position;
+        for (const ActiveShape& shape : active_shapes_)
+            if (v < shape.offsets->size()) p += (*shape.offsets)[v] * shape.weight;
+        core::Vector<float> r;  // weights are summed as they are, not normalised
+        for (int k = 0; k < 4; ++k) {
+            const float w = vertex.joint_weights[k];
+            // The first zero weight ends the influences, even if later ones are not zero.
+            if (w == 0.0f) break;
+            r += (p * matrices[vertex.joint_indices[k]]) * w;
+        }
+        positions_[v] = r;
+        rest_positions_[v] = r;
+    }
+}
+
+// Jiggle ------------------------------------------------------------------------------
+
+bool ActorMesh::update(float dt) {
+    bool moving = false;
+    const float step = std::min(dt, kMaxJiggleStep);
+    const std::vector<core::Vector<float>>& input = rest_positions_;
+    for (JiggleState& state : jiggles_) {
+        if (state.springs.empty()) {
+            state.springs.reserve(input.size());
+            for (const core::Vector<float>& p : input)
+                state.springs.emplace_back(p, core::Vector<float>(), state.jiggle->stiffness * kJiggleStiffnessUnit,
+                                           state.jiggle->damping, kJiggleMaxStretch, kJiggleRestThreshold);
+        }
+        const std::vector<float>& weights = state.jiggle->weights;
+        const size_t n = std::min({input.size(), weights.size(), state.springs.size(), positions_.size()});
+        for (size_t i = 0; i < n; ++i) {
+            const float w = weights[i];
+            // Weight 0 or less leaves the vertex to the other jiggles (the last one that
+            // weights it wins) or at its skinned position.
+            if (w <= 0.0f) continue;
+            Spring& spring = state.springs[i];
+            moving |= spring.update(step, input[i]);
+            const float s = w * state.scale;
+            positions_[i] = input[i] * (1.0f - s) + spring.get_position() * s;
+        }
+    }
+    // Attached objects step with the mesh; a hook may detach any of them (itself
+    // included), so each is held for its own step and the walk re-checks the list.
+    for (size_t i = 0; i < scene_objects_.size(); ++i) {
+        SceneObject* object = scene_objects_[i].second;
+        object->inc_ref();
+        object->update(dt);
+        const bool still_here = i < scene_objects_.size() && scene_objects_[i].second == object;
+        object->dec_ref();
+        if (!still_here) --i;  // the list shifted under us: look at this place again
+    }
+    return moving;
+}
+
+// Colours, textures and attached objects ----------------------------------------------
+
+void ActorMesh::set_colour(const core::Colour& colour) {
+    if (vertex_colours_.empty()) {
+        colour_ = colour;
+        uniform_colour_ = true;
+        return;
+    }
+    for (core::Colour& c : vertex_colours_) {
+        c.r = colour.r;
+        c.g = colour.g;
+        c.b = colour.b;
+        // An alpha of exactly 1 keeps each vertex's own alpha.
+        if (colour.a != 1.0f) c.a = colour.a;
+    }
+}
+
+void ActorMesh::set_vertex_colour(unsigned index, const core::Colour& colour) {
+    if (!data_) return;
+    if (vertex_colours_.empty()) {
+        vertex_colours_.reserve(data_->vertices.size());
+        for (const ActorVertex& v : data_->vertices) vertex_colours_.push_back(v.colour);
+    }
+    if (index < vertex_colours_.size()) vertex_colours_[index] = colour;
+}
+
+void ActorMesh::set_texture(const std::string& name, const Texture& source) {
+    for (auto& layer : textures_) {
+        if (layer.first == name) {
+            layer.second = std::make_unique<Texture>(source);
+            return;
+        }
+    }
+    textures_.emplace_back(name, std::make_unique<Texture>(source));
+}
+
+void ActorMesh::remove_texture(const std::string& name) {
+    auto it = std::find_if(textures_.begin(), textures_.end(), [&](const auto& layer) { return layer.first == name; });
+    if (it != textures_.end()) textures_.erase(it);
+}
+
+void ActorMesh::set_texture_transform(const core::Matrix& matrix) {
+    if (matrix.is_identity()) {
+        texture_matrix_identity_ = true;
+        return;
+    }
+    texture_matrix_ = matrix;
+    texture_matrix_identity_ = false;
+}
+
+core::Matrix ActorMesh::get_texture_transform() const {
+    return texture_matrix_identity_ ? core::Matrix() : texture_matrix_;
+}
+
+void ActorMesh::add_scene_object(const std::string& name, SceneObject* object) {
+    if (!object) return;
+    object->inc_ref();
+    auto at = std::find_if(scene_objects_.begin(), scene_objects_.end(),
+                           [&](const auto& entry) { return entry.second->get_z() >= object->get_z(); });
+    scene_objects_.insert(at, {name, object});
+}
+
+void ActorMesh::remove_scene_objects(const std::string& name) {
+    std::vector<SceneObject*> released;
+    for (auto it = scene_objects_.begin(); it != scene_objects_.end();) {
+        if (it->first == name) {
+            released.push_back(it->second);
+            it = scene_objects_.erase(it);
+        } else {
+            ++it;
+        }
+    }
+    // Released once the list is consistent: a destructor may look at the mesh.
+    for (SceneObject* object : released) object->dec_ref();
+}
+
+void ActorMesh::remove_all_scene_objects() {
+    std::vector<std::pair<std::string, SceneObject*>> released;
+    released.swap(scene_objects_);
+    for (auto& entry : released) entry.second->dec_ref();
+}
+
+void ActorMesh::set_jiggle_scale(const std::string& id, float scale) {
+    for (JiggleState& state : jiggles_)
+        if (state.jiggle->id == id) state.scale = scale;
+}
+
+void ActorMesh::reset_jiggle_scales() {
+    for (JiggleState& state : jiggles_) state.scale = 1.0f;
+}
+
+// Drawing -----------------------------------------------------------------------------
+
+void ActorMesh::draw_triangles() const {
+    glDrawElements(GL_TRIANGLES, GLsizei(data_->indices.size()), GL_UNSIGNED_SHORT, data_->indices.data());
+}
+
+void ActorMesh::render(const Transform& transform) {
+    if (!visible_ || !data_) return;
+    const GLsizei stride = sizeof(ActorVertex);
+    const ActorVertex* records = data_->vertices.data();  // null without vertices
+    glPushMatrix();
+    transform.load_into_opengl();
+
+    // A mesh without vertices draws only what is attached to it.
+    bool colour_array = false;
+    if (!data_->vertices.empty()) {
+        if (!positions_.empty())
+            glVertexPointer(2, GL_FLOAT, 0, positions_.data());
+        else
+            glVertexPointer(2, GL_FLOAT, stride, &records->position);
+
+        if (uniform_colour_) {
+            glColor4fv(colour_);
+        } else {
+            glEnableClientState(GL_COLOR_ARRAY);
+            colour_array = true;
+            if (!vertex_colours_.empty())
+                glColorPointer(4, GL_FLOAT, 0, vertex_colours_.data());
+            else
+                glColorPointer(4, GL_FLOAT, stride, static_cast<const float*>(records->colour));
+        }
+
+        const bool texture_matrix = !texture_matrix_identity_;
+        if (texture_matrix) {
+            glMatrixMode(GL_TEXTURE);
+            glPushMatrix();
+            window::load_into_opengl(texture_matrix_);
+        }
+
+        if (textures_.size() > 1) {
+            glTexCoordPointer(2, GL_FLOAT, stride, &records->tex_coord);
+            for (const auto& layer : textures_) {
+                layer.second->bind(0);
+                draw_triangles();
+            }
+        } else if (textures_.size() == 1) {
+            textures_.front().second->bind(0);
+            glTexCoordPointer(2, GL_FLOAT, stride, &records->tex_coord);
+            draw_triangles();
+        } else {
+            // Texturing stays off afterwards: the next texture bind turns it back on.
+            glDisable(GL_TEXTURE_2D);
+            glDisableClientState(GL_TEXTURE_COORD_ARRAY);
+            draw_triangles();
+            glEnableClientState(GL_TEXTURE_COORD_ARRAY);
+        }
+
+        if (texture_matrix) {
+            glPopMatrix();
+            glMatrixMode(GL_MODELVIEW);
+        }
+    }
+
+    // A hook may detach objects while they draw: each is held for its own turn.
+    for (size_t i = 0; i < scene_objects_.size(); ++i) {
+        SceneObject* object = scene_objects_[i].second;
+        object->inc_ref();
+        object->render(false);
+        const bool still_here = i < scene_objects_.size() && scene_objects_[i].second == object;
+        object->dec_ref();
+        if (!still_here) --i;
+    }
+
+    if (colour_array) glDisableClientState(GL_COLOR_ARRAY);
+    glPopMatrix();
+}
+
+}  // namespace engine::graphics

@@ -1,0 +1,127 @@
+#include "python/Bindings.h"
+
+#include "engine/graphics/ActorData.h"
+#include "engine/graphics/ActorDatabase.h"
+#include "engine/graphics/ActorMesh.h"
+#include "engine/graphics/ActorMeshData.h"
+#include "engine/graphics/SceneObject.h"
+#include "engine/graphics/Skeleton.h"
+#include "engine/graphics/Texture.h"
+
+namespace engine::graphics::python {
+
+namespace {
+
+// Makes the mesh draw mesh `mesh_id` of actor `actor_id`; false when either is unknown
+// or the mesh has a record already.
+bool set_data(ActorMesh& mesh, const std::string& actor_id, const std::string& mesh_id) {
+    const ActorData* data = ActorDatabase::find_actor_data(actor_id);
+    const ActorMeshData* record = data ? data->get_mesh(mesh_id) : nullptr;
+    if (!record || mesh.get_data()) return false;
+    mesh.set_data(record);
+    return true;
+}
+
+void set_vertex_colour(ActorMesh& mesh, long index, const core::Colour& colour) {
+    const long count = mesh.get_data() ? long(mesh.get_data()->vertices.size()) : 0;
+    if (index < 0) index += count;
+    if (index < 0 || index >= count) raise(PyExc_IndexError, std::to_string(index));
+    mesh.set_vertex_colour(unsigned(index), colour);
+}
+
+// A texture source as the Texture constructor takes one: a Texture, or a path.
+void set_texture(ActorMesh& mesh, const std::string& name, const bp::object& source) {
+    bp::extract<const Texture&> texture(source);
+    if (texture.check()) return mesh.set_texture(name, texture());
+    bp::extract<std::string> path(source);
+    if (PyUnicode_Check(source.ptr())) return mesh.set_texture(name, Texture(path()));
+    raise(PyExc_TypeError, "set_texture() takes a Texture or a path.");
+}
+
+void add_scene_object(ActorMesh& mesh, const std::string& name, SceneObject* object) {
+    mesh.add_scene_object(name, &require(object, "The scene object"));
+}
+
+void transform_vertices(ActorMesh& mesh, const Skeleton* skeleton) { mesh.transform_vertices(skeleton); }
+void render(ActorMesh& mesh, const Transform* transform) { mesh.render(require(transform, "The transform")); }
+
+bp::list vectors(const std::vector<core::Vector<float>>& items) {
+    bp::list result;
+    for (const auto& v : items) result.append(v);
+    return result;
+}
+bp::list positions(const ActorMesh& mesh) { return vectors(mesh.get_positions()); }
+bp::list rest_positions(const ActorMesh& mesh) { return vectors(mesh.get_rest_positions()); }
+
+bp::list vertex_colours(const ActorMesh& mesh) {
+    bp::list result;
+    for (const auto& c : mesh.get_vertex_colours()) result.append(c);
+    return result;
+}
+
+bp::list texture_names(const ActorMesh& mesh) {
+    bp::list result;
+    for (unsigned i = 0; i < mesh.get_num_textures(); ++i) result.append(mesh.get_texture_name(i));
+    return result;
+}
+
+bp::list scene_objects(const ActorMesh& mesh) {
+    bp::list result;
+    for (const auto& [name, object] : mesh.get_scene_objects()) result.append(bp::make_tuple(name, to_python(object)));
+    return result;
+}
+
+bp::dict jiggle_scales(const ActorMesh& mesh) {
+    bp::dict result;
+    for (const auto& state : mesh.get_jiggles()) result[state.jiggle->id] = state.scale;
+    return result;
+}
+
+core::Colour colour(const ActorMesh& mesh) { return mesh.get_colour(); }
+std::string id(const ActorMesh& mesh) { return mesh.get_id(); }
+
+}  // namespace
+
+void define_actor_mesh() {
+    bp::object cls =
+        bp::class_<ActorMesh, ObjectWrapper<ActorMesh>, boost::noncopyable>("ActorMesh", bp::init<>())
+            .add_property("visible", &ActorMesh::is_visible, &ActorMesh::set_visible)
+            .def("set_colour", &ActorMesh::set_colour, bp::arg("colour"),
+                 "set_colour(colour): the whole mesh, or the red, green and blue of every vertex colour "
+                 "(and the alpha unless it is exactly 1).")
+            .def("set_vertex_colour", &set_vertex_colour, (bp::arg("index"), bp::arg("colour")),
+                 "set_vertex_colour(index, colour): per-vertex colours from then on; IndexError past the vertices.")
+            .def("disable_vertex_colours", &ActorMesh::disable_vertex_colours,
+                 "disable_vertex_colours(): back to the colours of the actor file.")
+            .def("set_texture", &set_texture, (bp::arg("name"), bp::arg("texture")),
+                 "set_texture(name, texture): replaces the layer of that name or adds one (a Texture or a path).")
+            .def("remove_texture", &ActorMesh::remove_texture, bp::arg("name"))
+            .def("add_scene_object", &add_scene_object, (bp::arg("name"), bp::arg("object")),
+                 "add_scene_object(name, object): drawn and updated with the mesh, in its space, in z order.")
+            .def("remove_scene_objects", &ActorMesh::remove_scene_objects, bp::arg("name"))
+            .def("remove_all_scene_objects", &ActorMesh::remove_all_scene_objects)
+            // For scripts that draw meshes themselves and for tools.
+            .add_property("id", &id, "The mesh's name in the actor file ('' without data).")
+            .def("set_data", &set_data, (bp::arg("actor_id"), bp::arg("mesh_id")),
+                 "set_data(actor_id, mesh_id) -> bool: draws that mesh of a loaded actor; only the first call counts.")
+            .def("transform_vertices", &transform_vertices, bp::arg("skeleton"),
+                 "transform_vertices(skeleton): skins the mesh to the skeleton's pose (blend shapes first).")
+            .def("update", &ActorMesh::update, bp::arg("dt"),
+                 "update(dt) -> bool: one jiggle step (at most 1/60 s); True while a spring moves.")
+            .def("render", &render, bp::arg("transform"),
+                 "render(transform): draws the mesh in that transform's space.")
+            .add_property("colour", &colour)
+            .add_property("uniform_colour", &ActorMesh::is_uniform_colour)
+            .add_property("vertex_colours", &vertex_colours)
+            .add_property("texture_names", &texture_names)
+            .add_property("texture_transform", &ActorMesh::get_texture_transform, &ActorMesh::set_texture_transform)
+            .add_property("scene_objects", &scene_objects, "[(name, object)] in ascending z.")
+            .def("set_jiggle_scale", &ActorMesh::set_jiggle_scale, (bp::arg("id"), bp::arg("scale")))
+            .def("reset_jiggle_scales", &ActorMesh::reset_jiggle_scales)
+            .add_property("jiggle_scales", &jiggle_scales, "{jiggle id: scale}.")
+            .add_property("positions", &positions, "What is drawn: skinned and jiggled positions ([] before skinning).")
+            .add_property("rest_positions", &rest_positions, "The skinned positions of the frame, before jiggle.");
+    register_with_factory(cls, "ActorMesh");
+}
+
+}  // namespace engine::graphics::python

@@ -1,0 +1,292 @@
+#include "engine/graphics/ActorMesh.h"
+
+#include "engine/graphics/ActorMeshData.h"
+#include "engine/graphics/Skeleton.h"
+#include "engine/graphics/Transform.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <memory>
+
+using engine::core::Colour;
+using engine::core::Matrix;
+using engine::core::Vector;
+using namespace engine::graphics;
+
+namespace {
+
+ActorVertex vertex(Vector<float> p, std::initializer_list<int> joints, std::initializer_list<float> weights) {
+    ActorVertex v;
+    v.position = p;
+    int k = 0;
+    for (int j : joints) v.joint_indices[k++] = std::uint8_t(j);
+    k = 0;
+    for (float w : weights) v.joint_weights[k++] = w;
+    return v;
+}
+
+// Two joints: a root at the origin and an arm 10 units down it, bind pose as built.
+class ActorMeshTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        root = skeleton.add_joint("root");
+        arm = skeleton.add_joint("arm");
+        root->attach(arm);
+        arm->set_position({0, 10});
+        skeleton.generate_bind_transforms();
+    }
+
+    Skeleton skeleton;
+    Transform* root = nullptr;
+    Transform* arm = nullptr;
+    ActorMeshData data{"m"};
+};
+
+}  // namespace
+
+TEST_F(ActorMeshTest, NeverSkinnedHasNoPositions) {
+    data.vertices.push_back(vertex({1, 2}, {0}, {1}));
+    ActorMesh mesh;
+    mesh.set_data(&data);
+    EXPECT_TRUE(mesh.get_positions().empty());
+    EXPECT_EQ(mesh.get_id(), "m");
+}
+
+TEST_F(ActorMeshTest, SetDataOnlyOnce) {
+    ActorMeshData other("other");
+    ActorMesh mesh;
+    mesh.set_data(&data);
+    mesh.set_data(&other);
+    EXPECT_EQ(mesh.get_data(), &data);
+}
+
+TEST_F(ActorMeshTest, BindPoseSkinsToBindPositions) {
+    data.vertices.push_back(vertex({1, 12}, {1}, {1}));
+    ActorMesh mesh;
+    mesh.set_data(&data);
+    mesh.transform_vertices(&skeleton);
+    EXPECT_NEAR(mesh.get_positions()[0].x, 1.0f, 1e-5f);
+    EXPECT_NEAR(mesh.get_positions()[0].y, 12.0f, 1e-5f);
+    EXPECT_EQ(mesh.get_rest_positions(), mesh.get_positions());
+}
+
+TEST_F(ActorMeshTest, SkinningMatchesWorldTimesBindPerInfluence) {
+    data.vertices.push_back(vertex({1, 12}, {0, 1}, {0.25f, 0.75f}));
+    ActorMesh mesh;
+    mesh.set_data(&data);
+    root->set_position({5, 0});
+    arm->set_rotation(0.5f);
+    mesh.transform_vertices(&skeleton);
+    const Vector<float> p(1, 12);
+    const Matrix m0 = root->get_world_transform() * root->get_bind_transform();
+    const Matrix m1 = arm->get_world_transform() * arm->get_bind_transform();
+    Vector<float> expected;
+    expected += (p * m0) * 0.25f;
+    expected += (p * m1) * 0.75f;
+    EXPECT_EQ(mesh.get_positions()[0], expected);
+}
+
+TEST_F(ActorMeshTest, FirstZeroWeightStopsTheInfluences) {
+    // (0.5, 0, 0.5, 0): only the first joint counts, at half strength.
+    data.vertices.push_back(vertex({2, 4}, {0, 1, 1}, {0.5f, 0.0f, 0.5f}));
+    ActorMesh mesh;
+    mesh.set_data(&data);
+    mesh.transform_vertices(&skeleton);
+    EXPECT_EQ(mesh.get_positions()[0], Vector<float>(1, 2));
+}
+
+TEST_F(ActorMeshTest, FirstWeightZeroCollapsesToTheOrigin) {
+    data.vertices.push_back(vertex({2, 4}, {0, 1}, {0.0f, 1.0f}));
+    ActorMesh mesh;
+    mesh.set_data(&data);
+    mesh.transform_vertices(&skeleton);
+    EXPECT_EQ(mesh.get_positions()[0], Vector<float>(0, 0));
+}
+
+TEST_F(ActorMeshTest, WeightsAreNotNormalised) {
+    data.vertices.push_back(vertex({2, 4}, {0, 0}, {1.0f, 1.0f}));
+    ActorMesh mesh;
+    mesh.set_data(&data);
+    mesh.transform_vertices(&skeleton);
+    EXPECT_EQ(mesh.get_positions()[0], Vector<float>(4, 8));
+}
+
+TEST_F(ActorMeshTest, InfluenceOfAMissingJointMovesNothing) {
+    data.vertices.push_back(vertex({2, 4}, {44, 0}, {1.0f, 1.0f}));
+    ActorMesh mesh;
+    mesh.set_data(&data);
+    mesh.transform_vertices(&skeleton);
+    EXPECT_EQ(mesh.get_positions()[0], Vector<float>(2, 4));
+}
+
+TEST_F(ActorMeshTest, BlendShapeWeightFollowsTheDriverJointRotation) {
+    data.vertices.push_back(vertex({0, 0}, {0}, {1}));
+    auto shape = std::make_unique<BlendShape>();
+    shape->joint_driver_id = "arm";
+    shape->curve = std::make_unique<AnimCurve>();
+    shape->curve->add_keyframe(0.0f, 0.0f);
+    shape->curve->add_keyframe(1.0f, 1.0f);
+    shape->offsets.push_back({4, 8});
+    data.blend_shapes.push_back(std::move(shape));
+    ActorMesh mesh;
+    mesh.set_data(&data);
+    arm->set_rotation(0.5f);
+    mesh.transform_vertices(&skeleton);
+    EXPECT_EQ(mesh.get_positions()[0], Vector<float>(2, 4));
+}
+
+TEST_F(ActorMeshTest, BlendShapeWithAMissingDriverContributesNothing) {
+    data.vertices.push_back(vertex({1, 1}, {0}, {1}));
+    auto shape = std::make_unique<BlendShape>();
+    shape->joint_driver_id = "tail";
+    shape->curve = std::make_unique<AnimCurve>();
+    shape->curve->add_keyframe(0.0f, 1.0f);
+    shape->offsets.push_back({4, 8});
+    data.blend_shapes.push_back(std::move(shape));
+    ActorMesh mesh;
+    mesh.set_data(&data);
+    mesh.transform_vertices(&skeleton);
+    EXPECT_EQ(mesh.get_positions()[0], Vector<float>(1, 1));
+}
+
+namespace {
+void add_jiggle(ActorMeshData& data, std::vector<float> weights) {
+    auto jiggle = std::make_unique<Jiggle>("soft");
+    jiggle->stiffness = 0.01f;
+    jiggle->damping = 0.2f;
+    jiggle->weights = std::move(weights);
+    data.jiggles.push_back(std::move(jiggle));
+}
+}  // namespace
+
+TEST_F(ActorMeshTest, JiggleWithLongStepAdvancesSpringsBy1Over60Only) {
+    data.vertices.push_back(vertex({0, 0}, {0}, {1}));
+    add_jiggle(data, {1.0f});
+    ActorMesh mesh;
+    mesh.set_data(&data);
+    mesh.transform_vertices(&skeleton);
+    mesh.update(0.1f);  // springs made at the skinned positions
+    root->set_position({3, 0});
+    mesh.transform_vertices(&skeleton);
+
+    Spring expected({0, 0}, {0, 0}, 0.01f * 6000.0f, 0.2f, 5.0f, 1.0f);
+    expected.update(1.0f / 60.0f, {3, 0});
+    mesh.update(0.1f);
+    EXPECT_EQ(mesh.get_positions()[0], expected.get_position());
+}
+
+TEST_F(ActorMeshTest, JiggleWeightZeroKeepsTheSkinnedPositionExactly) {
+    data.vertices.push_back(vertex({0, 0}, {0}, {1}));
+    data.vertices.push_back(vertex({1, 0}, {0}, {1}));
+    add_jiggle(data, {0.0f, 1.0f});
+    ActorMesh mesh;
+    mesh.set_data(&data);
+    mesh.transform_vertices(&skeleton);
+    mesh.update(1.0f / 60.0f);
+    root->set_position({3, 0});
+    mesh.transform_vertices(&skeleton);
+    mesh.update(1.0f / 60.0f);
+    EXPECT_EQ(mesh.get_positions()[0], Vector<float>(3, 0));
+    EXPECT_NE(mesh.get_positions()[1], Vector<float>(4, 0));  // weight 1, scale 1: the spring's place
+    EXPECT_EQ(mesh.get_positions()[1], mesh.get_jiggles()[0].springs[1].get_position());
+}
+
+TEST_F(ActorMeshTest, JiggleSettlesOnTheSkinnedPositions) {
+    data.vertices.push_back(vertex({0, 0}, {0}, {1}));
+    add_jiggle(data, {0.5f});
+    ActorMesh mesh;
+    mesh.set_data(&data);
+    mesh.transform_vertices(&skeleton);
+    mesh.update(1.0f / 60.0f);
+    root->set_position({4, 0});
+    mesh.transform_vertices(&skeleton);
+    bool moving = true;
+    for (int i = 0; i < 600 && moving; ++i) moving = mesh.update(1.0f / 60.0f);
+    EXPECT_FALSE(moving);
+    EXPECT_EQ(mesh.get_positions()[0], Vector<float>(4, 0));
+}
+
+TEST_F(ActorMeshTest, JiggleScaleScalesTheSpringShare) {
+    data.vertices.push_back(vertex({0, 0}, {0}, {1}));
+    add_jiggle(data, {1.0f});
+    ActorMesh mesh;
+    mesh.set_data(&data);
+    mesh.set_jiggle_scale("soft", 0.0f);
+    mesh.transform_vertices(&skeleton);
+    mesh.update(1.0f / 60.0f);
+    root->set_position({3, 0});
+    mesh.transform_vertices(&skeleton);
+    mesh.update(1.0f / 60.0f);
+    EXPECT_EQ(mesh.get_positions()[0], Vector<float>(3, 0));
+    mesh.reset_jiggle_scales();
+    EXPECT_EQ(mesh.get_jiggles()[0].scale, 1.0f);
+}
+
+TEST_F(ActorMeshTest, SetColourWithAlphaOneKeepsVertexAlphas) {
+    data.vertices.push_back(vertex({0, 0}, {0}, {1}));
+    data.vertices.back().colour = Colour(1, 1, 1, 0.25f);
+    data.vertices.push_back(vertex({0, 0}, {0}, {1}));
+    ActorMesh mesh;
+    mesh.set_data(&data);
+    mesh.set_vertex_colour(1, Colour(0, 0, 0, 0.75f));
+    mesh.set_colour(Colour(0.5f, 0.5f, 0.5f, 1.0f));
+    EXPECT_EQ(mesh.get_vertex_colours()[0], Colour(0.5f, 0.5f, 0.5f, 0.25f));
+    EXPECT_EQ(mesh.get_vertex_colours()[1], Colour(0.5f, 0.5f, 0.5f, 0.75f));
+    EXPECT_FALSE(mesh.is_uniform_colour());
+    mesh.set_colour(Colour(0.5f, 0.5f, 0.5f, 0.5f));
+    EXPECT_EQ(mesh.get_vertex_colours()[0].a, 0.5f);
+    EXPECT_EQ(mesh.get_vertex_colours()[1].a, 0.5f);
+}
+
+TEST_F(ActorMeshTest, SetColourWithoutVertexColoursMakesTheMeshUniform) {
+    ActorMesh mesh;
+    mesh.set_data(&data);
+    mesh.set_colour(Colour(1, 0, 0, 1));
+    EXPECT_TRUE(mesh.is_uniform_colour());
+    EXPECT_EQ(mesh.get_colour(), Colour(1, 0, 0, 1));
+    mesh.disable_vertex_colours();
+    EXPECT_TRUE(mesh.is_uniform_colour());
+}
+
+TEST_F(ActorMeshTest, IdentityTextureTransformReadsBackAsIdentity) {
+    ActorMesh mesh;
+    const Matrix shifted({2, 3}, 0.5f);
+    mesh.set_texture_transform(shifted);
+    EXPECT_EQ(mesh.get_texture_transform(), shifted);
+    mesh.set_texture_transform(Matrix());
+    EXPECT_TRUE(mesh.get_texture_transform().is_identity());
+}
+
+TEST_F(ActorMeshTest, ForgetDataLeavesTheMeshEmpty) {
+    data.vertices.push_back(vertex({0, 0}, {0}, {1}));
+    add_jiggle(data, {1.0f});
+    ActorMesh mesh;
+    mesh.set_data(&data);
+    mesh.transform_vertices(&skeleton);
+    ActorMesh::forget_data(&data);
+    EXPECT_EQ(mesh.get_data(), nullptr);
+    EXPECT_TRUE(mesh.get_jiggles().empty());
+    mesh.transform_vertices(&skeleton);
+    EXPECT_TRUE(mesh.get_positions().empty());
+}
+
+TEST_F(ActorMeshTest, SkinningAllocatesNothingOnceSized) {
+    for (int i = 0; i < 8; ++i) data.vertices.push_back(vertex({float(i), 1}, {0, 1}, {0.5f, 0.5f}));
+    add_jiggle(data, std::vector<float>(8, 0.5f));
+    ActorMesh mesh;
+    mesh.set_data(&data);
+    mesh.transform_vertices(&skeleton);
+    mesh.update(1.0f / 60.0f);
+    const auto* positions = mesh.get_positions().data();
+    const auto* rest = mesh.get_rest_positions().data();
+    const auto* springs = mesh.get_jiggles()[0].springs.data();
+    for (int frame = 0; frame < 10; ++frame) {
+        arm->set_rotation(0.1f * float(frame));
+        mesh.transform_vertices(&skeleton);
+        mesh.update(1.0f / 60.0f);
+    }
+    EXPECT_EQ(mesh.get_positions().data(), positions);
+    EXPECT_EQ(mesh.get_rest_positions().data(), rest);
+    EXPECT_EQ(mesh.get_jiggles()[0].springs.data(), springs);
+}
