@@ -15,22 +15,26 @@ import math
 import os
 import sys
 
-# name, parent, local position
+# name, parent, local position. Every bone points along its parent's (0, -1), the rest
+# direction the IK solvers aim: the limbs hang down because their first joint is turned
+# half a turn (HALF_TURN), so their children sit at negative y in its frame.
 JOINTS = [
     ("root", None, (0, 0)),
     ("spine", "root", (0, -30)),
     ("neck", "spine", (0, -30)),
     ("head", "neck", (0, -16)),
     ("upper_arm", "spine", (14, -24)),
-    ("forearm", "upper_arm", (0, 24)),
-    ("hand", "forearm", (0, 20)),
+    ("forearm", "upper_arm", (0, -24)),
+    ("hand", "forearm", (0, -20)),
     ("thigh", "root", (7, 4)),
-    ("shin", "thigh", (0, 30)),
-    ("foot", "shin", (0, 30)),
+    ("shin", "thigh", (0, -30)),
+    ("foot", "shin", (0, -30)),
     ("thigh_back", "root", (-7, 4)),
-    ("shin_back", "thigh_back", (0, 30)),
-    ("foot_back", "shin_back", (0, 30)),
+    ("shin_back", "thigh_back", (0, -30)),
+    ("foot_back", "shin_back", (0, -30)),
 ]
+# Joints turned half a turn in the bind pose (the engine's half turn is 3.14159).
+HALF_TURN = ("upper_arm", "thigh", "thigh_back")
 
 # Strips: joints along the strip and half-width at each.
 STRIPS = [
@@ -44,10 +48,12 @@ STRIPS = [
 
 def world_positions():
     index = {name: i for i, (name, _, _) in enumerate(JOINTS)}
-    world = {}
+    world, turned = {}, {}
     for name, parent, (x, y) in JOINTS:
         px, py = world[parent] if parent else (0, 0)
-        world[name] = (px + x, py + y)
+        flip = -1 if turned.get(parent, False) else 1
+        world[name] = (px + flip * x, py + flip * y)
+        turned[name] = turned.get(parent, False) != (name in HALF_TURN)
     return index, world
 
 
@@ -92,7 +98,8 @@ def document():
     for name, parent, (x, y) in JOINTS:
         parent_attr = f' parent="{parent}"' if parent else ""
         limits = ' rotation_constraint="-2.5, 2.5"' if name in ("forearm", "shin", "shin_back") else ""
-        out.append(f'    <Joint id="{name}"{parent_attr} position="{fmt(x)}, {fmt(y)}"{limits}/>')
+        turn = ' rotation="3.14159" bind_rotation="3.14159"' if name in HALF_TURN else ""
+        out.append(f'    <Joint id="{name}"{parent_attr} position="{fmt(x)}, {fmt(y)}"{turn}{limits}/>')
     out.append('    <ActorMeshData id="body">')
     for (x, y), (u, v), (joints, weights) in vertices:
         out.append(f'      <Vertex position="{fmt(x)}, {fmt(y)}" tex_coord="{fmt(u)}, {fmt(v)}" '

@@ -61,23 +61,29 @@ void set_script_errors(ScriptErrors mode) { script_errors = mode; }
 ScriptErrors get_script_errors() { return script_errors; }
 bool is_script_error_held() { return held.type != nullptr; }
 
-bool call_method(PyObject* self, const std::string& name, PyObject* args) {
-    if (!self) return false;
+PyObject* call_method_result(PyObject* self, const std::string& name, PyObject* args) {
+    if (!self) return nullptr;
     PyObject* method = PyObject_GetAttrString(self, name.c_str());
     if (!method) {
         PyErr_Clear();
-        return false;
+        return nullptr;
     }
     PyObject* result = args ? PyObject_Call(method, args, nullptr) : PyObject_CallNoArgs(method);
-    if (!result) {
-        const bool hold = is_stop_request() || script_errors == ScriptErrors::Raise;
-        if (!hold || !hold_current_error()) PyErr_WriteUnraisable(method);
-        Py_DECREF(method);
-        return false;
-    }
-    Py_DECREF(result);
+    if (!result) handle_hook_error(method);
     Py_DECREF(method);
-    return true;
+    return result;
+}
+
+bool call_method(PyObject* self, const std::string& name, PyObject* args) {
+    PyObject* result = call_method_result(self, name, args);
+    Py_XDECREF(result);
+    return result != nullptr;
+}
+
+void handle_hook_error(PyObject* context) {
+    if (!PyErr_Occurred()) return;
+    const bool hold = is_stop_request() || script_errors == ScriptErrors::Raise;
+    if (!hold || !hold_current_error()) PyErr_WriteUnraisable(context);
 }
 
 namespace {

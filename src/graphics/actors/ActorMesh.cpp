@@ -1,5 +1,6 @@
 #include "engine/graphics/ActorMesh.h"
 
+#include "engine/graphics/Actor.h"
 #include "engine/graphics/ActorMeshData.h"
 #include "engine/graphics/SceneObject.h"
 #include "engine/graphics/Skeleton.h"
@@ -258,10 +259,15 @@ void ActorMesh::remove_all_scene_objects() {
 void ActorMesh::set_jiggle_scale(const std::string& id, float scale) {
     for (JiggleState& state : jiggles_)
         if (state.jiggle->id == id) state.scale = scale;
+    // Actors riding on the mesh jiggle along with it.
+    for (const auto& entry : scene_objects_)
+        if (auto* actor = dynamic_cast<Actor*>(entry.second)) actor->set_jiggle_scale(id, scale);
 }
 
 void ActorMesh::reset_jiggle_scales() {
     for (JiggleState& state : jiggles_) state.scale = 1.0f;
+    for (const auto& entry : scene_objects_)
+        if (auto* actor = dynamic_cast<Actor*>(entry.second)) actor->reset_jiggle_scales();
 }
 
 // Drawing -----------------------------------------------------------------------------

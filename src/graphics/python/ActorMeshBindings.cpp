@@ -1,4 +1,5 @@
 #include "python/Bindings.h"
+#include "python/TextureSource.h"
 
 #include "engine/graphics/ActorData.h"
 #include "engine/graphics/ActorDatabase.h"
@@ -29,13 +30,8 @@ void set_vertex_colour(ActorMesh& mesh, long index, const core::Colour& colour) 
     mesh.set_vertex_colour(unsigned(index), colour);
 }
 
-// A texture source as the Texture constructor takes one: a Texture, or a path.
 void set_texture(ActorMesh& mesh, const std::string& name, const bp::object& source) {
-    bp::extract<const Texture&> texture(source);
-    if (texture.check()) return mesh.set_texture(name, texture());
-    bp::extract<std::string> path(source);
-    if (PyUnicode_Check(source.ptr())) return mesh.set_texture(name, Texture(path()));
-    raise(PyExc_TypeError, "set_texture() takes a Texture or a path.");
+    with_texture_source(source, "set_texture", [&](const Texture& texture) { mesh.set_texture(name, texture); });
 }
 
 void add_scene_object(ActorMesh& mesh, const std::string& name, SceneObject* object) {

@@ -32,6 +32,15 @@ ScriptErrors get_script_errors();
 /// seen by pytest) and cleared, so that the native caller goes on with its frame.
 bool call_method(PyObject* self, const std::string& name, PyObject* args = nullptr);
 
+/// `call_method` for hooks that answer: the method's result (a new reference), or null
+/// when the method is missing or raised (the exception handled as `call_method` does).
+PyObject* call_method_result(PyObject* self, const std::string& name, PyObject* args = nullptr);
+
+/// Treats the pending Python exception as one a hook raised (held or reported, as
+/// `call_method` does); `context` names the hook in the report. Nothing when none is
+/// pending. For hooks whose result turned out unusable (a wrong type).
+void handle_hook_error(PyObject* context);
+
 /// Whether a hook's exception is waiting to come out of the engine call under way.
 bool is_script_error_held();
 

@@ -1,0 +1,158 @@
+#include "engine/graphics/Actor.h"
+
+#include "actors/FactoryObjects.h"
+#include "engine/graphics/ActorController.h"
+#include "engine/graphics/ActorData.h"
+#include "engine/graphics/ActorDatabase.h"
+#include "engine/graphics/ActorMesh.h"
+#include "engine/graphics/Skeleton.h"
+#include "engine/graphics/Transform.h"
+
+#include "engine/window/OpenGL.h"
+
+#include <GL/gl.h>
+
+#include <algorithm>
+
+namespace engine::graphics {
+
+Actor::Actor(const std::string& data_id) : data_id_(data_id) {
+    // An unknown id: no skeleton, no meshes, no error.
+    const ActorData* data = ActorDatabase::find_actor_data(data_id);
+    if (!data) return;
+    skeleton_ = create_through_factory<Skeleton>("Skeleton");
+    skeleton_created_ = true;
+    if (skeleton_ && data->get_skeleton()) *skeleton_ = *data->get_skeleton();
+    meshes_.reserve(data->get_meshes().size());
+    for (const auto& record : data->get_meshes()) {
+        ActorMesh* mesh = create_through_factory<ActorMesh>("ActorMesh");
+        if (!mesh) continue;  // printed by the factory
+        mesh->set_data(record.get());
+        meshes_.push_back(mesh);
+    }
+    set_layer(data->layer);
+    set_z(data->z);
+}
+
+Actor::~Actor() {
+    // Controllers may outlive the actor: they lose it, and no script runs for that.
+    for (ActorController* watcher : std::vector<ActorController*>(watchers_)) watcher->forget_actor(this);
+    watchers_.clear();
+    set_controller(nullptr);
+    for (ActorMesh* mesh : meshes_) release_created(mesh);
+    meshes_.clear();
+    set_skeleton(nullptr);
+}
+
+void Actor::set_skeleton(Skeleton* skeleton) {
+    if (skeleton == skeleton_) return;
+    if (skeleton) skeleton->inc_ref();
+    Skeleton* old = skeleton_;
+    const bool created = skeleton_created_;
+    skeleton_ = skeleton;
+    skeleton_created_ = false;
+    // The constructor's skeleton is the actor's own: a native one is deleted with it.
+    if (created)
+        release_created(old);
+    else if (old)
+        old->dec_ref();
+}
+
+void Actor::set_controller(ActorController* controller) {
+    ActorController* old = controller_;
+    controller_ = controller;
+    if (controller) {
+        controller->set_actor(this);
+        controller->inc_ref();
+    }
+    if (old) old->dec_ref();
+}
+
+ActorMesh* Actor::get_mesh(unsigned index) const { return index < meshes_.size() ? meshes_[index] : nullptr; }
+
+ActorMesh* Actor::get_mesh(const std::string& id) const {
+    for (ActorMesh* mesh : meshes_)
+        if (mesh->get_id() == id) return mesh;
+    return nullptr;
+}
+
+void Actor::set_texture(const std::string& name, const Texture& source) {
+    for (ActorMesh* mesh : meshes_) mesh->set_texture(name, source);
+}
+
+void Actor::remove_texture(const std::string& name) {
+    for (ActorMesh* mesh : meshes_) mesh->remove_texture(name);
+}
+
+void Actor::set_colour(const core::Colour& colour) {
+    for (ActorMesh* mesh : meshes_) mesh->set_colour(colour);
+}
+
+void Actor::set_jiggle_scale(const std::string& id, float scale) {
+    for (ActorMesh* mesh : meshes_) mesh->set_jiggle_scale(id, scale);
+}
+
+void Actor::reset_jiggle_scales() {
+    for (ActorMesh* mesh : meshes_) mesh->reset_jiggle_scales();
+}
+
+void Actor::unwatch(ActorController* controller) {
+    auto it = std::find(watchers_.begin(), watchers_.end(), controller);
+    if (it != watchers_.end()) watchers_.erase(it);
+}
+
+void Actor::on_update(float dt) {
+    transformed_this_frame_ = false;
+    // No controller: never skinned, never jiggled; the meshes keep their bind pose.
+    if (!controller_) return;
+    // Held for the step: a script controller may drop itself from the actor.
+    ActorController* controller = controller_;
+    controller->inc_ref();
+    const bool changed = controller->update(dt);
+    controller->dec_ref();
+    if (changed || !vertices_transformed_) {
+        for (ActorMesh* mesh : meshes_) mesh->transform_vertices(skeleton_);
+        vertices_transformed_ = true;
+        transformed_this_frame_ = true;
+    }
+    for (ActorMesh* mesh : meshes_) mesh->update(dt);
+}
+
+void Actor::on_render() {
+    for (ActorMesh* mesh : meshes_) mesh->render(*this);
+    if (debug_) render_skeleton();
+}
+
+void Actor::render_skeleton() {
+    glDisable(GL_TEXTURE_2D);
+    const core::Matrix& world = get_world_transform();
+    if (skeleton_) {
+        glColor4f(0.0f, 0.0f, 1.0f, 0.5f);
+        glLineWidth(1.0f);
+        glBegin(GL_LINES);
+        for (unsigned i = 1; i < skeleton_->get_num_joints(); ++i) {
+            const Transform* joint = skeleton_->get_joint(i);
+            const Transform* parent = joint ? joint->get_parent() : nullptr;
+            if (!parent) continue;  // a joint made without a parent draws no bone
+            const core::Vector<float> a = joint->get_world_position() * world;
+            const core::Vector<float> b = parent->get_world_position() * world;
+            glVertex2f(a.x, a.y);
+            glVertex2f(b.x, b.y);
+        }
+        glEnd();
+        glColor4f(1.0f, 1.0f, 1.0f, 0.5f);
+        glPointSize(2.0f);
+        glBegin(GL_POINTS);
+        for (unsigned i = 0; i < skeleton_->get_num_joints(); ++i) {
+            const Transform* joint = skeleton_->get_joint(i);
+            if (!joint) continue;
+            const core::Vector<float> p = joint->get_world_position() * world;
+            glVertex2f(p.x, p.y);
+        }
+        glEnd();
+    }
+    if (controller_) controller_->render();
+    glColor3f(1.0f, 1.0f, 1.0f);
+}
+
+}  // namespace engine::graphics
