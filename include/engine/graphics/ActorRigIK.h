@@ -9,6 +9,8 @@
 
 namespace engine::graphics {
 
+class ActorControllerIK;
+
 /// The IK handles of one actor type ("ActorRigIK"), found by the actor's data id. Owned
 /// by the actor database's IK rig registry until "unload"; script thread only.
 class ActorRigIK {
@@ -27,6 +29,13 @@ public:
     unsigned get_num_rotation_handles() const { return unsigned(rotation_handles_.size()); }
     IKHandleRotation* get_rotation_handle(unsigned index) const;
     IKHandleRotation* get_rotation_handle(const std::string& joint_id) const;
+
+    /// Solves every handle that has a constraint on `controller`: the rotation handles
+    /// first, then the enabled position handles, each in rig order, against the
+    /// controller's actor's skeleton. True when any joint moved. A rotation handle whose
+    /// joint the skeleton lacks stops the whole solve at once (false, later handles not
+    /// solved). Calls script constraints; allocates nothing.
+    bool solve_constraints(ActorControllerIK* controller);
 
 private:
     std::vector<std::unique_ptr<IKHandlePosition>> position_handles_;  // document order

@@ -6,6 +6,8 @@
 
 namespace engine::graphics {
 
+class Skeleton;
+
 /// A position handle of an IK rig ("IKHandlePosition"): pulls its effector joint toward
 /// the target of the position constraint stored under the effector's name. This record
 /// holds what the rig file says; the solver works on it. Owned by its ActorRigIK;
@@ -36,8 +38,22 @@ public:
     float get_spine_root_angle() const { return spine_root_angle_; }
     float get_spine_middle_angle() const { return spine_middle_angle_; }
 
+    /// Moves the effector's joints toward `target` (skeleton space) by the handle's
+    /// rule; false when nothing was solved: a joint is missing, or the effector is
+    /// exactly on the target already (an exact float comparison, so a target a hair
+    /// away is still solved). A chain target beyond reach straightens the limb to 99%
+    /// of its length toward the target (IKSolver.ChainBeyondReachStraightensTo99Percent).
+    bool solve_constraint(Skeleton& skeleton, core::Vector<float> target, bool reversed, bool has_rotation,
+                          bool ignore_chain_offsets);
+    /// The iterative alternative: cyclic coordinate descent over the effector's parent,
+    /// grandparent and great-grandparent, at most pi/6 a step, until the effector is
+    /// within 3 units or 200 steps have run. No handle type selects it. False when a
+    /// joint is missing.
+    bool solve_iterative(Skeleton& skeleton, const core::Vector<float>& target) const;
+
 private:
-    friend class ActorRigIK;  // the solver measures the spine corrections
+    bool solve_chain(Skeleton& skeleton, core::Vector<float> target, bool reversed, bool has_rotation,
+                     bool ignore_chain_offsets, bool spine);
 
     std::string effector_id_;            // effector joint; also the constraint's key
     Type type_;                          // solving rule

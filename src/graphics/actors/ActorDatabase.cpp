@@ -7,6 +7,7 @@
 #include "engine/core/Log.h"
 #include "engine/core/StringUtility.h"
 #include "engine/core/script/XMLSource.h"
+#include "engine/graphics/ActorControllerIK.h"
 #include "engine/graphics/ActorData.h"
 #include "engine/graphics/ActorMesh.h"
 #include "engine/graphics/ActorRigDynamics.h"
@@ -436,6 +437,8 @@ void unload() {
     auto dynamics_rigs = std::move(r.dynamics_rigs);
     for (const auto& [id, data] : actors)
         for (const auto& mesh : data->get_meshes()) ActorMesh::forget_data(mesh.get());
+    // IK controllers that outlive "unload" go rig-less and report no change.
+    for (const auto& [id, rig] : ik_rigs) ActorControllerIK::forget_rig(rig.get());
     r.actors.clear();
     r.ik_rigs.clear();
     r.dynamics_rigs.clear();

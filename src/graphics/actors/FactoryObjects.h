@@ -1,8 +1,12 @@
 #pragma once
 
 #include "engine/core/script/Object.h"
+#include "engine/core/Vector.h"
 
 namespace engine::graphics {
+
+class IKConstraintPosition;
+class IKConstraintRotation;
 
 /// A new instance of the class registered with the core factory under `name`, holding
 /// one reference for the caller; `T` is its native type. Script thread only.
@@ -13,6 +17,12 @@ namespace engine::graphics {
 ///   script object and belongs to the caller alone.
 template <class T>
 T* create_through_factory(const char* name);
+
+/// The fixed IK targets of a bind pose, made the same way under
+/// "IKConstraintPositionFixed" and "IKConstraintRotationFixed" with their constructor
+/// arguments; natively a plain object. Null after a printed failure.
+IKConstraintPosition* create_fixed_position_constraint(const core::Vector<float>& position);
+IKConstraintRotation* create_fixed_rotation_constraint(float rotation, bool in_world_space);
 
 /// Drops the reference that `create_through_factory` gave: a script object loses one
 /// reference, a native-only object is deleted. Null is ignored.

@@ -13,6 +13,7 @@ void define_transform();       // Transform
 void define_skeleton();        // SkeletonJointProxy, Skeleton
 void define_scene_object();    // SceneObject, subclassable
 void define_actor_mesh();      // ActorMesh
+void define_actor();           // ActorMeshProxy, Actor
 void define_actor_database();  // actor_database
 void define_particle_system(); // particle_database, ParticleEmitter, ParticleEmitterProxy, ParticleSystem
 void define_sprite();          // SpriteProxy, Sprite, sprite_database
@@ -21,6 +22,10 @@ void define_scene();           // Scene, ScaleFlag
 void define_scene_layer();     // SceneLayer, SceneLayerProxy
 void define_scene_listener();  // SceneListener, subclassable
 void define_texture();         // Texture, TextureDatabase, texture_loader
+void define_actor_controller();                  // ActorController, subclassable
+void define_actor_controller_ik();               // the IK handle proxies, ActorControllerIK
+void define_actor_controller_shared_skeleton();  // ActorControllerSharedSkeleton
+void define_ik_constraint();  // IKConstraintPosition, ...Fixed, ...Hold, IKConstraintRotation, ...Fixed
 void define_framebuffer();     // Framebuffer, FramebufferDisplay
 
 // The shared helpers by their short names.

@@ -76,6 +76,7 @@ BOOST_PYTHON_MODULE(libgraphics) {
     define_skeleton();
     define_scene_object();
     define_actor_mesh();
+    define_actor();
     define_actor_database();
     define_particle_system();
     define_sprite();
@@ -84,6 +85,10 @@ BOOST_PYTHON_MODULE(libgraphics) {
     define_scene_layer();
     define_scene_listener();
     define_texture();
+    define_actor_controller();
+    define_actor_controller_ik();
+    define_actor_controller_shared_skeleton();
+    define_ik_constraint();
     define_framebuffer();
     define_functions();
     create_singletons();

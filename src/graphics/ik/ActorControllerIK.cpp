@@ -1,0 +1,216 @@
+#include "engine/graphics/ActorControllerIK.h"
+
+#include "engine/core/Log.h"
+#include "engine/graphics/Actor.h"
+#include "engine/graphics/ActorDatabase.h"
+#include "actors/FactoryObjects.h"
+#include "engine/graphics/ActorRigIK.h"
+#include "engine/graphics/IKConstraintPosition.h"
+#include "engine/graphics/IKConstraintRotation.h"
+#include "engine/graphics/Skeleton.h"
+#include "engine/graphics/Transform.h"
+
+#include "engine/window/OpenGL.h"
+
+#include <GL/gl.h>
+
+#include <algorithm>
+
+namespace engine::graphics {
+
+namespace {
+
+// Live controllers, so that the database's "unload" can take their rigs away.
+std::vector<ActorControllerIK*>& live_controllers() {
+    static std::vector<ActorControllerIK*> controllers;
+    return controllers;
+}
+
+// Constraints removed while the controller steps are erased when the step ends.
+template <class Map>
+void erase_removed(Map& map) {
+    for (auto it = map.begin(); it != map.end();) it = it->second ? std::next(it) : map.erase(it);
+}
+
+}  // namespace
+
+ActorControllerIK::ActorControllerIK() { live_controllers().push_back(this); }
+
+ActorControllerIK::~ActorControllerIK() {
+    auto& live = live_controllers();
+    live.erase(std::find(live.begin(), live.end(), this));
+    for (auto& [name, constraint] : positions_) drop(constraint);
+    for (auto& [name, constraint] : rotations_) drop(constraint);
+    for (core::Object* constraint : released_while_stepping_) drop(constraint);
+    for (core::Object* constraint : owned_) delete constraint;
+}
+
+void ActorControllerIK::drop(core::Object* constraint) {
+    if (!constraint) return;
+    auto mine = std::find(owned_.begin(), owned_.end(), constraint);
+    if (mine == owned_.end() || constraint->get_python_self()) return constraint->dec_ref();
+    owned_.erase(mine);
+    delete constraint;
+}
+
+void ActorControllerIK::forget_rig(const ActorRigIK* rig) {
+    for (ActorControllerIK* controller : live_controllers())
+        if (controller->rig_ == rig) controller->rig_ = nullptr;
+}
+
+void ActorControllerIK::on_actor(Actor* actor) {
+    rig_ = actor ? ActorDatabase::find_ik_rig(actor->get_data_id()) : nullptr;
+    if (!actor) return;
+    // The solve reports no change for these; say why once, here.
+    if (!rig_) {
+        core::Log::warning("graphics", "ActorControllerIK: no IK rig '%s' is loaded; the actor is not posed.",
+                           actor->get_data_id().c_str());
+        return;
+    }
+    const Skeleton* skeleton = actor->get_skeleton();
+    for (unsigned i = 0; i < rig_->get_num_position_handles(); ++i) {
+        const std::string& id = rig_->get_position_handle(i)->get_effector_id();
+        if (!skeleton || !skeleton->get_joint(id))
+            core::Log::warning("graphics", "ActorControllerIK: IK rig '%s' names joint '%s', which actor '%s' lacks.",
+                               actor->get_data_id().c_str(), id.c_str(), actor->get_data_id().c_str());
+    }
+    for (unsigned i = 0; i < rig_->get_num_rotation_handles(); ++i) {
+        const std::string& id = rig_->get_rotation_handle(i)->get_joint_id();
+        if (!skeleton || !skeleton->get_joint(id))
+            core::Log::warning("graphics",
+                               "ActorControllerIK: IK rig '%s' names joint '%s', which actor '%s' lacks; "
+                               "no handle of the rig is solved while it has a rotation constraint.",
+                               actor->get_data_id().c_str(), id.c_str(), actor->get_data_id().c_str());
+    }
+}
+
+void ActorControllerIK::release(core::Object* constraint) {
+    if (!constraint) return;
+    // A constraint's own hook may be removing it: it lives until the step ends.
+    if (stepping_ > 0)
+        released_while_stepping_.push_back(constraint);
+    else
+        drop(constraint);
+}
+
+void ActorControllerIK::finish_stepping() {
+    if (--stepping_ > 0) return;
+    erase_removed(positions_);
+    erase_removed(rotations_);
+    if (released_while_stepping_.empty()) return;
+    std::vector<core::Object*> released;
+    released.swap(released_while_stepping_);
+    for (core::Object* constraint : released) drop(constraint);
+}
+
+void ActorControllerIK::set_position_constraint(const std::string& joint, IKConstraintPosition* constraint) {
+    remove_position_constraint(joint);
+    if (!constraint) return;
+    constraint->inc_ref();
+    positions_[joint] = constraint;
+    Actor* actor = get_actor();
+    const Skeleton* skeleton = actor ? actor->get_skeleton() : nullptr;
+    const Transform* target = skeleton ? skeleton->get_joint(joint) : nullptr;
+    constraint->initialise(target ? target->get_world_position() : core::Vector<float>());
+}
+
+void ActorControllerIK::set_rotation_constraint(const std::string& joint, IKConstraintRotation* constraint) {
+    remove_rotation_constraint(joint);
+    if (!constraint) return;
+    constraint->inc_ref();
+    rotations_[joint] = constraint;
+    Actor* actor = get_actor();
+    const Skeleton* skeleton = actor ? actor->get_skeleton() : nullptr;
+    const Transform* target = skeleton ? skeleton->get_joint(joint) : nullptr;
+    constraint->initialise(target ? target->get_local_rotation() : 0.0f, target ? target->get_world_rotation() : 0.0f);
+}
+
+IKConstraintPosition* ActorControllerIK::get_position_constraint(const std::string& joint) const {
+    auto it = positions_.find(joint);
+    return it == positions_.end() ? nullptr : it->second;
+}
+
+IKConstraintRotation* ActorControllerIK::get_rotation_constraint(const std::string& joint) const {
+    auto it = rotations_.find(joint);
+    return it == rotations_.end() ? nullptr : it->second;
+}
+
+void ActorControllerIK::remove_position_constraint(const std::string& joint) {
+    auto it = positions_.find(joint);
+    if (it == positions_.end()) return;
+    IKConstraintPosition* old = it->second;
+    if (stepping_ > 0)
+        it->second = nullptr;  // the loop under way holds an iterator to it
+    else
+        positions_.erase(it);
+    release(old);
+}
+
+void ActorControllerIK::remove_rotation_constraint(const std::string& joint) {
+    auto it = rotations_.find(joint);
+    if (it == rotations_.end()) return;
+    IKConstraintRotation* old = it->second;
+    if (stepping_ > 0)
+        it->second = nullptr;
+    else
+        rotations_.erase(it);
+    release(old);
+}
+
+void ActorControllerIK::set_bind_pose() {
+    if (!rig_) return;
+    ActorRigIK* rig = rig_;
+    for (unsigned i = 0; i < rig->get_num_position_handles(); ++i) {
+        const IKHandlePosition* handle = rig->get_position_handle(i);
+        IKConstraintPosition* constraint = create_fixed_position_constraint(handle->get_bind_position());
+        set_position_constraint(handle->get_effector_id(), constraint);
+        adopt(constraint);
+    }
+    for (unsigned i = 0; i < rig->get_num_rotation_handles(); ++i) {
+        const IKHandleRotation* handle = rig->get_rotation_handle(i);
+        IKConstraintRotation* constraint = create_fixed_rotation_constraint(handle->get_bind_rotation(), false);
+        set_rotation_constraint(handle->get_joint_id(), constraint);
+        adopt(constraint);
+    }
+}
+
+void ActorControllerIK::adopt(core::Object* constraint) {
+    if (!constraint) return;
+    // A script object: the controller's own reference keeps it; the factory's goes.
+    // A native one: the controller deletes it when it lets go of it.
+    if (constraint->get_python_self())
+        constraint->dec_ref();
+    else
+        owned_.push_back(constraint);
+}
+
+bool ActorControllerIK::update(float dt) {
+    ++stepping_;
+    for (auto& [name, constraint] : positions_)
+        if (constraint) constraint->update(dt);
+    for (auto& [name, constraint] : rotations_)
+        if (constraint) constraint->update(dt);
+    const bool changed = rig_ && rig_->solve_constraints(this);
+    finish_stepping();
+    return changed;
+}
+
+void ActorControllerIK::render() {
+    Actor* actor = get_actor();
+    if (!actor) return;
+    const core::Matrix& world = actor->get_world_transform();
+    glColor4f(1.0f, 0.0f, 0.0f, 0.5f);
+    glPointSize(2.0f);
+    ++stepping_;
+    for (auto& [name, constraint] : positions_) {
+        if (!constraint) continue;
+        // Asked outside glBegin/glEnd: a script's get_position may draw or fail.
+        const core::Vector<float> p = constraint->get_position() * world;
+        glBegin(GL_POINTS);
+        glVertex2f(p.x, p.y);
+        glEnd();
+    }
+    finish_stepping();
+}
+
+}  // namespace engine::graphics

@@ -1,0 +1,197 @@
+// The closed-form IK rules of the rig's handles, and the rig's solve over a controller's
+// constraints. Angles are measured from the +y axis (atan2(dx, dy)); a bone whose rest
+// direction is (0, -1) points along d at atan2(dx, dy) + 3.14159.
+#include "engine/graphics/ActorRigIK.h"
+
+#include "engine/core/Maths.h"
+#include "engine/graphics/Actor.h"
+#include "engine/graphics/ActorControllerIK.h"
+#include "engine/graphics/IKConstraintPosition.h"
+#include "engine/graphics/IKConstraintRotation.h"
+#include "engine/graphics/Skeleton.h"
+#include "engine/graphics/Transform.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace engine::graphics {
+
+namespace {
+
+// The half turn of the rules: the float 3.14159, not full-precision pi.
+constexpr float kHalfTurn = 3.14159f;
+
+float angle_of(const core::Vector<float>& v) { return std::atan2(v.x, v.y); }
+
+}  // namespace
+
+bool IKHandleRotation::solve_constraint(Skeleton& skeleton, float target, bool in_world_space) const {
+    Transform* joint = skeleton.get_joint(joint_id_);
+    if (!joint) return false;
+    // Exact comparisons: a target already met moves nothing and reports no change.
+    if (in_world_space && target == joint->get_world_rotation()) return false;
+    if (target == joint->get_local_rotation()) return false;
+    if (in_world_space && joint->get_parent()) target -= joint->get_parent()->get_world_rotation();
+    joint->set_rotation(target);
+    return true;
+}
+
+bool IKHandlePosition::solve_constraint(Skeleton& skeleton, core::Vector<float> target, bool reversed,
+                                        bool has_rotation, bool ignore_chain_offsets) {
+    Transform* effector = skeleton.get_joint(effector_id_);
+    if (!effector) return false;
+    const core::Vector<float>& at = effector->get_world_position();
+    if (target.x == at.x && target.y == at.y) return false;
+    switch (type_) {
+        case Point:
+            // The target is used as the local position unchanged, without going into
+            // the parent's space: a point effector is meant to hang from the root.
+            effector->set_position(target);
+            return true;
+        case Aim: {
+            Transform* parent = effector->get_parent();
+            if (!parent) return false;
+            float angle = angle_of(target - parent->get_world_position()) + kHalfTurn;
+            if (Transform* grandparent = parent->get_parent()) angle -= grandparent->get_world_rotation();
+            parent->set_rotation(angle);
+            return true;
+        }
+        case Chain:
+            return solve_chain(skeleton, target, reversed, has_rotation, ignore_chain_offsets, false);
+        case Spine:
+            return solve_chain(skeleton, target, reversed, has_rotation, ignore_chain_offsets, true);
+    }
+    return false;
+}
+
+bool IKHandlePosition::solve_chain(Skeleton& skeleton, core::Vector<float> target, bool reversed, bool has_rotation,
+                                   bool ignore_chain_offsets, bool spine) {
+    Transform* effector = skeleton.get_joint(effector_id_);
+    Transform* middle_joint = effector->get_parent();
+    Transform* root_joint = middle_joint ? middle_joint->get_parent() : nullptr;
+    if (!middle_joint || !root_joint) return false;
+
+    const float dir = float(reversed ? -direction_ : direction_);
+    float l1 = middle_joint->get_local_position().length();
+    float l2 = effector->get_local_position().length();
+    if (!ignore_chain_offsets && chain_offset_ != 0.0f) {
+        if (has_rotation)
+            target += effector->get_world_transform().rotate_vector({0.0f, chain_offset_});
+        else
+            l2 += chain_offset_;
+    }
+    float reach = l1 + l2;
+
+    if (spine) {
+        root_joint->set_rotation(0.0f);
+        root_joint = root_joint->get_parent();
+        if (!root_joint) return false;
+        // Measured once, on the first solve, and kept.
+        if (spine_offset_ == -1.0f)
+            spine_offset_ = (middle_joint->get_world_position() - root_joint->get_world_position()).length();
+        l1 = spine_offset_;
+        reach = l1 + l2;
+    }
+
+    const core::Vector<float> d = target - root_joint->get_world_position();
+    // Never quite straight: at most 99% of the reach, so the bend keeps its side.
+    const float dist = std::min(d.length(), 0.99f * reach);
+
+    float root = 0.0f, middle = 0.0f;
+    if (dist < reach) {
+        if (std::fabs(l2 - l1) <= dist) {
+            root = dir * std::acos((dist * dist + l1 * l1 - l2 * l2) / std::fabs(2.0f * l1 * dist));
+            middle = dir * (std::acos((l1 * l1 + l2 * l2 - dist * dist) / std::fabs(2.0f * l1 * l2)) - kHalfTurn);
+        } else {
+            root = middle = -dir * kHalfTurn;  // inside the inner radius: fold back
+        }
+        // A target on the root joint itself, or a bone of length 0, has no triangle:
+        // fold as inside the inner radius instead of posing with NaN.
+        if (!std::isfinite(root) || !std::isfinite(middle)) root = middle = -dir * kHalfTurn;
+    }
+    const float base = angle_of(d);
+    root += base + kHalfTurn;
+    if (Transform* parent = root_joint->get_parent()) root -= parent->get_world_rotation();
+
+    if (spine) {
+        if (spine_root_angle_ == 0.0f) {
+            const core::Vector<float>& r = root_joint->get_world_position();
+            const core::Vector<float>& m = middle_joint->get_world_position();
+            const core::Vector<float>& mp = middle_joint->get_parent()->get_world_position();
+            const float s = angle_of(m - r);
+            spine_middle_angle_ = -core::normalise_angle(s - angle_of(mp - r));
+            spine_root_angle_ = -core::normalise_angle(s - angle_of(m - mp));
+        }
+        root += spine_root_angle_;
+        middle += spine_middle_angle_;
+    }
+
+    root_joint->set_rotation(root);
+    middle_joint->set_rotation(middle);
+    // A rotation limit clamped the middle joint: re-aim the root so the effector still
+    // points at the target.
+    if (middle_joint->get_local_rotation() != middle) {
+        const core::Vector<float> e = effector->get_world_position() - root_joint->get_world_position();
+        root_joint->set_rotation(core::normalise_angle(base) - core::normalise_angle(angle_of(e)) + root);
+    }
+    return true;
+}
+
+bool IKHandlePosition::solve_iterative(Skeleton& skeleton, const core::Vector<float>& target) const {
+    Transform* effector = skeleton.get_joint(effector_id_);
+    Transform* joints[3] = {effector ? effector->get_parent() : nullptr, nullptr, nullptr};
+    joints[1] = joints[0] ? joints[0]->get_parent() : nullptr;
+    joints[2] = joints[1] ? joints[1]->get_parent() : nullptr;
+    if (!joints[2]) return false;
+    joints[1]->set_rotation(0.0f);
+    joints[2]->set_rotation(0.0f);
+    constexpr float kMaxStep = 0.5235984f;  // pi/6
+    for (int step = 0; step < 200; ++step) {
+        const core::Vector<float> miss = target - effector->get_world_position();
+        if (miss.x * miss.x + miss.y * miss.y < 9.0f) break;
+        Transform* joint = joints[step % 3];
+        const core::Vector<float>& pivot = joint->get_world_position();
+        core::Vector<float> to_effector = effector->get_world_position() - pivot;
+        core::Vector<float> to_target = target - pivot;
+        const float le = to_effector.length(), lt = to_target.length();
+        if (le == 0.0f || lt == 0.0f) continue;
+        to_effector = to_effector / le;
+        to_target = to_target / lt;
+        const float dot = to_effector.x * to_target.x + to_effector.y * to_target.y;
+        if (dot >= 0.99999f) continue;
+        float angle = std::min(std::acos(std::max(dot, -1.0f)), kMaxStep);
+        if (to_effector.x * to_target.y - to_effector.y * to_target.x > 0.0f) angle = -angle;
+        joint->set_rotation(joint->get_local_rotation() + angle);
+    }
+    return true;
+}
+
+bool ActorRigIK::solve_constraints(ActorControllerIK* controller) {
+    Actor* actor = controller ? controller->get_actor() : nullptr;
+    Skeleton* skeleton = actor ? actor->get_skeleton() : nullptr;
+    if (!skeleton) return false;
+    bool changed = false;
+    const auto& rotations = controller->get_rotation_constraints();
+    for (const auto& handle : rotation_handles_) {
+        auto it = rotations.find(handle->get_joint_id());
+        if (it == rotations.end() || !it->second) continue;
+        Transform* joint = skeleton->get_joint(handle->get_joint_id());
+        // A rotation handle naming a joint the skeleton lacks ends the whole solve.
+        if (!joint) return false;
+        IKConstraintRotation* constraint = it->second;
+        const float target = constraint->get_rotation(joint->get_world_position());
+        changed |= handle->solve_constraint(*skeleton, target, constraint->is_in_world_space());
+    }
+    const auto& positions = controller->get_position_constraints();
+    for (const auto& handle : position_handles_) {
+        auto it = positions.find(handle->get_effector_id());
+        if (it == positions.end() || !it->second || !it->second->is_enabled()) continue;
+        IKConstraintPosition* constraint = it->second;
+        const bool has_rotation = rotations.count(handle->get_effector_id()) != 0;
+        changed |= handle->solve_constraint(*skeleton, constraint->get_position(), constraint->is_reversed(),
+                                            has_rotation, controller->is_ignoring_chain_offsets());
+    }
+    return changed;
+}
+
+}  // namespace engine::graphics

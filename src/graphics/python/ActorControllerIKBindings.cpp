@@ -1,0 +1,182 @@
+#include "python/ActorControllerWrapper.h"
+#include "python/Bindings.h"
+
+#include "engine/graphics/ActorControllerIK.h"
+#include "engine/graphics/ActorRigIK.h"
+#include "engine/graphics/IKConstraintPosition.h"
+#include "engine/graphics/IKConstraintRotation.h"
+
+namespace engine::graphics::python {
+
+namespace {
+
+// Scripts reach the rig through its controller, and every access finds the rig anew:
+// a view kept across the database's "unload" raises instead of reading freed records.
+ActorRigIK& rig_of(const ActorControllerIK& controller) {
+    ActorRigIK* rig = controller.get_rig();
+    if (!rig) raise(PyExc_RuntimeError, "The controller has no IK rig any more (the actor database was unloaded).");
+    return *rig;
+}
+
+/// One handle of a rig, found by index on each access.
+template <bool Rotation>
+class HandleView : public Proxy<ActorControllerIK> {
+public:
+    HandleView(ActorControllerIK* controller, unsigned index) : Proxy(controller), index_(index) {}
+
+    auto& handle() const {
+        ActorRigIK& rig = rig_of(owner());
+        if constexpr (Rotation) {
+            if (IKHandleRotation* h = rig.get_rotation_handle(index_)) return *h;
+        } else {
+            if (IKHandlePosition* h = rig.get_position_handle(index_)) return *h;
+        }
+        raise(PyExc_RuntimeError, "The IK handle is gone.");
+    }
+
+private:
+    unsigned index_;  // position in the rig
+};
+using PositionHandleView = HandleView<false>;
+using RotationHandleView = HandleView<true>;
+
+/// The rig's handles ("position_handles", "rotation_handles"): by index or by joint id.
+template <bool Rotation>
+class HandleProxy : public Proxy<ActorControllerIK> {
+public:
+    using Proxy::Proxy;
+
+    long len() const {
+        const ActorRigIK& rig = rig_of(owner());
+        return long(Rotation ? rig.get_num_rotation_handles() : rig.get_num_position_handles());
+    }
+    bp::object get_item(const bp::object& key) const {
+        ActorControllerIK* controller = &owner();
+        return core::python::get_item(
+            key, len(), [&](long i) { return bp::object(HandleView<Rotation>(controller, unsigned(i))); },
+            [&](const std::string& id) {
+                const ActorRigIK& rig = rig_of(*controller);
+                const unsigned count = unsigned(len());
+                for (unsigned i = 0; i < count; ++i) {
+                    const std::string& name = Rotation ? rig.get_rotation_handle(i)->get_joint_id()
+                                                       : rig.get_position_handle(i)->get_effector_id();
+                    if (name == id) return bp::object(HandleView<Rotation>(controller, i));
+                }
+                return bp::object();
+            });
+    }
+};
+using ActorRigIKPositionHandleProxy = HandleProxy<false>;
+using ActorRigIKRotationHandleProxy = HandleProxy<true>;
+
+/// The rig of a controller ("rig").
+class RigView : public Proxy<ActorControllerIK> {
+public:
+    using Proxy::Proxy;
+    ActorRigIKPositionHandleProxy position_handles() const { return ActorRigIKPositionHandleProxy(&owner()); }
+    ActorRigIKRotationHandleProxy rotation_handles() const { return ActorRigIKRotationHandleProxy(&owner()); }
+};
+
+const char* const kTypeNames[] = {"point", "aim", "chain", "spine"};
+
+std::string effector_id(const PositionHandleView& v) { return v.handle().get_effector_id(); }
+std::string type(const PositionHandleView& v) { return kTypeNames[v.handle().get_type()]; }
+int direction(const PositionHandleView& v) { return v.handle().get_direction(); }
+void set_direction(const PositionHandleView& v, int d) { v.handle().set_direction(d); }
+core::Vector<float> bind_position(const PositionHandleView& v) { return v.handle().get_bind_position(); }
+void set_bind_position(const PositionHandleView& v, const core::Vector<float>& p) { v.handle().set_bind_position(p); }
+float chain_offset(const PositionHandleView& v) { return v.handle().get_chain_offset(); }
+void set_chain_offset(const PositionHandleView& v, float o) { v.handle().set_chain_offset(o); }
+float spine_offset(const PositionHandleView& v) { return v.handle().get_spine_offset(); }
+void set_spine_offset(const PositionHandleView& v, float o) { v.handle().set_spine_offset(o); }
+float spine_root_angle(const PositionHandleView& v) { return v.handle().get_spine_root_angle(); }
+float spine_middle_angle(const PositionHandleView& v) { return v.handle().get_spine_middle_angle(); }
+std::string joint_id(const RotationHandleView& v) { return v.handle().get_joint_id(); }
+float bind_rotation(const RotationHandleView& v) { return v.handle().get_bind_rotation(); }
+void set_bind_rotation(const RotationHandleView& v, float r) { v.handle().set_bind_rotation(r); }
+
+bp::object rig(ActorControllerIK& c) { return c.get_rig() ? bp::object(RigView(&c)) : bp::object(); }
+
+void set_position_constraint(ActorControllerIK& c, const std::string& joint, IKConstraintPosition* constraint) {
+    c.set_position_constraint(joint, constraint);
+}
+void set_rotation_constraint(ActorControllerIK& c, const std::string& joint, IKConstraintRotation* constraint) {
+    c.set_rotation_constraint(joint, constraint);
+}
+bp::object get_position_constraint(const ActorControllerIK& c, const std::string& joint) {
+    return to_python(c.get_position_constraint(joint));
+}
+bp::object get_rotation_constraint(const ActorControllerIK& c, const std::string& joint) {
+    return to_python(c.get_rotation_constraint(joint));
+}
+
+template <class Map>
+bp::dict to_dict(const Map& map) {
+    bp::dict result;
+    for (const auto& [name, constraint] : map)
+        if (constraint) result[name] = to_python(constraint);
+    return result;
+}
+bp::dict position_constraints(const ActorControllerIK& c) { return to_dict(c.get_position_constraints()); }
+bp::dict rotation_constraints(const ActorControllerIK& c) { return to_dict(c.get_rotation_constraints()); }
+
+}  // namespace
+
+void define_actor_controller_ik() {
+    bp::class_<PositionHandleView>("IKHandlePosition", bp::no_init)
+        .add_property("effector_id", &effector_id)
+        .add_property("type", &type, "'point', 'aim', 'chain' or 'spine'.")
+        .add_property("direction", &direction, &set_direction, "The bend of a chain; its sign flips it.")
+        .add_property("bind_position", &bind_position, &set_bind_position)
+        .add_property("chain_offset", &chain_offset, &set_chain_offset)
+        .add_property("spine_offset", &spine_offset, &set_spine_offset,
+                      "Measured on the first spine solve; setting it changes nothing.")
+        .add_property("spine_root_angle", &spine_root_angle, "Measured on the first spine solve (0 until then).")
+        .add_property("spine_middle_angle", &spine_middle_angle, "Measured on the first spine solve (0 until then).");
+    bp::class_<RotationHandleView>("IKHandleRotation", bp::no_init)
+        .add_property("joint_id", &joint_id)
+        .add_property("bind_rotation", &bind_rotation, &set_bind_rotation);
+    bp::object position_proxy =
+        bp::class_<ActorRigIKPositionHandleProxy>("ActorRigIKPositionHandleProxy", bp::no_init)
+            .def("__getitem__", &ActorRigIKPositionHandleProxy::get_item,
+                 "position_handles[key] -> IKHandlePosition: by index or effector id; IndexError otherwise.")
+            .def("__len__", &ActorRigIKPositionHandleProxy::len);
+    register_with_factory(position_proxy, "ActorRigIKPositionHandleProxy");
+    bp::object rotation_proxy =
+        bp::class_<ActorRigIKRotationHandleProxy>("ActorRigIKRotationHandleProxy", bp::no_init)
+            .def("__getitem__", &ActorRigIKRotationHandleProxy::get_item,
+                 "rotation_handles[key] -> IKHandleRotation: by index or joint id; IndexError otherwise.")
+            .def("__len__", &ActorRigIKRotationHandleProxy::len);
+    register_with_factory(rotation_proxy, "ActorRigIKRotationHandleProxy");
+    bp::class_<RigView>("ActorRigIK", bp::no_init)
+        .add_property("position_handles", &RigView::position_handles)
+        .add_property("rotation_handles", &RigView::rotation_handles);
+
+    using Wrapper = ActorControllerWrapper<ActorControllerIK>;
+    bp::class_<ActorControllerIK, Wrapper, bp::bases<ActorController>, boost::noncopyable> cls(
+        "ActorControllerIK",
+        "ActorControllerIK(): poses its actor by the IK rig of the actor's data id. Give it targets with\n"
+        "set_position_constraint(joint, constraint) and set_rotation_constraint(joint, constraint).",
+        bp::init<>());
+    define_controller_hooks<ActorControllerIK, Wrapper>(cls);
+    cls.def("set_position_constraint", &set_position_constraint, (bp::arg("joint"), bp::arg("constraint")),
+            "set_position_constraint(joint, constraint): the target of the handle of that effector (None removes).")
+        .def("get_position_constraint", &get_position_constraint, bp::arg("joint"),
+             "get_position_constraint(joint) -> IKConstraintPosition or None.")
+        .def("remove_position_constraint", &ActorControllerIK::remove_position_constraint, bp::arg("joint"))
+        .def("set_rotation_constraint", &set_rotation_constraint, (bp::arg("joint"), bp::arg("constraint")),
+             "set_rotation_constraint(joint, constraint): the target of the rotation handle of that joint.")
+        .def("get_rotation_constraint", &get_rotation_constraint, bp::arg("joint"),
+             "get_rotation_constraint(joint) -> IKConstraintRotation or None.")
+        .def("remove_rotation_constraint", &ActorControllerIK::remove_rotation_constraint, bp::arg("joint"))
+        .def("set_bind_pose", &ActorControllerIK::set_bind_pose,
+             "set_bind_pose(): fixed targets at the rig's bind positions and rotations (nothing without a rig).")
+        .add_property("ignore_chain_offsets", &ActorControllerIK::is_ignoring_chain_offsets,
+                      &ActorControllerIK::set_ignoring_chain_offsets)
+        .add_property("rig", &rig, "The IK rig (its position_handles and rotation_handles), or None.")
+        .add_property("position_constraints", &position_constraints, "{joint: constraint}.")
+        .add_property("rotation_constraints", &rotation_constraints, "{joint: constraint}.");
+    register_with_factory(cls, "ActorControllerIK");
+}
+
+}  // namespace engine::graphics::python
