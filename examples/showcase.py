@@ -15,12 +15,14 @@ from OpenGL import GL
 import libcore
 import libgraphics
 import libwindow
-from libgraphics import (Framebuffer, FramebufferDisplay, ParticleSystem, Scene, SceneLayer, SceneObject, Sprite,
+from libgraphics import (ActorControllerSharedSkeleton, Framebuffer, FramebufferDisplay, ParticleSystem, Scene,
+                         SceneLayer, SceneObject, Sprite,
                          Texture, Transform)
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "data"))
 import images  # noqa: E402  (the project's own picture generator)
 from layers import Box  # noqa: E402  (a square drawn in its own space)
+from puppets import Path, walking_puppet  # noqa: E402  (the IK-posed puppet)
 
 WIDTH, HEIGHT = 800, 600
 
@@ -353,6 +355,24 @@ def build_particles():
     return [campfire, fountain, carrier, sparks]
 
 
+def build_actors():
+    """The puppet walking in place on an uneven floor (IK feet), reaching for a point
+    that moves along a spline and looking at it, its belly swelling (a blend shape
+    driven by the spine) and jiggling; a second puppet shares its skeleton and shows
+    the debug view."""
+    path = Path([(WIDTH * 0.08, HEIGHT * 0.35), (WIDTH * 0.22, HEIGHT * 0.3), (WIDTH * 0.24, HEIGHT * 0.5),
+                 (WIDTH * 0.1, HEIGHT * 0.5)])
+    path.layer = "world"
+    walker, _ = walking_puppet((WIDTH * 0.12, HEIGHT * 0.45), "world", path, scale=1.6)
+    twin, _ = walking_puppet((WIDTH * 0.84, HEIGHT * 0.45), "world", scale=1.6)
+    twin.skeleton = walker.skeleton
+    twin.controller = ActorControllerSharedSkeleton(walker)
+    twin.z = 1
+    twin.debug = True
+    twin.set_colour((0.6, 0.8, 1.0, 1.0))
+    return [path, walker, twin]
+
+
 def build_scene(scene, assets):
     """Layers with different scale flags, and a picture-in-picture made with a
     framebuffer redirection. Returns the objects so that the script keeps them."""
@@ -398,6 +418,7 @@ def build_scene(scene, assets):
         arm.layer = "world"
         objects.append(arm)
     objects += build_particles()
+    objects += build_actors()
     for i in range(5):
         marker = Box((60 + 70 * i, 60), (0.3 + 0.15 * i, 0.8, 0.4, 1.0), 14)
         marker.layer = "markers"
