@@ -4,6 +4,7 @@
 
 #include "engine/graphics/Scene.h"
 #include "engine/graphics/SceneObjectAnimator.h"
+#include "engine/window/GpuResource.h"
 
 #include <GL/gl.h>
 
@@ -164,8 +165,11 @@ void SceneObject::render(bool apply_layer_transform) {
         else
             scene->load_layer_transform(scale_flags_, p);
     }
+    const std::uint64_t context = window::GpuResource::context_generation();
     on_render();
-    if (scene) glPopMatrix();
+    // A render hook that changed the video mode leaves a new context, whose matrix
+    // stack holds nothing of ours to pop.
+    if (scene && window::GpuResource::context_generation() == context) glPopMatrix();
 }
 
 core::Matrix SceneObject::get_layer_transform() const {
