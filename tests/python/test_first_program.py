@@ -72,9 +72,10 @@ def test_added_record_draws_its_picture(scene, pictures, window):
     assert tuple(data[i:i + 3]) == (0, 255, 0)
 
 
-def test_add_refuses_an_empty_id(scene):
-    with pytest.raises(ValueError, match="id must not be empty"):
-        sprite_database.add("")
+def test_an_empty_id_is_an_id_like_any_other_as_in_xml(scene):
+    assert sprite_database.add("", dimensions=(3, 3)) is True
+    assert sprite_database.add("", dimensions=(4, 4)) is False
+    assert Sprite("").dimensions == Vector(3, 3)
 
 
 # run ----------------------------------------------------------------------------------

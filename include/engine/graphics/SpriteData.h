@@ -63,8 +63,7 @@ bool load(PyObject* source, const std::string& base_path);
 bool load_text(const std::string& document, const std::string& base_path);
 /// Adds a record made by code (a script's `sprite_database.add`) under its id, with the
 /// rule of the XML: the first definition of an id stands. The table takes a reference
-/// when it adds the record; false (and nothing taken) when the id is already defined
-/// or empty.
+/// when it adds the record; false (and nothing taken) when the id is already defined.
 bool add(SpriteData* record);
 /// Drops every record (sprites keep theirs).
 void unload();

@@ -43,7 +43,6 @@ bool add(const std::string& id, const std::string& texture, const core::Vector<f
          const core::Vector<float>& origin, const core::Vector<float>& top_left, const core::Vector<float>& bottom_right,
          const core::Colour& colour, const std::string& layer, int scale_flags, bool auto_load,
          bool force_full_resolution) {
-    if (id.empty()) raise(PyExc_ValueError, "sprite_database.add(): the id must not be empty.");
     if (SpriteDatabase::find(id)) return false;  // the first definition stands
     auto* data = new SpriteData;
     data->id = id;

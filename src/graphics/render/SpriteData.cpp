@@ -70,7 +70,7 @@ public:
         if (const std::string* v = get("bottom_right")) data->bottom_right = core::Vector<float>(*v);
         if (const std::string* v = get("scale_flags")) data->scale_flags = std::atoi(v->c_str());
         if (const std::string* v = get("layer")) data->layer = *v;
-        add(data);
+        if (!add(data)) delete data;  // not reached: the id was checked above
     }
 
 private:
@@ -92,7 +92,7 @@ bool load_text(const std::string& document, const std::string& base_path) {
 }
 
 bool add(SpriteData* record) {
-    if (!record || record->id.empty() || table.count(record->id)) return false;
+    if (!record || table.count(record->id)) return false;
     record->inc_ref();  // the table's
     table[record->id] = record;
     return true;
