@@ -22,6 +22,8 @@ void define_scene_layer();     // SceneLayer, SceneLayerProxy
 void define_scene_listener();  // SceneListener, subclassable
 void define_texture();         // Texture, TextureDatabase, texture_loader
 void define_framebuffer();     // Framebuffer, FramebufferDisplay
+void define_text();            // Text
+void define_run();             // run, the frame loop of a small game
 
 // The shared helpers by their short names.
 namespace bp = boost::python;

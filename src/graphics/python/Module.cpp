@@ -85,7 +85,9 @@ BOOST_PYTHON_MODULE(libgraphics) {
     define_scene_listener();
     define_texture();
     define_framebuffer();
+    define_text();
     define_functions();
+    define_run();
     create_singletons();
     bp::import("atexit").attr("register")(bp::make_function(&stop_background_work));
 }

@@ -88,10 +88,12 @@ auto find_slot(List& list, const std::string& name) {
 
 }  // namespace
 
-void SceneObject::add_animator(const std::string& name, SceneObjectAnimator* animator) {
+void SceneObject::add_animator(const std::string& name, SceneObjectAnimator* animator,
+                               FinishedCallback on_finished) {
     remove_animator(name);
     animator->inc_ref();
     animator->set_object(this);
+    animator->on_finished_ = std::move(on_finished);
     animators_.emplace(find_slot(animators_, name), name, animator);
 }
 
@@ -119,6 +121,8 @@ void SceneObject::remove_animator(SceneObjectAnimator* animator) {
 }
 
 void SceneObject::release(SceneObjectAnimator* animator) {
+    // Removed before finishing: nobody is told, and what the callback holds goes now.
+    animator->on_finished_.reset();
     // While the animators step, a removed one (often the one stepping, finishing) is
     // released only when they are done: it may still be in the step's snapshot.
     if (stepping_ > 0)
