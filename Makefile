@@ -15,7 +15,9 @@ export CCACHE_BASEDIR := $(CURDIR)
 export CCACHE_SLOPPINESS := pch_defines,time_macros,include_file_mtime,include_file_ctime
 export CCACHE_NOHASHDIR := 1
 
-.PHONY: all bootstrap build test test-cpp test-python test-sanitize test-tsan fuzz demo bench clean
+PREFIX ?= /usr/local
+
+.PHONY: install all bootstrap build test test-cpp test-python test-sanitize test-tsan fuzz demo bench clean
 
 all: build
 
@@ -49,6 +51,11 @@ fuzz:
 	  -DENGINE_FUZZ=ON -DENGINE_BUILD_TESTS=OFF -DENGINE_BUILD_BENCH=OFF
 	cmake --build $(FUZZ_BUILD) -j $(JOBS) --target $(addprefix fuzz_,$(FUZZ_TARGETS))
 	FUZZ_SECONDS=$(FUZZ_SECONDS) scripts/run-fuzz $(FUZZ_BUILD) $(FUZZ_TARGETS)
+
+# The modules and the engine's libraries into PREFIX/lib/python3.11/site-packages
+# (a venv's prefix is the venv itself).
+install: build
+	cmake --install $(BUILD) --prefix $(PREFIX) --component python
 
 demo: build
 	PYTHONPATH=$(BUILD)/python scripts/with-display $(PYTHON) examples/showcase.py

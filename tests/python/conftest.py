@@ -21,6 +21,8 @@ WIDTH, HEIGHT = 640, 480
 def pytest_configure(config):
     config.addinivalue_line(
         "markers", "soak: long runs of many frames that look for leaks and drift (deselect with -m 'not soak')")
+    config.addinivalue_line(
+        "markers", "slow: installs the modules into a temporary prefix or venv (deselect with -m 'not slow')")
 
 
 @pytest.fixture(scope="session")

@@ -302,3 +302,50 @@ def test_a_sprite_changed_between_frames_is_drawn_anew(window, scene, textures):
         change()
         assert_same_both_ways(window, scene)
     parent.detach(child)
+
+
+def test_the_same_picture_after_a_change_of_video_mode(window, scene, textures, restore_size):
+    sprites = scatter(80, ["g0", "g1", "g2"])  # noqa: F841
+    scene.batching = True
+    before = frame(window, scene)
+    window.set_video_mode(640, 482, False)
+    libgraphics.set_ortho()
+    settle()
+    window.set_video_mode(640, 480, False)
+    libgraphics.set_ortho()
+    settle()
+    assert_same_both_ways(window, scene)
+    scene.batching = True
+    assert frame(window, scene) == before
+
+
+class ModeChanger(SceneObject):
+    """Changes the video mode from its render hook, once, between sprites."""
+
+    def __init__(self, window):
+        super().__init__()
+        self.window = window
+        self.changed = False
+
+    def OnRender(self):
+        if not self.changed:
+            self.changed = True
+            self.window.set_video_mode(640, 480, False)
+            libgraphics.set_ortho()
+
+
+def test_a_change_of_video_mode_from_a_render_hook_between_sprites(window, scene, textures, restore_size):
+    sprites = scatter(60, ["g0", "g1"])
+    for i, s in enumerate(sprites):
+        s.z = i
+    changer = ModeChanger(window)
+    changer.layer = "back"
+    changer.z = 30.5
+    for batching in (True, False):
+        changer.changed = False
+        scene.batching = batching
+        frame(window, scene)  # the change happens in the middle of this one
+        assert changer.changed
+        settle()
+    changer.window = None
+    assert_same_both_ways(window, scene)

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "engine/graphics/FinishedCallback.h"
+
 #include <deque>
 #include <memory>
 
@@ -36,12 +38,18 @@ public:
     /// The running fade, or null.
     const Fade* get_fade() const { return fades_.empty() ? nullptr : &fades_.front(); }
 
+    /// Called whenever the queue empties: the last queued fade has ended (during the
+    /// update that ends it). It stays set for later fades; null calls nothing.
+    void set_on_fades_finished(FinishedCallback callback) { on_fades_finished_ = std::move(callback); }
+    const FinishedCallback& get_on_fades_finished() const { return on_fades_finished_; }
+
 protected:
     virtual void on_fade_begin(const Fade& fade);
     virtual void on_fade_end(const Fade& fade);
 
 private:
-    std::deque<Fade> fades_;  // front: the running fade
+    std::deque<Fade> fades_;              // front: the running fade
+    FinishedCallback on_fades_finished_;  // asked for by a script, or null
 };
 
 }  // namespace engine::graphics

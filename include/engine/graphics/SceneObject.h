@@ -1,5 +1,6 @@
 #pragma once
 
+#include "engine/graphics/FinishedCallback.h"
 #include "engine/graphics/Transform.h"
 
 #include <utility>
@@ -50,7 +51,10 @@ public:
     void set_layer(const std::string& layer_id);
 
     /// Replaces any animator of that name; the object holds one reference to it.
-    void add_animator(const std::string& name, SceneObjectAnimator* animator);
+    /// `on_finished`, when given, is called once when the animator finishes on its own
+    /// (during this object's update, after the animator left), not when it is removed.
+    void add_animator(const std::string& name, SceneObjectAnimator* animator,
+                      FinishedCallback on_finished = FinishedCallback());
     SceneObjectAnimator* get_animator(const std::string& name) const;
     void remove_animator(const std::string& name);
     /// Removes the first entry, in name order, holding this animator.

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "engine/core/script/Object.h"
+#include "engine/graphics/FinishedCallback.h"
 
 namespace engine::graphics {
 
@@ -32,20 +33,28 @@ public:
     float get_delay() const { return delay_; }
     void set_delay(float delay) { delay_ = delay; }
 
+    /// Called once when the animator finishes on its own, after it left its object
+    /// (so the call may add another animator under the same name). Set by
+    /// `SceneObject::add_animator`; dropped, uncalled, when the animator is removed or
+    /// replaced before it finishes.
+    const FinishedCallback& get_on_finished() const { return on_finished_; }
+
 protected:
     /// The per-step work of each animator. Concrete animators do nothing while they
     /// have no object.
     virtual void on_update(float dt) = 0;
 
     /// The finish protocol: removes this animator from its object, which may destroy
-    /// it. Call it as the very last action of a step and touch no member afterwards.
+    /// it, then calls the finished callback. Call it as the very last action of a step
+    /// and touch no member afterwards.
     void finish();
 
     SceneObject* object_ = nullptr;  // non-owning; nulled when the object dies
 
 private:
     friend class SceneObject;
-    float delay_ = 0.0f;  // seconds before the animator starts
+    float delay_ = 0.0f;             // seconds before the animator starts
+    FinishedCallback on_finished_;  // asked for by add_animator, or null
 };
 
 }  // namespace engine::graphics

@@ -61,6 +61,10 @@ namespace SpriteDatabase {
 bool load(PyObject* source, const std::string& base_path);
 /// Reads "Sprite" elements from a document held in memory.
 bool load_text(const std::string& document, const std::string& base_path);
+/// Adds a record made by code (a script's `sprite_database.add`) under its id, with the
+/// rule of the XML: the first definition of an id stands. The table takes a reference
+/// when it adds the record; false (and nothing taken) when the id is already defined.
+bool add(SpriteData* record);
 /// Drops every record (sprites keep theirs).
 void unload();
 /// The record of `id` with one reference for the caller, or null.

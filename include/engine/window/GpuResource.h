@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 
 namespace engine::window {
 
@@ -30,6 +31,9 @@ public:
     /// Every live resource, in order of construction: called by the window.
     static void release_all();
     static void restore_all();
+    /// Changes whenever a new context is made current (each `restore_all`): code that
+    /// left state on the old context's stacks sees that it is gone.
+    static std::uint64_t context_generation();
 
 protected:
     /// Joins the live resources.

@@ -1,8 +1,11 @@
 #pragma once
 
 #include "engine/core/Vector.h"
+#include "engine/window/KeyCode.h"
 #include "engine/window/VideoMode.h"
+#include "engine/window/WindowEvent.h"
 
+#include <bitset>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -67,6 +70,22 @@ public:
     /// A size change from outside (the window manager) updates the video mode and is
     /// told `on_resize`, without a new context.
     bool process_events();
+    /// Queues an event as if the operating system had reported it: the next
+    /// `process_events` handles it like a real one (after the system's events pending
+    /// then), so the input state follows and listeners hear it. A posted resize sets
+    /// the window's size; a posted close asks to close (`on_close`, once). Events
+    /// posted while events are being handled wait for the next call. Does nothing once
+    /// closed.
+    void post_event(const WindowEvent& event);
+
+    /// Input state, kept from the events handled so far (real or posted): whether a key
+    /// is held down, where the mouse pointer was last seen (pixels from the top left)
+    /// and which mouse buttons are held (bit `button - 1` for button 1, 2, 3, ...).
+    /// Losing the focus forgets held keys and buttons: their release goes elsewhere.
+    bool is_key_down(key::KeyCode key) const;
+    const core::Vector<int>& get_mouse_position() const { return mouse_position_; }
+    std::uint32_t get_mouse_buttons() const { return mouse_buttons_; }
+
     /// Shows what was drawn; does nothing once closed.
     void swap_buffers();
     /// Tells listeners `on_destroy`, then destroys the context and the window. Safe to
@@ -85,10 +104,17 @@ private:
     struct Impl;
     void create_context();
     void destroy_context();
+    /// One event, real or posted: updates the input state, then tells the listeners.
+    void handle(const WindowEvent& event);
 
-    std::unique_ptr<Impl> impl_;    // SDL window and GL context
-    VideoMode video_mode_;          // current size and mode
-    bool close_requested_ = false;  // the user asked to close, or close() was called
+    static constexpr int key_limit = 512;  // key codes at or above this are never held
+
+    std::unique_ptr<Impl> impl_;          // SDL window and GL context, posted events
+    VideoMode video_mode_;                // current size and mode
+    bool close_requested_ = false;        // the user asked to close, or close() was called
+    std::bitset<key_limit> keys_down_;    // by key code
+    core::Vector<int> mouse_position_;    // last seen, pixels from the top left
+    std::uint32_t mouse_buttons_ = 0;     // bit (button - 1) set while held
 };
 
 }  // namespace engine::window

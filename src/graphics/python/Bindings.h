@@ -27,6 +27,8 @@ void define_actor_controller_ik();               // the IK handle proxies, Actor
 void define_actor_controller_shared_skeleton();  // ActorControllerSharedSkeleton
 void define_ik_constraint();  // IKConstraintPosition, ...Fixed, ...Hold, IKConstraintRotation, ...Fixed
 void define_framebuffer();     // Framebuffer, FramebufferDisplay
+void define_text();            // Text
+void define_run();             // run, the frame loop of a small game
 
 // The shared helpers by their short names.
 namespace bp = boost::python;

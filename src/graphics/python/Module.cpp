@@ -90,7 +90,9 @@ BOOST_PYTHON_MODULE(libgraphics) {
     define_actor_controller_shared_skeleton();
     define_ik_constraint();
     define_framebuffer();
+    define_text();
     define_functions();
+    define_run();
     create_singletons();
     bp::import("atexit").attr("register")(bp::make_function(&stop_background_work));
 }

@@ -1,6 +1,8 @@
 #include "python/Bindings.h"
 #include "python/SceneObjectWrapper.h"
 
+#include "core/python/support/ScriptCallback.h"
+
 #include "engine/graphics/SceneObject.h"
 #include "engine/graphics/SceneObjectAnimator.h"
 
@@ -8,8 +10,9 @@ namespace engine::graphics::python {
 
 namespace {
 
-void add_animator(SceneObject& o, const std::string& name, SceneObjectAnimator* animator) {
-    o.add_animator(name, &require(animator, "The animator"));
+void add_animator(SceneObject& o, const std::string& name, SceneObjectAnimator* animator, bp::object on_finished) {
+    auto callback = core::python::make_script_callback(on_finished, "add_animator(): on_finished");
+    o.add_animator(name, &require(animator, "The animator"), std::move(callback));
 }
 
 bp::object get_animator(const SceneObject& o, const std::string& name) { return to_python(o.get_animator(name)); }
@@ -45,7 +48,13 @@ void define_scene_object() {
             .add_property("visible", &SceneObject::is_visible, &SceneObject::set_visibility)
             .add_property("z", &SceneObject::get_z, &SceneObject::set_z)
             .add_property("scale_flags", &SceneObject::get_scale_flags, &SceneObject::set_scale_flags)
-            .def("add_animator", &add_animator, (bp::arg("name"), bp::arg("animator")))
+            .def("add_animator", &add_animator,
+                 (bp::arg("name"), bp::arg("animator"), bp::arg("on_finished") = bp::object()),
+                 "add_animator(name: str, animator: SceneObjectAnimator, on_finished=None) -> None\n\n"
+                 "Animate the object; an animator already under that name is replaced. on_finished,\n"
+                 "a callable taking no arguments, is called once when the animator finishes on its\n"
+                 "own (during scene.update, after it left: get_animator(name) is then None), not\n"
+                 "when it is removed or replaced. Its exceptions behave like a hook's.")
             .def("get_animator", &get_animator, bp::arg("name"))
             .def("remove_animator", &remove_animator, bp::arg("name_or_animator"))
             // The animators by name.

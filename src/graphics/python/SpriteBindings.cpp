@@ -2,6 +2,8 @@
 #include "python/SceneObjectWrapper.h"
 #include "python/SpriteProxy.h"
 
+#include "core/python/support/ScriptCallback.h"
+
 #include "engine/graphics/Sprite.h"
 #include "engine/graphics/SpriteData.h"
 #include "engine/graphics/Texture.h"
@@ -26,10 +28,37 @@ void fade(Sprite& s, float from, float to, float delay, float duration, const Te
     s.fade(from, to, delay, duration, texture);
 }
 
+bp::object on_fades_finished(const Sprite& s) { return core::python::script_callable(s.get_on_fades_finished()); }
+void set_on_fades_finished(Sprite& s, bp::object callback) {
+    s.set_on_fades_finished(core::python::make_script_callback(callback, "Sprite.on_fades_finished"));
+}
+
 // The database functions appear to scripts as static methods of "sprite_database".
 struct SpriteDatabaseScope {};
 
 bool load(bp::object source, const std::string& base_path) { return SpriteDatabase::load(source.ptr(), base_path); }
+
+// A record from keywords, with the XML record's defaults and rules.
+bool add(const std::string& id, const std::string& texture, const core::Vector<float>& dimensions,
+         const core::Vector<float>& origin, const core::Vector<float>& top_left, const core::Vector<float>& bottom_right,
+         const core::Colour& colour, const std::string& layer, int scale_flags, bool auto_load,
+         bool force_full_resolution) {
+    if (SpriteDatabase::find(id)) return false;  // the first definition stands
+    auto* data = new SpriteData;
+    data->id = id;
+    // In the XML's order: pinned and resolution known before the texture loads.
+    if (auto_load) data->pin();
+    data->origin = origin;
+    data->dimensions = dimensions;
+    data->colour = colour;
+    data->force_full_resolution = force_full_resolution;
+    data->set_texture_path(texture);
+    data->top_left = top_left;
+    data->bottom_right = bottom_right;
+    data->scale_flags = scale_flags;
+    data->layer = layer;
+    return SpriteDatabase::add(data);
+}
 
 }  // namespace
 
@@ -55,14 +84,33 @@ void define_sprite() {
             // Alpha stops from scripts.
             .def("set_alpha_stop", &Sprite::set_alpha_stop, (bp::arg("position"), bp::arg("alpha")))
             .def("clear_alpha_stops", &Sprite::clear_alpha_stops)
-            .add_property("alpha_stops", &alpha_stops);
+            .add_property("alpha_stops", &alpha_stops)
+            .add_property("on_fades_finished", &on_fades_finished, &set_on_fades_finished,
+                          "on_fades_finished: Callable[[], object] | None\n\n"
+                          "Called with no arguments whenever the fade queue empties (the last queued\n"
+                          "fade has ended), during scene.update; stays set for later fades. Its\n"
+                          "exceptions behave like a hook's.");
     register_with_factory(cls, "Sprite");
 
     bp::class_<SpriteDatabaseScope>("sprite_database", bp::no_init)
         .def("load", &load, (bp::arg("source"), bp::arg("base_path") = std::string()))
         .staticmethod("load")
         .def("unload", &SpriteDatabase::unload)
-        .staticmethod("unload");
+        .staticmethod("unload")
+        .def("add", &add,
+             (bp::arg("id"), bp::arg("texture") = std::string(), bp::arg("dimensions") = core::Vector<float>(),
+              bp::arg("origin") = core::Vector<float>(), bp::arg("top_left") = core::Vector<float>(),
+              bp::arg("bottom_right") = core::Vector<float>(), bp::arg("colour") = core::Colour(),
+              bp::arg("layer") = std::string(), bp::arg("scale_flags") = -1, bp::arg("auto_load") = false,
+              bp::arg("force_full_resolution") = true),
+             "add(id: str, texture: str = '', dimensions=(0, 0), origin=(0, 0), top_left=(0, 0),\n"
+             "    bottom_right=(0, 0), colour=Colour(), layer: str = '', scale_flags: int = -1,\n"
+             "    auto_load: bool = False, force_full_resolution: bool = True) -> bool\n\n"
+             "Define a sprite record without XML; the keywords mean what the XML attributes\n"
+             "mean, with the same defaults (top_left=(0, 0), bottom_right=(1, 1) shows the\n"
+             "whole picture). The texture path is found through the PathDatabase. As in XML,\n"
+             "the first definition of an id stands: False when the id is already defined.")
+        .staticmethod("add");
 }
 
 }  // namespace engine::graphics::python

@@ -29,6 +29,11 @@ void DecoratorFade::update(float dt) {
         fade.progress = 1.0f;
         on_fade_end(fade);
         fades_.pop_front();  // the next fade starts on the next update
+        if (fades_.empty() && on_fades_finished_) {
+            // Kept alive through the call, which may replace it or queue more fades.
+            const FinishedCallback call = on_fades_finished_;
+            if (*call) (*call)();
+        }
     } else {
         fade.progress = 1.0f - fade.remaining / fade.duration;
     }

@@ -53,7 +53,6 @@ public:
         if (id == attributes.end() || table.count(id->second)) return;  // the first definition wins
 
         auto* data = new SpriteData;
-        data->inc_ref();  // the table's
         data->id = id->second;
         // In this order, so that "force_full_resolution" is known when "texture" is set.
         auto get = [&](const char* key) -> const std::string* {
@@ -71,7 +70,7 @@ public:
         if (const std::string* v = get("bottom_right")) data->bottom_right = core::Vector<float>(*v);
         if (const std::string* v = get("scale_flags")) data->scale_flags = std::atoi(v->c_str());
         if (const std::string* v = get("layer")) data->layer = *v;
-        table[data->id] = data;
+        if (!add(data)) delete data;  // not reached: the id was checked above
     }
 
 private:
@@ -89,6 +88,13 @@ bool load(PyObject* source, const std::string& base_path) {
 bool load_text(const std::string& document, const std::string& base_path) {
     Parser parser(base_path);
     parser.parse_text(document);
+    return true;
+}
+
+bool add(SpriteData* record) {
+    if (!record || table.count(record->id)) return false;
+    record->inc_ref();  // the table's
+    table[record->id] = record;
     return true;
 }
 

@@ -4,6 +4,7 @@
 
 #include "engine/graphics/Scene.h"
 #include "engine/graphics/SceneObjectAnimator.h"
+#include "engine/window/GpuResource.h"
 
 #include <GL/gl.h>
 
@@ -87,10 +88,12 @@ auto find_slot(List& list, const std::string& name) {
 
 }  // namespace
 
-void SceneObject::add_animator(const std::string& name, SceneObjectAnimator* animator) {
+void SceneObject::add_animator(const std::string& name, SceneObjectAnimator* animator,
+                               FinishedCallback on_finished) {
     remove_animator(name);
     animator->inc_ref();
     animator->set_object(this);
+    animator->on_finished_ = std::move(on_finished);
     animators_.emplace(find_slot(animators_, name), name, animator);
 }
 
@@ -118,6 +121,8 @@ void SceneObject::remove_animator(SceneObjectAnimator* animator) {
 }
 
 void SceneObject::release(SceneObjectAnimator* animator) {
+    // Removed before finishing: nobody is told, and what the callback holds goes now.
+    animator->on_finished_.reset();
     // While the animators step, a removed one (often the one stepping, finishing) is
     // released only when they are done: it may still be in the step's snapshot.
     if (stepping_ > 0)
@@ -164,8 +169,11 @@ void SceneObject::render(bool apply_layer_transform) {
         else
             scene->load_layer_transform(scale_flags_, p);
     }
+    const std::uint64_t context = window::GpuResource::context_generation();
     on_render();
-    if (scene) glPopMatrix();
+    // A render hook that changed the video mode leaves a new context, whose matrix
+    // stack holds nothing of ours to pop.
+    if (scene && window::GpuResource::context_generation() == context) glPopMatrix();
 }
 
 core::Matrix SceneObject::get_layer_transform() const {

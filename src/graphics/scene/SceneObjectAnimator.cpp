@@ -28,8 +28,12 @@ void SceneObjectAnimator::update(float dt) {
 }
 
 void SceneObjectAnimator::finish() {
-    // The object may drop the last reference to us: nothing of ours is used after it.
+    // The object may drop the last reference to us: nothing of ours is used after it,
+    // so the callback is taken out first. It runs once the animator has left, so that
+    // it may put another under the same name; the object's step tolerates that.
+    FinishedCallback on_finished = std::move(on_finished_);
     object_->remove_animator(this);
+    if (on_finished && *on_finished) (*on_finished)();
 }
 
 }  // namespace engine::graphics

@@ -38,8 +38,15 @@ void GpuResource::release_all() {
     for_each_resource([](GpuResource& r) { r.release_gpu(); });
 }
 
+namespace {
+std::uint64_t generation = 0;  // contexts made current so far
+}  // namespace
+
 void GpuResource::restore_all() {
+    ++generation;
     for_each_resource([](GpuResource& r) { r.restore_gpu(); });
 }
+
+std::uint64_t GpuResource::context_generation() { return generation; }
 
 }  // namespace engine::window

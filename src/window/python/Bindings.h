@@ -15,6 +15,7 @@ void define_window_listener();  // WindowListener, subclassable
 // The shared helpers by their short names, beside the windows' own to_python.
 namespace bp = boost::python;
 using core::python::overrides;
+using core::python::raise;
 using core::python::require;
 using core::python::to_python;
 

@@ -4,6 +4,7 @@
 #include "engine/window/WindowListener.h"
 
 #include <string>
+#include <type_traits>
 
 namespace engine::window::python {
 
@@ -64,6 +65,140 @@ bool save_screenshot(const Window& window, bp::object path) {
     return window.save_screenshot(native);
 }
 
+core::Vector<int> mouse_position(const Window& window) { return window.get_mouse_position(); }
+
+// The held buttons as a frozenset of button numbers: `1 in window.mouse_buttons`.
+bp::object mouse_buttons(const Window& window) {
+    bp::list held;
+    const std::uint32_t mask = window.get_mouse_buttons();
+    for (int button = 1; button <= 32; ++button)
+        if (mask & (std::uint32_t(1) << (button - 1))) held.append(button);
+    return bp::object(bp::handle<>(PyFrozenSet_New(held.ptr())));
+}
+
+// The keyword arguments of one post_event call: each is taken once, by name, with a
+// message naming the field and what it expects when its type is wrong; whatever is
+// left over is refused.
+class EventFields {
+public:
+    EventFields(std::string kind, bp::dict fields) : kind_(std::move(kind)), fields_(fields.copy()) {}
+
+    template <class T>
+    T take(const char* name, const char* expected, const T* fallback = nullptr) {
+        bp::object value = fields_.get(name);
+        if (value.is_none()) {
+            if (fallback) return *fallback;
+            raise(PyExc_TypeError, prefix() + "needs " + name + "=" + expected + ".");
+        }
+        PyDict_DelItemString(fields_.ptr(), name);
+        bp::extract<T> get(value);
+        if (!get.check() || (std::is_same_v<T, bool> && !PyBool_Check(value.ptr())))
+            raise(PyExc_TypeError, prefix() + name + " must be " + expected + ", not " +
+                                       Py_TYPE(value.ptr())->tp_name + ".");
+        return get();
+    }
+    // Whether a field is absent or None (it stays to be taken).
+    bool take_object_is_none(const char* name) { return fields_.get(name).is_none(); }
+    // A str, whole.
+    bp::object take_text(const char* name) {
+        bp::object value = fields_.get(name);
+        if (value.is_none()) raise(PyExc_TypeError, prefix() + "needs " + name + "=a str.");
+        PyDict_DelItemString(fields_.ptr(), name);
+        if (!PyUnicode_Check(value.ptr()))
+            raise(PyExc_TypeError, prefix() + name + " must be a str, not " + Py_TYPE(value.ptr())->tp_name + ".");
+        return value;
+    }
+    // After every field was taken: anything else is a mistake.
+    void finish(const char* accepted) {
+        if (bp::len(fields_) == 0) return;
+        const std::string name = bp::extract<std::string>(bp::str(fields_.keys()[0]));
+        raise(PyExc_TypeError, prefix() + "got an unexpected keyword '" + name + "' (it takes " + accepted + ").");
+    }
+
+private:
+    std::string prefix() const { return "Window.post_event('" + kind_ + "'): "; }
+    std::string kind_;
+    bp::dict fields_;  // a copy: fields are taken out of it
+};
+
+// window.post_event(kind, **fields): see the docstring below.
+bp::object post_event(bp::tuple args, bp::dict kwargs) {
+    if (bp::len(args) != 2)
+        raise(PyExc_TypeError, "Window.post_event() takes the kind of event and keyword arguments, e.g. "
+                               "post_event('key', key=libwindow.key.SPACE, pressed=True).");
+    Window& window = bp::extract<Window&>(args[0])();
+    bp::extract<std::string> get_kind(args[1]);
+    if (!get_kind.check() || !PyUnicode_Check(bp::object(args[1]).ptr()))
+        raise(PyExc_TypeError, "Window.post_event(): the kind must be a str such as 'key'.");
+    const std::string kind = get_kind();
+    EventFields fields(kind, kwargs);
+    const bool yes = true, no = false;
+    if (kind == "key") {
+        const auto key = fields.take<key::KeyCode>("key", "a libwindow.key");
+        const bool pressed = fields.take<bool>("pressed", "a bool", &yes);
+        const bool repeat = fields.take<bool>("repeat", "a bool", &no);
+        fields.finish("key, pressed, repeat");
+        window.post_event(WindowEvent::key_event(key, pressed, repeat));
+    } else if (kind == "text") {
+        bp::object characters = fields.take_text("text");
+        fields.finish("text");
+        for (Py_ssize_t i = 0, n = PyUnicode_GetLength(characters.ptr()); i < n; ++i)
+            window.post_event(WindowEvent::text_event(PyUnicode_ReadChar(characters.ptr(), i)));
+    } else if (kind == "mouse_button") {
+        const int one = 1;
+        const int button = fields.take<int>("button", "an int (1 left, 2 middle, 3 right)", &one);
+        const bool pressed = fields.take<bool>("pressed", "a bool", &yes);
+        const core::Vector<int> nowhere(0, 0);
+        const bool positioned = !fields.take_object_is_none("position");
+        const auto position = fields.take<core::Vector<int>>("position", "a pair of ints", &nowhere);
+        fields.finish("button, pressed, position");
+        if (button < 1 || button > 32) raise(PyExc_ValueError, "Window.post_event('mouse_button'): button must be 1 to 32.");
+        WindowEvent event = WindowEvent::mouse_button_event(button, pressed, position);
+        event.positioned = positioned;  // without one, where the pointer is when handled
+        window.post_event(event);
+    } else if (kind == "mouse_move") {
+        const auto position = fields.take<core::Vector<int>>("position", "a pair of ints");
+        fields.finish("position");
+        window.post_event(WindowEvent::mouse_move_event(position));
+    } else if (kind == "mouse_wheel") {
+        const int delta = fields.take<int>("delta", "an int");
+        fields.finish("delta");
+        window.post_event(WindowEvent::mouse_wheel_event(delta));
+    } else if (kind == "resize") {
+        const auto size = fields.take<core::Vector<int>>("size", "a pair of ints");
+        fields.finish("size");
+        if (size.x < 1 || size.y < 1) raise(PyExc_ValueError, "Window.post_event('resize'): size must be at least 1x1.");
+        window.post_event(WindowEvent::resize_event(size));
+    } else if (kind == "close") {
+        fields.finish("no keywords");
+        window.post_event(WindowEvent::close_event());
+    } else if (kind == "activate") {
+        const bool active = fields.take<bool>("active", "a bool", &yes);
+        fields.finish("active");
+        window.post_event(WindowEvent::activate_event(active));
+    } else {
+        raise(PyExc_ValueError, "Window.post_event(): unknown kind '" + kind +
+                                    "' (expected 'key', 'text', 'mouse_button', 'mouse_move', 'mouse_wheel', "
+                                    "'resize', 'close' or 'activate').");
+    }
+    return bp::object();
+}
+
+const char* const post_event_doc =
+    "post_event(kind, **fields) -> None\n\n"
+    "Queue an event as if the operating system had sent it. The next process_events()\n"
+    "handles it like a real one: listeners hear it and the input state follows.\n\n"
+    "  post_event('key', key=libwindow.key.SPACE, pressed=True, repeat=False)\n"
+    "  post_event('text', text='hello')          # one on_text per character\n"
+    "  post_event('mouse_button', button=1, pressed=True, position=None)\n"
+    "                                            # position: where it happened (default: where\n"
+    "                                            # the pointer is)\n"
+    "  post_event('mouse_move', position=(x, y))\n"
+    "  post_event('mouse_wheel', delta=1)        # positive scrolls away from the user\n"
+    "  post_event('resize', size=(width, height))\n"
+    "  post_event('close')                       # process_events() then returns False\n"
+    "  post_event('activate', active=False)      # losing the focus forgets held keys\n";
+
 }  // namespace
 
 void define_window() {
@@ -83,7 +218,19 @@ void define_window() {
         .def("swap_buffers", &Window::swap_buffers)
         .def("close", &Window::close)
         .def("read_pixels", &read_pixels)
-        .def("save_screenshot", &save_screenshot, bp::arg("path"));
+        .def("save_screenshot", &save_screenshot, bp::arg("path"))
+        .def("is_key_down", &Window::is_key_down, bp::arg("key"),
+             "is_key_down(key: libwindow.key) -> bool\n\n"
+             "Whether the key is held down, after the events handled so far (real or posted).")
+        .add_property("mouse_position", &mouse_position,
+                      "mouse_position: IntVector\n\n"
+                      "Where the mouse pointer was last seen, in pixels from the top left.")
+        .add_property("mouse_buttons", &mouse_buttons,
+                      "mouse_buttons: frozenset[int]\n\n"
+                      "The mouse buttons held down (1 left, 2 middle, 3 right, ...).")
+        .def("post_event", bp::raw_function(&post_event, 2));
+    bp::object cls = bp::scope().attr("Window");
+    bp::setattr(cls.attr("post_event"), "__doc__", bp::str(post_event_doc));
 }
 
 }  // namespace engine::window::python

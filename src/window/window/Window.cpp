@@ -12,6 +12,7 @@
 #include "engine/core/Log.h"
 
 #include <algorithm>
+#include <deque>
 #include <stdexcept>
 #include <string>
 
@@ -110,6 +111,7 @@ struct Window::Impl {
     int alpha_bits = 8;               // what the window's visual was chosen with
     bool vsync = false;               // swap interval 1 rather than 0
     bool closing = false;             // inside close(), which listeners may call again
+    std::deque<WindowEvent> posted;   // handled by the next process_events, in order
 };
 
 Window::Window(int width, int height, const std::string& title, bool fullscreen, bool vsync)
@@ -233,71 +235,55 @@ bool Window::process_events() {
     while (is_open() && !core::is_script_error_held() && SDL_PollEvent(&event)) {
         switch (event.type) {
             case SDL_QUIT:
-                if (!close_requested_) {
-                    close_requested_ = true;
-                    dispatch([this](WindowListener& l) { l.on_close(this); });
-                }
+                handle(WindowEvent::close_event());
                 break;
             case SDL_WINDOWEVENT:
                 switch (event.window.event) {
                     case SDL_WINDOWEVENT_CLOSE:
                         // SDL follows this with SDL_QUIT for the last window: one request.
-                        if (!close_requested_) {
-                            close_requested_ = true;
-                            dispatch([this](WindowListener& l) { l.on_close(this); });
-                        }
+                        handle(WindowEvent::close_event());
                         break;
                     case SDL_WINDOWEVENT_SIZE_CHANGED: {
                         // The size now, not the event's: events queued by an earlier
                         // resize must not undo a later one.
                         core::Vector<int> size;
                         SDL_GL_GetDrawableSize(impl_->window, &size.x, &size.y);
-                        if (size != video_mode_.get_resolution()) {
-                            video_mode_ = VideoMode(size, video_mode_.is_fullscreen());
-                            dispatch([this, size](WindowListener& l) { l.on_resize(this, size); });
-                        }
+                        handle(WindowEvent::resize_event(size));
                         break;
                     }
                     case SDL_WINDOWEVENT_FOCUS_GAINED:
-                        dispatch([this](WindowListener& l) { l.on_activate(this, true); });
+                        handle(WindowEvent::activate_event(true));
                         break;
                     case SDL_WINDOWEVENT_FOCUS_LOST:
-                        dispatch([this](WindowListener& l) { l.on_activate(this, false); });
+                        handle(WindowEvent::activate_event(false));
                         break;
                     default:
                         break;
                 }
                 break;
             case SDL_KEYDOWN:
-            case SDL_KEYUP: {
-                const key::KeyCode key = key_from_sdl(event.key.keysym.sym);
-                const bool pressed = event.type == SDL_KEYDOWN;
-                const bool repeat = event.key.repeat != 0;
-                dispatch([&](WindowListener& l) { l.on_key(this, key, pressed, repeat); });
+            case SDL_KEYUP:
+                handle(WindowEvent::key_event(key_from_sdl(event.key.keysym.sym), event.type == SDL_KEYDOWN,
+                                              event.key.repeat != 0));
                 break;
-            }
             case SDL_MOUSEBUTTONDOWN:
-            case SDL_MOUSEBUTTONUP: {
-                const int button = event.button.button;
-                const bool pressed = event.type == SDL_MOUSEBUTTONDOWN;
-                dispatch([&](WindowListener& l) { l.on_mouse_button(this, button, pressed); });
+            case SDL_MOUSEBUTTONUP:
+                handle(WindowEvent::mouse_button_event(event.button.button, event.type == SDL_MOUSEBUTTONDOWN,
+                                                       {event.button.x, event.button.y}));
                 break;
-            }
-            case SDL_MOUSEMOTION: {
-                const core::Vector<int> position(event.motion.x, event.motion.y);
-                dispatch([&](WindowListener& l) { l.on_mouse_move(this, position); });
+            case SDL_MOUSEMOTION:
+                handle(WindowEvent::mouse_move_event({event.motion.x, event.motion.y}));
                 break;
-            }
             case SDL_MOUSEWHEEL: {
                 // Positive is away from the user, whatever the system's scrolling setting.
                 int delta = event.wheel.y;
                 if (event.wheel.direction == SDL_MOUSEWHEEL_FLIPPED) delta = -delta;
-                if (delta != 0) dispatch([&](WindowListener& l) { l.on_mouse_wheel(this, delta); });
+                handle(WindowEvent::mouse_wheel_event(delta));
                 break;
             }
             case SDL_TEXTINPUT:
                 for (std::uint32_t character : utf8_code_points(event.text.text)) {
-                    dispatch([&](WindowListener& l) { l.on_text(this, character); });
+                    handle(WindowEvent::text_event(character));
                     if (!is_open()) break;
                 }
                 break;
@@ -305,7 +291,90 @@ bool Window::process_events() {
                 break;
         }
     }
+    // Posted events after the system's, those posted before this point only: a
+    // listener that posts from its callback is heard on the next call.
+    for (std::size_t count = impl_->posted.size(); count > 0 && is_open() && !core::is_script_error_held();
+         --count) {
+        const WindowEvent posted = impl_->posted.front();
+        impl_->posted.pop_front();
+        handle(posted);
+    }
     return is_open() && !close_requested_;
+}
+
+void Window::post_event(const WindowEvent& event) {
+    if (is_open()) impl_->posted.push_back(event);
+}
+
+bool Window::is_key_down(key::KeyCode key) const {
+    return key > key::UNKNOWN && key < key_limit && keys_down_.test(std::size_t(key));
+}
+
+void Window::handle(const WindowEvent& event) {
+    using Type = WindowEvent::Type;
+    switch (event.type) {
+        case Type::Close:
+            if (!close_requested_) {
+                close_requested_ = true;
+                dispatch([this](WindowListener& l) { l.on_close(this); });
+            }
+            break;
+        case Type::Resize: {
+            core::Vector<int> size = event.size;
+            if (size.x <= 0 || size.y <= 0) break;
+            // A posted size reaches the window itself; a system resize already has.
+            core::Vector<int> now;
+            SDL_GL_GetDrawableSize(impl_->window, &now.x, &now.y);
+            if (now != size) {
+                SDL_SetWindowSize(impl_->window, size.x, size.y);
+                SDL_GL_GetDrawableSize(impl_->window, &size.x, &size.y);
+            }
+            if (size != video_mode_.get_resolution()) {
+                video_mode_ = VideoMode(size, video_mode_.is_fullscreen());
+                dispatch([this, size](WindowListener& l) { l.on_resize(this, size); });
+            }
+            break;
+        }
+        case Type::Activate:
+            if (!event.pressed) {
+                keys_down_.reset();
+                mouse_buttons_ = 0;
+            }
+            dispatch([this, &event](WindowListener& l) { l.on_activate(this, event.pressed); });
+            break;
+        case Type::Key: {
+            const key::KeyCode key = event.key;
+            if (key > key::UNKNOWN && key < key_limit) keys_down_.set(std::size_t(key), event.pressed);
+            dispatch([&](WindowListener& l) { l.on_key(this, key, event.pressed, event.repeat); });
+            break;
+        }
+        case Type::MouseButton: {
+            if (event.positioned) mouse_position_ = event.position;
+            const int button = event.button;
+            if (button >= 1 && button <= 32) {
+                const std::uint32_t bit = std::uint32_t(1) << (button - 1);
+                mouse_buttons_ = event.pressed ? (mouse_buttons_ | bit) : (mouse_buttons_ & ~bit);
+            }
+            dispatch([&](WindowListener& l) { l.on_mouse_button(this, button, event.pressed); });
+            break;
+        }
+        case Type::MouseMove: {
+            mouse_position_ = event.position;
+            const core::Vector<int> position = event.position;
+            dispatch([&](WindowListener& l) { l.on_mouse_move(this, position); });
+            break;
+        }
+        case Type::MouseWheel: {
+            const int delta = event.delta;
+            if (delta != 0) dispatch([&](WindowListener& l) { l.on_mouse_wheel(this, delta); });
+            break;
+        }
+        case Type::Text: {
+            const std::uint32_t character = event.character;
+            dispatch([&](WindowListener& l) { l.on_text(this, character); });
+            break;
+        }
+    }
 }
 
 void Window::swap_buffers() {
@@ -316,6 +385,7 @@ void Window::close() {
     if (!impl_->window || impl_->closing) return;
     impl_->closing = true;
     close_requested_ = true;
+    impl_->posted.clear();
     destroy_context();
     SDL_DestroyWindow(impl_->window);
     impl_->window = nullptr;

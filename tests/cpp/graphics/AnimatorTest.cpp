@@ -130,6 +130,47 @@ TEST(SceneObjectAnimator, FinishRemovesItFromItsObject) {
     EXPECT_EQ(p.get_object(), &o);  // removal does not clear the object
 }
 
+TEST(SceneObjectAnimator, FinishCallsTheFinishedCallbackOnceAfterLeaving) {
+    Probe p;
+    SceneObject o;
+    std::vector<bool> attached_when_called;
+    o.add_animator("p", &p, std::make_shared<const std::function<void()>>([&] {
+                       attached_when_called.push_back(o.get_animator("p") != nullptr);
+                   }));
+    p.action = [](Probe& self) { self.done(); };
+    o.update(0.1f);
+    o.update(0.1f);
+    EXPECT_EQ(attached_when_called, std::vector<bool>{false});
+    EXPECT_EQ(p.get_on_finished(), nullptr);
+}
+
+TEST(SceneObjectAnimator, RemovedOrReplacedAnimatorsDropTheirCallbackUncalled) {
+    Probe p, q;
+    SceneObject o;
+    int calls = 0;
+    auto count = std::make_shared<const std::function<void()>>([&] { ++calls; });
+    o.add_animator("p", &p, count);
+    EXPECT_EQ(p.get_on_finished(), count);
+    o.remove_animator("p");
+    EXPECT_EQ(p.get_on_finished(), nullptr);
+    o.add_animator("q", &q, count);
+    o.add_animator("q", &p);  // replaces q
+    EXPECT_EQ(q.get_on_finished(), nullptr);
+    EXPECT_EQ(calls, 0);
+}
+
+TEST(SceneObjectAnimator, FinishedCallbackMayAddAnAnimatorUnderTheSameName) {
+    Probe first, second;
+    SceneObject o;
+    o.add_animator("move", &first, std::make_shared<const std::function<void()>>([&] { o.add_animator("move", &second); }));
+    first.action = [](Probe& self) { self.done(); };
+    o.update(0.1f);
+    EXPECT_EQ(o.get_animator("move"), &second);
+    EXPECT_TRUE(second.steps.empty());  // added during the step: it starts next frame
+    o.update(0.1f);
+    EXPECT_EQ(second.steps.size(), 1u);
+}
+
 TEST(SceneObjectAnimator, ObjectDestructionClearsTheObjectAndStepsDoNothing) {
     auto rotate = std::make_unique<SceneObjectAnimatorRotate>(1.0f, 0.0f, 0.0f);
     auto move = std::make_unique<SceneObjectAnimatorMove>(Vector<float>(10, 0), 100.0f, 1.0f);

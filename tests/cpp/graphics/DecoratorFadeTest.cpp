@@ -6,6 +6,8 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <functional>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -238,4 +240,34 @@ TEST(DecoratorFade, DestructionReleasesQueuedTextures) {
         EXPECT_EQ(texture.get_data()->get_ref_count(), 3);
     }
     EXPECT_EQ(texture.get_data()->get_ref_count(), 1);
+}
+
+TEST(DecoratorFade, FadesFinishedIsCalledWhenTheQueueEmpties) {
+    DecoratorFade d;
+    int calls = 0;
+    d.set_on_fades_finished(std::make_shared<const std::function<void()>>([&] { ++calls; }));
+    d.fade(1, 0, 0, 1, empty_texture());
+    d.fade(0, 1, 0, 1, empty_texture());
+    d.update(1.0f);
+    EXPECT_EQ(calls, 0);  // the second is still queued
+    d.update(1.0f);
+    EXPECT_EQ(calls, 1);
+    d.update(1.0f);
+    EXPECT_EQ(calls, 1);  // nothing ended
+}
+
+TEST(DecoratorFade, FadesFinishedMayReplaceItselfAndQueueMore) {
+    DecoratorFade d;
+    int calls = 0;
+    d.set_on_fades_finished(std::make_shared<const std::function<void()>>([&] {
+        ++calls;
+        d.set_on_fades_finished(nullptr);  // the running call stays alive
+        d.fade(1, 0, 0, 1, empty_texture());
+    }));
+    d.fade(1, 0, 0, 1, empty_texture());
+    d.update(1.0f);
+    EXPECT_EQ(calls, 1);
+    EXPECT_NE(d.get_fade(), nullptr);
+    d.update(1.0f);
+    EXPECT_EQ(calls, 1);
 }

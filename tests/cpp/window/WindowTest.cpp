@@ -317,3 +317,59 @@ TEST_F(WindowFixture, EntryPointsAreResolved) {
 }
 
 }  // namespace engine::window::test
+
+// --- Input state and posted events ---
+
+namespace engine::window::test {
+
+TEST_F(WindowFixture, PostedEventsWaitForProcessEventsThenReachListenersAndTheState) {
+    RecordingListener recorder;
+    window_->process_events();
+    Window::add_listener(&recorder);
+    recorder.events.clear();
+    window_->post_event(WindowEvent::key_event(key::SPACE, true));
+    window_->post_event(WindowEvent::mouse_button_event(3, true, {5, 6}));
+    EXPECT_FALSE(window_->is_key_down(key::SPACE));
+    EXPECT_TRUE(window_->process_events());
+    EXPECT_TRUE(window_->is_key_down(key::SPACE));
+    EXPECT_FALSE(window_->is_key_down(key::A));
+    EXPECT_EQ(window_->get_mouse_buttons(), 1u << 2);
+    EXPECT_EQ(window_->get_mouse_position(), core::Vector<int>(5, 6));
+    EXPECT_EQ(recorder.events, (std::vector<std::string>{"key 32 down", "button 3 down"}));
+    EXPECT_EQ(recorder.last_window, window_.get());
+    Window::remove_listener(&recorder);
+}
+
+TEST_F(WindowFixture, RealKeyEventsUpdateTheStateAndFocusLossForgetsIt) {
+    SDL_Event down = make_event(SDL_KEYDOWN);
+    down.key.keysym.sym = 'a';
+    down.key.state = SDL_PRESSED;
+    push(down);
+    window_->process_events();
+    EXPECT_TRUE(window_->is_key_down(key::A));
+    window_->post_event(WindowEvent::activate_event(false));
+    window_->process_events();
+    EXPECT_FALSE(window_->is_key_down(key::A));
+}
+
+TEST_F(WindowFixture, PostedCloseAsksToCloseOnce) {
+    RecordingListener recorder;
+    Window::add_listener(&recorder);
+    recorder.events.clear();
+    window_->post_event(WindowEvent::close_event());
+    window_->post_event(WindowEvent::close_event());
+    EXPECT_FALSE(window_->process_events());
+    EXPECT_EQ(recorder.events, std::vector<std::string>{"close"});
+    EXPECT_TRUE(window_->is_open());
+    Window::remove_listener(&recorder);
+}
+
+TEST_F(WindowFixture, UnknownAndOutOfRangeKeysAreNeverHeld) {
+    window_->post_event(WindowEvent::key_event(key::UNKNOWN, true));
+    window_->post_event(WindowEvent::key_event(key::KeyCode(100000), true));
+    window_->process_events();
+    EXPECT_FALSE(window_->is_key_down(key::UNKNOWN));
+    EXPECT_FALSE(window_->is_key_down(key::KeyCode(100000)));
+}
+
+}  // namespace engine::window::test
