@@ -4,8 +4,9 @@ namespace engine::key {
 
 /// The engine's key enumeration, independent of the windowing library. Letters and
 /// digits keep their ASCII values, so `KeyCode('a')` is the A key. Plain values: any
-/// thread.
-enum KeyCode {
+/// thread. Every int is a valid value (a posted event may carry a code no key has),
+/// so the type is fixed to int.
+enum KeyCode : int {
     UNKNOWN = 0,
     BACKSPACE = 8,
     TAB = 9,
