@@ -32,5 +32,9 @@ Stream* open(const std::string& path);
 /// The whole content of a file; false when it cannot be read.
 bool read(const std::string& path, std::string& content);
 
+/// Joins like Python's os.path.join: a separator when missing, an absolute `path`
+/// alone. Data files name their pictures relative to the base path given to `load`.
+std::string join(const std::string& base, const std::string& path);
+
 }  // namespace PathDatabase
 }  // namespace engine::core

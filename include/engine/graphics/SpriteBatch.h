@@ -43,6 +43,10 @@ public:
 
     bool empty() const { return used_ == 0; }
 
+    /// Draws `count` vertices as triangles from client memory, textured and coloured
+    /// by whatever GL state is current: the one drawing call of sprites, batched or not.
+    static void draw_triangles(const Vertex* vertices, std::size_t count);
+
 private:
     std::vector<Vertex> vertices_;  // grows to the longest batch and stays
     std::size_t used_ = 0;          // vertices gathered so far

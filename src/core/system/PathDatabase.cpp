@@ -27,12 +27,6 @@ bool is_regular_file(const std::string& path) {
     return ::stat(path.c_str(), &info) == 0 && S_ISREG(info.st_mode);
 }
 
-std::string join(const std::string& directory, const std::string& path) {
-    if (directory.empty()) return path;
-    if (directory.back() == '/') return directory + path;
-    return directory + "/" + path;
-}
-
 class FileStream final : public Stream {
 public:
     explicit FileStream(std::FILE* file) : file_(file) {}
@@ -86,6 +80,11 @@ Stream* open(const std::string& path) {
     if (real.empty()) return nullptr;
     std::FILE* file = std::fopen(real.c_str(), "rb");
     return file ? new FileStream(file) : nullptr;
+}
+
+std::string join(const std::string& base, const std::string& path) {
+    if (base.empty() || (!path.empty() && path[0] == '/')) return path;
+    return base.back() == '/' ? base + path : base + "/" + path;
 }
 
 bool read(const std::string& path, std::string& content) {

@@ -1,7 +1,10 @@
 #include "engine/graphics/ParticleSystemData.h"
 
+#include "records/RecordTable.h"
+
 #include "engine/core/Colour.h"
 #include "engine/core/Log.h"
+#include "engine/core/PathDatabase.h"
 #include "engine/core/XMLParser.h"
 #include "engine/core/script/XMLSource.h"
 
@@ -14,13 +17,7 @@ namespace ParticleDatabase {
 
 namespace {
 
-std::map<std::string, ParticleSystemData*> table;  // one reference per definition
-
-// Paths join like os.path.join: a separator when missing, an absolute path alone.
-std::string join(const std::string& base, const std::string& path) {
-    if (base.empty() || (!path.empty() && path[0] == '/')) return path;
-    return base.back() == '/' ? base + path : base + "/" + path;
-}
+RecordTable<ParticleSystemData> table;  // the definitions by id
 
 float to_float(const std::string& text) { return std::strtof(text.c_str(), nullptr); }
 
@@ -85,14 +82,13 @@ private:
         system_ = nullptr;
         emitter_ = nullptr;
         if (!id) return skip("a 'ParticleSystemData' element has no id; it is skipped.");
-        if (table.count(*id))
+        if (table.contains(*id))
             return skip("system '" + *id + "' is defined already; the earlier definition stands.");
         auto* data = new ParticleSystemData;
-        data->inc_ref();  // the table's
         data->id = *id;
         if (const std::string* v = get(attributes, "layer")) data->layer = *v;
         if (const std::string* v = get(attributes, "gravity")) data->gravity = core::Vector<float>(*v);
-        table[data->id] = data;
+        table.add(data->id, data);
         system_ = data;
     }
 
@@ -119,7 +115,7 @@ private:
         if (const std::string* v = get(attributes, "frequency")) particle->frequency = to_float(*v);
         if (const std::string* v = get(attributes, "life")) particle->life = core::Vector<float>(*v);
         if (const std::string* v = get(attributes, "size")) particle->size = core::Vector<float>(*v);
-        if (const std::string* v = get(attributes, "texture")) particle->texture_path = join(base_path_, *v);
+        if (const std::string* v = get(attributes, "texture")) particle->texture_path = core::PathDatabase::join(base_path_, *v);
         particle_ = particle.get();
         size_curve_ = nullptr;
         colour_curve_ = nullptr;
@@ -175,22 +171,11 @@ bool load_text(const std::string& document, const std::string& base_path) {
     return true;
 }
 
-void unload() {
-    std::map<std::string, ParticleSystemData*> definitions = std::move(table);
-    table.clear();
-    for (auto& [id, data] : definitions) data->dec_ref();
-}
+void unload() { table.clear(); }
 
-ParticleSystemData* find(const std::string& id) {
-    auto it = table.find(id);
-    return it == table.end() ? nullptr : it->second;
-}
+ParticleSystemData* find(const std::string& id) { return table.find(id); }
 
-ParticleSystemData* acquire(const std::string& id) {
-    ParticleSystemData* data = find(id);
-    if (data) data->inc_ref();
-    return data;
-}
+ParticleSystemData* acquire(const std::string& id) { return table.acquire(id); }
 
 std::size_t size() { return table.size(); }
 

@@ -105,18 +105,6 @@ std::vector<Vertex>& scratch_rows() {
     return vertices;
 }
 
-void draw_triangles(const Vertex* vertices, std::size_t count) {
-    const GLsizei stride = sizeof(Vertex);
-    glEnableClientState(GL_VERTEX_ARRAY);
-    glEnableClientState(GL_TEXTURE_COORD_ARRAY);
-    glEnableClientState(GL_COLOR_ARRAY);
-    glVertexPointer(2, GL_FLOAT, stride, vertices[0].position);
-    glColorPointer(4, GL_FLOAT, stride, static_cast<const float*>(vertices[0].colour));
-    glTexCoordPointer(2, GL_FLOAT, stride, vertices[0].texcoord);
-    glDrawArrays(GL_TRIANGLES, 0, GLsizei(count));
-    glDisableClientState(GL_COLOR_ARRAY);
-}
-
 // A sprite is drawn as plain triangles, whether on its own or in a batch, because the
 // driver splits quads and strips differently depending on how many come in one call
 // (a lone quad takes the other diagonal than quads in a run): listing the triangles
@@ -255,7 +243,7 @@ void Sprite::on_render() {
     std::vector<Vertex>& triangles = scratch_triangles();
     triangles.resize(3 * triangle_count());
     write_triangles(triangles.data(), alpha);
-    draw_triangles(triangles.data(), triangles.size());
+    SpriteBatch::draw_triangles(triangles.data(), triangles.size());
 
     if (programs) {
         programs->vertex.unbind();

@@ -38,18 +38,22 @@ void SpriteBatch::flush() {
     else
         glDisable(GL_TEXTURE_2D);
 
+    draw_triangles(vertices_.data(), used_);
+
+    if (layered) glPopMatrix();
+    used_ = 0;
+}
+
+void SpriteBatch::draw_triangles(const Vertex* vertices, std::size_t count) {
     const GLsizei stride = sizeof(Vertex);
     glEnableClientState(GL_VERTEX_ARRAY);
     glEnableClientState(GL_TEXTURE_COORD_ARRAY);
     glEnableClientState(GL_COLOR_ARRAY);
-    glVertexPointer(2, GL_FLOAT, stride, vertices_[0].position);
-    glColorPointer(4, GL_FLOAT, stride, static_cast<const float*>(vertices_[0].colour));
-    glTexCoordPointer(2, GL_FLOAT, stride, vertices_[0].texcoord);
-    glDrawArrays(GL_TRIANGLES, 0, GLsizei(used_));
+    glVertexPointer(2, GL_FLOAT, stride, vertices[0].position);
+    glColorPointer(4, GL_FLOAT, stride, static_cast<const float*>(vertices[0].colour));
+    glTexCoordPointer(2, GL_FLOAT, stride, vertices[0].texcoord);
+    glDrawArrays(GL_TRIANGLES, 0, GLsizei(count));
     glDisableClientState(GL_COLOR_ARRAY);
-
-    if (layered) glPopMatrix();
-    used_ = 0;
 }
 
 }  // namespace engine::graphics

@@ -1,5 +1,8 @@
 #include "engine/graphics/SpriteData.h"
 
+#include "records/RecordTable.h"
+
+#include "engine/core/PathDatabase.h"
 #include "engine/core/XMLParser.h"
 #include "engine/core/script/XMLSource.h"
 #include "engine/graphics/Texture.h"
@@ -35,13 +38,7 @@ namespace SpriteDatabase {
 
 namespace {
 
-std::map<std::string, SpriteData*> table;  // one reference per record
-
-// Paths join like os.path.join: a separator when missing, an absolute path alone.
-std::string join(const std::string& base, const std::string& path) {
-    if (base.empty() || (!path.empty() && path[0] == '/')) return path;
-    return base.back() == '/' ? base + path : base + "/" + path;
-}
+RecordTable<SpriteData> table;  // the records by id
 
 class Parser final : public core::XMLParser {
 public:
@@ -50,7 +47,7 @@ public:
     void on_element_start(const std::string& name, const Attributes& attributes) override {
         if (name != "Sprite") return;
         auto id = attributes.find("id");
-        if (id == attributes.end() || table.count(id->second)) return;  // the first definition wins
+        if (id == attributes.end() || table.contains(id->second)) return;  // the first definition wins
 
         auto* data = new SpriteData;
         data->id = id->second;
@@ -65,7 +62,7 @@ public:
         if (const std::string* v = get("colour")) data->colour = core::Colour(*v);
         if (const std::string* v = get("force_full_resolution"))
             data->force_full_resolution = !(*v == "false" || *v == "0");
-        if (const std::string* v = get("texture")) data->set_texture_path(join(base_path_, *v));
+        if (const std::string* v = get("texture")) data->set_texture_path(core::PathDatabase::join(base_path_, *v));
         if (const std::string* v = get("top_left")) data->top_left = core::Vector<float>(*v);
         if (const std::string* v = get("bottom_right")) data->bottom_right = core::Vector<float>(*v);
         if (const std::string* v = get("scale_flags")) data->scale_flags = std::atoi(v->c_str());
@@ -91,29 +88,13 @@ bool load_text(const std::string& document, const std::string& base_path) {
     return true;
 }
 
-bool add(SpriteData* record) {
-    if (!record || table.count(record->id)) return false;
-    record->inc_ref();  // the table's
-    table[record->id] = record;
-    return true;
-}
+bool add(SpriteData* record) { return record && table.add(record->id, record); }
 
-void unload() {
-    std::map<std::string, SpriteData*> records = std::move(table);
-    table.clear();
-    for (auto& [id, data] : records) data->dec_ref();
-}
+void unload() { table.clear(); }
 
-SpriteData* find(const std::string& id) {
-    auto it = table.find(id);
-    return it == table.end() ? nullptr : it->second;
-}
+SpriteData* find(const std::string& id) { return table.find(id); }
 
-SpriteData* acquire(const std::string& id) {
-    SpriteData* data = find(id);
-    if (data) data->inc_ref();
-    return data;
-}
+SpriteData* acquire(const std::string& id) { return table.acquire(id); }
 
 }  // namespace SpriteDatabase
 }  // namespace engine::graphics
