@@ -211,7 +211,7 @@ def worker_floor(args):
     libgraphics.set_window(window)  # the engine's GL state: blending, projection
     libgraphics.set_ortho()
     GL.glClearColor(0.1, 0.1, 0.15, 1.0)
-    texture = Texture(args.image)
+    texture = Texture(args.image, False, True)  # loaded now: an empty texture would skip sampling
 
     setup_start = time.perf_counter()
     m = np.array(motion(args.count), dtype=np.float32)
