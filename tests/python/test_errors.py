@@ -100,14 +100,14 @@ def test_sprite_members(gl):
     expect(lambda: setattr(sprite, "colour", 5),
            "Sprite.colour: expected a Colour, a tuple of 3 or 4 numbers or a colour string, got int")
     expect(lambda: sprite.set_alpha_stop("a", 1), "Sprite.set_alpha_stop: expected a number for position, got str")
-    expect(lambda: sprite.fade(0, 1, 0, "long", None), "Sprite.fade: expected a number for duration, got str")
+    expect(lambda: sprite.fade(0, 1, 0, "long"), "Sprite.fade: expected a number for duration, got str")
     expect(lambda: sprite_database.add(id=3), "sprite_database.add: expected a str for id, got int")
 
 
 def test_scene_and_layer_members(gl):
     expect(lambda: scene.add_layer(3), "Scene.add_layer: expected a SceneLayer or None for layer, got int")
     expect(lambda: scene.get_layer(None), "Scene.get_layer: expected (index: an int) or (id: a str), got (NoneType)")
-    expect(lambda: setattr(scene, "scale", "a"), "Scene.scale: expected a pair of numbers or a Vector, got str")
+    expect(lambda: setattr(scene, "scale", "a"), "Scene.scale: expected a number, a pair of numbers or a Vector, got str")
     expect(lambda: SceneLayer(3), "SceneLayer(): expected a str for id, got int")
     expect(lambda: setattr(SceneLayer("errors"), "z", "a"), "SceneLayer.z: expected a number, got str")
     expect(lambda: SceneListener(3), "SceneListener(): expected (), got (int)")

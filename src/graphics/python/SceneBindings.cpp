@@ -25,6 +25,8 @@ bp::object layer_by_index(const Scene& s, unsigned int index) { return to_python
 bp::object layer_by_id(const Scene& s, const std::string& id) { return to_python(s.get_layer(id)); }
 bp::object object_by_id(const Scene& s, const std::string& id) { return to_python(s.get_object(id)); }
 core::Vector<float> scale(const Scene& s) { return s.get_scale(); }
+void set_scale(Scene& s, const core::Vector<float>& scale) { s.set_scale(scale); }
+void set_uniform_scale(Scene& s, float scale) { s.set_scale({scale, scale}); }
 SceneLayerProxy layers(Scene& s) { return SceneLayerProxy(&s); }
 
 bool add_layer(Scene& s, SceneLayer* layer) { return s.add_layer(&require(layer, "The layer")); }
@@ -84,7 +86,7 @@ void define_scene() {
             .def("get_num_layers", &Scene::get_num_layers)
             .def("update", &Scene::update, bp::arg("dt"))
             .def("render", static_cast<void (Scene::*)()>(&Scene::render))
-            .add_property("scale", &scale, &Scene::set_scale)
+            .add_property("scale", &scale, overloaded(&set_scale, &set_uniform_scale))
             .add_property("layers", &layers)
             .add_property("batching", &Scene::is_batching, &Scene::set_batching,
                           "batching: bool -- gather consecutive sprites of one texture and layer matrix into "

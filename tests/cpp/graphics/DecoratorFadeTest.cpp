@@ -271,3 +271,15 @@ TEST(DecoratorFade, FadesFinishedMayReplaceItselfAndQueueMore) {
     d.update(1.0f);
     EXPECT_EQ(calls, 1);
 }
+
+TEST(DecoratorFade, UniformFadeHasNoTransitionTextureAndRunsLikeAnyOther) {
+    RecordingFade d;
+    d.fade(1.0f, 0.0f, 0.0f, 1.0f);
+    ASSERT_NE(d.get_fade(), nullptr);
+    EXPECT_EQ(d.get_fade()->transition_texture, nullptr);
+    d.update(0.5f);
+    EXPECT_TRUE(front_fade_is(d, 0.0f, 0.5f, 0.5f));
+    d.update(0.5f);
+    EXPECT_EQ(d.hooks(), (Hooks{"begin", "end"}));
+    EXPECT_EQ(d.get_fade(), nullptr);
+}

@@ -8,6 +8,7 @@
 #include "engine/core/Matrix.h"
 #include "engine/core/Vector.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <cstring>
 #include <string>
@@ -192,7 +193,7 @@ std::string accessor_name(PyObject* function, PyObject* self) {
             }
         }
     }
-    return "<property>";
+    return std::string();
 }
 
 std::string member_name(PyObject* function, const Function* f, PyObject* args) {
@@ -202,9 +203,10 @@ std::string member_name(PyObject* function, const Function* f, PyObject* args) {
                              : (f->get_namespace().is_none() ? std::string()
                                                              : std::string(bp::extract<std::string>(
                                                                    bp::str(f->get_namespace()))()));
-    const std::string member = f->name().is_none() ? (self ? accessor_name(function, PyTuple_GET_ITEM(args, 0))
-                                                            : std::string("<function>"))
-                                                   : std::string(bp::extract<std::string>(f->name())());
+    // An accessor's own name, if any, is the helper's that built it (`overloaded`).
+    std::string member = self ? accessor_name(function, PyTuple_GET_ITEM(args, 0)) : std::string();
+    if (member.empty())
+        member = f->name().is_none() ? std::string("<function>") : std::string(bp::extract<std::string>(f->name())());
     return owner.empty() ? member : owner + "." + member;
 }
 
@@ -272,6 +274,7 @@ std::string readable_message(PyObject* function, PyObject* args, PyObject* kwarg
     const Function* head = reinterpret_cast<const Function*>(function);
     const std::string name = member_name(function, head, args);
     const std::size_t skip = first_visible(head, args);
+    const bool accessor = has_self(head, args) && !accessor_name(function, PyTuple_GET_ITEM(args, 0)).empty();
 
     // A script object whose engine part was never made.
     std::vector<PyObject*> given;
@@ -283,25 +286,42 @@ std::string readable_message(PyObject* function, PyObject* args, PyObject* kwarg
     for (PyObject* o : given)
         if (std::string message = missing_base_init(o); !message.empty()) return message;
 
-    // One overload fits the count: name the first argument it refuses.
-    std::vector<const Function*> fitting;
-    std::vector<PyObject*> bound, fitting_bound;
-    for (const Function* f : overloads(head))
-        if (bind(f, args, kwargs, bound)) fitting.push_back(f), fitting_bound = bound;
-    if (fitting.size() == 1) {
-        const Function* f = fitting[0];
+    // The overloads that fit the count all refuse the same argument: name it, with
+    // everything those overloads would take there.
+    std::vector<std::string> accepted;
+    std::size_t refused = 0;
+    std::string which;
+    PyObject* refused_arg = nullptr;
+    bool single_value = false, same = true;
+    std::vector<PyObject*> bound;
+    for (const Function* f : overloads(head)) {
+        if (!bind(f, args, kwargs, bound)) continue;
         const Parameter* sig = implementation(f).signature();
-        const std::size_t visible = fitting_bound.size() - skip;  // 1 for a property's setter
-        for (std::size_t i = is_constructor(f) ? 1 : 0; i < fitting_bound.size(); ++i) {
-            PyObject* arg = fitting_bound[i];
-            if (!arg || accepts(sig[i + 1], arg)) continue;
-            std::string which = keyword_name(f, i);
-            if (i < skip) which = "self";
-            const std::string got = arg == Py_None ? "None" : type_name(arg);
-            if (visible == 1 && i >= skip && f->name().is_none()) return name + ": expected " + describe(sig[i + 1]) + ", got " + got;
-            return name + ": expected " + describe(sig[i + 1]) + " for " +
-                   (which.empty() ? "argument " + std::to_string(i - skip + 1) : which) + ", got " + got;
+        std::size_t i = is_constructor(f) ? 1 : 0;
+        while (i < bound.size() && (!bound[i] || accepts(sig[i + 1], bound[i]))) ++i;
+        std::string name_here = i < skip ? "self" : keyword_name(f, i);
+        if (name_here.empty()) name_here = "argument " + std::to_string(i - skip + 1);
+        if (i == bound.size() || (refused_arg && (i != refused || name_here != which))) {
+            same = false;
+            break;
         }
+        refused = i, refused_arg = bound[i];
+        accepted.insert(accepted.begin(), describe(sig[i + 1]));
+        which = name_here;
+        // A property's setter: the value is the only argument.
+        single_value = bound.size() - skip == 1 && i >= skip && accessor;
+    }
+    if (same && refused_arg) {
+        std::string expected;
+        // "an int or a str"; "a number, a pair of numbers or a Vector": the forms that
+        // have alternatives of their own go last.
+        std::stable_partition(accepted.begin(), accepted.end(),
+                              [](const std::string& a) { return a.find(" or ") == std::string::npos; });
+        const char* last = accepted.back().find(" or ") == std::string::npos ? " or " : ", ";
+        for (std::size_t k = 0; k < accepted.size(); ++k)
+            expected += (k == 0 ? "" : k + 1 == accepted.size() ? last : ", ") + accepted[k];
+        const std::string got = refused_arg == Py_None ? "None" : type_name(refused_arg);
+        return name + ": expected " + expected + (single_value ? std::string() : " for " + which) + ", got " + got;
     }
 
     // Otherwise every signature, and what came.
@@ -368,24 +388,29 @@ void install_argument_errors() {
 
 namespace {
 
-// A property getter that hands out its value as an instance of a "copy" subclass
-// (same layout, refusing component writes). Called through vectorcall: one C call more.
+// A property getter (or an index proxy's item getter) that hands out its value as an
+// instance of a "copy" subclass of the value's class (same layout, refusing component
+// writes). Called through vectorcall: one C call more.
 struct CopyGetter {
     PyObject_HEAD
     PyObject* getter;     // the Boost.Python accessor, owned
-    PyTypeObject* copy;   // the subclass of the value's class, owned
+    PyObject* copies;     // tuple of the copy subclasses, one per value class, owned
     vectorcallfunc call;  // CopyGetter's vectorcall entry
 };
 
 PyObject* copy_getter_call(PyObject* self, PyObject* const* args, std::size_t nargs, PyObject* kwnames) {
     auto* g = reinterpret_cast<CopyGetter*>(self);
     PyObject* result = PyObject_Vectorcall(g->getter, args, nargs, kwnames);
-    // Only a fresh value of exactly the copy's base class changes class.
-    if (result && Py_REFCNT(result) == 1 && Py_TYPE(result) == g->copy->tp_base) {
+    // Only a fresh value of exactly a copy's base class changes class.
+    if (!result || Py_REFCNT(result) != 1) return result;
+    for (Py_ssize_t i = 0; i < PyTuple_GET_SIZE(g->copies); ++i) {
+        auto* copy = reinterpret_cast<PyTypeObject*>(PyTuple_GET_ITEM(g->copies, i));
+        if (Py_TYPE(result) != copy->tp_base) continue;
         PyTypeObject* old = Py_TYPE(result);
-        Py_INCREF(g->copy);
-        Py_SET_TYPE(result, g->copy);
+        Py_INCREF(copy);
+        Py_SET_TYPE(result, copy);
         Py_DECREF(old);
+        break;
     }
     return result;
 }
@@ -393,7 +418,7 @@ PyObject* copy_getter_call(PyObject* self, PyObject* const* args, std::size_t na
 void copy_getter_dealloc(PyObject* self) {
     auto* g = reinterpret_cast<CopyGetter*>(self);
     Py_XDECREF(g->getter);
-    Py_XDECREF(g->copy);
+    Py_XDECREF(g->copies);
     PyObject_Free(self);
 }
 
@@ -401,6 +426,12 @@ PyObject* copy_getter_wrapped(PyObject* self, void*) {
     PyObject* getter = reinterpret_cast<CopyGetter*>(self)->getter;
     Py_INCREF(getter);
     return getter;
+}
+
+// As a class attribute (an item getter) it binds its instance like a function.
+PyObject* copy_getter_bind(PyObject* self, PyObject* instance, PyObject*) {
+    if (!instance || instance == Py_None) return Py_NewRef(self);
+    return PyMethod_New(self, instance);
 }
 
 PyGetSetDef copy_getter_members[] = {{"__wrapped__", &copy_getter_wrapped, nullptr, nullptr, nullptr}, {}};
@@ -415,20 +446,22 @@ PyTypeObject copy_getter_type = [] {
     t.tp_call = &PyVectorcall_Call;
     t.tp_flags = Py_TPFLAGS_DEFAULT | Py_TPFLAGS_HAVE_VECTORCALL;
     t.tp_getset = copy_getter_members;
+    t.tp_descr_get = &copy_getter_bind;
     return t;
 }();
 
-bp::object make_copy_getter(bp::object getter, bp::object copy) {
+bp::object make_copy_getter(bp::object getter, bp::tuple copies) {
     if (PyType_Ready(&copy_getter_type) < 0) bp::throw_error_already_set();
     auto* g = PyObject_New(CopyGetter, &copy_getter_type);
     if (!g) bp::throw_error_already_set();
     g->getter = bp::incref(getter.ptr());
-    g->copy = reinterpret_cast<PyTypeObject*>(bp::incref(copy.ptr()));
+    g->copies = bp::incref(copies.ptr());
     g->call = reinterpret_cast<vectorcallfunc>(&copy_getter_call);
     return bp::object(bp::handle<>(reinterpret_cast<PyObject*>(g)));
 }
 
-// The value class an accessor returns ("Vector", "IntVector", "Colour"), or "".
+// The value class an accessor returns ("Vector", "IntVector", "Colour"), "object" when
+// it may return anything, or "".
 std::string returned_value(bp::object accessor) {
     bp::object f = accessor;
     if (Py_TYPE(f.ptr()) == &copy_getter_type) f = bp::object(accessor.attr("__wrapped__"));
@@ -437,6 +470,7 @@ std::string returned_value(bp::object accessor) {
     if (name == bp::type_id<Vector<float>>().name()) return "Vector";
     if (name == bp::type_id<Vector<int>>().name()) return "IntVector";
     if (name == bp::type_id<Colour>().name()) return "Colour";
+    if (name == bp::type_id<bp::object>().name()) return "object";
     return "";
 }
 
@@ -447,8 +481,12 @@ def _seal_value_copies(module):
     examples = {"Vector": "(x, y)", "IntVector": "(x, y)", "Colour": "(r, g, b, a)"}
     engine_class = type(Vector)
     def copy_class(value, owner, member):
-        message = (f"{owner}.{member} returns a copy: assign the whole value, "
-                   f"e.g. {owner.lower()}.{member} = {examples[value]}")
+        if member == "__getitem__":
+            message = (f"{owner} items are copies: assign the whole value, "
+                       f"e.g. {owner.lower()}[i] = {examples[value]}")
+        else:
+            message = (f"{owner}.{member} returns a copy: assign the whole value, "
+                       f"e.g. {owner.lower()}.{member} = {examples[value]}")
         def __setattr__(self, name, new):
             raise AttributeError(message)
         base = globals()[value]
@@ -459,13 +497,21 @@ def _seal_value_copies(module):
             continue
         for member in dir(cls):
             prop = inspect.getattr_static(cls, member)
+            if member == "__getitem__" and "__setitem__" in dir(cls) and _returned_value(prop):
+                # Items of an index proxy (sprite.colours[0]) are copies as well; an
+                # item getter returning any object may give any value class.
+                value = _returned_value(prop)
+                values = list(examples) if value == "object" else [value]
+                getter = getattr(prop, "__wrapped__", prop)
+                setattr(cls, member, _copy_getter(getter, tuple(copy_class(v, cls.__name__, member) for v in values)))
+                continue
             if not isinstance(prop, property) or prop.fget is None:
                 continue
             value = _returned_value(prop.fget)
-            if not value:
+            if value not in examples:
                 continue
             getter = getattr(prop.fget, "__wrapped__", prop.fget)
-            setattr(cls, member, property(_copy_getter(getter, copy_class(value, cls.__name__, member)),
+            setattr(cls, member, property(_copy_getter(getter, (copy_class(value, cls.__name__, member),)),
                                           prop.fset, prop.fdel, prop.__doc__))
 )py";
 
