@@ -42,7 +42,7 @@ bool remove_object(Scene& s, SceneObject* object) { return s.remove_object(&requ
 // A SceneListener is added as it is; any other object through a SceneListenerPython.
 void add_listener(Scene& s, bp::object listener) {
     if (listener.is_none()) raise(PyExc_TypeError, "The listener must not be None.");
-    core::python::require_base_init(listener);  // a SceneListener without its native part
+    core::python::require_base_init(listener);  // a SceneListener subclass that skipped its base __init__
     bp::extract<SceneListener*> native(listener);
     if (native.check())
         s.add_listener(native());

@@ -276,7 +276,7 @@ std::string readable_message(PyObject* function, PyObject* args, PyObject* kwarg
     const std::size_t skip = first_visible(head, args);
     const bool accessor = has_self(head, args) && !accessor_name(function, PyTuple_GET_ITEM(args, 0)).empty();
 
-    // A script object whose engine part was never made.
+    // A script object whose native object was never made.
     std::vector<PyObject*> given;
     for (Py_ssize_t i = is_constructor(head) ? 1 : 0; i < PyTuple_GET_SIZE(args); ++i)
         given.push_back(PyTuple_GET_ITEM(args, i));
@@ -306,7 +306,8 @@ std::string readable_message(PyObject* function, PyObject* args, PyObject* kwarg
             break;
         }
         refused = i, refused_arg = bound[i];
-        accepted.insert(accepted.begin(), describe(sig[i + 1]));
+        if (std::find(accepted.begin(), accepted.end(), describe(sig[i + 1])) == accepted.end())
+            accepted.insert(accepted.begin(), describe(sig[i + 1]));
         which = name_here;
         // A property's setter: the value is the only argument.
         single_value = bound.size() - skip == 1 && i >= skip && accessor;
