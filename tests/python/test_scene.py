@@ -1059,7 +1059,7 @@ def test_scene_keeps_a_redirected_framebuffer_alive(scene):
     lambda s: FramebufferDisplay(3),
     lambda s: FramebufferDisplay(SceneObject()),
     lambda s: setattr(FramebufferDisplay(None), "dimensions", None),
-    lambda s: setattr(FramebufferDisplay(None), "colour", "red"),
+    lambda s: setattr(FramebufferDisplay(None), "colour", 5),
 ])
 def test_wrong_argument_types_raise_type_error(scene, call):
     with pytest.raises(TypeError):

@@ -315,9 +315,7 @@ def test_wrong_argument_types_raise_type_error(scene):
     with pytest.raises(TypeError):
         sprite.fade(1, 0, 0, 1, "not a texture")
     with pytest.raises(TypeError):
-        sprite.fade(1, 0, 0, 1, None)
-    with pytest.raises(TypeError):
-        sprite.fade(1, 0, 0, 1)
+        sprite.fade(1, 0, 0)
     with pytest.raises(TypeError):
         sprite.origin = "here"
     with pytest.raises(TypeError):
@@ -387,6 +385,8 @@ def test_colours_proxy_bad_keys_raise_index_error(scene, key, message):
 def test_colours_proxy_setitem_with_a_wrong_value_raises_type_error(scene):
     sprite = Sprite("none")
     with pytest.raises(TypeError):
+        sprite.colours[0] = 5
+    with pytest.raises(ValueError, match="is not a colour"):
         sprite.colours[0] = "red"
 
 

@@ -21,6 +21,8 @@ struct Colour {
     /// space ("1, 0.5, 0", alpha 1), or "#rrggbb" / "#rrggbbaa". Anything else gives
     /// opaque white.
     explicit Colour(const std::string& text);
+    /// The same parse, telling whether the text was a colour; `out` is set only then.
+    static bool parse(const std::string& text, Colour& out);
 
     constexpr Colour operator*(float s) const { return {r * s, g * s, b * s, a * s}; }
     constexpr Colour operator+(const Colour& o) const { return {r + o.r, g + o.g, b + o.b, a + o.a}; }

@@ -22,7 +22,7 @@ public:
         float remaining;                              // seconds still to run
         float duration;                               // the whole length
         float progress;                               // 0 to 1
-        std::unique_ptr<Texture> transition_texture;  // a copy of the handle given
+        std::unique_ptr<Texture> transition_texture;  // a copy of the handle given; null: uniform
     };
 
     DecoratorFade() = default;
@@ -32,6 +32,8 @@ public:
 
     /// Queues a fade.
     void fade(float from, float to, float delay, float duration, const Texture& transition_texture);
+    /// Queues a uniform fade: the whole picture's alpha at once, no transition texture.
+    void fade(float from, float to, float delay, float duration);
     /// Steps the front fade; a fade that ends is removed and the next starts on the
     /// following update.
     void update(float dt);

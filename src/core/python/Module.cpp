@@ -1,5 +1,7 @@
 #include "python/Bindings.h"
 
+#include "core/python/support/ArgumentErrors.h"
+
 #include "engine/core/Log.h"
 #include "engine/core/Maths.h"
 #include "engine/core/script/Python.h"
@@ -54,6 +56,8 @@ void define_functions() {
 
 BOOST_PYTHON_MODULE(libcore) {
     using namespace engine::core::python;
+    install_argument_errors();
+    define_value_copies();
     define_value_type();
     define_sequence();
     define_functions();
@@ -62,4 +66,5 @@ BOOST_PYTHON_MODULE(libcore) {
     define_factory();
     define_xml_parser();
     engine::core::PythonLog::enable();
+    bp::scope().attr("_seal_value_copies")(bp::scope());
 }

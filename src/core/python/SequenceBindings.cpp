@@ -52,12 +52,34 @@ Colour SequenceConverter<Colour, 3, 4>::make(PyObject* o) {
     return {item_as<float>(o, 0), item_as<float>(o, 1), item_as<float>(o, 2), a};
 }
 
+// A colour's text, as data files write it ("#rrggbb", "#rrggbbaa", "1, 0.5, 0"),
+// wherever a Colour is expected. Text that is no colour raises ValueError.
+struct ColourTextConverter {
+    ColourTextConverter() { bp::converter::registry::push_back(&convertible, &construct, bp::type_id<Colour>()); }
+    static void* convertible(PyObject* o) { return PyUnicode_Check(o) ? o : nullptr; }
+    static void construct(PyObject* o, bp::converter::rvalue_from_python_stage1_data* data) {
+        void* storage = reinterpret_cast<bp::converter::rvalue_from_python_storage<Colour>*>(data)->storage.bytes;
+        new (storage) Colour(colour_from_text(bp::extract<std::string>(o)()));
+        data->convertible = storage;
+    }
+};
+
 }  // namespace
+
+Colour colour_from_text(const std::string& text) {
+    Colour colour;
+    if (!Colour::parse(text, colour))
+        raise(PyExc_ValueError, "'" + text +
+                                    "' is not a colour: expected \"#rrggbb\", \"#rrggbbaa\" or 3 or 4 numbers "
+                                    "(\"1, 0.5, 0\").");
+    return colour;
+}
 
 void define_sequence() {
     SequenceConverter<Vector<float>, 2, 2>();
     SequenceConverter<Vector<int>, 2, 2>();
     SequenceConverter<Colour, 3, 4>();
+    ColourTextConverter();
 }
 
 }  // namespace engine::core::python

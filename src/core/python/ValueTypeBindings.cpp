@@ -121,6 +121,8 @@ std::string colour_repr(const Colour& c) {
            format_float(c.a) + ")";
 }
 
+Colour* colour_from_python_text(const std::string& text) { return new Colour(colour_from_text(text)); }
+
 std::string matrix_repr(const Matrix& m) {
     std::string s = "Matrix(";
     for (int i = 0; i < 6; ++i) s += (i ? ", " : "") + format_float(m[i]);
@@ -146,6 +148,7 @@ void define_value_type() {
 
     bp::class_<Colour>("Colour", bp::init<float, float, float, float>((bp::arg("r") = 1.0f, bp::arg("g") = 1.0f,
                                                                        bp::arg("b") = 1.0f, bp::arg("a") = 1.0f)))
+        .def("__init__", bp::make_constructor(&colour_from_python_text, bp::default_call_policies(), bp::arg("text")))
         .def_readwrite("r", &Colour::r)
         .def_readwrite("g", &Colour::g)
         .def_readwrite("b", &Colour::b)

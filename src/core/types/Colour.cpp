@@ -39,15 +39,15 @@ std::string trimmed(const std::string& text) {
 
 }  // namespace
 
-Colour::Colour(const std::string& text) {
+Colour::Colour(const std::string& text) { parse(text, *this); }
+
+bool Colour::parse(const std::string& text, Colour& out) {
     const std::string t = trimmed(text);
-    if (!t.empty() && t[0] == '#') {
-        parse_hex(t, *this);
-        return;
-    }
+    if (!t.empty() && t[0] == '#') return parse_hex(t, out);
     std::vector<double> n;
-    if (detail::parse_numbers(t, n) && (n.size() == 3 || n.size() == 4))
-        *this = Colour(float(n[0]), float(n[1]), float(n[2]), n.size() == 4 ? float(n[3]) : 1.0f);
+    if (!detail::parse_numbers(t, n) || (n.size() != 3 && n.size() != 4)) return false;
+    out = Colour(float(n[0]), float(n[1]), float(n[2]), n.size() == 4 ? float(n[3]) : 1.0f);
+    return true;
 }
 
 std::string Colour::to_string() const {

@@ -34,6 +34,7 @@ void define_run();             // run, the frame loop of a small game
 namespace bp = boost::python;
 using core::python::get_item;
 using core::python::ObjectWrapper;
+using core::python::overloaded;
 using core::python::overrides;
 using core::python::Proxy;
 using core::python::raise;

@@ -1,5 +1,7 @@
 #include "python/Bindings.h"
 
+#include "core/python/support/ArgumentErrors.h"
+
 #include "engine/graphics/Module.h"
 #include "engine/graphics/TextureLoader.h"
 #include "module/GraphicsWindowListener.h"
@@ -93,6 +95,7 @@ BOOST_PYTHON_MODULE(libgraphics) {
     define_text();
     define_functions();
     define_run();
+    engine::core::python::seal_value_copies();
     create_singletons();
     bp::import("atexit").attr("register")(bp::make_function(&stop_background_work));
 }

@@ -1,4 +1,6 @@
 #include "python/Bindings.h"
+
+#include "core/python/support/ArgumentErrors.h"
 #include "python/SceneLayerProxy.h"
 
 #include "engine/graphics/Framebuffer.h"
@@ -23,6 +25,8 @@ bp::object layer_by_index(const Scene& s, unsigned int index) { return to_python
 bp::object layer_by_id(const Scene& s, const std::string& id) { return to_python(s.get_layer(id)); }
 bp::object object_by_id(const Scene& s, const std::string& id) { return to_python(s.get_object(id)); }
 core::Vector<float> scale(const Scene& s) { return s.get_scale(); }
+void set_scale(Scene& s, const core::Vector<float>& scale) { s.set_scale(scale); }
+void set_uniform_scale(Scene& s, float scale) { s.set_scale({scale, scale}); }
 SceneLayerProxy layers(Scene& s) { return SceneLayerProxy(&s); }
 
 bool add_layer(Scene& s, SceneLayer* layer) { return s.add_layer(&require(layer, "The layer")); }
@@ -38,6 +42,7 @@ bool remove_object(Scene& s, SceneObject* object) { return s.remove_object(&requ
 // A SceneListener is added as it is; any other object through a SceneListenerPython.
 void add_listener(Scene& s, bp::object listener) {
     if (listener.is_none()) raise(PyExc_TypeError, "The listener must not be None.");
+    core::python::require_base_init(listener);  // a SceneListener subclass that skipped its base __init__
     bp::extract<SceneListener*> native(listener);
     if (native.check())
         s.add_listener(native());
@@ -81,7 +86,7 @@ void define_scene() {
             .def("get_num_layers", &Scene::get_num_layers)
             .def("update", &Scene::update, bp::arg("dt"))
             .def("render", static_cast<void (Scene::*)()>(&Scene::render))
-            .add_property("scale", &scale, &Scene::set_scale)
+            .add_property("scale", &scale, overloaded(&set_scale, &set_uniform_scale))
             .add_property("layers", &layers)
             .add_property("batching", &Scene::is_batching, &Scene::set_batching,
                           "batching: bool -- gather consecutive sprites of one texture and layer matrix into "

@@ -24,8 +24,12 @@ bp::list alpha_stops(const Sprite& s) {
     return result;
 }
 
-void fade(Sprite& s, float from, float to, float delay, float duration, const Texture& texture) {
-    s.fade(from, to, delay, duration, texture);
+// No transition texture (None): a uniform fade of the whole picture.
+void fade(Sprite& s, float start, float end, float delay, float duration, const Texture* transition) {
+    if (transition)
+        s.fade(start, end, delay, duration, *transition);
+    else
+        s.fade(start, end, delay, duration);
 }
 
 bp::object on_fades_finished(const Sprite& s) { return core::python::script_callable(s.get_on_fades_finished()); }
@@ -80,7 +84,13 @@ void define_sprite() {
             .add_property("colours", &colours)
             .add_property("data_id", &Sprite::get_data_id)
             .def("fade", &fade,
-                 (bp::arg("from"), bp::arg("to"), bp::arg("delay"), bp::arg("duration"), bp::arg("texture")))
+                 (bp::arg("start"), bp::arg("end"), bp::arg("delay"), bp::arg("duration"),
+                  bp::arg("transition") = bp::object()),
+                 "fade(start: float, end: float, delay: float, duration: float, transition: Texture | None = None)"
+                 " -> None\n\n"
+                 "Queue a fade of the alpha factor from start to end over duration seconds, after\n"
+                 "delay seconds; with a transition texture it dissolves through that picture, without\n"
+                 "one (None) the whole picture fades at once.")
             // Alpha stops from scripts.
             .def("set_alpha_stop", &Sprite::set_alpha_stop, (bp::arg("position"), bp::arg("alpha")))
             .def("clear_alpha_stops", &Sprite::clear_alpha_stops)

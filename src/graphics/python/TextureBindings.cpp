@@ -43,7 +43,6 @@ private:
 // The script side of a Texture handle.
 class TextureWrapper : public Texture {
 public:
-    TextureWrapper(PyObject*, const std::string& path) : Texture(path) {}
     TextureWrapper(PyObject*, const std::string& path, bool asynchronous, bool force_full_resolution)
         : Texture(path, asynchronous, force_full_resolution) {}
     TextureWrapper(PyObject*, const bp::object& pixels, const core::Vector<int>& dimensions, unsigned int format)
@@ -63,9 +62,11 @@ struct LoaderWrapper : core::python::SingletonWrapper<TextureLoader> {
 }  // namespace
 
 void define_texture() {
-    bp::object cls = bp::class_<Texture, TextureWrapper>("Texture", bp::init<const std::string&>(bp::arg("path")))
-                         .def(bp::init<const std::string&, bool, bool>(
-                             (bp::arg("path"), bp::arg("asynchronous"), bp::arg("force_full_resolution"))))
+    // A path alone loads in the background at the database's resolution, as natively.
+    bp::object cls = bp::class_<Texture, TextureWrapper>(
+                         "Texture", bp::init<const std::string&, bool, bool>(
+                                        (bp::arg("path"), bp::arg("asynchronous") = true,
+                                         bp::arg("force_full_resolution") = false)))
                          .add_property("dimensions", &dimensions)
                          // The GL name, the wrap mode and textures made from pixels in memory.
                          .add_property("gl_name", &Texture::get_name)

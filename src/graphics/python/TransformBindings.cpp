@@ -15,6 +15,8 @@ Matrix local_transform(const Transform& t) { return t.get_local_transform(); }
 Vector<float> world_position(const Transform& t) { return t.get_world_position(); }
 Matrix world_transform(const Transform& t) { return t.get_world_transform(); }
 Matrix bind_transform(const Transform& t) { return t.get_bind_transform(); }
+void set_scale(Transform& t, const Vector<float>& scale) { t.set_scale(scale); }
+void set_uniform_scale(Transform& t, float scale) { t.set_scale({scale, scale}); }
 bp::object parent(const Transform& t) { return to_python(t.get_parent()); }
 
 bp::list children(const Transform& t) {
@@ -48,7 +50,7 @@ void define_transform() {
     bp::object cls =
         bp::class_<Transform, ObjectWrapper<Transform>, boost::noncopyable>("Transform", bp::init<>())
             .add_property("position", &position, &Transform::set_position)
-            .add_property("scale", &scale, &Transform::set_scale)
+            .add_property("scale", &scale, overloaded(&set_scale, &set_uniform_scale))
             .add_property("rotation", &Transform::get_local_rotation, &Transform::set_rotation)
             .add_property("transform", &local_transform)
             .add_property("world_position", &world_position)

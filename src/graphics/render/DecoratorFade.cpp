@@ -10,6 +10,10 @@ void DecoratorFade::fade(float from, float to, float delay, float duration, cons
     fades_.push_back(Fade{from, to, delay, duration, duration, 0.0f, std::make_unique<Texture>(transition_texture)});
 }
 
+void DecoratorFade::fade(float from, float to, float delay, float duration) {
+    fades_.push_back(Fade{from, to, delay, duration, duration, 0.0f, nullptr});
+}
+
 void DecoratorFade::update(float dt) {
     if (fades_.empty()) return;
     Fade& fade = fades_.front();

@@ -1,5 +1,7 @@
 #include "python/Bindings.h"
 
+#include "core/python/support/ArgumentErrors.h"
+
 #include "engine/window/GpuResource.h"
 #include "engine/window/OpenGL.h"
 
@@ -32,4 +34,5 @@ BOOST_PYTHON_MODULE(libwindow) {
     define_window();
     define_window_listener();
     define_functions();
+    engine::core::python::seal_value_copies();
 }

@@ -106,3 +106,16 @@ TEST(Colour, CopyAndAssignmentCopyEveryChannel) {
     c = a;
     EXPECT_EQ(c, a);
 }
+
+TEST(Colour, ParseTellsWhetherTheTextWasAColour) {
+    Colour c(0, 0, 0, 0);
+    EXPECT_TRUE(Colour::parse(" #ff0000 ", c));
+    expect_near(c, Colour(1, 0, 0, 1));
+    EXPECT_TRUE(Colour::parse("1 1 1", c));
+    expect_near(c, Colour());
+    for (const char* bad : {"red", "#ff00", "#gg0000", "1, 2", "1 2 3 4 5", ""}) {
+        Colour kept(0.5f, 0.5f, 0.5f, 0.5f);
+        EXPECT_FALSE(Colour::parse(bad, kept)) << bad;
+        expect_near(kept, Colour(0.5f, 0.5f, 0.5f, 0.5f));
+    }
+}

@@ -216,7 +216,9 @@ TEST_P(ZeroDurationFade, EndsAtTheFirstUpdate) {
     ASSERT_EQ(d.hooks(), c.hooks);
     EXPECT_EQ(d.calls.back().to, c.to);
     EXPECT_EQ(d.calls.back().delay, c.end_delay);
-    if (d.calls.size() == 2) EXPECT_EQ(d.calls.back().progress, 1.0f);  // it had begun
+    if (d.calls.size() == 2) {
+        EXPECT_EQ(d.calls.back().progress, 1.0f);  // it had begun
+    }
     EXPECT_EQ(d.get_fade(), nullptr);
 }
 
@@ -270,4 +272,16 @@ TEST(DecoratorFade, FadesFinishedMayReplaceItselfAndQueueMore) {
     EXPECT_NE(d.get_fade(), nullptr);
     d.update(1.0f);
     EXPECT_EQ(calls, 1);
+}
+
+TEST(DecoratorFade, UniformFadeHasNoTransitionTextureAndRunsLikeAnyOther) {
+    RecordingFade d;
+    d.fade(1.0f, 0.0f, 0.0f, 1.0f);
+    ASSERT_NE(d.get_fade(), nullptr);
+    EXPECT_EQ(d.get_fade()->transition_texture, nullptr);
+    d.update(0.5f);
+    EXPECT_TRUE(front_fade_is(d, 0.0f, 0.5f, 0.5f));
+    d.update(0.5f);
+    EXPECT_EQ(d.hooks(), (Hooks{"begin", "end"}));
+    EXPECT_EQ(d.get_fade(), nullptr);
 }

@@ -2,6 +2,7 @@
 
 // Binding support shared by the three extensions; includes Boost.Python.
 #include <boost/python.hpp>
+#include <boost/python/object/function.hpp>
 
 #include "engine/core/script/Factory.h"
 #include "engine/core/script/Object.h"
@@ -41,6 +42,15 @@ template <class T>
 T& require(T* pointer, const char* what) {
     if (!pointer) raise(PyExc_TypeError, std::string(what) + " must not be None.");
     return *pointer;
+}
+
+/// One script function over several native ones, tried in turn: the first whose
+/// parameters accept the arguments runs (a scale setter taking a Vector or one number).
+template <class... Functions>
+bp::object overloaded(Functions... functions) {
+    bp::object scope(bp::handle<>(PyModule_New("overloads")));
+    (bp::objects::function::add_to_namespace(scope, "f", bp::make_function(functions)), ...);
+    return scope.attr("f");
 }
 
 /// The last step of a class's definition when data files or the module create it by
