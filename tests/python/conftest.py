@@ -95,6 +95,15 @@ def pictures(gl, tmp_path):
 
 
 @pytest.fixture
+def scene(gl):
+    """A fresh scene, the current one from now on, with one common layer "main". Test
+    files that need other layers define their own."""
+    s = libgraphics.Scene()
+    s.add_layer(libgraphics.SceneLayer("main", 0, 0, True))
+    yield s
+
+
+@pytest.fixture
 def graphics_log(caplog):
     """The engine's graphics messages, from INFO up."""
     caplog.set_level(logging.INFO, logger="engine.graphics")

@@ -61,3 +61,15 @@ class Pictures:
 
     def missing(self, name):
         return self.path(name)
+
+
+def rendered(window, scene):
+    """Renders the scene over opaque black and returns pixel(x, y) -> (r, g, b, a) of
+    the window (x, y in read_pixels order: rows from the bottom)."""
+    from OpenGL import GL
+
+    GL.glClearColor(0, 0, 0, 1)
+    GL.glClear(GL.GL_COLOR_BUFFER_BIT)
+    scene.render()
+    width, height, data = window.read_pixels()
+    return lambda x, y: tuple(data[(y * width + x) * 4:(y * width + x) * 4 + 4])

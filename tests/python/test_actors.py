@@ -10,14 +10,13 @@ import weakref
 
 import numpy as np
 import pytest
-from OpenGL import GL
 
 import libcore
 import libgraphics
 from libcore import Colour, Factory, Matrix, Vector
-from libgraphics import ActorMesh, SceneLayer, SceneObject, Skeleton, Texture, Transform, actor_database
+from libgraphics import ActorMesh, SceneObject, Skeleton, Texture, Transform, actor_database
 
-from pictures import images, settle
+from pictures import images, rendered, settle
 
 PUPPET = os.path.join(os.path.dirname(__file__), "..", "..", "data", "puppet.xml")
 F32 = np.float32
@@ -548,21 +547,6 @@ class MeshObject(SceneObject):
         self.mesh.render(self)
 
 
-@pytest.fixture
-def scene(gl):
-    s = libgraphics.Scene()
-    s.add_layer(SceneLayer("main", 0, 0, True))
-    yield s
-
-
-def _frame(window, scene):
-    GL.glClearColor(0, 0, 0, 1)
-    GL.glClear(GL.GL_COLOR_BUFFER_BIT)
-    scene.render()
-    width, height, data = window.read_pixels()
-    return lambda x, y: tuple(data[(y * width + x) * 4:(y * width + x) * 4 + 4])
-
-
 def _quad_actor(extra=""):
     """A 40 x 40 quad hanging 40 units below joint "hand", itself 0 below "root"."""
     load('<ActorData id="q"><Joint id="root"/><Joint id="hand" parent="root"/>'
@@ -585,7 +569,7 @@ def test_never_skinned_mesh_draws_its_bind_positions(window, scene, pictures):
     obj.position = (100, 100)
     scene.add_object(obj, "main")
     settle()
-    pixel = _frame(window, scene)
+    pixel = rendered(window, scene)
     assert pixel(100, 120)[:3] == (255, 0, 0)
     assert pixel(100, 90)[:3] == (0, 0, 0)
 
@@ -602,14 +586,14 @@ def test_skinned_textured_mesh_draws_where_its_joint_took_it(window, scene, pict
     skeleton.joints["hand"].rotation = math.pi
     mesh.transform_vertices(skeleton)
     settle()
-    pixel = _frame(window, scene)
+    pixel = rendered(window, scene)
     assert pixel(200 - 10, 200 + 20)[:3] == (0, 0, 0)      # where it was
     assert pixel(200 + 10, 200 - 20)[:3] == (255, 0, 0)    # texture's left is now on the right
     assert pixel(200 - 10, 200 - 20)[:3] == (0, 255, 0)
     # Moving the skeleton's root moves the mesh with it.
     skeleton.joints["root"].position = (100, 0)
     mesh.transform_vertices(skeleton)
-    pixel = _frame(window, scene)
+    pixel = rendered(window, scene)
     assert pixel(300 + 10, 200 - 20)[:3] == (255, 0, 0)
     assert pixel(200 + 10, 200 - 20)[:3] == (0, 0, 0)
 
@@ -622,9 +606,9 @@ def test_two_texture_layers_draw_the_mesh_twice(window, scene, pictures):
     obj.position = (300, 300)
     scene.add_object(obj, "main")
     settle()
-    once = _frame(window, scene)(300, 320)[0]
+    once = rendered(window, scene)(300, 320)[0]
     mesh.set_texture("two", half)
-    twice = _frame(window, scene)(300, 320)[0]
+    twice = rendered(window, scene)(300, 320)[0]
     assert abs(once - 128) <= 2
     assert abs(twice - 191) <= 3
 
@@ -634,14 +618,14 @@ def test_uniform_colour_and_vertex_colours_draw(window, scene):
     obj = MeshObject(mesh)
     obj.position = (400, 100)
     scene.add_object(obj, "main")
-    assert _frame(window, scene)(400, 120)[:3] == (255, 255, 255)  # untextured, white vertices
+    assert rendered(window, scene)(400, 120)[:3] == (255, 255, 255)  # untextured, white vertices
     mesh.set_colour(Colour(0, 0, 1))
-    assert _frame(window, scene)(400, 120)[:3] == (0, 0, 255)
+    assert rendered(window, scene)(400, 120)[:3] == (0, 0, 255)
     mesh.set_vertex_colour(0, Colour(0, 1, 0))
     for i in (1, 2, 3):
         mesh.set_vertex_colour(i, Colour(0, 1, 0))
     # With per-vertex colours set after the uniform colour, the uniform colour still wins.
-    assert _frame(window, scene)(400, 120)[:3] == (0, 0, 255)
+    assert rendered(window, scene)(400, 120)[:3] == (0, 0, 255)
 
 
 def test_puppet_draws_with_its_skin(window, scene, pictures):
@@ -653,7 +637,7 @@ def test_puppet_draws_with_its_skin(window, scene, pictures):
     skeleton.joints["upper_arm"].rotation = -1.2
     mesh.transform_vertices(skeleton)
     settle()
-    pixel = _frame(window, scene)
+    pixel = rendered(window, scene)
     assert pixel(320, 185) != (0, 0, 0, 255)  # the belly
     assert pixel(320, 200 + 90)[:3] == (0, 0, 0)  # below the feet
 
@@ -666,12 +650,12 @@ def test_texture_transform_moves_the_texture_coordinates(window, scene, pictures
     obj.position = (500, 300)
     scene.add_object(obj, "main")
     settle()
-    assert _frame(window, scene)(500 - 10, 320)[:3] == (255, 0, 0)
+    assert rendered(window, scene)(500 - 10, 320)[:3] == (255, 0, 0)
     # Half a texture to the right: the left half now shows the green half.
     mesh.texture_transform = Matrix(Vector(0.5, 0), 0)
-    assert _frame(window, scene)(500 - 10, 320)[:3] == (0, 255, 0)
+    assert rendered(window, scene)(500 - 10, 320)[:3] == (0, 255, 0)
     mesh.texture_transform = Matrix()
-    assert _frame(window, scene)(500 - 10, 320)[:3] == (255, 0, 0)
+    assert rendered(window, scene)(500 - 10, 320)[:3] == (255, 0, 0)
 
 
 def test_a_mesh_without_vertices_still_draws_nothing_and_keeps_going(window, scene):
@@ -681,7 +665,7 @@ def test_a_mesh_without_vertices_still_draws_nothing_and_keeps_going(window, sce
     mesh.transform_vertices(Skeleton())
     mesh.update(1 / 60)
     scene.add_object(MeshObject(mesh), "main")
-    _frame(window, scene)
+    rendered(window, scene)
 
 
 def test_weights_are_not_normalised():

@@ -11,7 +11,6 @@ import sys
 import weakref
 
 import pytest
-from OpenGL import GL
 
 import libcore
 import libgraphics
@@ -20,6 +19,8 @@ from libgraphics import (Actor, ActorController, ActorControllerIK, ActorControl
                          IKConstraintPosition, IKConstraintPositionFixed, IKConstraintPositionHold,
                          IKConstraintRotation, IKConstraintRotationFixed, SceneLayer, SceneObject, Transform,
                          actor_database)
+
+from pictures import rendered
 
 PUPPET = os.path.join(os.path.dirname(__file__), "..", "..", "data", "puppet.xml")
 DT = 1 / 60
@@ -461,21 +462,6 @@ def test_ignore_chain_offsets_and_reversed_are_script_properties():
 
 # Pixels ---------------------------------------------------------------------------------
 
-@pytest.fixture
-def scene(gl):
-    s = libgraphics.Scene()
-    s.add_layer(SceneLayer("main", 0, 0, True))
-    yield s
-
-
-def _frame(window, scene):
-    GL.glClearColor(0, 0, 0, 1)
-    GL.glClear(GL.GL_COLOR_BUFFER_BIT)
-    scene.render()
-    width, height, data = window.read_pixels()
-    return lambda x, y: tuple(data[(y * width + x) * 4:(y * width + x) * 4 + 4])
-
-
 def near(pixel, x, y, test, radius=3):
     """Whether any pixel within `radius` of (x, y) passes `test`."""
     return any(test(pixel(x + dx, y + dy)) for dx in range(-radius, radius + 1) for dy in range(-radius, radius + 1))
@@ -495,13 +481,13 @@ def test_an_actor_posed_by_ik_draws_its_arm_at_the_target(window, scene):
     tick_in(scene)
     hanging = (320 + int(16.5 * 3), 300 - 11 * 3)  # the hand, beside the hip
     raised = (320 + 47 * 3, 300 - 50 * 3)          # just short of the target, along the forearm
-    pixel = _frame(window, scene)
+    pixel = rendered(window, scene)
     assert white(pixel(*hanging))
     assert not near(pixel, *raised, white)
     ik.set_position_constraint("hand", IKConstraintPositionFixed((50, -50)))
     tick_in(scene)
     assert close(a.skeleton.joints["hand"].world_position, Vector(50, -50))
-    pixel = _frame(window, scene)
+    pixel = rendered(window, scene)
     assert near(pixel, *raised, white)
     assert not white(pixel(*hanging))
     scene.remove_object(a)
@@ -515,9 +501,9 @@ def test_debug_view_draws_bones_and_targets(window, scene):
     a.controller = ik
     ik.set_position_constraint("hand", IKConstraintPositionFixed((60, 60)))
     tick_in(scene)
-    assert not near(_frame(window, scene), 200, 285, lambda p: p[2] > 0)
+    assert not near(rendered(window, scene), 200, 285, lambda p: p[2] > 0)
     a.debug = True
-    pixel = _frame(window, scene)
+    pixel = rendered(window, scene)
     assert near(pixel, 200, 285, lambda p: p[2] > 0 and p[0] == 0)  # the spine bone, blue
     assert near(pixel, 260, 360, lambda p: p[0] > 0 and p[2] == 0)  # the unreachable target, red
     scene.remove_object(a)
