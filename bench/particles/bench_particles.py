@@ -33,7 +33,7 @@ import time
 
 HERE = os.path.dirname(os.path.abspath(__file__))
 sys.path.insert(0, os.path.join(HERE, "..", "sprites"))
-from bench_sprites import RESULT_TAG, WIDTH, HEIGHT, DT, make_image, run_frames  # noqa: E402
+from bench_sprites import RESULT_TAG, WIDTH, HEIGHT, DT, make_image, run_frames, run_scene_frames  # noqa: E402
 
 GRAVITY = 98.0
 LIFE = (6.0, 8.0)          # longer than the run: every particle stays live
@@ -89,18 +89,7 @@ def worker_ours(args):
     scene.update(DT)  # every particle is emitted here
     assert fountain.particle_count == args.count, fountain.particle_count
 
-    def clear():
-        window.process_events()
-        GL.glClear(GL.GL_COLOR_BUFFER_BIT)
-        GL.glFinish()
-
-    def render():
-        scene.begin_frame()
-        scene.render()
-        scene.end_frame()
-        GL.glFinish()
-
-    result = run_frames(args.frames, args.budget, lambda: scene.update(DT), clear, render, window.swap_buffers)
+    result = run_scene_frames(window, scene, lambda: scene.update(DT), args.frames, args.budget)
     result.update(renderer=GL.glGetString(GL.GL_RENDERER).decode())
     print(RESULT_TAG + json.dumps(result), flush=True)
     os._exit(0)

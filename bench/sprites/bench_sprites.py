@@ -124,6 +124,25 @@ def run_frames(frames, budget, update, clear, render, present):
 
 # The engine ---------------------------------------------------------------------------
 
+def run_scene_frames(window, scene, update, frames, budget):
+    """run_frames for an engine scene: events and a cleared screen untimed, then the
+    scene's whole frame drawn and finished."""
+    from OpenGL import GL
+
+    def clear():
+        window.process_events()
+        GL.glClear(GL.GL_COLOR_BUFFER_BIT)
+        GL.glFinish()
+
+    def render():
+        scene.begin_frame()
+        scene.render()
+        scene.end_frame()
+        GL.glFinish()
+
+    return run_frames(frames, budget, update, clear, render, window.swap_buffers)
+
+
 def worker_ours(args, python_loop, batching=True):
     from OpenGL import GL
 
@@ -176,18 +195,7 @@ def worker_ours(args, python_loop, batching=True):
         def update():
             scene.update(DT)
 
-    def clear():
-        window.process_events()
-        GL.glClear(GL.GL_COLOR_BUFFER_BIT)
-        GL.glFinish()
-
-    def render():
-        scene.begin_frame()
-        scene.render()
-        scene.end_frame()
-        GL.glFinish()
-
-    result = run_frames(args.frames, args.budget, update, clear, render, window.swap_buffers)
+    result = run_scene_frames(window, scene, update, args.frames, args.budget)
     result.update(setup_s=setup_s, python_loop=python_loop,
                   renderer=GL.glGetString(GL.GL_RENDERER).decode())
     print(RESULT_TAG + json.dumps(result), flush=True)
