@@ -81,7 +81,8 @@ public:
 private:
     friend class ActorController;
     friend class ActorControllerSharedSkeleton;
-    /// Controllers whose actor or source this is register here, to be told when it dies.
+    friend class ActorControllerDynamics;
+    /// Controllers whose actor, source or collision actor this is register here, to be told when it dies.
     void watch(ActorController* controller) { watchers_.push_back(controller); }
     void unwatch(ActorController* controller);
 

@@ -13,6 +13,8 @@
 
 namespace engine::graphics {
 
+class ActorControllerDynamics;
+
 /// The rigid bodies and constraints of one actor type ("ActorRigDynamics"), found by
 /// the actor's data id. Owned by the actor database's dynamics rig registry until
 /// "unload"; script thread only.
@@ -26,6 +28,14 @@ public:
     DynamicsConstraintJoint* add_joint_constraint(const std::string& joint, const std::string& body);
     /// Body first, joint second (the file's "ConstraintParent" order).
     DynamicsConstraintParent* add_parent_constraint(const std::string& body, const std::string& joint);
+
+    /// Builds the simulation in the controller's world: a body per rigid body in name
+    /// order (each announced to every constraint as it is made), then every
+    /// constraint's `create` in document order. Always true.
+    bool create_system(ActorControllerDynamics& controller) const;
+    /// Steps every constraint in document order (all of them, whatever they return);
+    /// true when any turned a joint.
+    bool on_step(ActorControllerDynamics& controller) const;
 
     /// Bodies by name, iterated in name order.
     const std::map<std::string, DynamicsRigidBody>& get_bodies() const { return bodies_; }

@@ -25,6 +25,10 @@ public:
     float get_lower() const { return lower_; }
     float get_upper() const { return upper_; }
 
+    /// A revolute joint between the two bodies at the first one's centre of mass, limited
+    /// when limits are given. Nothing when either body is missing.
+    void create(ActorControllerDynamics& controller) override;
+
 private:
     std::string body_0_;  // the hinge sits at this body's centre of mass
     std::string body_1_;

@@ -16,6 +16,11 @@ public:
     const std::string& get_joint() const { return joint_; }
     const std::string& get_body() const { return body_; }
 
+    /// Makes the body immovable by the simulation (kinematic): only this moves it.
+    void create(ActorControllerDynamics& controller) override;
+    /// Moves the body to the joint's position, keeping its angle. Always false.
+    bool step(ActorControllerDynamics& controller) override;
+
 private:
     std::string joint_;  // skeleton joint it follows
     std::string body_;   // rig body that follows

@@ -16,6 +16,11 @@ public:
     const std::string& get_body() const { return body_; }
     const std::string& get_joint() const { return joint_; }
 
+    /// Turns the joint to point from the body towards the first body hinged to it as the
+    /// hinge's first body, measured from +y and relative to the joint's parent. True
+    /// when the joint's rotation changed.
+    bool step(ActorControllerDynamics& controller) override;
+
 private:
     std::string body_;   // rig body it follows
     std::string joint_;  // skeleton joint that turns

@@ -10,6 +10,7 @@
 #include "engine/graphics/ActorControllerIK.h"
 #include "engine/graphics/ActorData.h"
 #include "engine/graphics/ActorMesh.h"
+#include "engine/graphics/ActorControllerDynamics.h"
 #include "engine/graphics/ActorRigDynamics.h"
 #include "engine/graphics/ActorRigIK.h"
 #include "engine/graphics/Skeleton.h"
@@ -437,8 +438,10 @@ void unload() {
     auto dynamics_rigs = std::move(r.dynamics_rigs);
     for (const auto& [id, data] : actors)
         for (const auto& mesh : data->get_meshes()) ActorMesh::forget_data(mesh.get());
-    // IK controllers that outlive "unload" go rig-less and report no change.
+    // Controllers that outlive "unload" go rig-less and report no change; dynamics
+    // controllers drop their worlds, whose bodies the rig named.
     for (const auto& [id, rig] : ik_rigs) ActorControllerIK::forget_rig(rig.get());
+    for (const auto& [id, rig] : dynamics_rigs) ActorControllerDynamics::forget_rig(rig.get());
     r.actors.clear();
     r.ik_rigs.clear();
     r.dynamics_rigs.clear();

@@ -23,6 +23,7 @@ void define_scene_layer();     // SceneLayer, SceneLayerProxy
 void define_scene_listener();  // SceneListener, subclassable
 void define_texture();         // Texture, TextureDatabase, texture_loader
 void define_actor_controller();                  // ActorController, subclassable
+void define_actor_controller_dynamics();         // DynamicsBody, ActorControllerDynamics
 void define_actor_controller_ik();               // the IK handle proxies, ActorControllerIK
 void define_actor_controller_shared_skeleton();  // ActorControllerSharedSkeleton
 void define_ik_constraint();  // IKConstraintPosition, ...Fixed, ...Hold, IKConstraintRotation, ...Fixed

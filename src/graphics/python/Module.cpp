@@ -88,6 +88,7 @@ BOOST_PYTHON_MODULE(libgraphics) {
     define_scene_listener();
     define_texture();
     define_actor_controller();
+    define_actor_controller_dynamics();
     define_actor_controller_ik();
     define_actor_controller_shared_skeleton();
     define_ik_constraint();

@@ -1,5 +1,7 @@
 #include "engine/graphics/ActorRigDynamics.h"
 
+#include "engine/graphics/ActorControllerDynamics.h"
+
 namespace engine::graphics {
 
 DynamicsRigidBody* ActorRigDynamics::add_rigid_body(const std::string& name) {
@@ -28,6 +30,22 @@ DynamicsConstraintParent* ActorRigDynamics::add_parent_constraint(const std::str
 const DynamicsRigidBody* ActorRigDynamics::get_body(const std::string& name) const {
     auto it = bodies_.find(name);
     return it == bodies_.end() ? nullptr : &it->second;
+}
+
+bool ActorRigDynamics::create_system(ActorControllerDynamics& controller) const {
+    for (const auto& [name, rigid_body] : bodies_) {
+        b2Body* body = controller.create_body(rigid_body);
+        controller.add_body(body);
+        for (const auto& constraint : constraints_) constraint->on_body_created(controller, body);
+    }
+    for (const auto& constraint : constraints_) constraint->create(controller);
+    return true;
+}
+
+bool ActorRigDynamics::on_step(ActorControllerDynamics& controller) const {
+    bool changed = false;
+    for (const auto& constraint : constraints_) changed = constraint->step(controller) || changed;
+    return changed;
 }
 
 }  // namespace engine::graphics

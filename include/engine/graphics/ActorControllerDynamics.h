@@ -1,0 +1,118 @@
+#pragma once
+
+#include "engine/graphics/ActorController.h"
+
+#include <box2d/b2_joint.h>
+
+#include <map>
+#include <memory>
+#include <string>
+
+class b2Body;
+class b2World;
+
+namespace engine::graphics {
+
+class ActorRigDynamics;
+class Transform;
+struct DynamicsRigidBody;
+
+/// Poses an actor from a rigid-body simulation: it finds the dynamics rig registered
+/// under the actor's data id, builds a Box2D world from it (in the actor's space, y
+/// down, gravity (0, 98)), steps that world at a fixed 60 Hz whatever the frame rate,
+/// and lets the rig's constraints write bodies into joint rotations and joints into
+/// bodies. A second actor may lend its spine as a static collision body. Owns its
+/// world; the rig stays with the actor database. Script thread only.
+///
+///     ActorControllerDynamics ragdoll;
+///     actor.set_controller(&ragdoll);       // the world is built here
+///     ragdoll.set_collision_actor(&floor);  // rebuilt on the next update
+class ActorControllerDynamics : public ActorController {
+public:
+    /// One simulation step, in seconds (the float nearest 1/60).
+    static constexpr float kTimeStep = 1.0f / 60.0f;
+    /// Steps one update runs at most: a longer frame (a pause, a breakpoint) drops the
+    /// rest of its time rather than stalling the game while it catches up.
+    static constexpr int kMaxStepsPerUpdate = 600;
+    /// A body whose origin leaves this box (either axis, actor space) is frozen.
+    static constexpr float kWorldExtent = 100.0f;
+    /// Radius of a rig body's circle.
+    static constexpr float kBodyRadius = 3.0f;
+    /// Width of the collision body along the collision actor's spine, in its space.
+    static constexpr float kSpineWidth = 24.0f;
+
+    ActorControllerDynamics();
+    /// Destroys the world with every body; the rig stays with the database.
+    ~ActorControllerDynamics() override;
+
+    /// Rebuilds the collision body when flagged, adds `dt` to the time not yet simulated
+    /// and steps the world once for every whole 1/60 s in it (strictly more than 1/60
+    /// is needed for a step), then steps the rig's constraints. True when a joint
+    /// turned; false without a world.
+    bool update(float dt) override;
+    /// Debug drawing in the actor's space: a green line through the bodies in name
+    /// order and, with a collision actor, the collision body's polygons in red.
+    void render() override;
+
+    /// The world, or null (no actor, or no rig under its data id).
+    b2World* get_system() const { return world_.get(); }
+    /// The rig the world was built from, or null. Owned by the database.
+    const ActorRigDynamics* get_rig() const { return rig_; }
+    /// The body made for the rig body `name`, or null.
+    b2Body* get_body(const std::string& name) const;
+    /// The first joint of the world of `type` whose first or second body is the rig
+    /// body `name`, or null.
+    b2Joint* get_joint(b2JointType type, const std::string& name) const;
+    /// Records `body` under the rig name it was made with (see `create_body`).
+    void add_body(b2Body* body);
+    /// Rig bodies by name, in name order.
+    const std::map<std::string, b2Body*>& get_bodies() const { return bodies_; }
+    /// A dynamic body in the world for `rigid_body`, named after it; `add_body` records
+    /// it. Null without a world.
+    b2Body* create_body(const DynamicsRigidBody& rigid_body);
+    /// The rig name a body of this controller was made with, or null for other bodies.
+    static const std::string* get_body_name(const b2Body* body);
+
+    /// Not owned. Flags the collision body for rebuilding on the next update (also when
+    /// `actor` is the one already set, so setting it again picks up its new pose).
+    void set_collision_actor(Actor* actor);
+    Actor* get_collision_actor() const { return collision_actor_; }
+    /// The static body shaped after the collision actor's spine, or null before the
+    /// first rebuild.
+    b2Body* get_collision_body() const { return collision_body_; }
+
+    /// Simulated time owed to the world, in seconds (under one step after an update).
+    float get_accumulator() const { return accumulator_; }
+    /// World steps taken since the world was built.
+    unsigned long get_step_count() const { return step_count_; }
+
+    /// Skeleton joint `name` of the controlled actor, or null.
+    Transform* find_joint(const std::string& name) const;
+    /// Logs that a constraint of the rig names something the rig or skeleton lacks.
+    void warn_missing(const char* constraint, const char* what, const std::string& name) const;
+    /// Logs what is wrong with a constraint of the rig (`problem` says what it does then).
+    void warn_problem(const char* constraint, const std::string& problem) const;
+
+    /// The actor database forgets `rig`: every controller using it drops its world.
+    static void forget_rig(const ActorRigDynamics* rig);
+
+protected:
+    void on_actor(Actor* actor) override;
+    void forget_actor(const Actor* actor) override;
+
+private:
+    void destroy_system();
+    void step_world();
+    void rebuild_collision_body();
+
+    const ActorRigDynamics* rig_ = nullptr;   // non-owning, from the database
+    std::unique_ptr<b2World> world_;          // owned; null without a rig
+    std::map<std::string, b2Body*> bodies_;   // rig name -> body of world_; keys name the bodies
+    float accumulator_ = 0.0f;                // seconds not yet simulated
+    unsigned long step_count_ = 0;            // steps since the world was built
+    Actor* collision_actor_ = nullptr;        // non-owning; null once that actor died
+    b2Body* collision_body_ = nullptr;        // static, in world_
+    bool collision_dirty_ = false;            // rebuild the collision body on the next update
+};
+
+}  // namespace engine::graphics

@@ -1,0 +1,288 @@
+#include "engine/graphics/ActorControllerDynamics.h"
+
+#include "engine/core/Log.h"
+#include "engine/graphics/Actor.h"
+#include "engine/graphics/ActorDatabase.h"
+#include "engine/graphics/ActorRigDynamics.h"
+#include "engine/graphics/Skeleton.h"
+#include "engine/graphics/Transform.h"
+
+#include "engine/window/OpenGL.h"
+
+#include <GL/gl.h>
+#include <box2d/box2d.h>
+
+#include <algorithm>
+#include <cmath>
+#include <vector>
+
+namespace engine::graphics {
+
+using core::Vector;
+
+namespace {
+
+// Live controllers, so that the database's "unload" can take their rigs away.
+std::vector<ActorControllerDynamics*>& live_controllers() {
+    static std::vector<ActorControllerDynamics*> controllers;
+    return controllers;
+}
+
+// Rig bodies never collide with each other (hinged bodies overlap at their joints);
+// they do collide with the collision body, which is in no group.
+constexpr int16 kRigGroup = -1;
+
+// The spine joints of a collision actor, head to pelvis.
+constexpr const char* kSpineJoints[] = {"head", "collar", "thoracic", "lumbar"};
+
+bool outside_world(const b2Vec2& p) {
+    const float e = ActorControllerDynamics::kWorldExtent;
+    return p.x < -e || p.x > e || p.y < -e || p.y > e;
+}
+
+bool finite(const Vector<float>& v) { return std::isfinite(v.x) && std::isfinite(v.y); }
+
+float mean_scale(const Vector<float>& scale) { return 0.5f * (std::fabs(scale.x) + std::fabs(scale.y)); }
+
+}  // namespace
+
+ActorControllerDynamics::ActorControllerDynamics() { live_controllers().push_back(this); }
+
+ActorControllerDynamics::~ActorControllerDynamics() {
+    auto& live = live_controllers();
+    live.erase(std::find(live.begin(), live.end(), this));
+    if (collision_actor_) collision_actor_->unwatch(this);
+    destroy_system();
+}
+
+void ActorControllerDynamics::forget_rig(const ActorRigDynamics* rig) {
+    for (ActorControllerDynamics* controller : live_controllers())
+        if (controller->rig_ == rig) controller->destroy_system();
+}
+
+void ActorControllerDynamics::destroy_system() {
+    bodies_.clear();
+    collision_body_ = nullptr;
+    world_.reset();
+    rig_ = nullptr;
+    accumulator_ = 0.0f;
+    step_count_ = 0;
+}
+
+void ActorControllerDynamics::on_actor(Actor* actor) {
+    destroy_system();
+    if (!actor) return;
+    rig_ = ActorDatabase::find_dynamics_rig(actor->get_data_id());
+    // The actor keeps its pose without a rig; say why once, here.
+    if (!rig_) {
+        core::Log::warning("graphics", "ActorControllerDynamics: no dynamics rig '%s' is loaded; the actor is not posed.",
+                           actor->get_data_id().c_str());
+        return;
+    }
+    world_ = std::make_unique<b2World>(b2Vec2(0.0f, 98.0f));
+    world_->SetAllowSleeping(false);
+    rig_->create_system(*this);
+    // The old collision body went with the old world.
+    if (collision_actor_) collision_dirty_ = true;
+}
+
+void ActorControllerDynamics::forget_actor(const Actor* actor) {
+    if (collision_actor_ == actor) {
+        collision_actor_ = nullptr;
+        collision_dirty_ = true;
+    }
+    ActorController::forget_actor(actor);
+}
+
+b2Body* ActorControllerDynamics::create_body(const DynamicsRigidBody& rigid_body) {
+    if (!world_) return nullptr;
+    // One body that is not a number would spoil every body it touches.
+    if (!finite(rigid_body.position) || !std::isfinite(rigid_body.mass) || !std::isfinite(rigid_body.damping)) {
+        const Actor* actor = get_actor();
+        core::Log::warning("graphics",
+                           "ActorControllerDynamics: rigid body '%s' of dynamics rig '%s' has a position, mass or "
+                           "damping that is not a finite number; it is left out.",
+                           rigid_body.name.c_str(), actor ? actor->get_data_id().c_str() : "");
+        return nullptr;
+    }
+    b2BodyDef def;
+    def.type = b2_dynamicBody;
+    def.position.Set(rigid_body.position.x, rigid_body.position.y);
+    def.linearDamping = std::max(rigid_body.damping, 0.0f);
+    def.angularDamping = std::max(rigid_body.damping, 0.0f);
+    def.allowSleep = false;
+    // Named by the rig's string until add_body records it under its own copy.
+    def.userData.pointer = reinterpret_cast<uintptr_t>(&rigid_body.name);
+    b2Body* body = world_->CreateBody(&def);
+
+    b2CircleShape circle;
+    circle.m_radius = kBodyRadius;
+    b2FixtureDef fixture;
+    fixture.shape = &circle;
+    // The circle's area spreads the rig's mass; without a mass Box2D gives the body 1.
+    fixture.density = rigid_body.mass > 0.0f ? rigid_body.mass / (b2_pi * kBodyRadius * kBodyRadius) : 0.0f;
+    fixture.friction = 0.5f;
+    fixture.filter.groupIndex = kRigGroup;
+    body->CreateFixture(&fixture);
+    return body;
+}
+
+void ActorControllerDynamics::add_body(b2Body* body) {
+    const std::string* name = get_body_name(body);
+    if (!name) return;
+    auto [it, added] = bodies_.insert_or_assign(*name, body);
+    body->GetUserData().pointer = reinterpret_cast<uintptr_t>(&it->first);
+}
+
+const std::string* ActorControllerDynamics::get_body_name(const b2Body* body) {
+    // Box2D 2.4 reads user data through a non-const body only.
+    return body ? reinterpret_cast<const std::string*>(const_cast<b2Body*>(body)->GetUserData().pointer) : nullptr;
+}
+
+b2Body* ActorControllerDynamics::get_body(const std::string& name) const {
+    auto it = bodies_.find(name);
+    return it == bodies_.end() ? nullptr : it->second;
+}
+
+b2Joint* ActorControllerDynamics::get_joint(b2JointType type, const std::string& name) const {
+    if (!world_) return nullptr;
+    for (b2Joint* joint = world_->GetJointList(); joint; joint = joint->GetNext()) {
+        if (joint->GetType() != type) continue;
+        const std::string* a = get_body_name(joint->GetBodyA());
+        const std::string* b = get_body_name(joint->GetBodyB());
+        if ((a && *a == name) || (b && *b == name)) return joint;
+    }
+    return nullptr;
+}
+
+Transform* ActorControllerDynamics::find_joint(const std::string& name) const {
+    const Actor* actor = get_actor();
+    const Skeleton* skeleton = actor ? actor->get_skeleton() : nullptr;
+    return skeleton ? skeleton->get_joint(name) : nullptr;
+}
+
+void ActorControllerDynamics::warn_missing(const char* constraint, const char* what, const std::string& name) const {
+    const Actor* actor = get_actor();
+    core::Log::warning("graphics", "ActorControllerDynamics: a %s of dynamics rig '%s' names %s '%s', which %s lacks.",
+                       constraint, actor ? actor->get_data_id().c_str() : "", what, name.c_str(),
+                       std::string(what) == "body" ? "the rig" : "the actor's skeleton");
+}
+
+void ActorControllerDynamics::warn_problem(const char* constraint, const std::string& problem) const {
+    const Actor* actor = get_actor();
+    core::Log::warning("graphics", "ActorControllerDynamics: a %s of dynamics rig '%s' %s.", constraint,
+                       actor ? actor->get_data_id().c_str() : "", problem.c_str());
+}
+
+void ActorControllerDynamics::set_collision_actor(Actor* actor) {
+    if (actor != collision_actor_) {
+        // Watched apart from the controlled actor, even when it is the same one.
+        if (collision_actor_) collision_actor_->unwatch(this);
+        if (actor) actor->watch(this);
+        collision_actor_ = actor;
+    }
+    collision_dirty_ = true;
+}
+
+bool ActorControllerDynamics::update(float dt) {
+    if (!world_) return false;
+    if (collision_dirty_) rebuild_collision_body();
+    if (!std::isfinite(dt)) {
+        core::Log::warning("graphics", "ActorControllerDynamics: update(dt) needs a finite time, got %g (ignored).",
+                           double(dt));
+    } else {
+        accumulator_ += dt;
+        int steps = 0;
+        while (accumulator_ > kTimeStep && steps < kMaxStepsPerUpdate) {
+            accumulator_ -= kTimeStep;
+            step_world();
+            ++steps;
+        }
+        if (accumulator_ > kTimeStep) accumulator_ = 0.0f;
+    }
+    return rig_->on_step(*this);
+}
+
+void ActorControllerDynamics::step_world() {
+    world_->Step(kTimeStep, 10, 10);
+    ++step_count_;
+    // Bodies that leave the world's box stay where they left it.
+    for (const auto& [name, body] : bodies_)
+        if (body->IsEnabled() && outside_world(body->GetPosition())) body->SetEnabled(false);
+}
+
+void ActorControllerDynamics::rebuild_collision_body() {
+    collision_dirty_ = false;
+    if (!collision_body_) {
+        b2BodyDef def;
+        def.type = b2_staticBody;
+        collision_body_ = world_->CreateBody(&def);
+    } else {
+        while (b2Fixture* fixture = collision_body_->GetFixtureList()) collision_body_->DestroyFixture(fixture);
+    }
+    Actor* source = collision_actor_;
+    const Skeleton* skeleton = source ? source->get_skeleton() : nullptr;
+    if (!skeleton) return;
+
+    // The spine in this actor's space: the two actors may stand anywhere in the layer.
+    const Actor* own = get_actor();
+    const core::Matrix to_own = source->get_world_transform() * own->get_world_transform().inverse();
+    Vector<float> spine[4];
+    for (int i = 0; i < 4; ++i) {
+        const Transform* joint = skeleton->get_joint(kSpineJoints[i]);
+        if (!joint) {
+            core::Log::warning("graphics",
+                               "ActorControllerDynamics: collision actor '%s' has no joint '%s'; its collision "
+                               "body has no shape.",
+                               source->get_data_id().c_str(), kSpineJoints[i]);
+            return;
+        }
+        spine[i] = joint->get_world_position() * to_own;
+    }
+    // The ends reach out past the head and the pelvis, twice their neighbouring bone.
+    spine[0] = spine[0] + (spine[0] - spine[1]) * 2.0f;
+    spine[3] = spine[3] + (spine[3] - spine[2]) * 2.0f;
+
+    const float width = kSpineWidth * mean_scale(source->get_local_scale()) / std::max(mean_scale(own->get_local_scale()), 1e-6f);
+    for (int i = 0; i < 3; ++i) {
+        const Vector<float> a = spine[i], b = spine[i + 1];
+        const Vector<float> d = b - a;
+        const float length = std::sqrt(d.x * d.x + d.y * d.y);
+        if (length <= b2_linearSlop || width <= b2_linearSlop) continue;
+        b2PolygonShape box;
+        const Vector<float> centre = (a + b) * 0.5f;
+        box.SetAsBox(0.5f * length, 0.5f * width, b2Vec2(centre.x, centre.y), std::atan2(d.y, d.x));
+        b2FixtureDef fixture;
+        fixture.shape = &box;
+        fixture.friction = 0.8f;
+        collision_body_->CreateFixture(&fixture);
+    }
+}
+
+void ActorControllerDynamics::render() {
+    const Actor* actor = get_actor();
+    if (!actor || !world_) return;
+    const core::Matrix& world = actor->get_world_transform();
+    glColor3f(0.0f, 1.0f, 0.0f);
+    glBegin(GL_LINE_STRIP);
+    for (const auto& [name, body] : bodies_) {
+        const Vector<float> p = Vector<float>(body->GetPosition().x, body->GetPosition().y) * world;
+        glVertex2f(p.x, p.y);
+    }
+    glEnd();
+    if (!collision_actor_ || !collision_body_) return;
+    glColor3f(1.0f, 0.0f, 0.0f);
+    for (const b2Fixture* fixture = collision_body_->GetFixtureList(); fixture; fixture = fixture->GetNext()) {
+        if (fixture->GetType() != b2Shape::e_polygon) continue;
+        const auto* polygon = static_cast<const b2PolygonShape*>(fixture->GetShape());
+        glBegin(GL_LINE_LOOP);
+        for (int i = 0; i < polygon->m_count; ++i) {
+            const b2Vec2 v = b2Mul(collision_body_->GetTransform(), polygon->m_vertices[i]);
+            const Vector<float> p = Vector<float>(v.x, v.y) * world;
+            glVertex2f(p.x, p.y);
+        }
+        glEnd();
+    }
+}
+
+}  // namespace engine::graphics

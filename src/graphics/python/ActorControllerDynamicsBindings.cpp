@@ -1,0 +1,158 @@
+#include "python/ActorControllerWrapper.h"
+#include "python/Bindings.h"
+
+#include "engine/graphics/ActorControllerDynamics.h"
+
+#include <box2d/box2d.h>
+
+#include <string>
+
+namespace engine::graphics::python {
+
+namespace {
+
+using core::Vector;
+
+Vector<float> to_vector(const b2Vec2& v) { return {v.x, v.y}; }
+
+/// One rig body of a controller, found by name on each access: a view kept while the
+/// controller rebuilds its world (a new actor, "unload") reads the new body or raises.
+class BodyView : public Proxy<ActorControllerDynamics> {
+public:
+    BodyView(ActorControllerDynamics* controller, std::string name) : Proxy(controller), name_(std::move(name)) {}
+
+    const std::string& name() const { return name_; }
+    b2Body& body() const {
+        if (b2Body* body = owner().get_body(name_)) return *body;
+        raise(PyExc_RuntimeError, "DynamicsBody '" + name_ + "': the controller's world has no such body any more.");
+    }
+
+private:
+    std::string name_;  // the rig body's name
+};
+
+std::string body_name(const BodyView& v) { return v.name(); }
+Vector<float> position(const BodyView& v) { return to_vector(v.body().GetPosition()); }
+void set_position(const BodyView& v, const Vector<float>& p) {
+    b2Body& body = v.body();
+    body.SetTransform(b2Vec2(p.x, p.y), body.GetAngle());
+}
+float angle(const BodyView& v) { return v.body().GetAngle(); }
+void set_angle(const BodyView& v, float a) {
+    b2Body& body = v.body();
+    body.SetTransform(body.GetPosition(), a);
+}
+Vector<float> linear_velocity(const BodyView& v) { return to_vector(v.body().GetLinearVelocity()); }
+void set_linear_velocity(const BodyView& v, const Vector<float>& velocity) {
+    v.body().SetLinearVelocity(b2Vec2(velocity.x, velocity.y));
+}
+float angular_velocity(const BodyView& v) { return v.body().GetAngularVelocity(); }
+void set_angular_velocity(const BodyView& v, float w) { v.body().SetAngularVelocity(w); }
+float mass(const BodyView& v) { return v.body().GetMass(); }
+bool pinned(const BodyView& v) { return v.body().GetType() == b2_kinematicBody; }
+bool frozen(const BodyView& v) { return !v.body().IsEnabled(); }
+void apply_impulse(const BodyView& v, const Vector<float>& impulse, const bp::object& point) {
+    b2Body& body = v.body();
+    b2Vec2 at = body.GetWorldCenter();
+    if (!point.is_none()) {
+        const Vector<float> p = bp::extract<Vector<float>>(point)();
+        at.Set(p.x, p.y);
+    }
+    body.ApplyLinearImpulse(b2Vec2(impulse.x, impulse.y), at, true);
+}
+
+bp::object collision_actor(const ActorControllerDynamics& c) { return to_python(c.get_collision_actor()); }
+
+bp::object get_body(ActorControllerDynamics& c, const std::string& name) {
+    return c.get_body(name) ? bp::object(BodyView(&c, name)) : bp::object();
+}
+
+bp::list body_names(const ActorControllerDynamics& c) {
+    bp::list names;
+    for (const auto& [name, body] : c.get_bodies()) names.append(name);
+    return names;
+}
+
+// Box2D keeps the newest joint first; scripts see them in the order they were made.
+bp::list hinges(const ActorControllerDynamics& c) {
+    bp::list result;
+    if (!c.get_system()) return result;
+    for (b2Joint* joint = c.get_system()->GetJointList(); joint; joint = joint->GetNext()) {
+        if (joint->GetType() != e_revoluteJoint) continue;
+        const std::string* a = ActorControllerDynamics::get_body_name(joint->GetBodyA());
+        const std::string* b = ActorControllerDynamics::get_body_name(joint->GetBodyB());
+        result.insert(0, bp::make_tuple(a ? *a : std::string(), b ? *b : std::string()));
+    }
+    return result;
+}
+
+float hinge_angle(const ActorControllerDynamics& c, const std::string& name) {
+    const b2Joint* joint = c.get_joint(e_revoluteJoint, name);
+    if (!joint) raise(PyExc_KeyError, "ActorControllerDynamics.hinge_angle: no hinge joins body '" + name + "'.");
+    return static_cast<const b2RevoluteJoint*>(joint)->GetJointAngle();
+}
+
+bp::list collision_polygons(const ActorControllerDynamics& c) {
+    bp::list polygons;
+    const b2Body* body = c.get_collision_body();
+    if (!body) return polygons;
+    for (const b2Fixture* fixture = body->GetFixtureList(); fixture; fixture = fixture->GetNext()) {
+        if (fixture->GetType() != b2Shape::e_polygon) continue;
+        const auto* polygon = static_cast<const b2PolygonShape*>(fixture->GetShape());
+        bp::list points;
+        for (int i = 0; i < polygon->m_count; ++i)
+            points.append(to_vector(b2Mul(body->GetTransform(), polygon->m_vertices[i])));
+        polygons.insert(0, points);
+    }
+    return polygons;
+}
+
+bool has_system(const ActorControllerDynamics& c) { return c.get_system() != nullptr; }
+unsigned long steps(const ActorControllerDynamics& c) { return c.get_step_count(); }
+
+}  // namespace
+
+void define_actor_controller_dynamics() {
+    bp::class_<BodyView>("DynamicsBody",
+                         "A rigid body of an ActorControllerDynamics, by its rig name (get_body(name)). Every\n"
+                         "access finds the body anew in the controller's current world.",
+                         bp::no_init)
+        .add_property("name", &body_name, "The rig body's name.")
+        .add_property("position", &position, &set_position,
+                      "Where the body's origin is, in the actor's space; setting it moves the body there.")
+        .add_property("angle", &angle, &set_angle, "The body's angle in radians.")
+        .add_property("linear_velocity", &linear_velocity, &set_linear_velocity, "Units per second.")
+        .add_property("angular_velocity", &angular_velocity, &set_angular_velocity, "Radians per second.")
+        .add_property("mass", &mass, "The simulated mass (0 for a body pinned to a joint).")
+        .add_property("pinned", &pinned, "True when a joint constraint moves it: the simulation does not.")
+        .add_property("frozen", &frozen,
+                      "True once its origin left the box (-100, -100)..(100, 100): it stays where it left.")
+        .def("apply_impulse", &apply_impulse, (bp::arg("impulse"), bp::arg("point") = bp::object()),
+             "apply_impulse(impulse, point=None): a push (mass times velocity) at a point of the actor's space,\n"
+             "the body's centre by default.");
+
+    using Wrapper = ActorControllerWrapper<ActorControllerDynamics>;
+    bp::class_<ActorControllerDynamics, Wrapper, bp::bases<ActorController>, boost::noncopyable> cls(
+        "ActorControllerDynamics",
+        "ActorControllerDynamics(): poses its actor from a rigid-body simulation built from the dynamics rig of\n"
+        "the actor's data id, stepped at 60 Hz whatever the frame rate.",
+        bp::init<>());
+    define_controller_hooks<ActorControllerDynamics, Wrapper>(cls);
+    cls.add_property("collision_actor", &collision_actor, &ActorControllerDynamics::set_collision_actor,
+                     "Another actor whose spine (joints head, collar, thoracic, lumbar) is a static body the rig's\n"
+                     "bodies land on, or None. Rebuilt on the next update each time it is set.")
+        .add_property("has_system", &has_system, "True while the controller has a world (an actor with a rig).")
+        .add_property("body_names", &body_names, "The rig bodies' names, in name order.")
+        .def("get_body", &get_body, bp::arg("name"), "get_body(name) -> DynamicsBody or None.")
+        .add_property("hinges", &hinges, "[(body_0, body_1)] of every hinge made, in the rig's order.")
+        .def("hinge_angle", &hinge_angle, bp::arg("body"),
+             "hinge_angle(body) -> float: the angle of the first hinge joining that body (KeyError without one).")
+        .add_property("collision_polygons", &collision_polygons,
+                      "The collision body's polygons, [[Vector]] in the actor's space, head first.")
+        .add_property("accumulator", &ActorControllerDynamics::get_accumulator,
+                      "Seconds not yet simulated (under 1/60 after an update).")
+        .add_property("steps", &steps, "Steps of 1/60 s taken since the world was built.");
+    register_with_factory(cls, "ActorControllerDynamics");
+}
+
+}  // namespace engine::graphics::python
