@@ -1,7 +1,8 @@
 """Writes data/puppet.xml, the small articulated character of the actor tests and the
-showcase, with nothing but the standard library.
+showcase, and data/dynamics.xml, two variants of it for the dynamics showcase, with
+nothing but the standard library.
 
-    python3 data/actors.py            # rewrites data/puppet.xml
+    python3 data/actors.py            # rewrites data/puppet.xml and data/dynamics.xml
 
 The puppet stands on its root joint (the pelvis) with y growing downwards: a spine,
 neck and head above, one arm hanging from the chest, two legs below. Its one mesh,
@@ -46,22 +47,22 @@ STRIPS = [
 ]
 
 
-def world_positions():
-    index = {name: i for i, (name, _, _) in enumerate(JOINTS)}
+def world_positions(joints=JOINTS, half_turn=HALF_TURN):
+    index = {name: i for i, (name, _, _) in enumerate(joints)}
     world, turned = {}, {}
-    for name, parent, (x, y) in JOINTS:
+    for name, parent, (x, y) in joints:
         px, py = world[parent] if parent else (0, 0)
         flip = -1 if turned.get(parent, False) else 1
         world[name] = (px + flip * x, py + flip * y)
-        turned[name] = turned.get(parent, False) != (name in HALF_TURN)
+        turned[name] = turned.get(parent, False) != (name in half_turn)
     return index, world
 
 
-def build():
-    index, world = world_positions()
+def build(joints=JOINTS, strips=STRIPS, half_turn=HALF_TURN):
+    index, world = world_positions(joints, half_turn)
     vertices, faces = [], []
     torso, arm = [], []  # vertex numbers that the blend shapes and jiggle move
-    for joints, widths in STRIPS:
+    for joints, widths in strips:
         first = len(vertices)
         for k, (name, half) in enumerate(zip(joints, widths)):
             x, y = world[name]
@@ -89,24 +90,77 @@ def fmt(x):
     return f"{x:g}"
 
 
-def document():
-    vertices, faces, torso, arm = build()
-    out = ['<?xml version="1.0" encoding="UTF-8"?>',
-           "<!-- The puppet: written by data/actors.py; edit that and run it again. -->",
-           "<Actors>",
-           '  <ActorData id="puppet" layer="world" z="0">']
-    for name, parent, (x, y) in JOINTS:
+def joint_lines(joints=JOINTS, half_turn=HALF_TURN):
+    out = []
+    for name, parent, (x, y) in joints:
         parent_attr = f' parent="{parent}"' if parent else ""
         limits = ' rotation_constraint="-2.5, 2.5"' if name in ("forearm", "shin", "shin_back") else ""
-        turn = ' rotation="3.14159" bind_rotation="3.14159"' if name in HALF_TURN else ""
+        turn = ' rotation="3.14159" bind_rotation="3.14159"' if name in half_turn else ""
         out.append(f'    <Joint id="{name}"{parent_attr} position="{fmt(x)}, {fmt(y)}"{turn}{limits}/>')
-    out.append('    <ActorMeshData id="body">')
+    return out
+
+
+def vertex_lines(vertices, faces):
+    out = []
     for (x, y), (u, v), (joints, weights) in vertices:
         out.append(f'      <Vertex position="{fmt(x)}, {fmt(y)}" tex_coord="{fmt(u)}, {fmt(v)}" '
                    f'joint_indices="{", ".join(map(str, joints))}" '
                    f'joint_weights="{", ".join(map(fmt, weights))}"/>')
     for a, b, c in faces:
         out.append(f'      <Face vertex_indices="{a}, {b}, {c}"/>')
+    return out
+
+
+def dynamics_rig(rig_id, bodies, hinges, pins, parents, damping=0.1):
+    """A dynamics rig. bodies: {name: (x, y)}; hinges: (body_0, body_1, limits or None);
+    pins: (body, joint) pairs, the body following the joint; parents: (body, joint)
+    pairs, the joint turning towards the body's hinge partner."""
+    out = [f'  <ActorRigDynamics id="{rig_id}">']
+    for name, (x, y) in sorted(bodies.items()):
+        out.append(f'    <RigidBody id="{name}" position="{fmt(x)}, {fmt(y)}" mass="1" damping="{fmt(damping)}"/>')
+    for a, b, limits in hinges:
+        limit_attr = f' rotation_constraint="{limits}"' if limits else ""
+        out.append(f'    <ConstraintHinge body_0_id="{a}" body_1_id="{b}"{limit_attr}/>')
+    for body, joint in pins:
+        out.append(f'    <ConstraintJoint body_id="{body}" joint_id="{joint}"/>')
+    for body, joint in parents:
+        out.append(f'    <ConstraintParent body_id="{body}" joint_id="{joint}"/>')
+    out.append("  </ActorRigDynamics>")
+    return out
+
+
+def ragdoll_rig():
+    """The puppet as a ragdoll. A joint follows the body at the far end of its bone,
+    hinged to the body at the joint itself: the joint turns to point along the bone as
+    the bodies fall. Shoulder and hips are held rigidly to the chest and pelvis (limits
+    of zero), so the limbs swing from where they hang. Nothing pins the pelvis: a script
+    moves the root joint to the "pelvis" body each frame."""
+    world = world_positions()[1]
+    at = {"pelvis": "root", "belly": "spine", "chest": "neck", "head": "head",
+          "shoulder": "upper_arm", "elbow": "forearm", "wrist": "hand",
+          "hip": "thigh", "knee": "shin", "ankle": "foot",
+          "hip_back": "thigh_back", "knee_back": "shin_back", "ankle_back": "foot_back"}
+    bodies = {body: world[joint] for body, joint in at.items()}
+    hinges = [("pelvis", "belly", "-0.4, 0.4"), ("belly", "chest", "-0.5, 0.5"), ("chest", "head", "-0.7, 0.7"),
+              ("chest", "shoulder", "0, 0"), ("shoulder", "elbow", "-2.5, 2.5"), ("elbow", "wrist", "-2.4, 0"),
+              ("pelvis", "hip", "0, 0"), ("hip", "knee", "-1.6, 1.6"), ("knee", "ankle", "0, 2.4"),
+              ("pelvis", "hip_back", "0, 0"), ("hip_back", "knee_back", "-1.6, 1.6"),
+              ("knee_back", "ankle_back", "0, 2.4")]
+    parents = [("belly", "root"), ("chest", "spine"), ("head", "neck"), ("elbow", "upper_arm"),
+               ("wrist", "forearm"), ("knee", "thigh"), ("ankle", "shin"), ("knee_back", "thigh_back"),
+               ("ankle_back", "shin_back")]
+    return dynamics_rig("puppet", bodies, hinges, [], parents)
+
+
+def document():
+    vertices, faces, torso, arm = build()
+    out = ['<?xml version="1.0" encoding="UTF-8"?>',
+           "<!-- The puppet: written by data/actors.py; edit that and run it again. -->",
+           "<Actors>",
+           '  <ActorData id="puppet" layer="world" z="0">']
+    out += joint_lines()
+    out.append('    <ActorMeshData id="body">')
+    out += vertex_lines(vertices, faces)
     # "bulge": the upper arm swells as the forearm bends (1.5 rad: full).
     out.append('      <BlendShape joint_driver_id="forearm">')
     out.append('        <AnimCurve><Keyframe key="0" value="0"/><Keyframe key="1.5" value="1"/></AnimCurve>')
@@ -142,23 +196,66 @@ def document():
     out.append('    <IKHandlePosition effector_id="foot_back" type="chain" direction="-1" bind_position="-7, 64"/>')
     out.append('    <IKHandlePosition effector_id="neck" type="aim" bind_position="0, -60"/>')
     out.append("  </ActorRigIK>")
-    out.append('  <ActorRigDynamics id="puppet">')
-    for name in ("root", "spine", "head", "upper_arm", "forearm", "thigh", "shin"):
-        x, y = world_positions()[1][name]
-        out.append(f'    <RigidBody id="{name}" position="{fmt(x)}, {fmt(y)}" mass="1" damping="0.1"/>')
-    for a, b, limits in (("root", "spine", "-0.5, 0.5"), ("spine", "head", "-0.8, 0.8"),
-                         ("spine", "upper_arm", "-2, 2"), ("upper_arm", "forearm", "0, 2.5"),
-                         ("root", "thigh", "-1.2, 1.2"), ("thigh", "shin", "-2.5, 0")):
-        out.append(f'    <ConstraintHinge body_0_id="{a}" body_1_id="{b}" rotation_constraint="{limits}"/>')
-    out.append('    <ConstraintJoint body_id="root" joint_id="root"/>')
-    for name in ("spine", "upper_arm", "forearm", "thigh", "shin"):
-        out.append(f'    <ConstraintParent body_id="{name}" joint_id="{name}"/>')
-    out.append("  </ActorRigDynamics>")
+    out += ragdoll_rig()
+    out.append("</Actors>")
+    return "\n".join(out) + "\n"
+
+
+# The ponytail: a chain hanging from the back of the puppet's head.
+HAIR = [("hair_0", "head", (-13, 4)), ("hair_1", "hair_0", (0, -14)), ("hair_2", "hair_1", (0, -14)),
+        ("hair_end", "hair_2", (0, -12))]
+# The sleeper's spine carries the names a collision actor's spine has.
+SLEEPER_NAMES = {"root": "lumbar", "spine": "thoracic", "neck": "collar"}
+
+
+def renamed(joints, names):
+    return [(names.get(n, n), names.get(p, p) if p else None, at) for n, p, at in joints]
+
+
+def mesh_actor(actor_id, joints, strips, half_turn=HALF_TURN):
+    vertices, faces, _, _ = build(joints, strips, half_turn)
+    out = [f'  <ActorData id="{actor_id}" layer="world" z="0">']
+    out += joint_lines(joints, half_turn)
+    out.append('    <ActorMeshData id="body">')
+    out += vertex_lines(vertices, faces)
+    out.append("    </ActorMeshData>")
+    out.append("  </ActorData>")
+    return out
+
+
+def ponytail_rig():
+    """The hair's root is pinned to its joint on the head; each joint below follows the
+    body at the far end of its bone, as in the ragdoll."""
+    world = world_positions(JOINTS + HAIR, HALF_TURN + ("hair_0",))[1]
+    at = {"hair_root": "hair_0", "hair_1": "hair_1", "hair_2": "hair_2", "hair_end": "hair_end"}
+    bodies = {body: world[joint] for body, joint in at.items()}
+    hinges = [("hair_root", "hair_1", "-1.3, 1.3"), ("hair_1", "hair_2", "-0.9, 0.9"),
+              ("hair_2", "hair_end", "-0.9, 0.9")]
+    parents = [("hair_1", "hair_0"), ("hair_2", "hair_1"), ("hair_end", "hair_2")]
+    # Hair is light and the air slows it: well damped, it sways and settles.
+    return dynamics_rig("ponytail", bodies, hinges, [("hair_root", "hair_0")], parents, damping=1.5)
+
+
+def dynamics_document():
+    """The actors of the dynamics showcase: "sleeper", the puppet with a collision
+    actor's spine names (lumbar, thoracic, collar, head), and "ponytail", the puppet
+    with hair that swings."""
+    out = ['<?xml version="1.0" encoding="UTF-8"?>',
+           "<!-- Written by data/actors.py; edit that and run it again. -->",
+           "<Actors>"]
+    sleeper_strips = [([SLEEPER_NAMES.get(j, j) for j in joints], widths) for joints, widths in STRIPS]
+    out += mesh_actor("sleeper", renamed(JOINTS, SLEEPER_NAMES), sleeper_strips)
+    out += mesh_actor("ponytail", JOINTS + HAIR, STRIPS + [(["hair_0", "hair_1", "hair_2", "hair_end"], [4, 4, 3, 1])],
+                      HALF_TURN + ("hair_0",))
+    out += ponytail_rig()
     out.append("</Actors>")
     return "\n".join(out) + "\n"
 
 
 if __name__ == "__main__":
-    path = sys.argv[1] if len(sys.argv) > 1 else os.path.join(os.path.dirname(__file__), "puppet.xml")
+    here = os.path.dirname(__file__)
+    path = sys.argv[1] if len(sys.argv) > 1 else os.path.join(here, "puppet.xml")
     with open(path, "w") as f:
         f.write(document())
+    with open(os.path.join(os.path.dirname(path), "dynamics.xml"), "w") as f:
+        f.write(dynamics_document())

@@ -226,7 +226,8 @@ void ActorControllerDynamics::rebuild_collision_body() {
 
     // The spine in this actor's space: the two actors may stand anywhere in the layer.
     const Actor* own = get_actor();
-    const core::Matrix to_own = source->get_world_transform() * own->get_world_transform().inverse();
+    const core::Matrix& from_source = source->get_world_transform();
+    const core::Matrix to_own = own->get_world_transform().inverse();
     Vector<float> spine[4];
     for (int i = 0; i < 4; ++i) {
         const Transform* joint = skeleton->get_joint(kSpineJoints[i]);
@@ -237,7 +238,7 @@ void ActorControllerDynamics::rebuild_collision_body() {
                                source->get_data_id().c_str(), kSpineJoints[i]);
             return;
         }
-        spine[i] = joint->get_world_position() * to_own;
+        spine[i] = joint->get_world_position() * from_source * to_own;
     }
     // The ends reach out past the head and the pelvis, twice their neighbouring bone.
     spine[0] = spine[0] + (spine[0] - spine[1]) * 2.0f;
