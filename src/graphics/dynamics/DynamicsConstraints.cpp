@@ -29,6 +29,9 @@ void DynamicsConstraintHinge::create(ActorControllerDynamics& controller) {
             controller.warn_problem("hinge", "between '" + body_0_ + "' and '" + body_1_ +
                                                  "' has limits that are not numbers; it turns freely");
         } else {
+            if (lower_ > upper_)
+                controller.warn_problem("hinge", "between '" + body_0_ + "' and '" + body_1_ +
+                                                     "' has its limits the wrong way round; they are swapped");
             def.enableLimit = true;
             def.lowerAngle = std::min(lower_, upper_);
             def.upperAngle = std::max(lower_, upper_);
@@ -77,13 +80,8 @@ bool DynamicsConstraintParent::step(ActorControllerDynamics& controller) {
     const float parent_rotation = joint->get_parent() ? joint->get_parent()->get_world_rotation() : 0.0f;
     // Angles are measured from +y, as everywhere in the actor code: atan2(x, y).
     const b2Vec2 d = other->GetPosition() - body->GetPosition();
-    float rotation = std::atan2(d.x, d.y) - parent_rotation;
-    // Whole turns are taken off so the joint turns the short way: a limb hanging at half
-    // a turn swings across it instead of flipping a whole turn into its limits.
-    const float current = joint->get_local_rotation();
-    const float turn = rotation - current;
-    if (std::fabs(turn) > b2_pi) rotation = current + std::remainder(turn, 2.0f * b2_pi);
-    if (rotation == current) return false;
+    const float rotation = std::atan2(d.x, d.y) - parent_rotation;
+    if (rotation == joint->get_local_rotation()) return false;
     joint->set_rotation(rotation);
     return true;
 }

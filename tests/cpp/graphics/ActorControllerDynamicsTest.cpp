@@ -1,0 +1,376 @@
+#include "engine/graphics/ActorControllerDynamics.h"
+
+#include "core/TestSupport.h"
+#include "engine/graphics/Actor.h"
+#include "engine/graphics/ActorDatabase.h"
+#include "engine/graphics/Skeleton.h"
+#include "engine/graphics/Transform.h"
+
+#include <box2d/box2d.h>
+#include <gtest/gtest.h>
+#include <malloc.h>
+
+#include <cmath>
+#include <string>
+#include <vector>
+
+using engine::core::Vector;
+using engine::core::test::LogCapture;
+using namespace engine::graphics;
+
+namespace {
+
+constexpr float kTolerance = 1e-3f;
+
+// A pendulum: "a" pinned to the root joint, "b" hinged to it 20 to the right; the arm
+// joint turns towards "b" and carries the tip 20 along its bone.
+const char* kDocument = R"(<Actors>
+  <ActorData id="pendulum">
+    <Joint id="root" position="0, 0"/>
+    <Joint id="arm" parent="root" position="0, 0"/>
+    <Joint id="tip" parent="arm" position="0, -20"/>
+  </ActorData>
+  <ActorRigDynamics id="pendulum">
+    <RigidBody id="b" position="20, 0" mass="1" damping="3"/>
+    <RigidBody id="a" position="0, 0" mass="1"/>
+    <ConstraintHinge body_0_id="a" body_1_id="b"/>
+    <ConstraintJoint body_id="a" joint_id="root"/>
+    <ConstraintParent body_id="b" joint_id="arm"/>
+  </ActorRigDynamics>
+  <ActorData id="limited"><Joint id="root" position="0, 0"/></ActorData>
+  <ActorRigDynamics id="limited">
+    <RigidBody id="a" position="0, 0" mass="1"/>
+    <RigidBody id="b" position="20, 0" mass="1"/>
+    <ConstraintHinge body_0_id="a" body_1_id="b" rotation_constraint="-0.3, 0.5"/>
+    <ConstraintJoint body_id="a" joint_id="root"/>
+  </ActorRigDynamics>
+  <ActorData id="broken"><Joint id="root" position="0, 0"/><Joint id="arm" parent="root" position="0, 0"/></ActorData>
+  <ActorRigDynamics id="broken">
+    <RigidBody id="a" position="0, 0" mass="1"/>
+    <RigidBody id="b" position="0, 20" mass="1"/>
+    <ConstraintHinge body_0_id="a" body_1_id="missing"/>
+    <ConstraintHinge body_0_id="a" body_1_id="b"/>
+    <ConstraintJoint body_id="a" joint_id="root"/>
+  </ActorRigDynamics>
+  <ActorData id="plain"><Joint id="root" position="0, 0"/></ActorData>
+  <ActorData id="loose"><Joint id="root" position="0, 0"/></ActorData>
+  <ActorRigDynamics id="loose"><RigidBody id="stone" position="90, 0" mass="2"/></ActorRigDynamics>
+  <ActorData id="spine">
+    <Joint id="lumbar" position="0, 0"/>
+    <Joint id="thoracic" parent="lumbar" position="0, -30"/>
+    <Joint id="collar" parent="thoracic" position="0, -30"/>
+    <Joint id="head" parent="collar" position="0, -16"/>
+  </ActorData>
+</Actors>)";
+
+struct Dynamics : ::testing::Test {
+    void SetUp() override { ASSERT_TRUE(ActorDatabase::load_text(kDocument)); }
+    void TearDown() override { ActorDatabase::unload(); }
+
+    static void run(ActorControllerDynamics& c, int frames, float dt = 0.02f) {
+        for (int i = 0; i < frames; ++i) c.update(dt);
+    }
+    static Vector<float> position(const b2Body* body) { return {body->GetPosition().x, body->GetPosition().y}; }
+};
+
+}  // namespace
+
+TEST_F(Dynamics, ActorWithoutRigGetsNoWorldAndKeepsItsPose) {
+    LogCapture log;
+    Actor actor("plain");
+    ActorControllerDynamics c;
+    actor.set_controller(&c);
+    EXPECT_EQ(c.get_system(), nullptr);
+    EXPECT_FALSE(c.update(0.1f));
+    EXPECT_EQ(actor.get_skeleton()->get_joint("root")->get_local_rotation(), 0.0f);
+    ASSERT_FALSE(log.entries().empty());
+    EXPECT_NE(log.entries().back().message.find("no dynamics rig 'plain'"), std::string::npos);
+    actor.set_controller(nullptr);
+}
+
+TEST_F(Dynamics, WorldIsBuiltInBodyNameOrderWithGravityDownAndNoSleeping) {
+    Actor actor("pendulum");
+    ActorControllerDynamics c;
+    actor.set_controller(&c);
+    ASSERT_NE(c.get_system(), nullptr);
+    EXPECT_EQ(c.get_system()->GetGravity().y, 98.0f);
+    EXPECT_FALSE(c.get_system()->GetAllowSleeping());
+    std::vector<std::string> names;
+    for (const auto& [name, body] : c.get_bodies()) names.push_back(name);
+    EXPECT_EQ(names, (std::vector<std::string>{"a", "b"}));
+    EXPECT_EQ(*ActorControllerDynamics::get_body_name(c.get_body("b")), "b");
+    EXPECT_EQ(c.get_body("b")->GetMass(), 1.0f);
+    EXPECT_EQ(c.get_body("a")->GetType(), b2_kinematicBody);  // pinned to its joint
+    actor.set_controller(nullptr);
+}
+
+TEST_F(Dynamics, AFrameOfTwentyMillisecondsRunsOneStepAndKeepsTheRest) {
+    Actor actor("pendulum");
+    ActorControllerDynamics c;
+    actor.set_controller(&c);
+    c.update(0.02f);
+    EXPECT_EQ(c.get_step_count(), 1u);
+    EXPECT_EQ(c.get_accumulator(), 0.02f - ActorControllerDynamics::kTimeStep);
+    EXPECT_NEAR(c.get_accumulator(), 0.0033333f, 1e-6f);
+    actor.set_controller(nullptr);
+}
+
+// A frame of exactly one step leaves it owed: the step waits for strictly more time.
+TEST_F(Dynamics, AFrameOfExactlyOneStepRunsNoStep) {
+    Actor actor("pendulum");
+    ActorControllerDynamics c;
+    actor.set_controller(&c);
+    c.update(ActorControllerDynamics::kTimeStep);
+    EXPECT_EQ(c.get_step_count(), 0u);
+    c.update(ActorControllerDynamics::kTimeStep);
+    EXPECT_EQ(c.get_step_count(), 1u);
+    actor.set_controller(nullptr);
+}
+
+TEST_F(Dynamics, AHugeFrameIsCappedAndANonFiniteOneIgnored) {
+    LogCapture log;
+    Actor actor("pendulum");
+    ActorControllerDynamics c;
+    actor.set_controller(&c);
+    c.update(1e9f);
+    EXPECT_EQ(c.get_step_count(), unsigned(ActorControllerDynamics::kMaxStepsPerUpdate));
+    EXPECT_LE(c.get_accumulator(), ActorControllerDynamics::kTimeStep);
+    c.update(std::nanf(""));
+    EXPECT_EQ(c.get_step_count(), unsigned(ActorControllerDynamics::kMaxStepsPerUpdate));
+    EXPECT_TRUE(std::isfinite(c.get_accumulator()));
+    EXPECT_NE(log.entries().back().message.find("finite"), std::string::npos);
+    actor.set_controller(nullptr);
+}
+
+TEST_F(Dynamics, PendulumJointFollowsItsBodyAndSettlesDownward) {
+    Actor actor("pendulum");
+    ActorControllerDynamics c;
+    actor.set_controller(&c);
+    const Skeleton& s = *actor.get_skeleton();
+    for (int i = 0; i < 300; ++i) {
+        c.update(0.02f);
+        const Vector<float> b = position(c.get_body("b"));
+        const Vector<float> a = position(c.get_body("a"));
+        const float turn = s.get_joint("arm")->get_local_rotation() - std::atan2(a.x - b.x, a.y - b.y);
+        EXPECT_NEAR(std::remainder(turn, 2.0f * b2_pi), 0.0f, 1e-5f) << "frame " << i;
+        EXPECT_NEAR(s.get_joint("tip")->get_world_position().x, b.x, kTolerance);
+        EXPECT_NEAR(s.get_joint("tip")->get_world_position().y, b.y, kTolerance);
+    }
+    const Vector<float> b = position(c.get_body("b"));
+    EXPECT_NEAR(b.x, 0.0f, 0.5f);
+    EXPECT_NEAR(b.y, 20.0f, 0.5f);
+    EXPECT_NEAR(std::fabs(s.get_joint("arm")->get_local_rotation()), b2_pi, 0.05f);
+    actor.set_controller(nullptr);
+}
+
+TEST_F(Dynamics, UpdateReportsWhetherAJointTurned) {
+    Actor actor("pendulum");
+    ActorControllerDynamics c;
+    actor.set_controller(&c);
+    EXPECT_TRUE(c.update(0.02f));
+    actor.set_controller(nullptr);
+    Actor still("limited");  // no parent constraint: nothing ever turns
+    still.set_controller(&c);
+    EXPECT_FALSE(c.update(0.02f));
+    still.set_controller(nullptr);
+}
+
+TEST_F(Dynamics, HingeLimitsHoldOverManySteps) {
+    Actor actor("limited");
+    ActorControllerDynamics c;
+    actor.set_controller(&c);
+    auto* hinge = static_cast<b2RevoluteJoint*>(c.get_joint(e_revoluteJoint, "b"));
+    ASSERT_NE(hinge, nullptr);
+    EXPECT_TRUE(hinge->IsLimitEnabled());
+    EXPECT_EQ(hinge->GetLowerLimit(), -0.3f);
+    EXPECT_EQ(hinge->GetUpperLimit(), 0.5f);
+    float lowest = 0.0f, highest = 0.0f;
+    for (int i = 0; i < 600; ++i) {
+        c.update(0.02f);
+        lowest = std::min(lowest, hinge->GetJointAngle());
+        highest = std::max(highest, hinge->GetJointAngle());
+    }
+    // Falling from level, it strikes the limit and rebounds off it within a few degrees.
+    EXPECT_GE(lowest, -0.3f - 0.1f);
+    EXPECT_LE(highest, 0.5f + 0.1f);
+    EXPECT_NEAR(hinge->GetJointAngle(), 0.5f, 0.04f);  // resting on the upper limit
+    actor.set_controller(nullptr);
+}
+
+TEST_F(Dynamics, HingeNamingAMissingBodyMakesNoJointAndTheRestStillWorks) {
+    LogCapture log;
+    Actor actor("broken");
+    ActorControllerDynamics c;
+    actor.set_controller(&c);
+    int hinges = 0;
+    for (b2Joint* j = c.get_system()->GetJointList(); j; j = j->GetNext()) ++hinges;
+    EXPECT_EQ(hinges, 1);
+    EXPECT_NE(c.get_joint(e_revoluteJoint, "b"), nullptr);
+    EXPECT_EQ(c.get_joint(e_revoluteJoint, "missing"), nullptr);
+    EXPECT_EQ(c.get_body("a")->GetType(), b2_kinematicBody);
+    bool warned = false;
+    for (const auto& e : log.entries()) warned |= e.message.find("'missing'") != std::string::npos;
+    EXPECT_TRUE(warned);
+    actor.set_controller(nullptr);
+}
+
+TEST_F(Dynamics, GetJointMatchesEitherBodyOfTheJoint) {
+    Actor actor("pendulum");
+    ActorControllerDynamics c;
+    actor.set_controller(&c);
+    EXPECT_EQ(c.get_joint(e_revoluteJoint, "a"), c.get_joint(e_revoluteJoint, "b"));
+    EXPECT_EQ(c.get_joint(e_weldJoint, "a"), nullptr);
+    actor.set_controller(nullptr);
+}
+
+TEST_F(Dynamics, PinnedBodyFollowsItsJoint) {
+    Actor actor("pendulum");
+    ActorControllerDynamics c;
+    actor.set_controller(&c);
+    Transform* root = actor.get_skeleton()->get_joint("root");
+    root->set_position(Vector<float>(5.0f, -7.0f));
+    c.update(0.02f);
+    EXPECT_EQ(position(c.get_body("a")).x, 5.0f);
+    EXPECT_EQ(position(c.get_body("a")).y, -7.0f);
+    EXPECT_EQ(c.get_body("a")->GetAngle(), 0.0f);
+    actor.set_controller(nullptr);
+}
+
+TEST_F(Dynamics, BodyLeavingTheWorldBoxFreezesWhereItLeft) {
+    Actor actor("loose");
+    ActorControllerDynamics c;
+    actor.set_controller(&c);
+    b2Body* b = c.get_body("stone");
+    EXPECT_EQ(b->GetMass(), 2.0f);
+    b->SetLinearVelocity(b2Vec2(100.0f, 0.0f));
+    run(c, 10);
+    EXPECT_FALSE(b->IsEnabled());
+    const Vector<float> frozen = position(b);
+    EXPECT_GT(frozen.x, 100.0f);
+    run(c, 10);
+    EXPECT_EQ(position(b).x, frozen.x);
+    EXPECT_EQ(position(b).y, frozen.y);
+    actor.set_controller(nullptr);
+}
+
+TEST_F(Dynamics, CollisionBodyLiesAlongTheExtendedSpine) {
+    Actor actor("pendulum"), spine("spine");
+    ActorControllerDynamics c;
+    actor.set_controller(&c);
+    c.set_collision_actor(&spine);
+    EXPECT_EQ(c.get_collision_body(), nullptr);  // built on the next update
+    c.update(0.0f);
+    const b2Body* body = c.get_collision_body();
+    ASSERT_NE(body, nullptr);
+    EXPECT_EQ(body->GetType(), b2_staticBody);
+    // head (0, -76) reaches to -76 - 2 * 16 = -108; lumbar (0, 0) to 0 + 2 * 30 = 60.
+    float top = 0.0f, bottom = 0.0f, left = 0.0f, right = 0.0f;
+    int polygons = 0;
+    for (const b2Fixture* f = body->GetFixtureList(); f; f = f->GetNext()) {
+        ASSERT_EQ(f->GetType(), b2Shape::e_polygon);
+        const auto* shape = static_cast<const b2PolygonShape*>(f->GetShape());
+        EXPECT_EQ(shape->m_count, 4);
+        for (int i = 0; i < shape->m_count; ++i) {
+            top = std::min(top, shape->m_vertices[i].y);
+            bottom = std::max(bottom, shape->m_vertices[i].y);
+            left = std::min(left, shape->m_vertices[i].x);
+            right = std::max(right, shape->m_vertices[i].x);
+        }
+        ++polygons;
+    }
+    EXPECT_EQ(polygons, 3);
+    EXPECT_NEAR(top, -108.0f, kTolerance);
+    EXPECT_NEAR(bottom, 60.0f, kTolerance);
+    EXPECT_NEAR(left, -12.0f, kTolerance);
+    EXPECT_NEAR(right, 12.0f, kTolerance);
+    actor.set_controller(nullptr);
+}
+
+TEST_F(Dynamics, CollisionBodyWidthFollowsTheCollisionActorsScale) {
+    Actor actor("pendulum"), spine("spine");
+    spine.set_scale(Vector<float>(2.0f, 2.0f));
+    ActorControllerDynamics c;
+    actor.set_controller(&c);
+    c.set_collision_actor(&spine);
+    c.update(0.0f);
+    float right = 0.0f;
+    for (const b2Fixture* f = c.get_collision_body()->GetFixtureList(); f; f = f->GetNext()) {
+        const auto* shape = static_cast<const b2PolygonShape*>(f->GetShape());
+        for (int i = 0; i < shape->m_count; ++i) right = std::max(right, shape->m_vertices[i].x);
+    }
+    EXPECT_NEAR(right, 24.0f, kTolerance);
+    actor.set_controller(nullptr);
+}
+
+TEST_F(Dynamics, CollisionActorThatDiesIsForgottenAndItsShapesGo) {
+    Actor actor("pendulum");
+    ActorControllerDynamics c;
+    actor.set_controller(&c);
+    {
+        Actor spine("spine");
+        c.set_collision_actor(&spine);
+        c.update(0.0f);
+        EXPECT_NE(c.get_collision_body()->GetFixtureList(), nullptr);
+    }
+    EXPECT_EQ(c.get_collision_actor(), nullptr);
+    c.update(0.0f);
+    EXPECT_EQ(c.get_collision_body()->GetFixtureList(), nullptr);
+    actor.set_controller(nullptr);
+}
+
+TEST_F(Dynamics, SimulationIsDeterministic) {
+    Actor first("pendulum"), second("pendulum");
+    ActorControllerDynamics c1, c2;
+    first.set_controller(&c1);
+    second.set_controller(&c2);
+    const float dts[] = {0.02f, 0.013f, 0.05f, 0.0166f, 0.031f};
+    for (int i = 0; i < 200; ++i) {
+        c1.update(dts[i % 5]);
+        c2.update(dts[i % 5]);
+    }
+    EXPECT_EQ(position(c1.get_body("b")).x, position(c2.get_body("b")).x);
+    EXPECT_EQ(position(c1.get_body("b")).y, position(c2.get_body("b")).y);
+    EXPECT_EQ(first.get_skeleton()->get_joint("arm")->get_local_rotation(),
+              second.get_skeleton()->get_joint("arm")->get_local_rotation());
+    first.set_controller(nullptr);
+    second.set_controller(nullptr);
+}
+
+TEST_F(Dynamics, NewActorDiscardsTheOldWorld) {
+    Actor first("pendulum"), second("limited");
+    ActorControllerDynamics c;
+    first.set_controller(&c);
+    run(c, 5);
+    c.set_actor(&second);
+    EXPECT_EQ(c.get_step_count(), 0u);
+    EXPECT_EQ(c.get_accumulator(), 0.0f);
+    EXPECT_EQ(position(c.get_body("b")).x, 20.0f);
+    first.set_controller(nullptr);
+}
+
+TEST_F(Dynamics, UnloadDropsTheWorld) {
+    Actor actor("pendulum");
+    ActorControllerDynamics c;
+    actor.set_controller(&c);
+    ActorDatabase::unload();
+    EXPECT_EQ(c.get_system(), nullptr);
+    EXPECT_EQ(c.get_body("a"), nullptr);
+    EXPECT_FALSE(c.update(0.02f));
+    actor.set_controller(nullptr);
+}
+
+TEST_F(Dynamics, WorldsMadeAndDroppedAThousandTimesLeaveNoMemoryBehind) {
+    Actor actor("pendulum");
+    ActorControllerDynamics c;
+    const auto cycle = [&] {
+        c.set_actor(&actor);
+        c.update(0.02f);
+        c.set_actor(nullptr);
+    };
+    for (int i = 0; i < 50; ++i) cycle();  // warmed up
+    const std::size_t before = mallinfo2().uordblks;
+    for (int i = 0; i < 1000; ++i) cycle();
+    const std::size_t after = mallinfo2().uordblks;
+    EXPECT_LT(after, before + 64 * 1024);
+    EXPECT_EQ(c.get_system(), nullptr);
+}
