@@ -23,6 +23,7 @@ sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), ".."
 import images  # noqa: E402  (the project's own picture generator)
 from layers import Box  # noqa: E402  (a square drawn in its own space)
 from puppets import Path, walking_puppet  # noqa: E402  (the IK-posed puppet)
+from ragdolls import ponytail_walker, ragdoll  # noqa: E402  (the puppets posed by rigid bodies)
 
 WIDTH, HEIGHT = 800, 600
 
@@ -373,6 +374,16 @@ def build_actors():
     return [path, walker, twin]
 
 
+def build_dynamics():
+    """A puppet collapsing as a ragdoll onto another lying on the floor (the sleeper's
+    spine is its collision body), standing up to fall again every four seconds, and a
+    puppet walking in place whose ponytail swings after its head."""
+    falling, sleeper, _ = ragdoll((WIDTH * 0.54, HEIGHT * 0.66), "world", (WIDTH * 0.525, HEIGHT * 0.74), scale=0.6)
+    walker, _ = ponytail_walker((WIDTH * 0.3, HEIGHT * 0.33), "world", scale=0.9)
+    walker.set_colour((1.0, 0.85, 0.7, 1.0))
+    return [falling, sleeper, walker]
+
+
 def build_scene(scene, assets):
     """Layers with different scale flags, and a picture-in-picture made with a
     framebuffer redirection. Returns the objects so that the script keeps them."""
@@ -419,6 +430,7 @@ def build_scene(scene, assets):
         objects.append(arm)
     objects += build_particles()
     objects += build_actors()
+    objects += build_dynamics()
     for i in range(5):
         marker = Box((60 + 70 * i, 60), (0.3 + 0.15 * i, 0.8, 0.4, 1.0), 14)
         marker.layer = "markers"
