@@ -50,6 +50,27 @@ def test_classes_are_registered_with_the_factory():
         assert libcore.Factory.get_class(name) is getattr(libgraphics, name)
 
 
+# Every class and function group the module registers, in its registration order.
+REGISTERED = ["Transform", "SkeletonJointProxy", "Skeleton", "SceneObject", "ActorMesh", "ActorMeshProxy", "Actor",
+              "actor_database", "particle_database", "ParticleEmitter", "ParticleEmitterProxy", "ParticleSystem",
+              "SpriteProxy", "Sprite", "sprite_database", "SceneObjectAnimator", "SceneObjectAnimatorAlphaPulse",
+              "SceneObjectAnimatorMove", "SceneObjectAnimatorMoveFixed", "SceneObjectAnimatorMoveNewtonian",
+              "SceneObjectAnimatorMoveSmooth", "SceneObjectAnimatorMoveSpline", "SceneObjectAnimatorPulse",
+              "SceneObjectAnimatorRotate", "SceneObjectAnimatorScale", "SceneObjectAnimatorSlide",
+              "SceneObjectAnimatorSpriteFade", "SceneObjectAnimatorSpriteWipe", "Scene", "SceneLayer",
+              "SceneLayerProxy", "SceneListener", "Texture", "TextureDatabase", "texture_loader", "ActorController",
+              "ActorControllerDynamics", "ActorRigIKPositionHandleProxy", "ActorRigIKRotationHandleProxy",
+              "ActorControllerIK", "ActorControllerSharedSkeleton", "IKConstraintPosition",
+              "IKConstraintPositionFixed", "IKConstraintRotation", "IKConstraintRotationFixed"]
+
+
+def test_every_class_of_the_module_is_importable():
+    missing = [name for name in REGISTERED if not hasattr(libgraphics, name)]
+    assert missing == []
+    assert issubclass(libgraphics.ActorControllerDynamics, libgraphics.ActorController)
+    assert libcore.Factory.get_class("ActorControllerDynamics") is libgraphics.ActorControllerDynamics
+
+
 def test_scene_singleton_comes_from_the_factory():
     assert isinstance(libgraphics.scene, libgraphics.Scene)
 
