@@ -1,5 +1,6 @@
 #pragma once
 
+#include "engine/core/Vector.h"
 #include "engine/graphics/ActorController.h"
 
 #include <box2d/b2_joint.h>
@@ -40,6 +41,14 @@ public:
     static constexpr float kBodyRadius = 3.0f;
     /// Width of the collision body along the collision actor's spine, in its space.
     static constexpr float kSpineWidth = 24.0f;
+    /// Largest coordinate given to the world (bodies, pinned joints, the collision
+    /// spine): its broad phase needs finite boxes. Bodies freeze long before.
+    static constexpr float kMaxCoordinate = 1e5f;
+    /// Largest mass of a rig body; a heavier one is made this heavy, with a warning.
+    static constexpr float kMaxMass = 1e6f;
+
+    /// Whether `p` may be given to the world: finite and within kMaxCoordinate.
+    static bool is_valid_point(const core::Vector<float>& p);
 
     ActorControllerDynamics();
     /// Destroys the world with every body; the rig stays with the database.

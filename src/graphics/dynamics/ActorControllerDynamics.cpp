@@ -40,8 +40,6 @@ bool outside_world(const b2Vec2& p) {
     return p.x < -e || p.x > e || p.y < -e || p.y > e;
 }
 
-bool finite(const Vector<float>& v) { return std::isfinite(v.x) && std::isfinite(v.y); }
-
 float mean_scale(const Vector<float>& scale) { return 0.5f * (std::fabs(scale.x) + std::fabs(scale.y)); }
 
 }  // namespace
@@ -96,14 +94,21 @@ void ActorControllerDynamics::forget_actor(const Actor* actor) {
 
 b2Body* ActorControllerDynamics::create_body(const DynamicsRigidBody& rigid_body) {
     if (!world_) return nullptr;
+    const Actor* actor = get_actor();
+    const char* rig_id = actor ? actor->get_data_id().c_str() : "";
     // One body that is not a number would spoil every body it touches.
-    if (!finite(rigid_body.position) || !std::isfinite(rigid_body.mass) || !std::isfinite(rigid_body.damping)) {
-        const Actor* actor = get_actor();
+    if (!is_valid_point(rigid_body.position) || !std::isfinite(rigid_body.mass) || !std::isfinite(rigid_body.damping)) {
         core::Log::warning("graphics",
                            "ActorControllerDynamics: rigid body '%s' of dynamics rig '%s' has a position, mass or "
-                           "damping that is not a finite number; it is left out.",
-                           rigid_body.name.c_str(), actor ? actor->get_data_id().c_str() : "");
+                           "damping that is not a finite number (or a position beyond %g); it is left out.",
+                           rigid_body.name.c_str(), rig_id, double(kMaxCoordinate));
         return nullptr;
+    }
+    float mass = rigid_body.mass;
+    if (mass > kMaxMass) {
+        core::Log::warning("graphics", "ActorControllerDynamics: rigid body '%s' of dynamics rig '%s' weighs %g; it is "
+                           "made %g.", rigid_body.name.c_str(), rig_id, double(mass), double(kMaxMass));
+        mass = kMaxMass;
     }
     b2BodyDef def;
     def.type = b2_dynamicBody;
@@ -120,7 +125,7 @@ b2Body* ActorControllerDynamics::create_body(const DynamicsRigidBody& rigid_body
     b2FixtureDef fixture;
     fixture.shape = &circle;
     // The circle's area spreads the rig's mass; without a mass Box2D gives the body 1.
-    fixture.density = rigid_body.mass > 0.0f ? rigid_body.mass / (b2_pi * kBodyRadius * kBodyRadius) : 0.0f;
+    fixture.density = mass > 0.0f ? mass / (b2_pi * kBodyRadius * kBodyRadius) : 0.0f;
     fixture.friction = 0.5f;
     fixture.filter.groupIndex = kRigGroup;
     body->CreateFixture(&fixture);
@@ -132,6 +137,10 @@ void ActorControllerDynamics::add_body(b2Body* body) {
     if (!name) return;
     auto [it, added] = bodies_.insert_or_assign(*name, body);
     body->GetUserData().pointer = reinterpret_cast<uintptr_t>(&it->first);
+}
+
+bool ActorControllerDynamics::is_valid_point(const Vector<float>& p) {
+    return std::fabs(p.x) <= kMaxCoordinate && std::fabs(p.y) <= kMaxCoordinate;  // false for NaN too
 }
 
 const std::string* ActorControllerDynamics::get_body_name(const b2Body* body) {
@@ -240,6 +249,15 @@ void ActorControllerDynamics::rebuild_collision_body() {
         }
         spine[i] = joint->get_world_position() * from_source * to_own;
     }
+    for (const Vector<float>& p : spine) {
+        if (!is_valid_point(p)) {
+            core::Log::warning("graphics",
+                               "ActorControllerDynamics: the spine of collision actor '%s' is not at a finite place "
+                               "within %g of this actor; its collision body has no shape.",
+                               source->get_data_id().c_str(), double(kMaxCoordinate));
+            return;
+        }
+    }
     // The ends reach out past the head and the pelvis, twice their neighbouring bone.
     spine[0] = spine[0] + (spine[0] - spine[1]) * 2.0f;
     spine[3] = spine[3] + (spine[3] - spine[2]) * 2.0f;
@@ -249,7 +267,7 @@ void ActorControllerDynamics::rebuild_collision_body() {
         const Vector<float> a = spine[i], b = spine[i + 1];
         const Vector<float> d = b - a;
         const float length = std::sqrt(d.x * d.x + d.y * d.y);
-        if (length <= b2_linearSlop || width <= b2_linearSlop) continue;
+        if (!(length > b2_linearSlop && width > b2_linearSlop && width <= kMaxCoordinate)) continue;
         b2PolygonShape box;
         const Vector<float> centre = (a + b) * 0.5f;
         box.SetAsBox(0.5f * length, 0.5f * width, b2Vec2(centre.x, centre.y), std::atan2(d.y, d.x));

@@ -53,7 +53,7 @@ bool DynamicsConstraintJoint::step(ActorControllerDynamics& controller) {
     const Transform* joint = controller.find_joint(joint_);
     if (!body || !joint) return false;
     const core::Vector<float>& p = joint->get_world_position();
-    if (!std::isfinite(p.x) || !std::isfinite(p.y)) return false;
+    if (!ActorControllerDynamics::is_valid_point(p)) return false;  // the body stays where it was
     body->SetTransform(b2Vec2(p.x, p.y), body->GetAngle());
     return false;
 }

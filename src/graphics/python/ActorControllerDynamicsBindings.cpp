@@ -31,32 +31,50 @@ private:
     std::string name_;  // the rig body's name
 };
 
+// A value that is not a number, or one far beyond the world, would spoil the whole
+// simulation: refused here, with the member's name.
+void require_valid(const char* member, const Vector<float>& v) {
+    if (!ActorControllerDynamics::is_valid_point(v))
+        raise(PyExc_ValueError, std::string("DynamicsBody.") + member + ": expected finite numbers within 1e5, got (" +
+                                    std::to_string(v.x) + ", " + std::to_string(v.y) + ")");
+}
+void require_valid(const char* member, float f) { require_valid(member, Vector<float>(f, 0.0f)); }
+
 std::string body_name(const BodyView& v) { return v.name(); }
 Vector<float> position(const BodyView& v) { return to_vector(v.body().GetPosition()); }
 void set_position(const BodyView& v, const Vector<float>& p) {
+    require_valid("position", p);
     b2Body& body = v.body();
     body.SetTransform(b2Vec2(p.x, p.y), body.GetAngle());
 }
 float angle(const BodyView& v) { return v.body().GetAngle(); }
 void set_angle(const BodyView& v, float a) {
+    require_valid("angle", a);
     b2Body& body = v.body();
     body.SetTransform(body.GetPosition(), a);
 }
 Vector<float> linear_velocity(const BodyView& v) { return to_vector(v.body().GetLinearVelocity()); }
 void set_linear_velocity(const BodyView& v, const Vector<float>& velocity) {
+    require_valid("linear_velocity", velocity);
     v.body().SetLinearVelocity(b2Vec2(velocity.x, velocity.y));
 }
 float angular_velocity(const BodyView& v) { return v.body().GetAngularVelocity(); }
-void set_angular_velocity(const BodyView& v, float w) { v.body().SetAngularVelocity(w); }
+void set_angular_velocity(const BodyView& v, float w) {
+    require_valid("angular_velocity", w);
+    v.body().SetAngularVelocity(w);
+}
 float mass(const BodyView& v) { return v.body().GetMass(); }
 bool pinned(const BodyView& v) { return v.body().GetType() == b2_kinematicBody; }
 bool frozen(const BodyView& v) { return !v.body().IsEnabled(); }
 void apply_impulse(const BodyView& v, const Vector<float>& impulse, const bp::object& point) {
+    require_valid("apply_impulse", impulse);
     b2Body& body = v.body();
     b2Vec2 at = body.GetWorldCenter();
     if (!point.is_none()) {
-        const Vector<float> p = bp::extract<Vector<float>>(point)();
-        at.Set(p.x, p.y);
+        bp::extract<Vector<float>> p(point);
+        if (!p.check()) raise(PyExc_TypeError, "DynamicsBody.apply_impulse: point must be a Vector, a pair of numbers or None");
+        require_valid("apply_impulse", p());
+        at.Set(p().x, p().y);
     }
     body.ApplyLinearImpulse(b2Vec2(impulse.x, impulse.y), at, true);
 }

@@ -374,3 +374,53 @@ TEST_F(Dynamics, WorldsMadeAndDroppedAThousandTimesLeaveNoMemoryBehind) {
     EXPECT_LT(after, before + 64 * 1024);
     EXPECT_EQ(c.get_system(), nullptr);
 }
+
+// Box2D checks its inputs with assertions that end the process: whatever a file says,
+// the world only ever sees finite values within its reach.
+TEST_F(Dynamics, AbsurdRigValuesAreLeftOutOrTamedWithWarnings) {
+    LogCapture log;
+    ASSERT_TRUE(ActorDatabase::load_text(R"(<r>
+      <ActorData id="absurd"><Joint id="root" position="0, 0"/></ActorData>
+      <ActorRigDynamics id="absurd">
+        <RigidBody id="nan" position="nan, 0"/>
+        <RigidBody id="far" position="1e30, 0"/>
+        <RigidBody id="heavy" position="0, 0" mass="1e30" damping="-5"/>
+        <RigidBody id="light" position="10, 0" mass="-3" damping="inf"/>
+        <RigidBody id="ok" position="0, 10" mass="1"/>
+        <ConstraintHinge body_0_id="heavy" body_1_id="heavy"/>
+        <ConstraintHinge body_0_id="heavy" body_1_id="ok" rotation_constraint="nan, 1"/>
+        <ConstraintHinge body_0_id="nan" body_1_id="ok" rotation_constraint="1, -1"/>
+        <ConstraintJoint body_id="ok" joint_id="nowhere"/>
+        <ConstraintParent body_id="ok" joint_id="nowhere"/>
+      </ActorRigDynamics></r>)"));
+    Actor actor("absurd"), spine("spine");
+    spine.set_scale(Vector<float>(0.0f, 0.0f));  // its spine maps to no finite place here
+    actor.set_scale(Vector<float>(0.0f, 0.0f));
+    ActorControllerDynamics c;
+    actor.set_controller(&c);
+    c.set_collision_actor(&spine);
+    for (int i = 0; i < 120; ++i) c.update(0.02f);
+    EXPECT_EQ(c.get_body("nan"), nullptr);
+    EXPECT_EQ(c.get_body("far"), nullptr);
+    EXPECT_EQ(c.get_body("light"), nullptr);
+    EXPECT_EQ(c.get_body("heavy")->GetMass(), ActorControllerDynamics::kMaxMass);
+    EXPECT_EQ(c.get_body("heavy")->GetLinearDamping(), 0.0f);
+    EXPECT_EQ(c.get_collision_body()->GetFixtureList(), nullptr);
+    int hinges = 0;
+    for (b2Joint* j = c.get_system()->GetJointList(); j; j = j->GetNext()) ++hinges;
+    EXPECT_EQ(hinges, 1);  // heavy-ok, without limits
+    EXPECT_FALSE(static_cast<b2RevoluteJoint*>(c.get_joint(e_revoluteJoint, "ok"))->IsLimitEnabled());
+    EXPECT_TRUE(std::isfinite(c.get_body("ok")->GetPosition().y));
+    EXPECT_GE(log.entries().size(), 7u);
+    actor.set_controller(nullptr);
+}
+
+TEST_F(Dynamics, PinnedJointMovedBeyondTheWorldLeavesItsBodyWhereItWas) {
+    Actor actor("pendulum");
+    ActorControllerDynamics c;
+    actor.set_controller(&c);
+    actor.get_skeleton()->get_joint("root")->set_position(Vector<float>(1e30f, 0.0f));
+    c.update(0.02f);
+    EXPECT_EQ(position(c.get_body("a")).x, 0.0f);
+    actor.set_controller(nullptr);
+}
