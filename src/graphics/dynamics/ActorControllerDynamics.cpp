@@ -89,6 +89,8 @@ void ActorControllerDynamics::forget_actor(const Actor* actor) {
         collision_actor_ = nullptr;
         collision_dirty_ = true;
     }
+    // The world belongs to the actor it poses.
+    if (actor == get_actor()) destroy_system();
     ActorController::forget_actor(actor);
 }
 

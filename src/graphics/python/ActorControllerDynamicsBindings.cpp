@@ -104,10 +104,18 @@ bp::list hinges(const ActorControllerDynamics& c) {
     return result;
 }
 
+// The first hinge in the rig's order is the last in Box2D's list.
 float hinge_angle(const ActorControllerDynamics& c, const std::string& name) {
-    const b2Joint* joint = c.get_joint(e_revoluteJoint, name);
-    if (!joint) raise(PyExc_KeyError, "ActorControllerDynamics.hinge_angle: no hinge joins body '" + name + "'.");
-    return static_cast<const b2RevoluteJoint*>(joint)->GetJointAngle();
+    const b2RevoluteJoint* found = nullptr;
+    if (c.get_system())
+        for (b2Joint* joint = c.get_system()->GetJointList(); joint; joint = joint->GetNext()) {
+            if (joint->GetType() != e_revoluteJoint) continue;
+            const std::string* a = ActorControllerDynamics::get_body_name(joint->GetBodyA());
+            const std::string* b = ActorControllerDynamics::get_body_name(joint->GetBodyB());
+            if ((a && *a == name) || (b && *b == name)) found = static_cast<const b2RevoluteJoint*>(joint);
+        }
+    if (!found) raise(PyExc_KeyError, "ActorControllerDynamics.hinge_angle: no hinge joins body '" + name + "'.");
+    return found->GetJointAngle();
 }
 
 bp::list collision_polygons(const ActorControllerDynamics& c) {
@@ -164,7 +172,8 @@ void define_actor_controller_dynamics() {
         .def("get_body", &get_body, bp::arg("name"), "get_body(name) -> DynamicsBody or None.")
         .add_property("hinges", &hinges, "[(body_0, body_1)] of every hinge made, in the rig's order.")
         .def("hinge_angle", &hinge_angle, bp::arg("body"),
-             "hinge_angle(body) -> float: the angle of the first hinge joining that body (KeyError without one).")
+             "hinge_angle(body) -> float: the angle of the first hinge (in the rig's order) joining that body\n"
+             "(KeyError without one).")
         .add_property("collision_polygons", &collision_polygons,
                       "The collision body's polygons, [[Vector]] in the actor's space, head first.")
         .add_property("accumulator", &ActorControllerDynamics::get_accumulator,
