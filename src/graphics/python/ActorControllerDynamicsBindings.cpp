@@ -140,45 +140,74 @@ unsigned long steps(const ActorControllerDynamics& c) { return c.get_step_count(
 
 void define_actor_controller_dynamics() {
     bp::class_<BodyView>("DynamicsBody",
+                         "DynamicsBody\n\n"
                          "A rigid body of an ActorControllerDynamics, by its rig name (get_body(name)). Every\n"
                          "access finds the body anew in the controller's current world.",
                          bp::no_init)
-        .add_property("name", &body_name, "The rig body's name.")
+        .add_property("name", &body_name,
+                      "name: str\n\n"
+                      "The rig body's name.")
         .add_property("position", &position, &set_position,
+                      "position: Vector\n\n"
                       "Where the body's origin is, in the actor's space; setting it moves the body there.")
-        .add_property("angle", &angle, &set_angle, "The body's angle in radians.")
-        .add_property("linear_velocity", &linear_velocity, &set_linear_velocity, "Units per second.")
-        .add_property("angular_velocity", &angular_velocity, &set_angular_velocity, "Radians per second.")
-        .add_property("mass", &mass, "The simulated mass (0 for a body pinned to a joint).")
-        .add_property("pinned", &pinned, "True when a joint constraint moves it: the simulation does not.")
+        .add_property("angle", &angle, &set_angle,
+                      "angle: float\n\n"
+                      "The body's angle in radians.")
+        .add_property("linear_velocity", &linear_velocity, &set_linear_velocity,
+                      "linear_velocity: Vector\n\n"
+                      "Units per second.")
+        .add_property("angular_velocity", &angular_velocity, &set_angular_velocity,
+                      "angular_velocity: float\n\n"
+                      "Radians per second.")
+        .add_property("mass", &mass,
+                      "mass: float\n\n"
+                      "The simulated mass (0 for a body pinned to a joint).")
+        .add_property("pinned", &pinned,
+                      "pinned: bool\n\n"
+                      "True when a joint constraint moves it: the simulation does not.")
         .add_property("frozen", &frozen,
+                      "frozen: bool\n\n"
                       "True once its origin left the box (-100, -100)..(100, 100): it stays where it left.")
         .def("apply_impulse", &apply_impulse, (bp::arg("impulse"), bp::arg("point") = bp::object()),
-             "apply_impulse(impulse, point=None): a push (mass times velocity) at a point of the actor's space,\n"
-             "the body's centre by default.");
+             "apply_impulse(impulse: VectorLike, point: VectorLike | None = None) -> None\n\n"
+             "A push (mass times velocity) at a point of the actor's space, the body's centre by default.");
 
     using Wrapper = ActorControllerWrapper<ActorControllerDynamics>;
     bp::class_<ActorControllerDynamics, Wrapper, bp::bases<ActorController>, boost::noncopyable> cls(
         "ActorControllerDynamics",
-        "ActorControllerDynamics(): poses its actor from a rigid-body simulation built from the dynamics rig of\n"
-        "the actor's data id, stepped at 60 Hz whatever the frame rate.",
+        "ActorControllerDynamics()\n\n"
+        "Poses its actor from a rigid-body simulation built from the dynamics rig of the actor's data id,\n"
+        "stepped at 60 Hz whatever the frame rate.",
         bp::init<>());
     define_controller_hooks<ActorControllerDynamics, Wrapper>(cls);
     cls.add_property("collision_actor", &collision_actor, &ActorControllerDynamics::set_collision_actor,
+                     "collision_actor: Actor | None\n\n"
                      "Another actor whose spine (joints head, collar, thoracic, lumbar) is a static body the rig's\n"
                      "bodies land on, or None. Rebuilt on the next update each time it is set.")
-        .add_property("has_system", &has_system, "True while the controller has a world (an actor with a rig).")
-        .add_property("body_names", &body_names, "The rig bodies' names, in name order.")
-        .def("get_body", &get_body, bp::arg("name"), "get_body(name) -> DynamicsBody or None.")
-        .add_property("hinges", &hinges, "[(body_0, body_1)] of every hinge made, in the rig's order.")
+        .add_property("has_system", &has_system,
+                      "has_system: bool\n\n"
+                      "True while the controller has a world (an actor with a rig).")
+        .add_property("body_names", &body_names,
+                      "body_names: list[str]\n\n"
+                      "The rig bodies' names, in name order.")
+        .def("get_body", &get_body, bp::arg("name"),
+             "get_body(name: str) -> DynamicsBody | None\n\n"
+             "The body made for that rig body, or None.")
+        .add_property("hinges", &hinges,
+                      "hinges: list[tuple[str, str]]\n\n"
+                      "(body_0, body_1) of every hinge made, in the rig's order.")
         .def("hinge_angle", &hinge_angle, bp::arg("body"),
-             "hinge_angle(body) -> float: the angle of the first hinge (in the rig's order) joining that body\n"
-             "(KeyError without one).")
+             "hinge_angle(body: str) -> float\n\n"
+             "The angle of the first hinge (in the rig's order) joining that body; KeyError without one.")
         .add_property("collision_polygons", &collision_polygons,
-                      "The collision body's polygons, [[Vector]] in the actor's space, head first.")
+                      "collision_polygons: list[list[Vector]]\n\n"
+                      "The collision body's polygons in the actor's space, head first.")
         .add_property("accumulator", &ActorControllerDynamics::get_accumulator,
+                      "accumulator: float\n\n"
                       "Seconds not yet simulated (under 1/60 after an update).")
-        .add_property("steps", &steps, "Steps of 1/60 s taken since the world was built.");
+        .add_property("steps", &steps,
+                      "steps: int\n\n"
+                      "Steps of 1/60 s taken since the world was built.");
     register_with_factory(cls, "ActorControllerDynamics");
 }
 
