@@ -25,14 +25,16 @@ void log_error(const std::string& category, const std::string& message) {
 }  // namespace
 
 void define_log() {
-    bp::class_<LogScope>("Log", bp::no_init)
-        .def("info", &log_info, (bp::arg("category"), bp::arg("message")))
+    bp::class_<LogScope>("Log", "Log", bp::no_init)
+        .def("info", &log_info, (bp::arg("category"), bp::arg("message")), "info(category: str, message: str) -> None")
         .staticmethod("info")
-        .def("warning", &log_warning, (bp::arg("category"), bp::arg("message")))
+        .def("warning", &log_warning, (bp::arg("category"), bp::arg("message")),
+             "warning(category: str, message: str) -> None")
         .staticmethod("warning")
-        .def("error", &log_error, (bp::arg("category"), bp::arg("message")))
+        .def("error", &log_error, (bp::arg("category"), bp::arg("message")),
+             "error(category: str, message: str) -> None")
         .staticmethod("error")
-        .def("flush", &Log::flush)
+        .def("flush", &Log::flush, "flush() -> None")
         .staticmethod("flush");
 }
 

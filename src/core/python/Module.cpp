@@ -38,9 +38,11 @@ std::string get_script_errors_name() { return get_script_errors() == ScriptError
 
 // The module's functions that belong to no class.
 void define_functions() {
-    bp::def("normalise_angle", &normalise_angle, bp::arg("angle"));
-    bp::def("random", &random_any, bp::arg("n"));
-    bp::def("seed_random", &seed_random, bp::arg("seed"));
+    bp::def("normalise_angle", &normalise_angle, bp::arg("angle"), "normalise_angle(angle: float) -> float");
+    bp::def("random", &random_any, bp::arg("n"),
+            "random(n: int) -> int\n"
+            "random(n: float) -> float");
+    bp::def("seed_random", &seed_random, bp::arg("seed"), "seed_random(seed: int) -> None");
     bp::def("set_script_errors", &set_script_errors_by_name, bp::arg("mode"),
             "set_script_errors(mode: str) -> None\n\n"
             "What an exception raised in an engine hook or listener does: \"report\" (the default)\n"
@@ -56,6 +58,7 @@ void define_functions() {
 
 BOOST_PYTHON_MODULE(libcore) {
     using namespace engine::core::python;
+    const ScriptDocstrings docstrings;
     install_argument_errors();
     define_value_copies();
     define_value_type();

@@ -28,18 +28,18 @@ bp::object path_read(const std::string& path) {
 }  // namespace
 
 void define_path_database() {
-    bp::class_<PathDatabaseScope>("PathDatabase", bp::no_init)
-        .def("add_root", &PathDatabase::add_root, bp::arg("directory"))
+    bp::class_<PathDatabaseScope>("PathDatabase", "PathDatabase", bp::no_init)
+        .def("add_root", &PathDatabase::add_root, bp::arg("directory"), "add_root(directory: str) -> None")
         .staticmethod("add_root")
-        .def("remove_root", &PathDatabase::remove_root, bp::arg("directory"))
+        .def("remove_root", &PathDatabase::remove_root, bp::arg("directory"), "remove_root(directory: str) -> None")
         .staticmethod("remove_root")
-        .def("roots", &path_roots)
+        .def("roots", &path_roots, "roots() -> list[str]")
         .staticmethod("roots")
-        .def("exists", &PathDatabase::exists, bp::arg("path"))
+        .def("exists", &PathDatabase::exists, bp::arg("path"), "exists(path: str) -> bool")
         .staticmethod("exists")
-        .def("resolve", &PathDatabase::resolve, bp::arg("path"))
+        .def("resolve", &PathDatabase::resolve, bp::arg("path"), "resolve(path: str) -> str")
         .staticmethod("resolve")
-        .def("read", &path_read, bp::arg("path"))
+        .def("read", &path_read, bp::arg("path"), "read(path: str) -> bytes")
         .staticmethod("read");
 }
 

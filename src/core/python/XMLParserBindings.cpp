@@ -45,8 +45,8 @@ bool parse(XMLParser& parser, bp::object source) { return parse_xml_source(parse
 }  // namespace
 
 void define_xml_parser() {
-    bp::class_<XMLParser, XMLParserWrapper, boost::noncopyable>("XMLParser", bp::init<>())
-        .def("parse", &parse, bp::arg("source"));
+    bp::class_<XMLParser, XMLParserWrapper, boost::noncopyable>("XMLParser", "XMLParser()", bp::init<>())
+        .def("parse", &parse, bp::arg("source"), "parse(source: str | IO[str] | IO[bytes]) -> bool");
 }
 
 }  // namespace engine::core::python

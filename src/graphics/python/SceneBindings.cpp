@@ -77,32 +77,40 @@ core::Matrix layer_transform(const Scene& s, bp::object flags_or_id, const core:
 void define_scene() {
     bp::scope scene_scope =
         bp::class_<Scene, ObjectWrapper<Scene>, boost::noncopyable>("Scene", kSceneDoc, bp::init<>())
-            .def("add_layer", &add_layer, bp::arg("layer"))
-            .def("begin_frame", &Scene::begin_frame)
-            .def("bind_framebuffer", &Scene::bind_framebuffer)
-            .def("end_frame", &Scene::end_frame)
-            .def("get_layer", &layer_by_index, bp::arg("index"))
-            .def("get_layer", &layer_by_id, bp::arg("id"))
-            .def("get_num_layers", &Scene::get_num_layers)
-            .def("update", &Scene::update, bp::arg("dt"))
-            .def("render", static_cast<void (Scene::*)()>(&Scene::render))
-            .add_property("scale", &scale, overloaded(&set_scale, &set_uniform_scale))
-            .add_property("layers", &layers)
+            .def("add_layer", &add_layer, bp::arg("layer"), "add_layer(layer: SceneLayer) -> bool")
+            .def("begin_frame", &Scene::begin_frame, "begin_frame() -> None")
+            .def("bind_framebuffer", &Scene::bind_framebuffer, "bind_framebuffer() -> None")
+            .def("end_frame", &Scene::end_frame, "end_frame() -> None")
+            // Each overload documents its own signature; Boost.Python joins them in order.
+            .def("get_layer", &layer_by_index, bp::arg("index"), "get_layer(index: int) -> SceneLayer | None")
+            .def("get_layer", &layer_by_id, bp::arg("id"),
+                 "get_layer(id: str) -> SceneLayer | None\n\n"
+                 "The layer at that position in z order, or with that id; None when there is none.")
+            .def("get_num_layers", &Scene::get_num_layers, "get_num_layers() -> int")
+            .def("update", &Scene::update, bp::arg("dt"), "update(dt: float) -> None")
+            .def("render", static_cast<void (Scene::*)()>(&Scene::render), "render() -> None")
+            .add_property("scale", &scale, overloaded(&set_scale, &set_uniform_scale), "scale: Vector")
+            .add_property("layers", &layers, "layers: SceneLayerProxy")
             .add_property("batching", &Scene::is_batching, &Scene::set_batching,
-                          "batching: bool -- gather consecutive sprites of one texture and layer matrix into "
-                          "one draw call (default True); the picture is the same either way")
+                          "batching: bool\n\n"
+                          "Gather consecutive sprites of one texture and layer matrix into one draw call\n"
+                          "(default True); the picture is the same either way.")
             // Listeners, objects by id, single layers and redirections for scripts.
-            .def("add_listener", &add_listener, bp::arg("listener"))
-            .def("remove_listener", &remove_listener, bp::arg("listener"))
-            .def("get_object", &object_by_id, bp::arg("id"))
-            .def("render_layer", &render_layer, bp::arg("id"))
-            .def("register_framebuffer", &register_framebuffer, (bp::arg("object"), bp::arg("framebuffer")))
-            .def("add_object", &add_object, (bp::arg("object"), bp::arg("layer_id")))
-            .def("remove_object", &remove_object, bp::arg("object"))
-            .def("get_layer_transform", &layer_transform, (bp::arg("flags_or_layer_id"), bp::arg("position")));
+            .def("add_listener", &add_listener, bp::arg("listener"), "add_listener(listener: SceneListener) -> None")
+            .def("remove_listener", &remove_listener, bp::arg("listener"),
+                 "remove_listener(listener: SceneListener) -> None")
+            .def("get_object", &object_by_id, bp::arg("id"), "get_object(id: str) -> SceneObject | None")
+            .def("render_layer", &render_layer, bp::arg("id"), "render_layer(id: str) -> None")
+            .def("register_framebuffer", &register_framebuffer, (bp::arg("object"), bp::arg("framebuffer")),
+                 "register_framebuffer(object: SceneObject, framebuffer: Framebuffer) -> None")
+            .def("add_object", &add_object, (bp::arg("object"), bp::arg("layer_id")),
+                 "add_object(object: SceneObject, layer_id: str) -> bool")
+            .def("remove_object", &remove_object, bp::arg("object"), "remove_object(object: SceneObject) -> bool")
+            .def("get_layer_transform", &layer_transform, (bp::arg("flags_or_layer_id"), bp::arg("position")),
+                 "get_layer_transform(flags_or_layer_id: int | str, position: VectorLike) -> Matrix");
 
     // Inside the class's scope: libgraphics.Scene.ScaleFlag.
-    bp::enum_<Scene::ScaleFlag>("ScaleFlag")
+    bp::enum_<Scene::ScaleFlag>("ScaleFlag", "ScaleFlag")
         .value("TRANSLATE", Scene::TRANSLATE)
         .value("TRANSLATE_UNIFORM", Scene::TRANSLATE_UNIFORM)
         .value("SCALE_MIN", Scene::SCALE_MIN)

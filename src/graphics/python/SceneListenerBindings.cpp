@@ -35,7 +35,8 @@ private:
 }  // namespace
 
 void define_scene_listener() {
-    bp::object cls = bp::class_<SceneListener, SceneListenerWrapper, boost::noncopyable>("SceneListener", bp::init<>());
+    bp::object cls = bp::class_<SceneListener, SceneListenerWrapper, boost::noncopyable>(
+        "SceneListener", "SceneListener()", bp::init<>());
     register_with_factory(cls, "SceneListener");
 }
 

@@ -37,28 +37,32 @@ bp::dict animators(const SceneObject& o) {
 void define_scene_object() {
     bp::object cls =
         bp::class_<SceneObject, SceneObjectWrapper<SceneObject>, bp::bases<Transform>, boost::noncopyable>(
-            "SceneObject", bp::init<>())
+            "SceneObject", "SceneObject()", bp::init<>())
             .add_property("id",
                           bp::make_function(&SceneObject::get_id, bp::return_value_policy<bp::copy_const_reference>()),
-                          &SceneObject::set_id)
+                          &SceneObject::set_id, "id: str")
             .add_property(
                 "layer",
                 bp::make_function(&SceneObject::get_layer, bp::return_value_policy<bp::copy_const_reference>()),
-                &SceneObject::set_layer)
-            .add_property("visible", &SceneObject::is_visible, &SceneObject::set_visibility)
-            .add_property("z", &SceneObject::get_z, &SceneObject::set_z)
-            .add_property("scale_flags", &SceneObject::get_scale_flags, &SceneObject::set_scale_flags)
+                &SceneObject::set_layer, "layer: str")
+            .add_property("visible", &SceneObject::is_visible, &SceneObject::set_visibility, "visible: bool")
+            .add_property("z", &SceneObject::get_z, &SceneObject::set_z, "z: float")
+            .add_property("scale_flags", &SceneObject::get_scale_flags, &SceneObject::set_scale_flags,
+                          "scale_flags: int")
             .def("add_animator", &add_animator,
                  (bp::arg("name"), bp::arg("animator"), bp::arg("on_finished") = bp::object()),
-                 "add_animator(name: str, animator: SceneObjectAnimator, on_finished=None) -> None\n\n"
+                 "add_animator(name: str, animator: SceneObjectAnimator, on_finished: Callable[[], object] | None = "
+                 "None) -> None\n\n"
                  "Animate the object; an animator already under that name is replaced. on_finished,\n"
                  "a callable taking no arguments, is called once when the animator finishes on its\n"
                  "own (during scene.update, after it left: get_animator(name) is then None), not\n"
                  "when it is removed or replaced. Its exceptions behave like a hook's.")
-            .def("get_animator", &get_animator, bp::arg("name"))
-            .def("remove_animator", &remove_animator, bp::arg("name_or_animator"))
+            .def("get_animator", &get_animator, bp::arg("name"),
+                 "get_animator(name: str) -> SceneObjectAnimator | None")
+            .def("remove_animator", &remove_animator, bp::arg("name_or_animator"),
+                 "remove_animator(name_or_animator: str | SceneObjectAnimator) -> None")
             // The animators by name.
-            .add_property("animators", &animators);
+            .add_property("animators", &animators, "animators: dict[str, SceneObjectAnimator]");
     register_with_factory(cls, "SceneObject");
 }
 

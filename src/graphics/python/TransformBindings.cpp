@@ -48,26 +48,28 @@ void detach(Transform& t, Transform* child) { t.detach(&require(child, "The chil
 
 void define_transform() {
     bp::object cls =
-        bp::class_<Transform, ObjectWrapper<Transform>, boost::noncopyable>("Transform", bp::init<>())
-            .add_property("position", &position, &Transform::set_position)
-            .add_property("scale", &scale, overloaded(&set_scale, &set_uniform_scale))
-            .add_property("rotation", &Transform::get_local_rotation, &Transform::set_rotation)
-            .add_property("transform", &local_transform)
-            .add_property("world_position", &world_position)
-            .add_property("world_transform", &world_transform)
-            .add_property("world_rotation", &Transform::get_world_rotation)
-            .add_property("parent", &parent)
-            .def("attach", &attach, bp::arg("child"))
-            .def("detach", &detach, bp::arg("child"))
+        bp::class_<Transform, ObjectWrapper<Transform>, boost::noncopyable>("Transform", "Transform()", bp::init<>())
+            .add_property("position", &position, &Transform::set_position, "position: Vector")
+            .add_property("scale", &scale, overloaded(&set_scale, &set_uniform_scale), "scale: Vector")
+            .add_property("rotation", &Transform::get_local_rotation, &Transform::set_rotation, "rotation: float")
+            .add_property("transform", &local_transform, "transform: Matrix")
+            .add_property("world_position", &world_position, "world_position: Vector")
+            .add_property("world_transform", &world_transform, "world_transform: Matrix")
+            .add_property("world_rotation", &Transform::get_world_rotation, "world_rotation: float")
+            .add_property("parent", &parent, "parent: Transform | None")
+            .def("attach", &attach, bp::arg("child"), "attach(child: Transform) -> None")
+            .def("detach", &detach, bp::arg("child"), "detach(child: Transform) -> None")
             // For scripts that pose hierarchies themselves.
-            .add_property("children", &children)
-            .def("set_rotation_constraint", &Transform::set_rotation_constraint, (bp::arg("min"), bp::arg("max")))
-            .add_property("min_rotation", &Transform::get_min_rotation)
-            .add_property("max_rotation", &Transform::get_max_rotation)
-            .add_property("bind_rotation", &Transform::get_bind_rotation, &Transform::set_bind_rotation)
-            .def("generate_bind_transform", &Transform::generate_bind_transform)
-            .add_property("bind_transform", &bind_transform)
-            .def("load_into_opengl", &Transform::load_into_opengl);
+            .add_property("children", &children, "children: list[Transform]")
+            .def("set_rotation_constraint", &Transform::set_rotation_constraint, (bp::arg("min"), bp::arg("max")),
+                 "set_rotation_constraint(min: float, max: float) -> None")
+            .add_property("min_rotation", &Transform::get_min_rotation, "min_rotation: float")
+            .add_property("max_rotation", &Transform::get_max_rotation, "max_rotation: float")
+            .add_property("bind_rotation", &Transform::get_bind_rotation, &Transform::set_bind_rotation,
+                          "bind_rotation: float")
+            .def("generate_bind_transform", &Transform::generate_bind_transform, "generate_bind_transform() -> None")
+            .add_property("bind_transform", &bind_transform, "bind_transform: Matrix")
+            .def("load_into_opengl", &Transform::load_into_opengl, "load_into_opengl() -> None");
     register_with_factory(cls, "Transform");
 }
 

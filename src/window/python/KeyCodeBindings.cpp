@@ -5,7 +5,7 @@
 namespace engine::window::python {
 
 void define_key_code() {
-    bp::enum_<key::KeyCode>("key")
+    bp::enum_<key::KeyCode>("key", "key")
         .value("UNKNOWN", key::UNKNOWN)
         .value("BACKSPACE", key::BACKSPACE)
         .value("TAB", key::TAB)

@@ -105,17 +105,24 @@ void base_on_text(WindowListener& l, Window* w, bp::object) { l.WindowListener::
 }  // namespace
 
 void define_window_listener() {
-    bp::class_<WindowListener, ListenerWrapper, boost::noncopyable>("WindowListener", bp::init<>())
-        .def("on_create", &base_on_create, bp::arg("window"))
-        .def("on_destroy", &base_on_destroy, bp::arg("window"))
-        .def("on_activate", &base_on_activate, (bp::arg("window"), bp::arg("active")))
-        .def("on_close", &base_on_close, bp::arg("window"))
-        .def("on_resize", &base_on_resize, (bp::arg("window"), bp::arg("size")))
-        .def("on_key", &base_on_key, (bp::arg("window"), bp::arg("key"), bp::arg("pressed"), bp::arg("repeat")))
-        .def("on_mouse_button", &base_on_mouse_button, (bp::arg("window"), bp::arg("button"), bp::arg("pressed")))
-        .def("on_mouse_move", &base_on_mouse_move, (bp::arg("window"), bp::arg("position")))
-        .def("on_mouse_wheel", &base_on_mouse_wheel, (bp::arg("window"), bp::arg("delta")))
-        .def("on_text", &base_on_text, (bp::arg("window"), bp::arg("character")));
+    bp::class_<WindowListener, ListenerWrapper, boost::noncopyable>("WindowListener", "WindowListener()", bp::init<>())
+        .def("on_create", &base_on_create, bp::arg("window"), "on_create(window: Window) -> None")
+        .def("on_destroy", &base_on_destroy, bp::arg("window"), "on_destroy(window: Window) -> None")
+        .def("on_activate", &base_on_activate, (bp::arg("window"), bp::arg("active")),
+             "on_activate(window: Window, active: bool) -> None")
+        .def("on_close", &base_on_close, bp::arg("window"), "on_close(window: Window) -> None")
+        .def("on_resize", &base_on_resize, (bp::arg("window"), bp::arg("size")),
+             "on_resize(window: Window, size: IntVectorLike) -> None")
+        .def("on_key", &base_on_key, (bp::arg("window"), bp::arg("key"), bp::arg("pressed"), bp::arg("repeat")),
+             "on_key(window: Window, key: key, pressed: bool, repeat: bool) -> None")
+        .def("on_mouse_button", &base_on_mouse_button, (bp::arg("window"), bp::arg("button"), bp::arg("pressed")),
+             "on_mouse_button(window: Window, button: int, pressed: bool) -> None")
+        .def("on_mouse_move", &base_on_mouse_move, (bp::arg("window"), bp::arg("position")),
+             "on_mouse_move(window: Window, position: IntVectorLike) -> None")
+        .def("on_mouse_wheel", &base_on_mouse_wheel, (bp::arg("window"), bp::arg("delta")),
+             "on_mouse_wheel(window: Window, delta: int) -> None")
+        .def("on_text", &base_on_text, (bp::arg("window"), bp::arg("character")),
+             "on_text(window: Window, character: str) -> None");
 }
 
 }  // namespace engine::window::python

@@ -14,6 +14,14 @@ namespace engine::core::python {
 
 namespace bp = boost::python;
 
+/// Held by each module's entry while it defines the module's members: help() and the
+/// stub generator (scripts/make-stubs) see only the docstrings written at the
+/// definitions, whose first line is a Python signature, never Boost.Python's generated
+/// C++ signatures.
+struct ScriptDocstrings : bp::docstring_options {
+    ScriptDocstrings() : bp::docstring_options(true, false, false) {}
+};
+
 /// The script object of a native object (the same Python object every time), or None.
 inline bp::object to_python(const Object* object) { return object ? object->get_pyobject() : bp::object(); }
 
