@@ -123,7 +123,9 @@ void define_vector() {
         .def("__rmul__", &Arithmetic<T>::multiply, doc("__rmul__(factor: {T}, /) -> {V}").c_str())
         .def(bp::self == bp::self)
         .def(bp::self != bp::self)
-        .def("length", &V::length, "length() -> float")
+        .def("length", &V::length,
+             "length() -> float\n\n"
+             "The Euclidean length.")
         .def("normalised", &V::normalised, doc("normalised() -> {V}\n\nThe vector scaled to length 1.").c_str())
         .def("rotate", &V::rotate, bp::arg("angle"),
              doc("rotate(angle: float) -> {V}\n\nThe vector turned by angle radians.").c_str())
@@ -220,9 +222,12 @@ void define_value_type() {
              "rotate_vector(v: VectorLike) -> Vector\n\nThe vector turned by the rotation alone.")
         .add_property("translation",
                       bp::make_function(&Matrix::get_translation, bp::return_value_policy<bp::copy_const_reference>()),
-                      "translation: Vector")
+                      "translation: Vector\n\n"
+                      "Where the transform takes the origin.")
         .def("is_identity", &Matrix::is_identity, "is_identity() -> bool")
-        .def("inverse", &Matrix::inverse, "inverse() -> Matrix")
+        .def("inverse", &Matrix::inverse,
+             "inverse() -> Matrix\n\n"
+             "The transform that undoes this one.")
         .def("__getitem__", &matrix_item, "__getitem__(index: int, /) -> float")
         .def(
             "__len__", +[](const Matrix&) { return 6; }, "__len__() -> int")

@@ -73,7 +73,10 @@ std::string data_id(const Actor& a) { return a.get_data_id(); }
 
 void define_actor() {
     bp::object proxy =
-        bp::class_<ActorMeshProxy>("ActorMeshProxy", "ActorMeshProxy", bp::no_init)
+        bp::class_<ActorMeshProxy>("ActorMeshProxy",
+                                   "ActorMeshProxy\n\n"
+                                   "The meshes of an Actor, by index (negative from the end) or by name.",
+                                   bp::no_init)
             .def("__getitem__", &ActorMeshProxy::get_item,
                  "__getitem__(key: int | str, /) -> ActorMesh\n\n"
                  "meshes[key] -> ActorMesh: by index (negative from the end; IndexError past the end) or by name "

@@ -123,8 +123,13 @@ bp::dict rotation_constraints(const ActorControllerIK& c) { return to_dict(c.get
 }  // namespace
 
 void define_actor_controller_ik() {
-    bp::class_<PositionHandleView>("IKHandlePosition", "IKHandlePosition", bp::no_init)
-        .add_property("effector_id", &effector_id, "effector_id: str")
+    bp::class_<PositionHandleView>("IKHandlePosition",
+                                   "IKHandlePosition\n\n"
+                                   "A position handle of an IK rig: the effector it moves and how the chain bends.",
+                                   bp::no_init)
+        .add_property("effector_id", &effector_id,
+                      "effector_id: str\n\n"
+                      "The joint the handle moves.")
         .add_property("type", &type,
                       "type: str\n\n"
                       "'point', 'aim', 'chain' or 'spine'.")
@@ -142,11 +147,18 @@ void define_actor_controller_ik() {
         .add_property("spine_middle_angle", &spine_middle_angle,
                       "spine_middle_angle: float\n\n"
                       "Measured on the first spine solve (0 until then).");
-    bp::class_<RotationHandleView>("IKHandleRotation", "IKHandleRotation", bp::no_init)
-        .add_property("joint_id", &joint_id, "joint_id: str")
+    bp::class_<RotationHandleView>("IKHandleRotation",
+                                   "IKHandleRotation\n\n"
+                                   "A rotation handle of an IK rig: the joint it turns.",
+                                   bp::no_init)
+        .add_property("joint_id", &joint_id,
+                      "joint_id: str\n\n"
+                      "The joint the handle turns.")
         .add_property("bind_rotation", &bind_rotation, &set_bind_rotation, "bind_rotation: float");
     bp::object position_proxy =
-        bp::class_<ActorRigIKPositionHandleProxy>("ActorRigIKPositionHandleProxy", "ActorRigIKPositionHandleProxy",
+        bp::class_<ActorRigIKPositionHandleProxy>("ActorRigIKPositionHandleProxy",
+                                                  "ActorRigIKPositionHandleProxy\n\n"
+                                                  "The position handles of an IK rig, by index or by effector id.",
                                                   bp::no_init)
             .def("__getitem__", &ActorRigIKPositionHandleProxy::get_item,
                  "__getitem__(key: int | str, /) -> IKHandlePosition\n\n"
@@ -154,14 +166,19 @@ void define_actor_controller_ik() {
             .def("__len__", &ActorRigIKPositionHandleProxy::len, "__len__() -> int");
     register_with_factory(position_proxy, "ActorRigIKPositionHandleProxy");
     bp::object rotation_proxy =
-        bp::class_<ActorRigIKRotationHandleProxy>("ActorRigIKRotationHandleProxy", "ActorRigIKRotationHandleProxy",
+        bp::class_<ActorRigIKRotationHandleProxy>("ActorRigIKRotationHandleProxy",
+                                                  "ActorRigIKRotationHandleProxy\n\n"
+                                                  "The rotation handles of an IK rig, by index or by joint id.",
                                                   bp::no_init)
             .def("__getitem__", &ActorRigIKRotationHandleProxy::get_item,
                  "__getitem__(key: int | str, /) -> IKHandleRotation\n\n"
                  "rotation_handles[key] -> IKHandleRotation: by index or joint id; IndexError otherwise.")
             .def("__len__", &ActorRigIKRotationHandleProxy::len, "__len__() -> int");
     register_with_factory(rotation_proxy, "ActorRigIKRotationHandleProxy");
-    bp::class_<RigView>("ActorRigIK", "ActorRigIK", bp::no_init)
+    bp::class_<RigView>("ActorRigIK",
+                        "ActorRigIK\n\n"
+                        "The IK rig of an ActorControllerIK's actor: its position and rotation handles.",
+                        bp::no_init)
         .add_property("position_handles", &RigView::position_handles, "position_handles: ActorRigIKPositionHandleProxy")
         .add_property("rotation_handles", &RigView::rotation_handles,
                       "rotation_handles: ActorRigIKRotationHandleProxy");
@@ -180,14 +197,16 @@ void define_actor_controller_ik() {
         .def("get_position_constraint", &get_position_constraint, bp::arg("joint"),
              "get_position_constraint(joint: str) -> IKConstraintPosition | None")
         .def("remove_position_constraint", &ActorControllerIK::remove_position_constraint, bp::arg("joint"),
-             "remove_position_constraint(joint: str) -> None")
+             "remove_position_constraint(joint: str) -> None\n\n"
+             "Removes the target of that effector's handle.")
         .def("set_rotation_constraint", &set_rotation_constraint, (bp::arg("joint"), bp::arg("constraint")),
              "set_rotation_constraint(joint: str, constraint: IKConstraintRotation | None) -> None\n\n"
              "The target of the rotation handle of that joint.")
         .def("get_rotation_constraint", &get_rotation_constraint, bp::arg("joint"),
              "get_rotation_constraint(joint: str) -> IKConstraintRotation | None")
         .def("remove_rotation_constraint", &ActorControllerIK::remove_rotation_constraint, bp::arg("joint"),
-             "remove_rotation_constraint(joint: str) -> None")
+             "remove_rotation_constraint(joint: str) -> None\n\n"
+             "Removes the target of that joint's rotation handle.")
         .def("set_bind_pose", &ActorControllerIK::set_bind_pose,
              "set_bind_pose() -> None\n\n"
              "Fixed targets at the rig's bind positions and rotations (nothing without a rig).")

@@ -38,7 +38,11 @@ bp::list mesh_ids(const std::string& id) {
 }  // namespace
 
 void define_actor_database() {
-    bp::class_<ActorDatabaseScope>("actor_database", "actor_database", bp::no_init)
+    bp::class_<ActorDatabaseScope>("actor_database",
+                                   "actor_database\n\n"
+                                   "The actors and rigs loaded from actor files, which Actor(data_id) and the\n"
+                                   "controllers use.",
+                                   bp::no_init)
         .def("load", &load, bp::arg("source"),
              "load(source: str | IO[str] | IO[bytes]) -> bool\n\n"
              "Reads actors and rigs from a path or a file-like object; returns True.")

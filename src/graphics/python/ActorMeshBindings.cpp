@@ -80,7 +80,12 @@ std::string id(const ActorMesh& mesh) { return mesh.get_id(); }
 
 void define_actor_mesh() {
     bp::object cls =
-        bp::class_<ActorMesh, ObjectWrapper<ActorMesh>, boost::noncopyable>("ActorMesh", "ActorMesh()", bp::init<>())
+        bp::class_<ActorMesh, ObjectWrapper<ActorMesh>, boost::noncopyable>(
+            "ActorMesh",
+            "ActorMesh()\n\n"
+            "One skinned mesh of an actor: its textures, colours, attached scene objects and\n"
+            "jiggle springs.",
+            bp::init<>())
             .add_property("visible", &ActorMesh::is_visible, &ActorMesh::set_visible, "visible: bool")
             .def("set_colour", &ActorMesh::set_colour, bp::arg("colour"),
                  "set_colour(colour: ColourLike) -> None\n\n"
@@ -100,7 +105,8 @@ void define_actor_mesh() {
                  "add_scene_object(name: str, object: SceneObject) -> None\n\n"
                  "Drawn and updated with the mesh, in its space, in z order.")
             .def("remove_scene_objects", &ActorMesh::remove_scene_objects, bp::arg("name"),
-                 "remove_scene_objects(name: str) -> None")
+                 "remove_scene_objects(name: str) -> None\n\n"
+                 "Removes the scene objects added under name.")
             .def("remove_all_scene_objects", &ActorMesh::remove_all_scene_objects, "remove_all_scene_objects() -> None")
             // For scripts that draw meshes themselves and for tools.
             .add_property("id", &id,
@@ -119,11 +125,14 @@ void define_actor_mesh() {
                  "render(transform: Transform) -> None\n\n"
                  "Draws the mesh in that transform's space.")
             .add_property("colour", &colour, "colour: Colour")
-            .add_property("uniform_colour", &ActorMesh::is_uniform_colour, "uniform_colour: bool")
+            .add_property("uniform_colour", &ActorMesh::is_uniform_colour,
+                          "uniform_colour: bool\n\n"
+                          "True while the mesh has one colour rather than per-vertex colours.")
             .add_property("vertex_colours", &vertex_colours, "vertex_colours: list[Colour]")
             .add_property("texture_names", &texture_names, "texture_names: list[str]")
             .add_property("texture_transform", &ActorMesh::get_texture_transform, &ActorMesh::set_texture_transform,
-                          "texture_transform: Matrix")
+                          "texture_transform: Matrix\n\n"
+                          "Transforms the texture coordinates of every layer.")
             .add_property("scene_objects", &scene_objects,
                           "scene_objects: list[tuple[str, SceneObject]]\n\n"
                           "[(name, object)] in ascending z.")

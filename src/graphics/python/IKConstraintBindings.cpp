@@ -183,7 +183,9 @@ void define_ik_constraint() {
             bp::init<Transform*, const core::Vector<float>&, const core::Vector<float>&>(
                 (bp::arg("transform"), bp::arg("local"), bp::arg("offset"))));
         define_position_hooks<IKConstraintPositionHold, Wrapper>(cls);
-        cls.add_property("transform", &hold_transform, "transform: Transform");
+        cls.add_property("transform", &hold_transform,
+                         "transform: Transform\n\n"
+                         "The transform followed.");
         register_with_factory(cls, "IKConstraintPositionHold");
     }
     {
@@ -195,7 +197,9 @@ void define_ik_constraint() {
             "override get_rotation(joint_world_position) to turn or aim the joint each frame.",
             bp::init<bool>(bp::arg("in_world_space") = false));
         define_rotation_hooks<IKConstraintRotation, Wrapper>(cls);
-        cls.add_property("in_world_space", &IKConstraintRotation::is_in_world_space, "in_world_space: bool");
+        cls.add_property("in_world_space", &IKConstraintRotation::is_in_world_space,
+                         "in_world_space: bool\n\n"
+                         "Whether the rotation is in world space rather than the joint's parent's.");
         register_with_factory(cls, "IKConstraintRotation");
     }
     {

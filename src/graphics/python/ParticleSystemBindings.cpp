@@ -56,7 +56,10 @@ core::Vector<float> gravity(const ParticleSystem& system) { return system.get_gr
 }  // namespace
 
 void define_particle_system() {
-    bp::class_<ParticleDatabaseScope>("particle_database", "particle_database", bp::no_init)
+    bp::class_<ParticleDatabaseScope>("particle_database",
+                                      "particle_database\n\n"
+                                      "The particle system definitions that ParticleSystem(data_id) uses.",
+                                      bp::no_init)
         .def("load", &load, (bp::arg("source"), bp::arg("base_path") = std::string()),
              "load(source: str | IO[str] | IO[bytes], base_path: str = '') -> bool\n\n"
              "Reads particle system definitions from a path or a file-like object; 'texture'\n"

@@ -13,7 +13,9 @@ namespace {
 void define_functions() {
     bp::def("is_opengl_extension_supported", &is_opengl_extension_supported, bp::arg("name"),
             "is_opengl_extension_supported(name: str) -> bool");
-    bp::def("load_into_opengl", &load_into_opengl, bp::arg("matrix"), "load_into_opengl(matrix: Matrix) -> None");
+    bp::def("load_into_opengl", &load_into_opengl, bp::arg("matrix"),
+            "load_into_opengl(matrix: Matrix) -> None\n\n"
+            "Multiplies the current OpenGL matrix by matrix.");
     // How many textures, framebuffers, programs and vertex buffers are alive: scripts
     // and tests check with it that dropped objects gave their GPU resources back.
     bp::def("gpu_resource_count", &GpuResource::count,

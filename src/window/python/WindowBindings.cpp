@@ -207,26 +207,47 @@ const char* const post_event_doc =
 void define_window() {
     bp::class_<Window, ScriptWindow, boost::noncopyable>(
         "Window",
-        "Window(width: int = 800, height: int = 600, title: str = '', fullscreen: bool = False, vsync: bool = False)",
+        "Window(width: int = 800, height: int = 600, title: str = '', "
+        "fullscreen: bool = False, vsync: bool = False)\n\n"
+        "A window with an OpenGL compatibility context. process_events() handles its events\n"
+        "(False once it is closed), swap_buffers() shows what was drawn; listeners added\n"
+        "with add_listener hear its events.",
         bp::init<int, int, std::string, bool, bool>((bp::arg("width") = 800, bp::arg("height") = 600,
                                                      bp::arg("title") = "", bp::arg("fullscreen") = false,
                                                      bp::arg("vsync") = false)))
-        .def("add_listener", &add_listener, bp::arg("listener"), "add_listener(listener: WindowListener) -> bool")
+        .def("add_listener", &add_listener, bp::arg("listener"),
+             "add_listener(listener: WindowListener) -> bool\n\n"
+             "Adds a listener to every window, keeping it alive; False when it was added already.")
         .staticmethod("add_listener")
         .def("remove_listener", &remove_listener, bp::arg("listener"),
-             "remove_listener(listener: WindowListener) -> bool")
+             "remove_listener(listener: WindowListener) -> bool\n\n"
+             "Removes a listener; False when it was not added.")
         .staticmethod("remove_listener")
-        .add_property("video_mode", &video_mode, "video_mode: VideoMode")
-        .add_property("is_open", &Window::is_open, "is_open: bool")
+        .add_property("video_mode", &video_mode,
+                      "video_mode: VideoMode\n\n"
+                      "The window's size and whether it is fullscreen.")
+        .add_property("is_open", &Window::is_open,
+                      "is_open: bool\n\n"
+                      "False once the window is closed.")
         .def("set_video_mode", &Window::set_video_mode,
              (bp::arg("width"), bp::arg("height"), bp::arg("fullscreen") = false),
-             "set_video_mode(width: int, height: int, fullscreen: bool = False) -> None")
-        .def("process_events", &Window::process_events, "process_events() -> bool")
-        .def("swap_buffers", &Window::swap_buffers, "swap_buffers() -> None")
+             "set_video_mode(width: int, height: int, fullscreen: bool = False) -> None\n\n"
+             "Re-creates the context at that size; engine objects come back by themselves and\n"
+             "listeners hear on_destroy, on_create and on_resize.")
+        .def("process_events", &Window::process_events,
+             "process_events() -> bool\n\n"
+             "Handles the events that arrived (and posted ones); False once the window is closed.")
+        .def("swap_buffers", &Window::swap_buffers,
+             "swap_buffers() -> None\n\n"
+             "Shows what was drawn.")
         .def("close", &Window::close, "close() -> None")
-        .def("read_pixels", &read_pixels, "read_pixels() -> tuple[int, int, bytes]")
+        .def("read_pixels", &read_pixels,
+             "read_pixels() -> tuple[int, int, bytes]\n\n"
+             "(width, height, RGBA bytes, top row first) of what was drawn; call it before\n"
+             "swap_buffers().")
         .def("save_screenshot", &save_screenshot, bp::arg("path"),
-             "save_screenshot(path: str | bytes | PathLike[str]) -> bool")
+             "save_screenshot(path: str | bytes | PathLike[str]) -> bool\n\n"
+             "Writes what was drawn to a PNG file; whether it could.")
         .def("is_key_down", &Window::is_key_down, bp::arg("key"),
              "is_key_down(key: key) -> bool\n\n"
              "Whether the key is held down, after the events handled so far (real or posted).")
