@@ -67,16 +67,10 @@ def public_members():
 MEMBERS = sorted(set((where, kind, doc) for where, kind, doc, _ in public_members()))
 
 
-def signature_block(doc, name=None):
+def signature_block(doc, name):
     """The first lines of a docstring: its signatures (those of a function's overloads,
     which Boost.Python separates by blank lines, included)."""
-    paragraphs = doc.strip("\n").split("\n\n")
-    lines = paragraphs[0].splitlines()
-    for paragraph in paragraphs[1:]:
-        if name is None or not all(line.startswith(name + "(") for line in paragraph.splitlines()):
-            break
-        lines += paragraph.splitlines()
-    return lines
+    return make_stubs.signature_lines(doc, name)
 
 
 def test_the_modules_have_many_documented_members():
@@ -111,9 +105,18 @@ def test_first_lines_are_python_signatures(where, kind, doc):
                                  libgraphics.sprite_database, type(libgraphics.texture_database)])
 def test_help_shows_no_cxx(cls):
     text = pydoc.render_doc(cls, renderer=pydoc.plaintext)
+    assert_no_cxx(text, cls.__name__)
+    assert signature_block(cls.__doc__, cls.__name__)[0] in text
+
+
+def assert_no_cxx(text, where):
     for cxx in ("std::", "engine::", "boost::", "{lvalue}", "C++ signature", "_object*"):
-        assert cxx not in text, f"{cls.__name__}: {cxx}"
-    assert signature_block(cls.__doc__)[0] in text
+        assert cxx not in text, f"{where}: {cxx}"
+
+
+@pytest.mark.parametrize("module", MODULES, ids=[m.__name__ for m in MODULES])
+def test_help_of_a_whole_module_shows_no_cxx(module):
+    assert_no_cxx(pydoc.render_doc(module, renderer=pydoc.plaintext), module.__name__)
 
 
 def test_the_generator_accepts_every_module():
