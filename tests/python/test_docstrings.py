@@ -35,21 +35,26 @@ make_stubs = load_generator()
 
 
 def public_members():
-    """(qualified name, kind, docstring, owner) of every public member of the modules."""
+    """(qualified name, kind, docstring, object) of every public member of the modules,
+    special methods included."""
     def walk(cls, prefix):
         yield prefix, "class", cls.__doc__, cls
         for name, value in vars(cls).items():
-            if name.startswith("_") or make_stubs.is_enum(cls) and (isinstance(value, cls) or name in ("names", "values")):
+            if name.startswith("_") and not (name.endswith("__") and callable(value)):
+                continue
+            if name in make_stubs.SKIPPED_MEMBERS:
+                continue
+            if make_stubs.is_enum(cls) and (isinstance(value, cls) or name in ("names", "values")):
                 continue
             where = f"{prefix}.{name}"
             if isinstance(value, type):
                 yield from walk(value, where)
             elif isinstance(value, property):
-                yield where, "property", value.__doc__, cls
+                yield where, "property", value.__doc__, value
             elif isinstance(value, staticmethod):
-                yield where, "method", value.__func__.__doc__, cls
+                yield where, "static method", value.__func__.__doc__, value.__func__
             elif callable(value):
-                yield where, "method", make_stubs.unwrap(value).__doc__, cls
+                yield where, "method", make_stubs.unwrap(value).__doc__, value
 
     for module in MODULES:
         for name, value in vars(module).items():
@@ -59,7 +64,7 @@ def public_members():
             if isinstance(value, type):
                 yield from walk(value, where)
             elif callable(value) and not inspect.ismodule(value):
-                yield where, "function", value.__doc__, module
+                yield where, "function", value.__doc__, value
             elif make_stubs.is_engine_class(type(value)):
                 yield from walk(type(value), f"{module.__name__}.{type(value).__name__}")
 
@@ -150,6 +155,35 @@ def parameter_names(function_doc, name):
         args = ast.parse(f"def {line.split(' -> ')[0]}: ...").body[0].args
         result.append([a.arg for a in args.args + args.kwonlyargs])
     return result
+
+
+def bound_parameter_names(function, is_method):
+    """The keyword names of each signature of a Boost.Python function (a constructor: its
+    class), read off the argument error a call with an unknown keyword raises: it
+    lists every signature, "(index: an int) or (id: a str)"; unnamed parameters have
+    no name there. The call never reaches the function. A method gets a stand-in for
+    self: Boost.Python 1.74 crashes matching keywords to a method called without one."""
+    with pytest.raises(TypeError) as error:
+        function(*([None] if is_method else []), not_a_parameter=0)
+    expected = re.match(r"^.*?: expected \((.*)\), got \(.*not_a_parameter=int\)$", str(error.value))
+    assert expected, str(error.value)
+    return {tuple(re.findall(r"(?:^|, )(\w+): ", group)) for group in expected.group(1).split(") or (")}
+
+
+# Every function and constructor with a signature line, but those taking any arguments
+# (*args, **kwargs), which Boost.Python's raw functions receive unchecked.
+KEYWORD_CHECKS = sorted(
+    ((where, kind, doc, obj) for where, kind, doc, obj in public_members()
+     if kind != "property" and "*" not in doc
+     and make_stubs.signature_lines(doc, where) != [where.rsplit(".", 1)[1]]),
+    key=lambda m: m[0])
+
+
+@pytest.mark.parametrize("where,kind,doc,function", KEYWORD_CHECKS, ids=[m[0] for m in KEYWORD_CHECKS])
+def test_signature_keywords_are_the_bound_ones_everywhere(where, kind, doc, function):
+    name = where.rsplit(".", 1)[1]
+    documented = {tuple(names) for names in parameter_names(doc, name)}
+    assert documented == bound_parameter_names(function, kind == "method")
 
 
 @pytest.fixture

@@ -49,7 +49,7 @@ void define_factory() {
              "The class registered under name, or None.")
         .staticmethod("get_class")
         .def("new_object", bp::raw_function(&factory_new, 1),
-             "new_object(name: str, *args: Any) -> Any\n\n"
+             "new_object(name: str, /, *args: Any) -> Any\n\n"
              "An instance of the class registered under name, made with args; KeyError when no class is.")
         .staticmethod("new_object");
 }

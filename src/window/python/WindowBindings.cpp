@@ -188,7 +188,7 @@ bp::object post_event(bp::tuple args, bp::dict kwargs) {
 }
 
 const char* const post_event_doc =
-    "post_event(kind: str, **fields: Any) -> None\n\n"
+    "post_event(kind: str, /, **fields: Any) -> None\n\n"
     "Queue an event as if the operating system had sent it. The next process_events()\n"
     "handles it like a real one: listeners hear it and the input state follows.\n\n"
     "  post_event('key', key=libwindow.key.SPACE, pressed=True, repeat=False)\n"
