@@ -25,10 +25,13 @@ def main() -> int:
     hero = libgraphics.Sprite("hero")
     hero.layer = "main"
     hero.colour = Colour(1, 0.5, 0)
+    hero.position = (100, 80)       # a value property takes what its converter takes
+    hero.scale = 2.0
+    hero.colours[2] = "#ff0000"
     hero.fade(0.0, 1.0, 0.0, 2.0, transition=None)
     hero.add_animator("spin", libgraphics.SceneObjectAnimatorRotate(1.0, 2.0, 3.0), on_finished=lambda: None)
     label = libgraphics.Text("score", size=24)
-    label.colour = libcore.Colour("#ffcc00")
+    label.colour = "#ffcc00"
     layer = scene.get_layer("main")
     if layer is not None:
         print(layer.id, len(layer.objects))

@@ -101,7 +101,8 @@ void define_scene() {
             .def("render", static_cast<void (Scene::*)()>(&Scene::render),
                  "render() -> None\n\n"
                  "Draws every common layer in z order.")
-            .add_property("scale", &scale, overloaded(&set_scale, &set_uniform_scale),
+            .add_property("scale", &scale,
+                          overloaded("scale(value: VectorLike | float) -> None", &set_scale, &set_uniform_scale),
                           "scale: Vector\n\n"
                           "The scale of the whole scene; each layer's scale flags decide what it does.")
             .add_property("layers", &layers,

@@ -57,7 +57,8 @@ void define_transform() {
             .add_property("position", &position, &Transform::set_position,
                           "position: Vector\n\n"
                           "Position in the parent's space.")
-            .add_property("scale", &scale, overloaded(&set_scale, &set_uniform_scale),
+            .add_property("scale", &scale,
+                          overloaded("scale(value: VectorLike | float) -> None", &set_scale, &set_uniform_scale),
                           "scale: Vector\n\n"
                           "Scale on each axis; a number sets both.")
             .add_property("rotation", &Transform::get_local_rotation, &Transform::set_rotation,

@@ -54,11 +54,15 @@ T& require(T* pointer, const char* what) {
 
 /// One script function over several native ones, tried in turn: the first whose
 /// parameters accept the arguments runs (a scale setter taking a Vector or one number).
+/// `doc` is its docstring; a property setter's, "scale(value: VectorLike | float) -> None",
+/// tells the stubs what the property accepts.
 template <class... Functions>
-bp::object overloaded(Functions... functions) {
+bp::object overloaded(const char* doc, Functions... functions) {
     bp::object scope(bp::handle<>(PyModule_New("overloads")));
     (bp::objects::function::add_to_namespace(scope, "f", bp::make_function(functions)), ...);
-    return scope.attr("f");
+    bp::object function = scope.attr("f");
+    bp::setattr(function, "__doc__", bp::str(doc));
+    return function;
 }
 
 /// The last step of a class's definition when data files or the module create it by
