@@ -18,6 +18,7 @@ import libgraphics
 import libwindow
 
 MODULES = (libcore, libwindow, libgraphics)
+MODULES_BY_NAME = {m.__name__: m for m in MODULES}
 ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
 PYTHON_DIR = os.path.dirname(os.path.abspath(libcore.__file__))
 HERE = os.path.dirname(os.path.abspath(__file__))
@@ -148,6 +149,12 @@ def test_the_generator_names_an_undocumented_member():
             raise make_stubs.StubError("\n".join(writer.errors))
 
 
+def parameter_types(line):
+    """{keyword-capable parameter: its annotation} of one signature line."""
+    args = ast.parse(f"def {line.split(' -> ')[0]}: ...").body[0].args
+    return {a.arg: ast.unparse(a.annotation) for a in args.args + args.kwonlyargs}
+
+
 def parameter_names(function_doc, name):
     """The keyword-capable parameter names of each overload in a docstring."""
     result = []
@@ -157,17 +164,59 @@ def parameter_names(function_doc, name):
     return result
 
 
-def bound_parameter_names(function, is_method):
-    """The keyword names of each signature of a Boost.Python function (a constructor: its
-    class), read off the argument error a call with an unknown keyword raises: it
-    lists every signature, "(index: an int) or (id: a str)"; unnamed parameters have
-    no name there. The call never reaches the function. A method gets a stand-in for
-    self: Boost.Python 1.74 crashes matching keywords to a method called without one."""
+def bound_signatures(function, is_method):
+    """The signatures of a Boost.Python function (a constructor: its class) as the
+    argument error of a call with an unknown keyword lists them,
+    "(index: an int) or (id: a str)": for each, its parameters' descriptions, with the
+    keyword name of those that have one. The call never reaches the function. A method
+    gets a stand-in for self: Boost.Python 1.74 crashes matching keywords to a method
+    called without one."""
     with pytest.raises(TypeError) as error:
         function(*([None] if is_method else []), not_a_parameter=0)
     expected = re.match(r"^.*?: expected \((.*)\), got \(.*not_a_parameter=int\)$", str(error.value))
     assert expected, str(error.value)
-    return {tuple(re.findall(r"(?:^|, )(\w+): ", group)) for group in expected.group(1).split(") or (")}
+    return [group for group in expected.group(1).split(") or (")]
+
+
+def bound_parameter_names(function, is_method):
+    """The keyword names of each signature (unnamed parameters have none)."""
+    return {tuple(re.findall(r"(?:^|, )(\w+): ", group)) for group in bound_signatures(function, is_method)}
+
+
+def bound_parameter_types(function, is_method):
+    """{keyword name: description} of each signature's named parameters."""
+    return [dict(re.findall(r"(?:^|, )(\w+): (.*?)(?=, \w+: |$)", group))
+            for group in bound_signatures(function, is_method)]
+
+
+# How the argument errors describe what a parameter of a documented type takes.
+DESCRIPTIONS = {
+    "float": "a number", "int": "an int", "bool": "a bool", "str": "a str",
+    "VectorLike": "a pair of numbers or a Vector", "Vector": "a pair of numbers or a Vector",
+    "IntVectorLike": "a pair of ints or an IntVector", "IntVector": "a pair of ints or an IntVector",
+    "ColourLike": "a Colour, a tuple of 3 or 4 numbers or a colour string",
+    "Colour": "a Colour, a tuple of 3 or 4 numbers or a colour string",
+}
+
+
+def describes(annotation, description):
+    """Whether a documented type is what a bound parameter described so takes. A
+    parameter taking any object (checked by the function itself) fits any type."""
+    if description == "any object":
+        return True
+    choices = annotation.split(" | ")
+    for choice in choices:
+        if DESCRIPTIONS.get(choice) == description:
+            return True
+    classes = [c for c in choices if c != "None"]
+    if len(classes) == 1 and classes[0].isidentifier() and classes[0] not in DESCRIPTIONS:
+        return description in (described_class(classes[0]), described_class(classes[0]) + " or None")
+    return False
+
+
+def described_class(name):
+    """How the argument errors describe an engine class's parameter: "a Texture"."""
+    return DESCRIPTIONS.get(name) or ("an " if name[0] in "AEIOUaeiou" else "a ") + name
 
 
 # Every function and constructor with a signature line, but those taking any arguments
@@ -184,6 +233,41 @@ def test_signature_keywords_are_the_bound_ones_everywhere(where, kind, doc, func
     name = where.rsplit(".", 1)[1]
     documented = {tuple(names) for names in parameter_names(doc, name)}
     assert documented == bound_parameter_names(function, kind == "method")
+
+
+@pytest.mark.parametrize("where,kind,doc,function", KEYWORD_CHECKS, ids=[m[0] for m in KEYWORD_CHECKS])
+def test_signature_types_are_what_the_bindings_take(where, kind, doc, function):
+    name = where.rsplit(".", 1)[1]
+    documented = [parameter_types(line) for line in signature_block(doc, name)]
+    for bound in bound_parameter_types(function, kind == "method"):
+        # The documented overload with the same names, if one has them all.
+        same = [types for types in documented if set(types) == set(bound)]
+        assert same, f"{where}: no documented signature names {sorted(bound)}"
+        for parameter, description in bound.items():
+            assert describes(same[0][parameter], description), \
+                f"{where}: {parameter}: {same[0][parameter]} documented, {description} bound"
+
+
+SETTABLE = sorted(((where, doc, prop) for where, kind, doc, prop in public_members()
+                   if kind == "property" and prop.fset is not None), key=lambda m: m[0])
+
+
+@pytest.mark.parametrize("where,doc,prop", SETTABLE, ids=[m[0] for m in SETTABLE])
+def test_property_types_are_what_the_setters_take(where, doc, prop):
+    name = where.rsplit(".", 1)[1]
+    setter = make_stubs.parse_setter(prop, name, where) or make_stubs.widen(make_stubs.parse_property(doc, name, where))
+    # The setter's self is the class that defined it: the owner or a base.
+    module, *path, _ = where.split(".")
+    owner = getattr(MODULES_BY_NAME[module], path[0])
+    for step in path[1:]:
+        owner = getattr(owner, step)
+    owner = owner if isinstance(owner, type) else type(owner)
+    for signature in bound_signatures(prop.fset, True):
+        selves = [described_class(c.__name__) + ", " for c in owner.__mro__ if signature.startswith(
+            described_class(c.__name__) + ", ")]
+        assert selves, signature
+        value = signature[len(selves[0]):]
+        assert describes(setter, value), f"{where}: {setter} documented, {value} bound"
 
 
 @pytest.fixture

@@ -134,7 +134,7 @@ void define_actor_controller_ik() {
                       "type: str\n\n"
                       "'point', 'aim', 'chain' or 'spine'.")
         .add_property("direction", &direction, &set_direction,
-                      "direction: float\n\n"
+                      "direction: int\n\n"
                       "The bend of a chain; its sign flips it.")
         .add_property("bind_position", &bind_position, &set_bind_position, "bind_position: Vector")
         .add_property("chain_offset", &chain_offset, &set_chain_offset, "chain_offset: float")
