@@ -20,7 +20,8 @@ class BuildWithCMake(build_ext):
             subprocess.check_call(["cmake", "-S", HERE, "-B", BUILD, "-G", "Ninja",
                                    "-DCMAKE_BUILD_TYPE=RelWithDebInfo"])
         subprocess.check_call(["cmake", "--build", BUILD, "--target",
-                               "libcore_extension", "libwindow_extension", "libgraphics_extension"])
+                               "libcore_extension", "libwindow_extension", "libgraphics_extension",
+                               "python_stubs"])
         with tempfile.TemporaryDirectory() as staging:
             # cmake --install gives the files their installed run path ($ORIGIN).
             subprocess.check_call(["cmake", "--install", BUILD, "--prefix", staging, "--component", "python",

@@ -154,7 +154,7 @@ def test_wrong_events_say_what_is_expected(input_window, call, error, words):
 
 def test_post_event_has_a_docstring():
     doc = libwindow.Window.post_event.__doc__.strip()
-    assert doc.startswith("post_event(kind, **fields)")
+    assert doc.startswith("post_event(kind: str, /, **fields: Any) -> None")
     for kind in ("'key'", "'text'", "'mouse_button'", "'mouse_move'", "'mouse_wheel'", "'resize'", "'close'"):
         assert kind in doc
 

@@ -1,6 +1,6 @@
 """Installing: `make install PREFIX=...` (cmake --install) and `pip install .` into a
 virtual environment put the three modules where an interpreter outside the repository
-imports them. Both install the modules this test session runs against (their build
+imports them, with their type stubs and py.typed beside them. Both install the modules this test session runs against (their build
 directory is reused, not rebuilt)."""
 import os
 import subprocess
@@ -30,6 +30,13 @@ def check_import(python, cwd, env):
     assert out.stdout.split() == ["True", "Text", "add"]
 
 
+def check_stubs(site):
+    """The stubs of the three modules and the py.typed marker sit beside the modules."""
+    for name in ("libcore.pyi", "libwindow.pyi", "libgraphics.pyi"):
+        assert (site / name).read_text().startswith("# The types of " + name[:-4])
+    assert (site / "py.typed").is_file()
+
+
 @pytest.mark.slow
 def test_make_install_into_a_prefix(tmp_path):
     prefix = tmp_path / "prefix"
@@ -39,6 +46,7 @@ def test_make_install_into_a_prefix(tmp_path):
     assert sorted(p.name.split(".")[0] for p in site.iterdir() if p.name.startswith("lib") and ".cpython" in p.name) \
         == ["libcore", "libgraphics", "libwindow"]
     check_import(sys.executable, tmp_path, clean_env(PYTHONPATH=str(site)))
+    check_stubs(site)
 
 
 @pytest.mark.slow
@@ -51,3 +59,4 @@ def test_pip_install_into_a_venv(tmp_path):
         capture_output=True, text=True, timeout=300)
     assert pip.returncode == 0, pip.stdout + pip.stderr
     check_import(str(venv / "bin" / "python"), tmp_path, clean_env())
+    check_stubs(venv / "lib" / "python3.11" / "site-packages")

@@ -35,12 +35,22 @@ bp::object factory_new(bp::tuple args, bp::dict keywords) {
 }  // namespace
 
 void define_factory() {
-    bp::class_<FactoryScope>("Factory", bp::no_init)
-        .def("register_class", &factory_register, (bp::arg("name"), bp::arg("cls")))
+    bp::class_<FactoryScope>("Factory",
+                             "Factory\n\n"
+                             "Classes by name, for data files and the modules' singletons: a script class\n"
+                             "registered under an engine class's name is made wherever that name is created.",
+                             bp::no_init)
+        .def("register_class", &factory_register, (bp::arg("name"), bp::arg("cls")),
+             "register_class(name: str, cls: type) -> None\n\n"
+             "Makes every creation of name by the engine or by new_object make cls.")
         .staticmethod("register_class")
-        .def("get_class", &factory_get, bp::arg("name"))
+        .def("get_class", &factory_get, bp::arg("name"),
+             "get_class(name: str) -> type | None\n\n"
+             "The class registered under name, or None.")
         .staticmethod("get_class")
-        .def("new_object", bp::raw_function(&factory_new, 1))
+        .def("new_object", bp::raw_function(&factory_new, 1),
+             "new_object(name: str, /, *args: Any) -> Any\n\n"
+             "An instance of the class registered under name, made with args; KeyError when no class is.")
         .staticmethod("new_object");
 }
 

@@ -38,16 +38,25 @@ std::string get_script_errors_name() { return get_script_errors() == ScriptError
 
 // The module's functions that belong to no class.
 void define_functions() {
-    bp::def("normalise_angle", &normalise_angle, bp::arg("angle"));
-    bp::def("random", &random_any, bp::arg("n"));
-    bp::def("seed_random", &seed_random, bp::arg("seed"));
+    bp::def("normalise_angle", &normalise_angle, bp::arg("angle"),
+            "normalise_angle(angle: float) -> float\n\n"
+            "The same angle in radians, in (-pi, pi].");
+    bp::def("random", &random_any, bp::arg("n"),
+            "random(n: int) -> int\n"
+            "random(n: float) -> float\n\n"
+            "A uniform random int in [0, n) for an int (0 for 0), a float in [0, n) for a float.");
+    bp::def("seed_random", &seed_random, bp::arg("seed"),
+            "seed_random(seed: int) -> None\n\n"
+            "Restarts the engine's random sequence (random()) from seed.");
     bp::def("set_script_errors", &set_script_errors_by_name, bp::arg("mode"),
             "set_script_errors(mode: str) -> None\n\n"
             "What an exception raised in an engine hook or listener does: \"report\" (the default)\n"
             "prints it through sys.unraisablehook and the engine call goes on; \"raise\" makes it\n"
             "come out of the engine call that ran the hook. SystemExit and KeyboardInterrupt\n"
             "always come out.");
-    bp::def("get_script_errors", &get_script_errors_name, "get_script_errors() -> str");
+    bp::def("get_script_errors", &get_script_errors_name,
+            "get_script_errors() -> str\n\n"
+            "What an exception raised in a hook does: \"report\" or \"raise\" (set_script_errors).");
 }
 
 }  // namespace
@@ -56,6 +65,7 @@ void define_functions() {
 
 BOOST_PYTHON_MODULE(libcore) {
     using namespace engine::core::python;
+    const ScriptDocstrings docstrings;
     install_argument_errors();
     define_value_copies();
     define_value_type();

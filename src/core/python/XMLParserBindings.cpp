@@ -45,8 +45,17 @@ bool parse(XMLParser& parser, bp::object source) { return parse_xml_source(parse
 }  // namespace
 
 void define_xml_parser() {
-    bp::class_<XMLParser, XMLParserWrapper, boost::noncopyable>("XMLParser", bp::init<>())
-        .def("parse", &parse, bp::arg("source"));
+    bp::class_<XMLParser, XMLParserWrapper, boost::noncopyable>(
+        "XMLParser",
+        "XMLParser()\n\n"
+        "A SAX parser for a script's own data formats: subclass it and define\n"
+        "on_element_start(name, attributes), on_element_end(name) and on_data(text);\n"
+        "parse() reads a path or a file-like object.",
+        bp::init<>())
+        .def("parse", &parse, bp::arg("source"),
+             "parse(source: str | IO[str] | IO[bytes]) -> bool\n\n"
+             "Reads a path or a file-like object, calling the parser's hooks in document order;\n"
+             "False when the XML is malformed (the hooks already called stand, a warning is logged).");
 }
 
 }  // namespace engine::core::python

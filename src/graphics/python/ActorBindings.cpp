@@ -73,40 +73,59 @@ std::string data_id(const Actor& a) { return a.get_data_id(); }
 
 void define_actor() {
     bp::object proxy =
-        bp::class_<ActorMeshProxy>("ActorMeshProxy", bp::no_init)
+        bp::class_<ActorMeshProxy>("ActorMeshProxy",
+                                   "ActorMeshProxy\n\n"
+                                   "The meshes of an Actor, by index (negative from the end) or by name.",
+                                   bp::no_init)
             .def("__getitem__", &ActorMeshProxy::get_item,
-                 "meshes[key] -> ActorMesh: by index (negative from the end; IndexError past the end) or by "
-                 "name (KeyError for an unknown one).")
-            .def("__len__", &ActorMeshProxy::len)
+                 "__getitem__(key: int | str, /) -> ActorMesh\n\n"
+                 "meshes[key] -> ActorMesh: by index (negative from the end; IndexError past the end) or by name "
+                 "(KeyError for an unknown one).")
+            .def("__len__", &ActorMeshProxy::len, "__len__() -> int")
             .def("__contains__", &ActorMeshProxy::contains,
+                 "__contains__(key: object, /) -> bool\n\n"
                  "An index valid after the negative adjustment, or a mesh name; anything else is not contained.");
     register_with_factory(proxy, "ActorMeshProxy");
 
     using Wrapper = SceneObjectWrapper<Actor, const std::string&>;
-    bp::object cls =
-        bp::class_<Actor, Wrapper, bp::bases<SceneObject>, boost::noncopyable>(
-            "Actor",
-            "Actor(data_id): a skeletal character from the actor database, posed by its controller.\n"
-            "An unknown id gives an actor with no skeleton and no meshes.",
-            bp::init<const std::string&>(bp::arg("data_id")))
-            .add_property("meshes", &meshes, "The meshes, by index or by name (an ActorMeshProxy).")
-            .add_property("debug", &Actor::get_debug, &Actor::set_debug,
-                          "Draw the bones, joints and the controller's targets over the meshes.")
-            .add_property("data_id", &data_id)
-            .add_property("skeleton", &skeleton, &set_skeleton,
-                          "The skeleton the meshes follow; set another actor's to share it (None clears).")
-            .add_property("controller", &controller, &set_controller,
-                          "What poses the actor each frame (None: never skinned, the bind pose is drawn).")
-            .def("set_texture", &set_texture, (bp::arg("name"), bp::arg("texture")),
-                 "set_texture(name, texture): on every mesh (a Texture or a path).")
-            .def("remove_texture", &Actor::remove_texture, bp::arg("name"), "remove_texture(name): from every mesh.")
-            .def("set_colour", &Actor::set_colour, bp::arg("colour"), "set_colour(colour): on every mesh.")
-            .def("set_jiggle_scale", &Actor::set_jiggle_scale, (bp::arg("id"), bp::arg("scale")),
-                 "set_jiggle_scale(id, scale): on every mesh and the actors attached to them.")
-            .def("reset_jiggle_scales", &Actor::reset_jiggle_scales, "reset_jiggle_scales(): every scale back to 1.")
-            // For scripts and tests that watch the frame.
-            .def("transformed_vertices_this_frame", &Actor::transformed_vertices_this_frame,
-                 "transformed_vertices_this_frame() -> bool: whether the meshes were re-skinned this frame.");
+    bp::object cls = bp::class_<Actor, Wrapper, bp::bases<SceneObject>, boost::noncopyable>(
+                         "Actor",
+                         "Actor(data_id: str)\n\n"
+                         "A skeletal character from the actor database, posed by its controller.\n"
+                         "An unknown id gives an actor with no skeleton and no meshes.",
+                         bp::init<const std::string&>(bp::arg("data_id")))
+                         .add_property("meshes", &meshes,
+                                       "meshes: ActorMeshProxy\n\n"
+                                       "The meshes, by index or by name (an ActorMeshProxy).")
+                         .add_property("debug", &Actor::get_debug, &Actor::set_debug,
+                                       "debug: bool\n\n"
+                                       "Draw the bones, joints and the controller's targets over the meshes.")
+                         .add_property("data_id", &data_id, "data_id: str")
+                         .add_property("skeleton", &skeleton, &set_skeleton,
+                                       "skeleton: Skeleton | None\n\n"
+                                       "The skeleton the meshes follow; set another actor's to share it (None clears).")
+                         .add_property("controller", &controller, &set_controller,
+                                       "controller: ActorController | None\n\n"
+                                       "What poses the actor each frame (None: never skinned, the bind pose is drawn).")
+                         .def("set_texture", &set_texture, (bp::arg("name"), bp::arg("texture")),
+                              "set_texture(name: str, texture: Texture | str) -> None\n\n"
+                              "On every mesh (a Texture or a path).")
+                         .def("remove_texture", &Actor::remove_texture, bp::arg("name"),
+                              "remove_texture(name: str) -> None\n\n"
+                              "From every mesh.")
+                         .def("set_colour", &Actor::set_colour, bp::arg("colour"),
+                              "set_colour(colour: ColourLike) -> None\n\n"
+                              "On every mesh.")
+                         .def("set_jiggle_scale", &Actor::set_jiggle_scale, (bp::arg("id"), bp::arg("scale")),
+                              "set_jiggle_scale(id: str, scale: float) -> None\n\n"
+                              "On every mesh and the actors attached to them.")
+                         .def("reset_jiggle_scales", &Actor::reset_jiggle_scales,
+                              "reset_jiggle_scales() -> None\n\n"
+                              "Every scale back to 1.")
+                         // For scripts and tests that watch the frame.
+                         .def("transformed_vertices_this_frame", &Actor::transformed_vertices_this_frame,
+                              "transformed_vertices_this_frame() -> bool\n\n"
+                              "Whether the meshes were re-skinned this frame.");
     register_with_factory(cls, "Actor");
 }
 

@@ -16,13 +16,17 @@ void define_actor_controller() {
     using Wrapper = ActorControllerWrapper<ActorController>;
     bp::class_<ActorController, Wrapper, boost::noncopyable> cls(
         "ActorController",
-        "ActorController(): poses an actor each frame. Subclass it and override update(dt) (return True when\n"
+        "ActorController()\n\n"
+        "Poses an actor each frame. Subclass it and override update(dt) (return True when\n"
         "the pose changed), render() and on_actor(actor).",
         bp::init<>());
     define_controller_hooks<ActorController, Wrapper>(cls);
-    cls.add_property("actor", &actor, "The actor this controller poses, or None.")
+    cls.add_property("actor", &actor,
+                     "actor: Actor | None\n\n"
+                     "The actor this controller poses, or None.")
         .def("set_actor", &ActorController::set_actor, bp::arg("actor"),
-             "set_actor(actor): stores it (not owned) and calls on_actor(actor).");
+             "set_actor(actor: Actor | None) -> None\n\n"
+             "Stores it (not owned) and calls on_actor(actor).");
     register_with_factory(cls, "ActorController");
 }
 

@@ -123,59 +123,104 @@ bp::dict rotation_constraints(const ActorControllerIK& c) { return to_dict(c.get
 }  // namespace
 
 void define_actor_controller_ik() {
-    bp::class_<PositionHandleView>("IKHandlePosition", bp::no_init)
-        .add_property("effector_id", &effector_id)
-        .add_property("type", &type, "'point', 'aim', 'chain' or 'spine'.")
-        .add_property("direction", &direction, &set_direction, "The bend of a chain; its sign flips it.")
-        .add_property("bind_position", &bind_position, &set_bind_position)
-        .add_property("chain_offset", &chain_offset, &set_chain_offset)
+    bp::class_<PositionHandleView>("IKHandlePosition",
+                                   "IKHandlePosition\n\n"
+                                   "A position handle of an IK rig: the effector it moves and how the chain bends.",
+                                   bp::no_init)
+        .add_property("effector_id", &effector_id,
+                      "effector_id: str\n\n"
+                      "The joint the handle moves.")
+        .add_property("type", &type,
+                      "type: str\n\n"
+                      "'point', 'aim', 'chain' or 'spine'.")
+        .add_property("direction", &direction, &set_direction,
+                      "direction: int\n\n"
+                      "The bend of a chain; its sign flips it.")
+        .add_property("bind_position", &bind_position, &set_bind_position, "bind_position: Vector")
+        .add_property("chain_offset", &chain_offset, &set_chain_offset, "chain_offset: float")
         .add_property("spine_offset", &spine_offset, &set_spine_offset,
+                      "spine_offset: float\n\n"
                       "Measured on the first spine solve; setting it changes nothing.")
-        .add_property("spine_root_angle", &spine_root_angle, "Measured on the first spine solve (0 until then).")
-        .add_property("spine_middle_angle", &spine_middle_angle, "Measured on the first spine solve (0 until then).");
-    bp::class_<RotationHandleView>("IKHandleRotation", bp::no_init)
-        .add_property("joint_id", &joint_id)
-        .add_property("bind_rotation", &bind_rotation, &set_bind_rotation);
+        .add_property("spine_root_angle", &spine_root_angle,
+                      "spine_root_angle: float\n\n"
+                      "Measured on the first spine solve (0 until then).")
+        .add_property("spine_middle_angle", &spine_middle_angle,
+                      "spine_middle_angle: float\n\n"
+                      "Measured on the first spine solve (0 until then).");
+    bp::class_<RotationHandleView>("IKHandleRotation",
+                                   "IKHandleRotation\n\n"
+                                   "A rotation handle of an IK rig: the joint it turns.",
+                                   bp::no_init)
+        .add_property("joint_id", &joint_id,
+                      "joint_id: str\n\n"
+                      "The joint the handle turns.")
+        .add_property("bind_rotation", &bind_rotation, &set_bind_rotation, "bind_rotation: float");
     bp::object position_proxy =
-        bp::class_<ActorRigIKPositionHandleProxy>("ActorRigIKPositionHandleProxy", bp::no_init)
+        bp::class_<ActorRigIKPositionHandleProxy>("ActorRigIKPositionHandleProxy",
+                                                  "ActorRigIKPositionHandleProxy\n\n"
+                                                  "The position handles of an IK rig, by index or by effector id.",
+                                                  bp::no_init)
             .def("__getitem__", &ActorRigIKPositionHandleProxy::get_item,
+                 "__getitem__(key: int | str, /) -> IKHandlePosition\n\n"
                  "position_handles[key] -> IKHandlePosition: by index or effector id; IndexError otherwise.")
-            .def("__len__", &ActorRigIKPositionHandleProxy::len);
+            .def("__len__", &ActorRigIKPositionHandleProxy::len, "__len__() -> int");
     register_with_factory(position_proxy, "ActorRigIKPositionHandleProxy");
     bp::object rotation_proxy =
-        bp::class_<ActorRigIKRotationHandleProxy>("ActorRigIKRotationHandleProxy", bp::no_init)
+        bp::class_<ActorRigIKRotationHandleProxy>("ActorRigIKRotationHandleProxy",
+                                                  "ActorRigIKRotationHandleProxy\n\n"
+                                                  "The rotation handles of an IK rig, by index or by joint id.",
+                                                  bp::no_init)
             .def("__getitem__", &ActorRigIKRotationHandleProxy::get_item,
+                 "__getitem__(key: int | str, /) -> IKHandleRotation\n\n"
                  "rotation_handles[key] -> IKHandleRotation: by index or joint id; IndexError otherwise.")
-            .def("__len__", &ActorRigIKRotationHandleProxy::len);
+            .def("__len__", &ActorRigIKRotationHandleProxy::len, "__len__() -> int");
     register_with_factory(rotation_proxy, "ActorRigIKRotationHandleProxy");
-    bp::class_<RigView>("ActorRigIK", bp::no_init)
-        .add_property("position_handles", &RigView::position_handles)
-        .add_property("rotation_handles", &RigView::rotation_handles);
+    bp::class_<RigView>("ActorRigIK",
+                        "ActorRigIK\n\n"
+                        "The IK rig of an ActorControllerIK's actor: its position and rotation handles.",
+                        bp::no_init)
+        .add_property("position_handles", &RigView::position_handles, "position_handles: ActorRigIKPositionHandleProxy")
+        .add_property("rotation_handles", &RigView::rotation_handles,
+                      "rotation_handles: ActorRigIKRotationHandleProxy");
 
     using Wrapper = ActorControllerWrapper<ActorControllerIK>;
     bp::class_<ActorControllerIK, Wrapper, bp::bases<ActorController>, boost::noncopyable> cls(
         "ActorControllerIK",
-        "ActorControllerIK(): poses its actor by the IK rig of the actor's data id. Give it targets with\n"
+        "ActorControllerIK()\n\n"
+        "Poses its actor by the IK rig of the actor's data id. Give it targets with\n"
         "set_position_constraint(joint, constraint) and set_rotation_constraint(joint, constraint).",
         bp::init<>());
     define_controller_hooks<ActorControllerIK, Wrapper>(cls);
     cls.def("set_position_constraint", &set_position_constraint, (bp::arg("joint"), bp::arg("constraint")),
-            "set_position_constraint(joint, constraint): the target of the handle of that effector (None removes).")
+            "set_position_constraint(joint: str, constraint: IKConstraintPosition | None) -> None\n\n"
+            "The target of the handle of that effector (None removes).")
         .def("get_position_constraint", &get_position_constraint, bp::arg("joint"),
-             "get_position_constraint(joint) -> IKConstraintPosition or None.")
-        .def("remove_position_constraint", &ActorControllerIK::remove_position_constraint, bp::arg("joint"))
+             "get_position_constraint(joint: str) -> IKConstraintPosition | None")
+        .def("remove_position_constraint", &ActorControllerIK::remove_position_constraint, bp::arg("joint"),
+             "remove_position_constraint(joint: str) -> None\n\n"
+             "Removes the target of that effector's handle.")
         .def("set_rotation_constraint", &set_rotation_constraint, (bp::arg("joint"), bp::arg("constraint")),
-             "set_rotation_constraint(joint, constraint): the target of the rotation handle of that joint.")
+             "set_rotation_constraint(joint: str, constraint: IKConstraintRotation | None) -> None\n\n"
+             "The target of the rotation handle of that joint.")
         .def("get_rotation_constraint", &get_rotation_constraint, bp::arg("joint"),
-             "get_rotation_constraint(joint) -> IKConstraintRotation or None.")
-        .def("remove_rotation_constraint", &ActorControllerIK::remove_rotation_constraint, bp::arg("joint"))
+             "get_rotation_constraint(joint: str) -> IKConstraintRotation | None")
+        .def("remove_rotation_constraint", &ActorControllerIK::remove_rotation_constraint, bp::arg("joint"),
+             "remove_rotation_constraint(joint: str) -> None\n\n"
+             "Removes the target of that joint's rotation handle.")
         .def("set_bind_pose", &ActorControllerIK::set_bind_pose,
-             "set_bind_pose(): fixed targets at the rig's bind positions and rotations (nothing without a rig).")
+             "set_bind_pose() -> None\n\n"
+             "Fixed targets at the rig's bind positions and rotations (nothing without a rig).")
         .add_property("ignore_chain_offsets", &ActorControllerIK::is_ignoring_chain_offsets,
-                      &ActorControllerIK::set_ignoring_chain_offsets)
-        .add_property("rig", &rig, "The IK rig (its position_handles and rotation_handles), or None.")
-        .add_property("position_constraints", &position_constraints, "{joint: constraint}.")
-        .add_property("rotation_constraints", &rotation_constraints, "{joint: constraint}.");
+                      &ActorControllerIK::set_ignoring_chain_offsets, "ignore_chain_offsets: bool")
+        .add_property("rig", &rig,
+                      "rig: ActorRigIK | None\n\n"
+                      "The IK rig (its position_handles and rotation_handles), or None.")
+        .add_property("position_constraints", &position_constraints,
+                      "position_constraints: dict[str, IKConstraintPosition]\n\n"
+                      "{joint: constraint}.")
+        .add_property("rotation_constraints", &rotation_constraints,
+                      "rotation_constraints: dict[str, IKConstraintRotation]\n\n"
+                      "{joint: constraint}.");
     register_with_factory(cls, "ActorControllerIK");
 }
 

@@ -16,11 +16,14 @@ void define_actor_controller_shared_skeleton() {
     using Wrapper = ActorControllerWrapper<ActorControllerSharedSkeleton, Actor*>;
     bp::class_<ActorControllerSharedSkeleton, Wrapper, bp::bases<ActorController>, boost::noncopyable> cls(
         "ActorControllerSharedSkeleton",
-        "ActorControllerSharedSkeleton(source): re-skins its actor in the frames the source actor re-skinned.\n"
+        "ActorControllerSharedSkeleton(source: Actor)\n\n"
+        "Re-skins its actor in the frames the source actor re-skinned.\n"
         "Share the skeleton itself with actor.skeleton = source.skeleton.",
         bp::init<Actor*>(bp::arg("source")));
     define_controller_hooks<ActorControllerSharedSkeleton, Wrapper>(cls);
-    cls.add_property("source", &source, "The actor whose skeleton is shared (None once it is gone).");
+    cls.add_property("source", &source,
+                     "source: Actor | None\n\n"
+                     "The actor whose skeleton is shared (None once it is gone).");
     register_with_factory(cls, "ActorControllerSharedSkeleton");
 }
 

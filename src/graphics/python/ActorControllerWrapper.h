@@ -63,10 +63,14 @@ private:
 template <class T, class Wrapper, class Class>
 Class& define_controller_hooks(Class& cls) {
     cls.def("update", &Wrapper::native_update, bp::arg("dt"),
-            "update(dt) -> bool: poses the actor's skeleton; True when the pose changed this frame.")
-        .def("render", &Wrapper::native_render, "render(): debug drawing in the actor's space.")
+            "update(dt: float) -> bool\n\n"
+            "Poses the actor's skeleton; True when the pose changed this frame.")
+        .def("render", &Wrapper::native_render,
+             "render() -> None\n\n"
+             "Debug drawing in the actor's space.")
         .def("on_actor", &Wrapper::native_on_actor, bp::arg("actor"),
-             "on_actor(actor): told the actor after set_actor (None when it is taken away).");
+             "on_actor(actor: Actor | None) -> None\n\n"
+             "Told the actor after set_actor (None when it is taken away).");
     return cls;
 }
 

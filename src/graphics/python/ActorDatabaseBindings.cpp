@@ -38,24 +38,39 @@ bp::list mesh_ids(const std::string& id) {
 }  // namespace
 
 void define_actor_database() {
-    bp::class_<ActorDatabaseScope>("actor_database", bp::no_init)
+    bp::class_<ActorDatabaseScope>("actor_database",
+                                   "actor_database\n\n"
+                                   "The actors and rigs loaded from actor files, which Actor(data_id) and the\n"
+                                   "controllers use.",
+                                   bp::no_init)
         .def("load", &load, bp::arg("source"),
-             "load(source) -> True: reads actors and rigs from a path or a file-like object.")
+             "load(source: str | IO[str] | IO[bytes]) -> bool\n\n"
+             "Reads actors and rigs from a path or a file-like object; returns True.")
         .staticmethod("load")
-        .def("unload", &ActorDatabase::unload, "unload(): forgets every actor and rig.")
+        .def("unload", &ActorDatabase::unload,
+             "unload() -> None\n\n"
+             "Forgets every actor and rig.")
         .staticmethod("unload")
         // What is loaded, for scripts and tools.
-        .def("actor_ids", &actor_ids, "actor_ids() -> list of the loaded actor ids, sorted.")
+        .def("actor_ids", &actor_ids,
+             "actor_ids() -> list[str]\n\n"
+             "The loaded actor ids, sorted.")
         .staticmethod("actor_ids")
-        .def("ik_rig_ids", &ik_rig_ids, "ik_rig_ids() -> list of the loaded IK rig ids, sorted.")
+        .def("ik_rig_ids", &ik_rig_ids,
+             "ik_rig_ids() -> list[str]\n\n"
+             "The loaded IK rig ids, sorted.")
         .staticmethod("ik_rig_ids")
         .def("dynamics_rig_ids", &dynamics_rig_ids,
-             "dynamics_rig_ids() -> list of the loaded dynamics rig ids, sorted.")
+             "dynamics_rig_ids() -> list[str]\n\n"
+             "The loaded dynamics rig ids, sorted.")
         .staticmethod("dynamics_rig_ids")
         .def("get_skeleton", &get_skeleton, bp::arg("id"),
-             "get_skeleton(id) -> Skeleton or None: the actor's template skeleton (clone it to pose it).")
+             "get_skeleton(id: str) -> Skeleton | None\n\n"
+             "The actor's template skeleton (clone it to pose it).")
         .staticmethod("get_skeleton")
-        .def("mesh_ids", &mesh_ids, bp::arg("id"), "mesh_ids(id) -> list of the actor's mesh ids, in order.")
+        .def("mesh_ids", &mesh_ids, bp::arg("id"),
+             "mesh_ids(id: str) -> list[str]\n\n"
+             "The actor's mesh ids, in order.")
         .staticmethod("mesh_ids");
 }
 

@@ -80,43 +80,74 @@ std::string id(const ActorMesh& mesh) { return mesh.get_id(); }
 
 void define_actor_mesh() {
     bp::object cls =
-        bp::class_<ActorMesh, ObjectWrapper<ActorMesh>, boost::noncopyable>("ActorMesh", bp::init<>())
-            .add_property("visible", &ActorMesh::is_visible, &ActorMesh::set_visible)
+        bp::class_<ActorMesh, ObjectWrapper<ActorMesh>, boost::noncopyable>(
+            "ActorMesh",
+            "ActorMesh()\n\n"
+            "One skinned mesh of an actor: its textures, colours, attached scene objects and\n"
+            "jiggle springs.",
+            bp::init<>())
+            .add_property("visible", &ActorMesh::is_visible, &ActorMesh::set_visible, "visible: bool")
             .def("set_colour", &ActorMesh::set_colour, bp::arg("colour"),
-                 "set_colour(colour): the whole mesh, or the red, green and blue of every vertex colour "
-                 "(and the alpha unless it is exactly 1).")
+                 "set_colour(colour: ColourLike) -> None\n\n"
+                 "The whole mesh, or the red, green and blue of every vertex colour (and the alpha unless it is "
+                 "exactly 1).")
             .def("set_vertex_colour", &set_vertex_colour, (bp::arg("index"), bp::arg("colour")),
-                 "set_vertex_colour(index, colour): per-vertex colours from then on; IndexError past the vertices.")
+                 "set_vertex_colour(index: int, colour: ColourLike) -> None\n\n"
+                 "Per-vertex colours from then on; IndexError past the vertices.")
             .def("disable_vertex_colours", &ActorMesh::disable_vertex_colours,
-                 "disable_vertex_colours(): back to the colours of the actor file.")
+                 "disable_vertex_colours() -> None\n\n"
+                 "Back to the colours of the actor file.")
             .def("set_texture", &set_texture, (bp::arg("name"), bp::arg("texture")),
-                 "set_texture(name, texture): replaces the layer of that name or adds one (a Texture or a path).")
-            .def("remove_texture", &ActorMesh::remove_texture, bp::arg("name"))
+                 "set_texture(name: str, texture: Texture | str) -> None\n\n"
+                 "Replaces the layer of that name or adds one (a Texture or a path).")
+            .def("remove_texture", &ActorMesh::remove_texture, bp::arg("name"), "remove_texture(name: str) -> None")
             .def("add_scene_object", &add_scene_object, (bp::arg("name"), bp::arg("object")),
-                 "add_scene_object(name, object): drawn and updated with the mesh, in its space, in z order.")
-            .def("remove_scene_objects", &ActorMesh::remove_scene_objects, bp::arg("name"))
-            .def("remove_all_scene_objects", &ActorMesh::remove_all_scene_objects)
+                 "add_scene_object(name: str, object: SceneObject) -> None\n\n"
+                 "Drawn and updated with the mesh, in its space, in z order.")
+            .def("remove_scene_objects", &ActorMesh::remove_scene_objects, bp::arg("name"),
+                 "remove_scene_objects(name: str) -> None\n\n"
+                 "Removes the scene objects added under name.")
+            .def("remove_all_scene_objects", &ActorMesh::remove_all_scene_objects, "remove_all_scene_objects() -> None")
             // For scripts that draw meshes themselves and for tools.
-            .add_property("id", &id, "The mesh's name in the actor file ('' without data).")
+            .add_property("id", &id,
+                          "id: str\n\n"
+                          "The mesh's name in the actor file ('' without data).")
             .def("set_data", &set_data, (bp::arg("actor_id"), bp::arg("mesh_id")),
-                 "set_data(actor_id, mesh_id) -> bool: draws that mesh of a loaded actor; only the first call counts.")
+                 "set_data(actor_id: str, mesh_id: str) -> bool\n\n"
+                 "Draws that mesh of a loaded actor; only the first call counts.")
             .def("transform_vertices", &transform_vertices, bp::arg("skeleton"),
-                 "transform_vertices(skeleton): skins the mesh to the skeleton's pose (blend shapes first).")
+                 "transform_vertices(skeleton: Skeleton) -> None\n\n"
+                 "Skins the mesh to the skeleton's pose (blend shapes first).")
             .def("update", &ActorMesh::update, bp::arg("dt"),
-                 "update(dt) -> bool: one jiggle step (at most 1/60 s); True while a spring moves.")
+                 "update(dt: float) -> bool\n\n"
+                 "One jiggle step (at most 1/60 s); True while a spring moves.")
             .def("render", &render, bp::arg("transform"),
-                 "render(transform): draws the mesh in that transform's space.")
-            .add_property("colour", &colour)
-            .add_property("uniform_colour", &ActorMesh::is_uniform_colour)
-            .add_property("vertex_colours", &vertex_colours)
-            .add_property("texture_names", &texture_names)
-            .add_property("texture_transform", &ActorMesh::get_texture_transform, &ActorMesh::set_texture_transform)
-            .add_property("scene_objects", &scene_objects, "[(name, object)] in ascending z.")
-            .def("set_jiggle_scale", &ActorMesh::set_jiggle_scale, (bp::arg("id"), bp::arg("scale")))
-            .def("reset_jiggle_scales", &ActorMesh::reset_jiggle_scales)
-            .add_property("jiggle_scales", &jiggle_scales, "{jiggle id: scale}.")
-            .add_property("positions", &positions, "What is drawn: skinned and jiggled positions ([] before skinning).")
-            .add_property("rest_positions", &rest_positions, "The skinned positions of the frame, before jiggle.");
+                 "render(transform: Transform) -> None\n\n"
+                 "Draws the mesh in that transform's space.")
+            .add_property("colour", &colour, "colour: Colour")
+            .add_property("uniform_colour", &ActorMesh::is_uniform_colour,
+                          "uniform_colour: bool\n\n"
+                          "True while the mesh has one colour rather than per-vertex colours.")
+            .add_property("vertex_colours", &vertex_colours, "vertex_colours: list[Colour]")
+            .add_property("texture_names", &texture_names, "texture_names: list[str]")
+            .add_property("texture_transform", &ActorMesh::get_texture_transform, &ActorMesh::set_texture_transform,
+                          "texture_transform: Matrix\n\n"
+                          "Transforms the texture coordinates of every layer.")
+            .add_property("scene_objects", &scene_objects,
+                          "scene_objects: list[tuple[str, SceneObject]]\n\n"
+                          "[(name, object)] in ascending z.")
+            .def("set_jiggle_scale", &ActorMesh::set_jiggle_scale, (bp::arg("id"), bp::arg("scale")),
+                 "set_jiggle_scale(id: str, scale: float) -> None")
+            .def("reset_jiggle_scales", &ActorMesh::reset_jiggle_scales, "reset_jiggle_scales() -> None")
+            .add_property("jiggle_scales", &jiggle_scales,
+                          "jiggle_scales: dict[str, float]\n\n"
+                          "{jiggle id: scale}.")
+            .add_property("positions", &positions,
+                          "positions: list[Vector]\n\n"
+                          "What is drawn: skinned and jiggled positions ([] before skinning).")
+            .add_property("rest_positions", &rest_positions,
+                          "rest_positions: list[Vector]\n\n"
+                          "The skinned positions of the frame, before jiggle.");
     register_with_factory(cls, "ActorMesh");
 }
 

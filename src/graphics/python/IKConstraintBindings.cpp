@@ -108,19 +108,27 @@ private:
 template <class T, class Wrapper, class Class>
 void define_position_hooks(Class& cls) {
     cls.def("initialise", &Wrapper::native_initialise, bp::arg("current_position"),
-            "initialise(current_position): told the effector's position when set on a controller.")
-        .def("update", &Wrapper::native_update, bp::arg("dt"), "update(dt): once a frame, before the solve.")
+            "initialise(current_position: Vector) -> None\n\n"
+            "Told the effector's position when set on a controller.")
+        .def("update", &Wrapper::native_update, bp::arg("dt"),
+             "update(dt: float) -> None\n\n"
+             "Once a frame, before the solve.")
         .def("get_position", &Wrapper::native_get_position,
-             "get_position() -> Vector: the target in the actor's space, asked every frame.");
+             "get_position() -> Vector\n\n"
+             "The target in the actor's space, asked every frame.");
 }
 
 template <class T, class Wrapper, class Class>
 void define_rotation_hooks(Class& cls) {
     cls.def("initialise", &Wrapper::native_initialise, (bp::arg("local_rotation"), bp::arg("world_rotation")),
-            "initialise(local_rotation, world_rotation): told the joint's rotations when set on a controller.")
-        .def("update", &Wrapper::native_update, bp::arg("dt"), "update(dt): once a frame, before the solve.")
+            "initialise(local_rotation: float, world_rotation: float) -> None\n\n"
+            "Told the joint's rotations when set on a controller.")
+        .def("update", &Wrapper::native_update, bp::arg("dt"),
+             "update(dt: float) -> None\n\n"
+             "Once a frame, before the solve.")
         .def("get_rotation", &Wrapper::native_get_rotation, bp::arg("joint_world_position"),
-             "get_rotation(joint_world_position) -> float: the target rotation in radians, asked every frame.");
+             "get_rotation(joint_world_position: Vector) -> float\n\n"
+             "The target rotation in radians, asked every frame.");
 }
 
 core::Vector<float> position(IKConstraintPosition& c) { return c.get_position(); }
@@ -135,24 +143,33 @@ void define_ik_constraint() {
         using Wrapper = IKConstraintPositionWrapper<IKConstraintPosition>;
         bp::class_<IKConstraintPosition, Wrapper, boost::noncopyable> cls(
             "IKConstraintPosition",
-            "IKConstraintPosition(): the target of an IK position handle. Subclass it and override\n"
+            "IKConstraintPosition()\n\n"
+            "The target of an IK position handle. Subclass it and override\n"
             "get_position() (and initialise, update) to move the target each frame.",
             bp::init<>());
         define_position_hooks<IKConstraintPosition, Wrapper>(cls);
-        cls.add_property("position", &position, "The target now (get_position()).")
+        cls.add_property("position", &position,
+                         "position: Vector\n\n"
+                         "The target now (get_position()).")
             .add_property("reversed", &IKConstraintPosition::is_reversed, &IKConstraintPosition::set_reversed,
+                          "reversed: bool\n\n"
                           "Mirror a chain's bend.")
             .add_property("enabled", &IKConstraintPosition::is_enabled, &IKConstraintPosition::set_enabled,
+                          "enabled: bool\n\n"
                           "Solved only while True.");
         register_with_factory(cls, "IKConstraintPosition");
     }
     {
         using Wrapper = IKConstraintPositionWrapper<IKConstraintPositionFixed, const core::Vector<float>&>;
         bp::class_<IKConstraintPositionFixed, Wrapper, bp::bases<IKConstraintPosition>, boost::noncopyable> cls(
-            "IKConstraintPositionFixed", "IKConstraintPositionFixed(position): a target that stays where it is put.",
+            "IKConstraintPositionFixed",
+            "IKConstraintPositionFixed(position: VectorLike)\n\n"
+            "A target that stays where it is put.",
             bp::init<const core::Vector<float>&>(bp::arg("position")));
         define_position_hooks<IKConstraintPositionFixed, Wrapper>(cls);
-        cls.add_property("position", &fixed_position, &IKConstraintPositionFixed::set_position, "The target.");
+        cls.add_property("position", &fixed_position, &IKConstraintPositionFixed::set_position,
+                         "position: Vector\n\n"
+                         "The target.");
         register_with_factory(cls, "IKConstraintPositionFixed");
     }
     {
@@ -160,33 +177,42 @@ void define_ik_constraint() {
                                                     const core::Vector<float>&>;
         bp::class_<IKConstraintPositionHold, Wrapper, bp::bases<IKConstraintPosition>, boost::noncopyable> cls(
             "IKConstraintPositionHold",
-            "IKConstraintPositionHold(transform, local, offset): follows `local` in the transform's space, plus\n"
+            "IKConstraintPositionHold(transform: Transform, local: VectorLike, offset: VectorLike)\n\n"
+            "Follows `local` in the transform's space, plus\n"
             "`offset`; it keeps the transform alive.",
             bp::init<Transform*, const core::Vector<float>&, const core::Vector<float>&>(
                 (bp::arg("transform"), bp::arg("local"), bp::arg("offset"))));
         define_position_hooks<IKConstraintPositionHold, Wrapper>(cls);
-        cls.add_property("transform", &hold_transform);
+        cls.add_property("transform", &hold_transform,
+                         "transform: Transform\n\n"
+                         "The transform followed.");
         register_with_factory(cls, "IKConstraintPositionHold");
     }
     {
         using Wrapper = IKConstraintRotationWrapper<IKConstraintRotation, bool>;
         bp::class_<IKConstraintRotation, Wrapper, boost::noncopyable> cls(
             "IKConstraintRotation",
-            "IKConstraintRotation(in_world_space=False): the target of an IK rotation handle. Subclass it and\n"
+            "IKConstraintRotation(in_world_space: bool = False)\n\n"
+            "The target of an IK rotation handle. Subclass it and\n"
             "override get_rotation(joint_world_position) to turn or aim the joint each frame.",
             bp::init<bool>(bp::arg("in_world_space") = false));
         define_rotation_hooks<IKConstraintRotation, Wrapper>(cls);
-        cls.add_property("in_world_space", &IKConstraintRotation::is_in_world_space);
+        cls.add_property("in_world_space", &IKConstraintRotation::is_in_world_space,
+                         "in_world_space: bool\n\n"
+                         "Whether the rotation is in world space rather than the joint's parent's.");
         register_with_factory(cls, "IKConstraintRotation");
     }
     {
         using Wrapper = IKConstraintRotationWrapper<IKConstraintRotationFixed, float, bool>;
         bp::class_<IKConstraintRotationFixed, Wrapper, bp::bases<IKConstraintRotation>, boost::noncopyable> cls(
             "IKConstraintRotationFixed",
-            "IKConstraintRotationFixed(rotation, in_world_space=False): a rotation that stays what it is set to.",
+            "IKConstraintRotationFixed(rotation: float, in_world_space: bool = False)\n\n"
+            "A rotation that stays what it is set to.",
             bp::init<float, bool>((bp::arg("rotation"), bp::arg("in_world_space") = false)));
         define_rotation_hooks<IKConstraintRotationFixed, Wrapper>(cls);
-        cls.add_property("rotation", &rotation, &IKConstraintRotationFixed::set_rotation, "Radians.");
+        cls.add_property("rotation", &rotation, &IKConstraintRotationFixed::set_rotation,
+                         "rotation: float\n\n"
+                         "Radians.");
         register_with_factory(cls, "IKConstraintRotationFixed");
     }
 }

@@ -48,9 +48,15 @@ void create_singleton(const char* class_name, const char* attribute) {
 
 // The module's functions that belong to no class.
 void define_functions() {
-    bp::def("set_window", &set_window_object, bp::arg("window"));
-    bp::def("get_window", &get_window_object);
-    bp::def("set_ortho", &engine::graphics::set_ortho);
+    bp::def("set_window", &set_window_object, bp::arg("window"),
+            "set_window(window: Window | None) -> None\n\n"
+            "The window the module draws into and follows through video mode changes.");
+    bp::def("get_window", &get_window_object,
+            "get_window() -> Window | None\n\n"
+            "The window set with set_window.");
+    bp::def("set_ortho", &engine::graphics::set_ortho,
+            "set_ortho() -> None\n\n"
+            "A projection in pixels of the window: (0, 0) at the top left, y downwards.");
 }
 
 // Run by the interpreter's atexit, while the module's state is still intact: the
@@ -73,6 +79,7 @@ BOOST_PYTHON_MODULE(libgraphics) {
     bp::import("libcore");
     bp::import("libwindow");
     using namespace engine::graphics::python;
+    const engine::core::python::ScriptDocstrings docstrings;
     // Classes in dependency order: a base class always before the classes derived from it.
     define_transform();
     define_skeleton();

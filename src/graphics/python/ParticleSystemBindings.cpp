@@ -56,15 +56,19 @@ core::Vector<float> gravity(const ParticleSystem& system) { return system.get_gr
 }  // namespace
 
 void define_particle_system() {
-    bp::class_<ParticleDatabaseScope>("particle_database", bp::no_init)
+    bp::class_<ParticleDatabaseScope>("particle_database",
+                                      "particle_database\n\n"
+                                      "The particle system definitions that ParticleSystem(data_id) uses.",
+                                      bp::no_init)
         .def("load", &load, (bp::arg("source"), bp::arg("base_path") = std::string()),
-             "load(source, base_path='') -> bool\n\n"
+             "load(source: str | IO[str] | IO[bytes], base_path: str = '') -> bool\n\n"
              "Reads particle system definitions from a path or a file-like object; 'texture'\n"
              "paths are joined to base_path. An id defined already keeps its earlier definition.\n"
              "Unusable elements are skipped with a warning. Returns True.")
         .staticmethod("load")
         .def("unload", &ParticleDatabase::unload,
-             "unload() -> None\n\nDrops every definition; systems made from them keep theirs.")
+             "unload() -> None\n\n"
+             "Drops every definition; systems made from them keep theirs.")
         .staticmethod("unload");
 
     bp::object emitter =
@@ -76,46 +80,60 @@ void define_particle_system() {
             "and belong to this emitter alone.",
             bp::init<>())
             .add_property("emission_rate", &ParticleEmitter::get_emission_rate, &ParticleEmitter::set_emission_rate,
+                          "emission_rate: float\n\n"
                           "Particles per second (float).")
-            .add_property("emission_limit", &ParticleEmitter::get_emission_limit,
-                          &ParticleEmitter::set_emission_limit,
+            .add_property("emission_limit", &ParticleEmitter::get_emission_limit, &ParticleEmitter::set_emission_limit,
+                          "emission_limit: float\n\n"
                           "Particles in the emitter's life at most; 0: unlimited (float).")
             .add_property("spread", &ParticleEmitter::get_spread, &ParticleEmitter::set_spread,
+                          "spread: float\n\n"
                           "Radians around the heading; 0: straight ahead, 3.14159 or more: every direction.")
             .add_property("min_speed", &ParticleEmitter::get_min_speed, &ParticleEmitter::set_min_speed,
+                          "min_speed: float\n\n"
                           "Slowest start speed, pixels per second (float).")
             .add_property("max_speed", &ParticleEmitter::get_max_speed, &ParticleEmitter::set_max_speed,
+                          "max_speed: float\n\n"
                           "Fastest start speed, pixels per second (float).")
-            .add_property("emitted", &ParticleEmitter::get_emitted, "Particles emitted so far (int, read-only).");
+            .add_property("emitted", &ParticleEmitter::get_emitted,
+                          "emitted: int\n\n"
+                          "Particles emitted so far (int, read-only).");
     register_with_factory(emitter, "ParticleEmitter");
 
     bp::object proxy =
-        bp::class_<ParticleEmitterProxy>("ParticleEmitterProxy", "The emitters of a ParticleSystem, by position.",
+        bp::class_<ParticleEmitterProxy>("ParticleEmitterProxy",
+                                         "ParticleEmitterProxy\n\n"
+                                         "The emitters of a ParticleSystem, by position.",
                                          bp::no_init)
-            .def("__getitem__", &ParticleEmitterProxy::get_item)
-            .def("__contains__", &ParticleEmitterProxy::contains)
-            .def("__len__", &ParticleEmitterProxy::length);
+            .def("__getitem__", &ParticleEmitterProxy::get_item, "__getitem__(index: int, /) -> ParticleEmitter")
+            .def("__contains__", &ParticleEmitterProxy::contains, "__contains__(item: object, /) -> bool")
+            .def("__len__", &ParticleEmitterProxy::length, "__len__() -> int");
     register_with_factory(proxy, "ParticleEmitterProxy");
 
     using Wrapper = SceneObjectWrapper<ParticleSystem, const std::string&>;
-    bp::object cls =
-        bp::class_<ParticleSystem, Wrapper, bp::bases<SceneObject>, boost::noncopyable>(
-            "ParticleSystem",
-            "ParticleSystem(data_id)\n\n"
-            "A scene object that emits, moves and draws particles from the particle database's\n"
-            "definition data_id, in that definition's layer. An unknown id gives a system with\n"
-            "no emitters.",
-            bp::init<const std::string&>(bp::arg("data_id")))
-            .add_property("gravity", &gravity, &ParticleSystem::set_gravity,
-                          "Acceleration of every particle, pixels per second squared (Vector).")
-            .add_property("emitters", &emitters, "The emitters in definition order (ParticleEmitterProxy).")
-            .add_property("data_id", &ParticleSystem::get_data_id, "The definition's id ('' without one).")
-            .add_property(
-                "particle_count", +[](const ParticleSystem& s) { return s.get_particle_count(); },
-                "Particle records in every pool, dead ones included (int).")
-            .add_property(
-                "pool_count", +[](const ParticleSystem& s) { return s.get_pool_count(); },
-                "Pools, one per texture, in order of first use (int).");
+    bp::object cls = bp::class_<ParticleSystem, Wrapper, bp::bases<SceneObject>, boost::noncopyable>(
+                         "ParticleSystem",
+                         "ParticleSystem(data_id: str)\n\n"
+                         "A scene object that emits, moves and draws particles from the particle database's\n"
+                         "definition data_id, in that definition's layer. An unknown id gives a system with\n"
+                         "no emitters.",
+                         bp::init<const std::string&>(bp::arg("data_id")))
+                         .add_property("gravity", &gravity, &ParticleSystem::set_gravity,
+                                       "gravity: Vector\n\n"
+                                       "Acceleration of every particle, pixels per second squared (Vector).")
+                         .add_property("emitters", &emitters,
+                                       "emitters: ParticleEmitterProxy\n\n"
+                                       "The emitters in definition order (ParticleEmitterProxy).")
+                         .add_property("data_id", &ParticleSystem::get_data_id,
+                                       "data_id: str\n\n"
+                                       "The definition's id ('' without one).")
+                         .add_property(
+                             "particle_count", +[](const ParticleSystem& s) { return s.get_particle_count(); },
+                             "particle_count: int\n\n"
+                             "Particle records in every pool, dead ones included (int).")
+                         .add_property(
+                             "pool_count", +[](const ParticleSystem& s) { return s.get_pool_count(); },
+                             "pool_count: int\n\n"
+                             "Pools, one per texture, in order of first use (int).");
     register_with_factory(cls, "ParticleSystem");
 }
 

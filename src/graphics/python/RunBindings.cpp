@@ -94,7 +94,7 @@ int run(bp::object window_object, bp::object update, double fps) {
 
 void define_run() {
     bp::def("run", &run, (bp::arg("window"), bp::arg("update") = bp::object(), bp::arg("fps") = 60.0),
-            "run(window: libwindow.Window, update=None, fps: float = 60) -> int\n\n"
+            "run(window: Window, update: Callable[[float], object] | None = None, fps: float = 60.0) -> int\n\n"
             "The game loop: each frame processes the window's events, calls update(dt) (dt:\n"
             "seconds since the previous frame, at most 0.25), then the current scene's update(dt),\n"
             "begin_frame(), render() and end_frame(), and swaps the buffers, starting frames\n"

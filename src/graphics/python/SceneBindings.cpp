@@ -77,32 +77,73 @@ core::Matrix layer_transform(const Scene& s, bp::object flags_or_id, const core:
 void define_scene() {
     bp::scope scene_scope =
         bp::class_<Scene, ObjectWrapper<Scene>, boost::noncopyable>("Scene", kSceneDoc, bp::init<>())
-            .def("add_layer", &add_layer, bp::arg("layer"))
-            .def("begin_frame", &Scene::begin_frame)
-            .def("bind_framebuffer", &Scene::bind_framebuffer)
-            .def("end_frame", &Scene::end_frame)
-            .def("get_layer", &layer_by_index, bp::arg("index"))
-            .def("get_layer", &layer_by_id, bp::arg("id"))
-            .def("get_num_layers", &Scene::get_num_layers)
-            .def("update", &Scene::update, bp::arg("dt"))
-            .def("render", static_cast<void (Scene::*)()>(&Scene::render))
-            .add_property("scale", &scale, overloaded(&set_scale, &set_uniform_scale))
-            .add_property("layers", &layers)
+            .def("add_layer", &add_layer, bp::arg("layer"),
+                 "add_layer(layer: SceneLayer) -> bool\n\n"
+                 "Adds a layer; False, with a warning, when its id is taken.")
+            .def("begin_frame", &Scene::begin_frame,
+                 "begin_frame() -> None\n\n"
+                 "Starts a frame: binds and clears the first redirection's framebuffer.")
+            .def("bind_framebuffer", &Scene::bind_framebuffer, "bind_framebuffer() -> None")
+            .def("end_frame", &Scene::end_frame,
+                 "end_frame() -> None\n\n"
+                 "Ends a frame: drawing goes to the window again.")
+            // Each overload documents its own signature; Boost.Python joins them in order.
+            .def("get_layer", &layer_by_index, bp::arg("index"), "get_layer(index: int) -> SceneLayer | None")
+            .def("get_layer", &layer_by_id, bp::arg("id"),
+                 "get_layer(id: str) -> SceneLayer | None\n\n"
+                 "The layer at that position in z order, or with that id; None when there is none.")
+            .def("get_num_layers", &Scene::get_num_layers,
+                 "get_num_layers() -> int\n\n"
+                 "How many layers the scene has.")
+            .def("update", &Scene::update, bp::arg("dt"),
+                 "update(dt: float) -> None\n\n"
+                 "Steps animators, then OnUpdate of every object, with the listeners' hooks around.")
+            .def("render", static_cast<void (Scene::*)()>(&Scene::render),
+                 "render() -> None\n\n"
+                 "Draws every common layer in z order.")
+            .add_property("scale", &scale,
+                          overloaded("scale(value: VectorLike | float) -> None", &set_scale, &set_uniform_scale),
+                          "scale: Vector\n\n"
+                          "The scale of the whole scene; each layer's scale flags decide what it does.")
+            .add_property("layers", &layers,
+                          "layers: SceneLayerProxy\n\n"
+                          "The layers by position in z order or by id.")
             .add_property("batching", &Scene::is_batching, &Scene::set_batching,
-                          "batching: bool -- gather consecutive sprites of one texture and layer matrix into "
-                          "one draw call (default True); the picture is the same either way")
+                          "batching: bool\n\n"
+                          "Gather consecutive sprites of one texture and layer matrix into one draw call\n"
+                          "(default True); the picture is the same either way.")
             // Listeners, objects by id, single layers and redirections for scripts.
-            .def("add_listener", &add_listener, bp::arg("listener"))
-            .def("remove_listener", &remove_listener, bp::arg("listener"))
-            .def("get_object", &object_by_id, bp::arg("id"))
-            .def("render_layer", &render_layer, bp::arg("id"))
-            .def("register_framebuffer", &register_framebuffer, (bp::arg("object"), bp::arg("framebuffer")))
-            .def("add_object", &add_object, (bp::arg("object"), bp::arg("layer_id")))
-            .def("remove_object", &remove_object, bp::arg("object"))
-            .def("get_layer_transform", &layer_transform, (bp::arg("flags_or_layer_id"), bp::arg("position")));
+            .def("add_listener", &add_listener, bp::arg("listener"),
+                 "add_listener(listener: SceneListener) -> None\n\n"
+                 "Adds a listener (a SceneListener or any object with some of its hooks), kept\n"
+                 "alive until removed.")
+            .def("remove_listener", &remove_listener, bp::arg("listener"),
+                 "remove_listener(listener: SceneListener) -> None")
+            .def("get_object", &object_by_id, bp::arg("id"),
+                 "get_object(id: str) -> SceneObject | None\n\n"
+                 "The object with that id in any layer, or None.")
+            .def("render_layer", &render_layer, bp::arg("id"),
+                 "render_layer(id: str) -> None\n\n"
+                 "Draws one layer (a layer that is not common, such as a HUD).")
+            .def("register_framebuffer", &register_framebuffer, (bp::arg("object"), bp::arg("framebuffer")),
+                 "register_framebuffer(object: SceneObject, framebuffer: Framebuffer) -> None\n\n"
+                 "Everything drawn before object in the frame goes into framebuffer.")
+            .def("add_object", &add_object, (bp::arg("object"), bp::arg("layer_id")),
+                 "add_object(object: SceneObject, layer_id: str) -> bool\n\n"
+                 "Puts object into that layer; False for an unknown layer.")
+            .def("remove_object", &remove_object, bp::arg("object"),
+                 "remove_object(object: SceneObject) -> bool\n\n"
+                 "Takes object out of its layer; False when it was in none.")
+            .def("get_layer_transform", &layer_transform, (bp::arg("flags_or_layer_id"), bp::arg("position")),
+                 "get_layer_transform(flags_or_layer_id: int | str, position: VectorLike) -> Matrix\n\n"
+                 "The matrix the scene scale gives an object at position under those scale flags\n"
+                 "or that layer's.");
 
     // Inside the class's scope: libgraphics.Scene.ScaleFlag.
-    bp::enum_<Scene::ScaleFlag>("ScaleFlag")
+    bp::enum_<Scene::ScaleFlag>("ScaleFlag",
+                                "ScaleFlag\n\n"
+                                "How the scene scale sizes and moves a layer's objects: TRANSLATE,\n"
+                                "TRANSLATE_UNIFORM, SCALE_MIN and SCALE_MAX, combined with |.")
         .value("TRANSLATE", Scene::TRANSLATE)
         .value("TRANSLATE_UNIFORM", Scene::TRANSLATE_UNIFORM)
         .value("SCALE_MIN", Scene::SCALE_MIN)

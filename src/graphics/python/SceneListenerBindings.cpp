@@ -35,7 +35,13 @@ private:
 }  // namespace
 
 void define_scene_listener() {
-    bp::object cls = bp::class_<SceneListener, SceneListenerWrapper, boost::noncopyable>("SceneListener", bp::init<>());
+    bp::object cls = bp::class_<SceneListener, SceneListenerWrapper, boost::noncopyable>(
+        "SceneListener",
+        "SceneListener()\n\n"
+        "Hears every phase of a scene's frame: subclasses define any of OnPreUpdate(dt),\n"
+        "OnPostUpdate(dt), OnPreRender(), OnPostRender(), OnPreLayerRender(layer_id) and\n"
+        "OnPostLayerRender(layer_id), and are added with Scene.add_listener.",
+        bp::init<>());
     register_with_factory(cls, "SceneListener");
 }
 

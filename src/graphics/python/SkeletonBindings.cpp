@@ -58,23 +58,38 @@ bp::object clone(const Skeleton& s) {
 
 void define_skeleton() {
     bp::object proxy =
-        bp::class_<SkeletonJointProxy>("SkeletonJointProxy", bp::no_init)
+        bp::class_<SkeletonJointProxy>("SkeletonJointProxy",
+                                       "SkeletonJointProxy\n\n"
+                                       "The joints of a Skeleton, by index (negative from the end) or by name.",
+                                       bp::no_init)
             .def("__getitem__", &SkeletonJointProxy::get_item,
+                 "__getitem__(key: int | str, /) -> Transform\n\n"
                  "joints[key] -> Transform: by index (negative from the end) or by name; IndexError otherwise.")
-            .def("__len__", &SkeletonJointProxy::len)
-            .def("__contains__", &SkeletonJointProxy::contains);
+            .def("__len__", &SkeletonJointProxy::len, "__len__() -> int")
+            .def("__contains__", &SkeletonJointProxy::contains, "__contains__(key: object, /) -> bool");
     register_with_factory(proxy, "SkeletonJointProxy");
 
-    bp::object cls =
-        bp::class_<Skeleton, ObjectWrapper<Skeleton>, boost::noncopyable>("Skeleton", bp::init<>())
-            .add_property("joints", &joints, "The joints, by index or by name (a SkeletonJointProxy).")
-            // For scripts that build or copy skeletons themselves.
-            .def("add_joint", &add_joint, bp::arg("name") = std::string(),
-                 "add_joint(name='') -> Transform or None: a new last joint; None when the name is taken.")
-            .def("generate_bind_transforms", &Skeleton::generate_bind_transforms,
-                 "generate_bind_transforms(): the current pose becomes the bind pose, joint 0 first.")
-            .def("clone", &clone, "clone() -> Skeleton: new joints at their bind rotations, same names and hierarchy.")
-            .add_property("joint_names", &joint_names, "{name: index} of the named joints.");
+    bp::object cls = bp::class_<Skeleton, ObjectWrapper<Skeleton>, boost::noncopyable>(
+                         "Skeleton",
+                         "Skeleton()\n\n"
+                         "A hierarchy of joints (Transforms) that an actor's meshes are skinned to.",
+                         bp::init<>())
+                         .add_property("joints", &joints,
+                                       "joints: SkeletonJointProxy\n\n"
+                                       "The joints, by index or by name (a SkeletonJointProxy).")
+                         // For scripts that build or copy skeletons themselves.
+                         .def("add_joint", &add_joint, bp::arg("name") = std::string(),
+                              "add_joint(name: str = '') -> Transform | None\n\n"
+                              "A new last joint; None when the name is taken.")
+                         .def("generate_bind_transforms", &Skeleton::generate_bind_transforms,
+                              "generate_bind_transforms() -> None\n\n"
+                              "The current pose becomes the bind pose, joint 0 first.")
+                         .def("clone", &clone,
+                              "clone() -> Skeleton\n\n"
+                              "New joints at their bind rotations, same names and hierarchy.")
+                         .add_property("joint_names", &joint_names,
+                                       "joint_names: dict[str, int]\n\n"
+                                       "{name: index} of the named joints.");
     register_with_factory(cls, "Skeleton");
 }
 

@@ -17,9 +17,12 @@ std::size_t glyph_count(const Text& t) { return t.get_font() ? t.get_font()->get
 
 std::string align(const Text& t) {
     switch (t.get_align()) {
-        case Text::Align::Centre: return "centre";
-        case Text::Align::Right: return "right";
-        default: return "left";
+        case Text::Align::Centre:
+            return "centre";
+        case Text::Align::Right:
+            return "right";
+        default:
+            return "left";
     }
 }
 
@@ -35,7 +38,8 @@ void set_align(Text& t, const std::string& value) {
 }
 
 void set_size(Text& t, int size) {
-    if (size < 1) raise(PyExc_ValueError, "Text.size: expected a size of at least 1 pixel, got " + std::to_string(size) + ".");
+    if (size < 1)
+        raise(PyExc_ValueError, "Text.size: expected a size of at least 1 pixel, got " + std::to_string(size) + ".");
     t.set_pixel_size(size);
 }
 
@@ -56,21 +60,33 @@ void define_text() {
                 (bp::arg("text") = std::string(), bp::arg("font") = std::string(), bp::arg("size") = 16)))
             .add_property("text",
                           bp::make_function(&Text::get_string, bp::return_value_policy<bp::copy_const_reference>()),
-                          &Text::set_string, "text: str\n\nThe string drawn; '\\n' starts a new line.")
+                          &Text::set_string,
+                          "text: str\n\n"
+                          "The string drawn; '\\n' starts a new line.")
             .add_property("font",
                           bp::make_function(&Text::get_font_path, bp::return_value_policy<bp::copy_const_reference>()),
-                          &Text::set_font_path, "font: str\n\nThe font file's path ('' for DejaVu Sans).")
-            .add_property("size", &Text::get_pixel_size, &set_size, "size: int\n\nThe font's size in pixels.")
-            .add_property("colour", &colour, &set_colour, "colour: Colour\n\nThe colour of the glyphs.")
+                          &Text::set_font_path,
+                          "font: str\n\n"
+                          "The font file's path ('' for DejaVu Sans).")
+            .add_property("size", &Text::get_pixel_size, &set_size,
+                          "size: int\n\n"
+                          "The font's size in pixels.")
+            .add_property("colour", &colour, &set_colour,
+                          "colour: Colour\n\n"
+                          "The colour of the glyphs.")
             .add_property("align", &align, &set_align,
-                          "align: str\n\n'left' (lines start at the position), 'centre' (centred on it) or\n"
+                          "align: str\n\n"
+                          "'left' (lines start at the position), 'centre' (centred on it) or\n"
                           "'right' (lines end there).")
             .add_property("line_spacing", &Text::get_line_spacing, &Text::set_line_spacing,
-                          "line_spacing: float\n\nDistance between lines, in line heights (1.0).")
+                          "line_spacing: float\n\n"
+                          "Distance between lines, in line heights (1.0).")
             .add_property("dimensions", &dimensions,
-                          "dimensions: Vector\n\nThe laid-out size in pixels: the widest line by the lines' height.")
+                          "dimensions: Vector\n\n"
+                          "The laid-out size in pixels: the widest line by the lines' height.")
             .add_property("glyph_count", &glyph_count,
-                          "glyph_count: int\n\nHow many glyphs the font's atlas has rasterised (each once).");
+                          "glyph_count: int\n\n"
+                          "How many glyphs the font's atlas has rasterised (each once).");
     register_with_factory(cls, "Text");
 }
 

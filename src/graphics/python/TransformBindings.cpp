@@ -48,26 +48,54 @@ void detach(Transform& t, Transform* child) { t.detach(&require(child, "The chil
 
 void define_transform() {
     bp::object cls =
-        bp::class_<Transform, ObjectWrapper<Transform>, boost::noncopyable>("Transform", bp::init<>())
-            .add_property("position", &position, &Transform::set_position)
-            .add_property("scale", &scale, overloaded(&set_scale, &set_uniform_scale))
-            .add_property("rotation", &Transform::get_local_rotation, &Transform::set_rotation)
-            .add_property("transform", &local_transform)
-            .add_property("world_position", &world_position)
-            .add_property("world_transform", &world_transform)
-            .add_property("world_rotation", &Transform::get_world_rotation)
-            .add_property("parent", &parent)
-            .def("attach", &attach, bp::arg("child"))
-            .def("detach", &detach, bp::arg("child"))
+        bp::class_<Transform, ObjectWrapper<Transform>, boost::noncopyable>(
+            "Transform",
+            "Transform()\n\n"
+            "A position, scale and rotation in a hierarchy of transforms: a child's world\n"
+            "transform is its parent's world transform times its own.",
+            bp::init<>())
+            .add_property("position", &position, &Transform::set_position,
+                          "position: Vector\n\n"
+                          "Position in the parent's space.")
+            .add_property("scale", &scale,
+                          overloaded("scale(value: VectorLike | float) -> None", &set_scale, &set_uniform_scale),
+                          "scale: Vector\n\n"
+                          "Scale on each axis; a number sets both.")
+            .add_property("rotation", &Transform::get_local_rotation, &Transform::set_rotation,
+                          "rotation: float\n\n"
+                          "Rotation in radians, relative to the parent, within the rotation constraint.")
+            .add_property("transform", &local_transform,
+                          "transform: Matrix\n\n"
+                          "The transform in the parent's space.")
+            .add_property("world_position", &world_position, "world_position: Vector")
+            .add_property("world_transform", &world_transform,
+                          "world_transform: Matrix\n\n"
+                          "The transform in world space: the parent's world transform times this one.")
+            .add_property("world_rotation", &Transform::get_world_rotation, "world_rotation: float")
+            .add_property("parent", &parent,
+                          "parent: Transform | None\n\n"
+                          "The transform this one is attached to.")
+            .def("attach", &attach, bp::arg("child"),
+                 "attach(child: Transform) -> None\n\n"
+                 "Makes child a child of this transform; ValueError for itself or an ancestor.")
+            .def("detach", &detach, bp::arg("child"), "detach(child: Transform) -> None")
             // For scripts that pose hierarchies themselves.
-            .add_property("children", &children)
-            .def("set_rotation_constraint", &Transform::set_rotation_constraint, (bp::arg("min"), bp::arg("max")))
-            .add_property("min_rotation", &Transform::get_min_rotation)
-            .add_property("max_rotation", &Transform::get_max_rotation)
-            .add_property("bind_rotation", &Transform::get_bind_rotation, &Transform::set_bind_rotation)
-            .def("generate_bind_transform", &Transform::generate_bind_transform)
-            .add_property("bind_transform", &bind_transform)
-            .def("load_into_opengl", &Transform::load_into_opengl);
+            .add_property("children", &children, "children: list[Transform]")
+            .def("set_rotation_constraint", &Transform::set_rotation_constraint, (bp::arg("min"), bp::arg("max")),
+                 "set_rotation_constraint(min: float, max: float) -> None\n\n"
+                 "Limits the rotation to [min, max] radians, from the next rotation set.")
+            .add_property("min_rotation", &Transform::get_min_rotation, "min_rotation: float")
+            .add_property("max_rotation", &Transform::get_max_rotation, "max_rotation: float")
+            .add_property("bind_rotation", &Transform::get_bind_rotation, &Transform::set_bind_rotation,
+                          "bind_rotation: float\n\n"
+                          "The rotation of the bind pose; call generate_bind_transform() after changing it.")
+            .def("generate_bind_transform", &Transform::generate_bind_transform,
+                 "generate_bind_transform() -> None\n\n"
+                 "Rebuilds the inverse bind matrix from the parent's, which must be generated first.")
+            .add_property("bind_transform", &bind_transform, "bind_transform: Matrix")
+            .def("load_into_opengl", &Transform::load_into_opengl,
+                 "load_into_opengl() -> None\n\n"
+                 "Multiplies the current OpenGL matrix by the world transform (for OnRender).");
     register_with_factory(cls, "Transform");
 }
 

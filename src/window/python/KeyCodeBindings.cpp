@@ -5,7 +5,10 @@
 namespace engine::window::python {
 
 void define_key_code() {
-    bp::enum_<key::KeyCode>("key")
+    bp::enum_<key::KeyCode>("key",
+                            "key\n\n"
+                            "The key codes of the keyboard, for WindowListener.on_key and Window.is_key_down:\n"
+                            "letters A to Z, NUM_0 to NUM_9, F1 to F12, the keypad (KP_...), arrows and modifiers.")
         .value("UNKNOWN", key::UNKNOWN)
         .value("BACKSPACE", key::BACKSPACE)
         .value("TAB", key::TAB)

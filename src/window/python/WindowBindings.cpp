@@ -93,8 +93,8 @@ public:
         PyDict_DelItemString(fields_.ptr(), name);
         bp::extract<T> get(value);
         if (!get.check() || (std::is_same_v<T, bool> && !PyBool_Check(value.ptr())))
-            raise(PyExc_TypeError, prefix() + name + " must be " + expected + ", not " +
-                                       Py_TYPE(value.ptr())->tp_name + ".");
+            raise(PyExc_TypeError,
+                  prefix() + name + " must be " + expected + ", not " + Py_TYPE(value.ptr())->tp_name + ".");
         return get();
     }
     // Whether a field is absent or None (it stays to be taken).
@@ -124,8 +124,9 @@ private:
 // window.post_event(kind, **fields): see the docstring below.
 bp::object post_event(bp::tuple args, bp::dict kwargs) {
     if (bp::len(args) != 2)
-        raise(PyExc_TypeError, "Window.post_event() takes the kind of event and keyword arguments, e.g. "
-                               "post_event('key', key=libwindow.key.SPACE, pressed=True).");
+        raise(PyExc_TypeError,
+              "Window.post_event() takes the kind of event and keyword arguments, e.g. "
+              "post_event('key', key=libwindow.key.SPACE, pressed=True).");
     Window& window = bp::extract<Window&>(args[0])();
     bp::extract<std::string> get_kind(args[1]);
     if (!get_kind.check() || !PyUnicode_Check(bp::object(args[1]).ptr()))
@@ -152,7 +153,8 @@ bp::object post_event(bp::tuple args, bp::dict kwargs) {
         const bool positioned = !fields.take_object_is_none("position");
         const auto position = fields.take<core::Vector<int>>("position", "a pair of ints", &nowhere);
         fields.finish("button, pressed, position");
-        if (button < 1 || button > 32) raise(PyExc_ValueError, "Window.post_event('mouse_button'): button must be 1 to 32.");
+        if (button < 1 || button > 32)
+            raise(PyExc_ValueError, "Window.post_event('mouse_button'): button must be 1 to 32.");
         WindowEvent event = WindowEvent::mouse_button_event(button, pressed, position);
         event.positioned = positioned;  // without one, where the pointer is when handled
         window.post_event(event);
@@ -167,7 +169,8 @@ bp::object post_event(bp::tuple args, bp::dict kwargs) {
     } else if (kind == "resize") {
         const auto size = fields.take<core::Vector<int>>("size", "a pair of ints");
         fields.finish("size");
-        if (size.x < 1 || size.y < 1) raise(PyExc_ValueError, "Window.post_event('resize'): size must be at least 1x1.");
+        if (size.x < 1 || size.y < 1)
+            raise(PyExc_ValueError, "Window.post_event('resize'): size must be at least 1x1.");
         window.post_event(WindowEvent::resize_event(size));
     } else if (kind == "close") {
         fields.finish("no keywords");
@@ -185,7 +188,7 @@ bp::object post_event(bp::tuple args, bp::dict kwargs) {
 }
 
 const char* const post_event_doc =
-    "post_event(kind, **fields) -> None\n\n"
+    "post_event(kind: str, /, **fields: Any) -> None\n\n"
     "Queue an event as if the operating system had sent it. The next process_events()\n"
     "handles it like a real one: listeners hear it and the input state follows.\n\n"
     "  post_event('key', key=libwindow.key.SPACE, pressed=True, repeat=False)\n"
@@ -203,24 +206,50 @@ const char* const post_event_doc =
 
 void define_window() {
     bp::class_<Window, ScriptWindow, boost::noncopyable>(
-        "Window", bp::init<int, int, std::string, bool, bool>((bp::arg("width") = 800, bp::arg("height") = 600,
-                                                               bp::arg("title") = "", bp::arg("fullscreen") = false,
-                                                               bp::arg("vsync") = false)))
-        .def("add_listener", &add_listener, bp::arg("listener"))
+        "Window",
+        "Window(width: int = 800, height: int = 600, title: str = '', "
+        "fullscreen: bool = False, vsync: bool = False)\n\n"
+        "A window with an OpenGL compatibility context. process_events() handles its events\n"
+        "(False once it is closed), swap_buffers() shows what was drawn; listeners added\n"
+        "with add_listener hear its events.",
+        bp::init<int, int, std::string, bool, bool>((bp::arg("width") = 800, bp::arg("height") = 600,
+                                                     bp::arg("title") = "", bp::arg("fullscreen") = false,
+                                                     bp::arg("vsync") = false)))
+        .def("add_listener", &add_listener, bp::arg("listener"),
+             "add_listener(listener: WindowListener) -> bool\n\n"
+             "Adds a listener to every window, keeping it alive; False when it was added already.")
         .staticmethod("add_listener")
-        .def("remove_listener", &remove_listener, bp::arg("listener"))
+        .def("remove_listener", &remove_listener, bp::arg("listener"),
+             "remove_listener(listener: WindowListener) -> bool\n\n"
+             "Removes a listener; False when it was not added.")
         .staticmethod("remove_listener")
-        .add_property("video_mode", &video_mode)
-        .add_property("is_open", &Window::is_open)
+        .add_property("video_mode", &video_mode,
+                      "video_mode: VideoMode\n\n"
+                      "The window's size and whether it is fullscreen.")
+        .add_property("is_open", &Window::is_open,
+                      "is_open: bool\n\n"
+                      "False once the window is closed.")
         .def("set_video_mode", &Window::set_video_mode,
-             (bp::arg("width"), bp::arg("height"), bp::arg("fullscreen") = false))
-        .def("process_events", &Window::process_events)
-        .def("swap_buffers", &Window::swap_buffers)
-        .def("close", &Window::close)
-        .def("read_pixels", &read_pixels)
-        .def("save_screenshot", &save_screenshot, bp::arg("path"))
+             (bp::arg("width"), bp::arg("height"), bp::arg("fullscreen") = false),
+             "set_video_mode(width: int, height: int, fullscreen: bool = False) -> None\n\n"
+             "Re-creates the context at that size; engine objects come back by themselves and\n"
+             "listeners hear on_destroy, on_create and on_resize.")
+        .def("process_events", &Window::process_events,
+             "process_events() -> bool\n\n"
+             "Handles the events that arrived (and posted ones); False once the window is closed.")
+        .def("swap_buffers", &Window::swap_buffers,
+             "swap_buffers() -> None\n\n"
+             "Shows what was drawn.")
+        .def("close", &Window::close, "close() -> None")
+        .def("read_pixels", &read_pixels,
+             "read_pixels() -> tuple[int, int, bytes]\n\n"
+             "(width, height, RGBA bytes, top row first) of what was drawn; call it before\n"
+             "swap_buffers().")
+        .def("save_screenshot", &save_screenshot, bp::arg("path"),
+             "save_screenshot(path: str | bytes | PathLike[str]) -> bool\n\n"
+             "Writes what was drawn to a PNG file; whether it could.")
         .def("is_key_down", &Window::is_key_down, bp::arg("key"),
-             "is_key_down(key: libwindow.key) -> bool\n\n"
+             "is_key_down(key: key) -> bool\n\n"
              "Whether the key is held down, after the events handled so far (real or posted).")
         .add_property("mouse_position", &mouse_position,
                       "mouse_position: IntVector\n\n"
@@ -228,9 +257,7 @@ void define_window() {
         .add_property("mouse_buttons", &mouse_buttons,
                       "mouse_buttons: frozenset[int]\n\n"
                       "The mouse buttons held down (1 left, 2 middle, 3 right, ...).")
-        .def("post_event", bp::raw_function(&post_event, 2));
-    bp::object cls = bp::scope().attr("Window");
-    bp::setattr(cls.attr("post_event"), "__doc__", bp::str(post_event_doc));
+        .def("post_event", bp::raw_function(&post_event, 2), post_event_doc);
 }
 
 }  // namespace engine::window::python

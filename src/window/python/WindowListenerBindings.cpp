@@ -105,17 +105,42 @@ void base_on_text(WindowListener& l, Window* w, bp::object) { l.WindowListener::
 }  // namespace
 
 void define_window_listener() {
-    bp::class_<WindowListener, ListenerWrapper, boost::noncopyable>("WindowListener", bp::init<>())
-        .def("on_create", &base_on_create, bp::arg("window"))
-        .def("on_destroy", &base_on_destroy, bp::arg("window"))
-        .def("on_activate", &base_on_activate, (bp::arg("window"), bp::arg("active")))
-        .def("on_close", &base_on_close, bp::arg("window"))
-        .def("on_resize", &base_on_resize, (bp::arg("window"), bp::arg("size")))
-        .def("on_key", &base_on_key, (bp::arg("window"), bp::arg("key"), bp::arg("pressed"), bp::arg("repeat")))
-        .def("on_mouse_button", &base_on_mouse_button, (bp::arg("window"), bp::arg("button"), bp::arg("pressed")))
-        .def("on_mouse_move", &base_on_mouse_move, (bp::arg("window"), bp::arg("position")))
-        .def("on_mouse_wheel", &base_on_mouse_wheel, (bp::arg("window"), bp::arg("delta")))
-        .def("on_text", &base_on_text, (bp::arg("window"), bp::arg("character")));
+    bp::class_<WindowListener, ListenerWrapper, boost::noncopyable>(
+        "WindowListener",
+        "WindowListener()\n\n"
+        "Hears the windows' events: subclass it, override the on_... methods needed and\n"
+        "add an instance with Window.add_listener (listeners are process-wide).",
+        bp::init<>())
+        .def("on_create", &base_on_create, bp::arg("window"),
+             "on_create(window: Window) -> None\n\n"
+             "The window's context was created (again, after a video mode change).")
+        .def("on_destroy", &base_on_destroy, bp::arg("window"),
+             "on_destroy(window: Window) -> None\n\n"
+             "The window's context is about to go.")
+        .def("on_activate", &base_on_activate, (bp::arg("window"), bp::arg("active")),
+             "on_activate(window: Window, active: bool) -> None\n\n"
+             "The window gained or lost the focus.")
+        .def("on_close", &base_on_close, bp::arg("window"),
+             "on_close(window: Window) -> None\n\n"
+             "The user asked to close the window.")
+        .def("on_resize", &base_on_resize, (bp::arg("window"), bp::arg("size")),
+             "on_resize(window: Window, size: IntVectorLike) -> None\n\n"
+             "The window's size changed.")
+        .def("on_key", &base_on_key, (bp::arg("window"), bp::arg("key"), bp::arg("pressed"), bp::arg("repeat")),
+             "on_key(window: Window, key: key, pressed: bool, repeat: bool) -> None\n\n"
+             "A key went down or up; repeat when held down.")
+        .def("on_mouse_button", &base_on_mouse_button, (bp::arg("window"), bp::arg("button"), bp::arg("pressed")),
+             "on_mouse_button(window: Window, button: int, pressed: bool) -> None\n\n"
+             "A mouse button (1 left, 2 middle, 3 right, ...) went down or up.")
+        .def("on_mouse_move", &base_on_mouse_move, (bp::arg("window"), bp::arg("position")),
+             "on_mouse_move(window: Window, position: IntVectorLike) -> None\n\n"
+             "The pointer moved, in pixels from the top left.")
+        .def("on_mouse_wheel", &base_on_mouse_wheel, (bp::arg("window"), bp::arg("delta")),
+             "on_mouse_wheel(window: Window, delta: int) -> None\n\n"
+             "The wheel turned; positive away from the user.")
+        .def("on_text", &base_on_text, (bp::arg("window"), bp::arg("character")),
+             "on_text(window: Window, character: str) -> None\n\n"
+             "One character of text input.");
 }
 
 }  // namespace engine::window::python

@@ -519,8 +519,8 @@ def _seal_value_copies(module):
 }  // namespace
 
 void define_value_copies() {
-    bp::def("_returned_value", &returned_value);
-    bp::def("_copy_getter", &make_copy_getter);
+    bp::def("_returned_value", &returned_value, "_returned_value(accessor: object) -> str");
+    bp::def("_copy_getter", &make_copy_getter, "_copy_getter(getter: object, copies: tuple[type, ...]) -> object");
     bp::object scope = bp::scope();
     bp::exec(seal_source, scope.attr("__dict__"), scope.attr("__dict__"));
 }

@@ -14,6 +14,14 @@ namespace engine::core::python {
 
 namespace bp = boost::python;
 
+/// Held by each module's entry while it defines the module's members: help() and the
+/// stub generator (scripts/make-stubs) see only the docstrings written at the
+/// definitions, whose first line is a Python signature, never Boost.Python's generated
+/// C++ signatures.
+struct ScriptDocstrings : bp::docstring_options {
+    ScriptDocstrings() : bp::docstring_options(true, false, false) {}
+};
+
 /// The script object of a native object (the same Python object every time), or None.
 inline bp::object to_python(const Object* object) { return object ? object->get_pyobject() : bp::object(); }
 
@@ -46,11 +54,15 @@ T& require(T* pointer, const char* what) {
 
 /// One script function over several native ones, tried in turn: the first whose
 /// parameters accept the arguments runs (a scale setter taking a Vector or one number).
+/// `doc` is its docstring; a property setter's, "scale(value: VectorLike | float) -> None",
+/// tells the stubs what the property accepts.
 template <class... Functions>
-bp::object overloaded(Functions... functions) {
+bp::object overloaded(const char* doc, Functions... functions) {
     bp::object scope(bp::handle<>(PyModule_New("overloads")));
     (bp::objects::function::add_to_namespace(scope, "f", bp::make_function(functions)), ...);
-    return scope.attr("f");
+    bp::object function = scope.attr("f");
+    bp::setattr(function, "__doc__", bp::str(doc));
+    return function;
 }
 
 /// The last step of a class's definition when data files or the module create it by
