@@ -81,6 +81,8 @@ public:
     b2Body* create_body(const DynamicsRigidBody& rigid_body);
     /// The rig name a body of this controller was made with, or null for other bodies.
     static const std::string* get_body_name(const b2Body* body);
+    /// Whether the rig body `name` is the first or second body of `joint`.
+    static bool joins(b2Joint* joint, const std::string& name);
 
     /// Not owned. Flags the collision body for rebuilding on the next update (also when
     /// `actor` is the one already set, so setting it again picks up its new pose).

@@ -157,13 +157,15 @@ b2Body* ActorControllerDynamics::get_body(const std::string& name) const {
 
 b2Joint* ActorControllerDynamics::get_joint(b2JointType type, const std::string& name) const {
     if (!world_) return nullptr;
-    for (b2Joint* joint = world_->GetJointList(); joint; joint = joint->GetNext()) {
-        if (joint->GetType() != type) continue;
-        const std::string* a = get_body_name(joint->GetBodyA());
-        const std::string* b = get_body_name(joint->GetBodyB());
-        if ((a && *a == name) || (b && *b == name)) return joint;
-    }
+    for (b2Joint* joint = world_->GetJointList(); joint; joint = joint->GetNext())
+        if (joint->GetType() == type && joins(joint, name)) return joint;
     return nullptr;
+}
+
+bool ActorControllerDynamics::joins(b2Joint* joint, const std::string& name) {
+    const std::string* a = get_body_name(joint->GetBodyA());
+    const std::string* b = get_body_name(joint->GetBodyB());
+    return (a && *a == name) || (b && *b == name);
 }
 
 Transform* ActorControllerDynamics::find_joint(const std::string& name) const {

@@ -108,12 +108,9 @@ bp::list hinges(const ActorControllerDynamics& c) {
 float hinge_angle(const ActorControllerDynamics& c, const std::string& name) {
     const b2RevoluteJoint* found = nullptr;
     if (c.get_system())
-        for (b2Joint* joint = c.get_system()->GetJointList(); joint; joint = joint->GetNext()) {
-            if (joint->GetType() != e_revoluteJoint) continue;
-            const std::string* a = ActorControllerDynamics::get_body_name(joint->GetBodyA());
-            const std::string* b = ActorControllerDynamics::get_body_name(joint->GetBodyB());
-            if ((a && *a == name) || (b && *b == name)) found = static_cast<const b2RevoluteJoint*>(joint);
-        }
+        for (b2Joint* joint = c.get_system()->GetJointList(); joint; joint = joint->GetNext())
+            if (joint->GetType() == e_revoluteJoint && ActorControllerDynamics::joins(joint, name))
+                found = static_cast<const b2RevoluteJoint*>(joint);
     if (!found) raise(PyExc_KeyError, "ActorControllerDynamics.hinge_angle: no hinge joins body '" + name + "'.");
     return found->GetJointAngle();
 }
