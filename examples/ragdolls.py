@@ -79,6 +79,9 @@ def ragdoll(position, layer, floor_position, scale=1.5, period=4.0):
     actor.z = 1
     controller = Ragdoll(period)
     actor.controller = controller
+    # The sleeper lies where it stands in the layer, not at the ragdoll's place: its
+    # spine is brought over through both actors' world transforms.
+    controller.collision_space = "world"
     controller.collision_actor = sleeper
     return actor, sleeper, controller
 

@@ -53,6 +53,7 @@ def build(scene, count):
         actor.layer = "world"
         controller = ActorControllerDynamics()
         actor.controller = controller
+        controller.collision_space = "world"  # the sleeper lies where it stands in the layer
         controller.collision_actor = sleeper
         actors.append(actor)
         controllers.append(controller)

@@ -717,16 +717,43 @@ def same_quad(actual, expected, tolerance=1e-3):
     return len(actual) == 4 and all(any(close(e, a, tolerance) for a in actual) for e in expected)
 
 
-def spine_in(controlled, collision):
-    """The collision actor's spine joints head, collar, thoracic, lumbar in the
-    controlled actor's space, the two ends extended by twice their neighbouring segment."""
-    to_own = controlled.world_transform.inverse()
-    points = [xy(collision.skeleton.joints[name].world_position * collision.world_transform * to_own)
-              for name in ("head", "collar", "thoracic", "lumbar")]
+def extended(points):
+    """The spine joints head, collar, thoracic, lumbar with the two ends extended by
+    twice their neighbouring segment."""
     head, collar, thoracic, lumbar = points
     head = (head[0] + 2 * (head[0] - collar[0]), head[1] + 2 * (head[1] - collar[1]))
     lumbar = (lumbar[0] + 2 * (lumbar[0] - thoracic[0]), lumbar[1] + 2 * (lumbar[1] - thoracic[1]))
     return [head, collar, thoracic, lumbar]
+
+
+SPINE = ("head", "collar", "thoracic", "lumbar")
+
+
+def spine_as_it_stands(collision):
+    """The collision actor's spine as its skeleton has it (the default collision space)."""
+    return extended([xy(collision.skeleton.joints[name].world_position) for name in SPINE])
+
+
+def spine_in(controlled, collision):
+    """The collision actor's spine brought into the controlled actor's space through both
+    world transforms (collision_space "world")."""
+    to_own = controlled.world_transform.inverse()
+    return extended([xy(collision.skeleton.joints[name].world_position * collision.world_transform * to_own)
+                     for name in SPINE])
+
+
+def placed_apart(actor):
+    """A sleeper standing elsewhere, turned and scaled, with a bent spine, and the
+    controlled actor moved, turned and scaled too."""
+    actor.position = (300, 200)
+    actor.rotation = 0.3
+    actor.scale = (2, 2)
+    s = sleeper()
+    s.position = (350, 260)
+    s.rotation = math.pi / 2
+    s.scale = (1, 2)
+    s.skeleton.joints["thoracic"].rotation = 0.2
+    return s
 
 
 def test_collision_polygons_are_three_bars_along_the_sleeper_spine(graphics_log):
@@ -744,16 +771,25 @@ def test_collision_polygons_are_three_bars_along_the_sleeper_spine(graphics_log)
     assert warnings(graphics_log) == []
 
 
-def test_collision_polygons_are_brought_into_the_controlled_actor_space():
+def test_collision_polygons_take_the_spine_as_its_skeleton_has_it_by_default():
     actor, c = puppet()
-    actor.position = (300, 200)
-    actor.rotation = 0.3
-    actor.scale = (2, 2)
-    s = sleeper()
-    s.position = (350, 260)
-    s.rotation = math.pi / 2
-    s.scale = (1, 2)
-    s.skeleton.joints["thoracic"].rotation = 0.2
+    s = placed_apart(actor)
+    assert c.collision_space == "skeleton"
+    c.collision_actor = s
+    c.update(0.001)
+    spine = spine_as_it_stands(s)
+    width = 24 * 1.5  # the collision actor's mean scale; the controlled actor's is left out
+    polygons = c.collision_polygons
+    assert len(polygons) == 3
+    for i, actual in enumerate(polygons):
+        assert same_quad(actual, quad(spine[i], spine[i + 1], width)), (i, actual)
+
+
+def test_world_collision_space_brings_the_spine_through_both_world_transforms():
+    actor, c = puppet()
+    s = placed_apart(actor)
+    c.collision_space = "world"
+    assert c.collision_space == "world"
     c.collision_actor = s
     c.update(0.001)
     spine = spine_in(actor, s)
@@ -762,6 +798,32 @@ def test_collision_polygons_are_brought_into_the_controlled_actor_space():
     assert len(polygons) == 3
     for i, actual in enumerate(polygons):
         assert same_quad(actual, quad(spine[i], spine[i + 1], width)), (i, actual)
+
+
+def test_setting_the_collision_space_rebuilds_the_body_on_the_next_update():
+    actor, c = puppet()
+    s = sleeper()
+    s.position = (40, 0)
+    c.collision_actor = s
+    c.update(0.001)
+    as_it_stands = [[xy(v) for v in p] for p in c.collision_polygons]
+    c.collision_space = "world"
+    assert [[xy(v) for v in p] for p in c.collision_polygons] == as_it_stands  # not before the update
+    c.update(0.001)
+    moved = [[xy(v) for v in p] for p in c.collision_polygons]
+    assert all(close(m, (f[0] + 40, f[1]), 1e-4) for mp, fp in zip(moved, as_it_stands) for m, f in zip(mp, fp))
+    c.collision_space = "skeleton"
+    c.update(0.001)
+    assert [[xy(v) for v in p] for p in c.collision_polygons] == as_it_stands
+
+
+@pytest.mark.parametrize("value, error", [("layer", ValueError), ("", ValueError), (1, TypeError),
+                                          (None, TypeError)])
+def test_collision_space_is_skeleton_or_world(value, error):
+    c = ActorControllerDynamics()
+    with pytest.raises(error, match="collision_space"):
+        c.collision_space = value
+    assert c.collision_space == "skeleton"
 
 
 def test_collision_polygons_are_empty_without_a_collision_actor():
@@ -783,7 +845,7 @@ def test_setting_the_same_collision_actor_again_rebuilds_it_from_its_new_pose():
     c.collision_actor = s
     c.update(0.001)
     first = [[xy(v) for v in p] for p in c.collision_polygons]
-    s.position = (0, 10)
+    s.skeleton.joints["lumbar"].position = (0, 10)  # the whole spine 10 lower
     c.update(0.001)
     assert [[xy(v) for v in p] for p in c.collision_polygons] == first
     c.collision_actor = s
@@ -817,16 +879,23 @@ def test_a_collision_actor_without_a_spine_joint_warns_and_has_no_shape(graphics
     assert c.get_body("pelvis").position.y > 1
 
 
-@pytest.mark.parametrize("place", [
-    dict(position=(1e7, 0)),
-    dict(scale=(math.nan, 1)),
-    dict(scale=(1e6, 1e6)),
-], ids=["far", "scale-nan", "scale-huge"])
-def test_a_collision_spine_out_of_reach_has_no_shape_with_a_warning(graphics_log, place):
+@pytest.mark.parametrize("space, place", [
+    ("skeleton", dict(lumbar=(1e7, 0))),
+    ("skeleton", dict(scale=(math.nan, 1))),
+    ("skeleton", dict(scale=(1e6, 1e6))),
+    ("world", dict(position=(1e7, 0))),
+    ("world", dict(scale=(math.nan, 1))),
+    ("world", dict(scale=(1e6, 1e6))),
+], ids=["far", "scale-nan", "scale-huge", "world-far", "world-scale-nan", "world-scale-huge"])
+def test_a_collision_spine_out_of_reach_has_no_shape_with_a_warning(graphics_log, space, place):
     actor, c = puppet()
     s = sleeper()
     for name, value in place.items():
-        setattr(s, name, value)
+        if name == "lumbar":
+            s.skeleton.joints[name].position = value
+        else:
+            setattr(s, name, value)
+    c.collision_space = space
     c.collision_actor = s
     c.update(0.02)
     assert c.collision_polygons == []
@@ -836,16 +905,22 @@ def test_a_collision_spine_out_of_reach_has_no_shape_with_a_warning(graphics_log
     assert all(math.isfinite(v) for n in c.body_names for v in xy(c.get_body(n).position))
 
 
-def test_collision_actors_scaled_to_nothing_give_no_shape():
+def test_collision_actors_scaled_to_nothing_give_no_shape_with_a_warning(graphics_log):
     actor, c = puppet()
     s = sleeper()
     s.scale = (0, 0)
     c.collision_actor = s
     c.update(0.02)
     assert c.collision_polygons == []
+    assert any("collision actor 'sleeper' is scaled to a spine 0 wide" in m for m in warnings(graphics_log))
+    # The controlled actor's own scale is left out of the default placement...
     s.scale = (1, 1)
     actor.scale = (0, 0)
     c.collision_actor = s
+    c.update(0.02)
+    assert len(c.collision_polygons) == 3
+    # ... but not out of the world placement, where nothing maps into a space of no size.
+    c.collision_space = "world"
     c.update(0.02)
     assert c.collision_polygons == []
     for _ in range(10):
@@ -869,14 +944,38 @@ def test_a_destroyed_collision_actor_is_forgotten():
     assert c.steps > steps
 
 
-def test_the_ragdoll_lands_on_the_sleeper_and_stays_above_it():
-    actor, c = puppet()
-    actor.position = (320, 60)
-    actor.scale = (1.5, 1.5)
+def lying_sleeper(lumbar, scale=1.0):
+    """A sleeper whose skeleton lies on its back, head to the right, its lumbar joint at
+    `lumbar` of its skeleton and scaled by `scale` (as is the actor, which widens the
+    collision body): the spine along y = lumbar.y in any actor's space."""
     s = sleeper()
-    s.rotation = -math.pi / 2  # lying on its back, head to the right
-    s.scale = (2, 2)
-    s.position = (275, 189)
+    joint = s.skeleton.joints["lumbar"]
+    joint.position = lumbar
+    joint.rotation = -math.pi / 2
+    joint.scale = scale
+    s.scale = scale
+    return s
+
+
+def lands_and_stays_above(c, top):
+    """Runs ten seconds: no body goes below `top` (less its radius), and the pelvis and
+    both ankles come to rest on it."""
+    for _ in range(600):
+        c.update(0.02)
+        for name in c.body_names:
+            assert c.get_body(name).position.y <= top - 3 + 0.1, name
+    for name in ("pelvis", "ankle", "ankle_back"):
+        assert c.get_body(name).position.y == pytest.approx(top - 3, abs=0.1), name
+    assert abs(c.get_body("pelvis").linear_velocity.y) < 1
+
+
+def test_the_ragdoll_lands_on_a_sleeper_lying_in_its_skeleton():
+    actor, c = puppet()
+    actor.position = (320, 60)   # where the actors stand does not matter
+    actor.scale = (1.5, 1.5)
+    # The skeleton of the world placement test below, seen from the ragdoll's space.
+    s = lying_sleeper((-30, 86), scale=4 / 3)
+    s.position = (100, 400)
     c.collision_actor = s
     c.update(0.001)
     polygons = c.collision_polygons
@@ -884,14 +983,43 @@ def test_the_ragdoll_lands_on_the_sleeper_and_stays_above_it():
     top = min(v.y for p in polygons for v in p)
     left, right = min(v.x for p in polygons for v in p), max(v.x for p in polygons for v in p)
     assert top == pytest.approx(70, abs=1e-3) and left < -100 and right > 100
-    for _ in range(600):
-        c.update(0.02)
-        for name in c.body_names:
-            assert c.get_body(name).position.y <= top - 3 + 0.1, name
-    # At rest on the top: the pelvis and both ankles lie on it.
-    for name in ("pelvis", "ankle", "ankle_back"):
-        assert c.get_body(name).position.y == pytest.approx(top - 3, abs=0.1), name
-    assert abs(c.get_body("pelvis").linear_velocity.y) < 1
+    lands_and_stays_above(c, top)
+
+
+def test_the_ragdoll_lands_on_a_sleeper_placed_in_the_world():
+    actor, c = puppet()
+    actor.position = (320, 60)
+    actor.scale = (1.5, 1.5)
+    s = sleeper()
+    s.rotation = -math.pi / 2  # lying on its back, head to the right
+    s.scale = (2, 2)
+    s.position = (275, 189)
+    c.collision_space = "world"
+    c.collision_actor = s
+    c.update(0.001)
+    polygons = c.collision_polygons
+    assert len(polygons) == 3
+    top = min(v.y for p in polygons for v in p)
+    left, right = min(v.x for p in polygons for v in p), max(v.x for p in polygons for v in p)
+    assert top == pytest.approx(70, abs=1e-3) and left < -100 and right > 100
+    lands_and_stays_above(c, top)
+
+
+def test_the_ragdoll_example_places_its_sleeper_in_the_world():
+    sys.path.insert(0, EXAMPLES)
+    try:
+        import ragdolls
+    finally:
+        sys.path.remove(EXAMPLES)
+    actor, s, c = ragdolls.ragdoll((220, 180), "world", (190, 300))
+    assert c.collision_space == "world"
+    c.update(0.001)
+    # The collision body lies where the sleeper is drawn, brought into the ragdoll's space.
+    spine = spine_in(actor, s)
+    polygons = c.collision_polygons
+    assert len(polygons) == 3
+    for i, actual in enumerate(polygons):
+        assert same_quad(actual, quad(spine[i], spine[i + 1], 24)), (i, actual)
 
 
 def test_the_ragdolls_example_stands_up_again_every_period():
@@ -918,9 +1046,7 @@ def test_the_ragdolls_example_stands_up_again_every_period():
 
 def test_two_identical_actors_stepped_alike_are_bit_identical():
     runs = []
-    s = sleeper()
-    s.rotation = -math.pi / 2
-    s.position = (-30, 86)
+    s = lying_sleeper((-30, 86))
     for _ in range(2):
         actor, c = puppet()
         c.collision_actor = s
@@ -1027,8 +1153,7 @@ def test_the_debug_view_draws_bodies_in_green_and_collision_polygons_in_red(wind
     actor.scale = (2, 2)
     actor.set_colour((0, 0, 0, 0))  # only the debug drawing shows
     s = sleeper()
-    s.position = (320, 240)
-    s.scale = (2, 2)
+    s.position = (100, 100)  # the spine as its skeleton has it, drawn under the actor's transform
     c.collision_actor = s
     c.update(0.001)  # the collision body, no step
     scene.add_object(actor, "main")

@@ -47,6 +47,18 @@ public:
     /// Largest mass of a rig body; a heavier one is made this heavy, with a warning.
     static constexpr float kMaxMass = 1e6f;
 
+    /// Where the collision body is placed in this actor's space.
+    enum class CollisionSpace {
+        /// The collision actor's joint positions in its skeleton, taken as they stand:
+        /// the spine lies as if both actors stood at one place. Its width follows the
+        /// collision actor's scale. The default.
+        Skeleton,
+        /// Through the collision actor's world transform and this actor's inverse one:
+        /// the two actors may stand anywhere in one layer. Its width follows the
+        /// collision actor's scale over this actor's.
+        World,
+    };
+
     /// Whether `p` may be given to the world: finite and within kMaxCoordinate.
     static bool is_valid_point(const core::Vector<float>& p);
 
@@ -59,8 +71,9 @@ public:
     /// is needed for a step), then steps the rig's constraints. True when a joint
     /// turned; false without a world.
     bool update(float dt) override;
-    /// Debug drawing in the actor's space: a green line through the bodies in name
-    /// order and, with a collision actor, the collision body's polygons in red.
+    /// Debug drawing in the actor's space (under its world transform): a green line
+    /// through the bodies in name order and, with a collision actor, the collision
+    /// body's polygons in red.
     void render() override;
 
     /// The world, or null (no actor, or no rig under its data id).
@@ -88,6 +101,9 @@ public:
     /// `actor` is the one already set, so setting it again picks up its new pose).
     void set_collision_actor(Actor* actor);
     Actor* get_collision_actor() const { return collision_actor_; }
+    /// Flags the collision body for rebuilding on the next update, placed in `space`.
+    void set_collision_space(CollisionSpace space);
+    CollisionSpace get_collision_space() const { return collision_space_; }
     /// The static body shaped after the collision actor's spine, or null before the
     /// first rebuild.
     b2Body* get_collision_body() const { return collision_body_; }
@@ -115,6 +131,8 @@ private:
     void destroy_system();
     void step_world();
     void rebuild_collision_body();
+    core::Vector<float> spine_point(const Transform& joint) const;
+    float spine_width() const;
 
     const ActorRigDynamics* rig_ = nullptr;   // non-owning, from the database
     std::unique_ptr<b2World> world_;          // owned; null without a rig
@@ -124,6 +142,7 @@ private:
     Actor* collision_actor_ = nullptr;        // non-owning; null once that actor died
     b2Body* collision_body_ = nullptr;        // static, in world_
     bool collision_dirty_ = false;            // rebuild the collision body on the next update
+    CollisionSpace collision_space_ = CollisionSpace::Skeleton;  // how the spine is placed
 };
 
 }  // namespace engine::graphics

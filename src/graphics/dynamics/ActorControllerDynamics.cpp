@@ -197,6 +197,11 @@ void ActorControllerDynamics::set_collision_actor(Actor* actor) {
     collision_dirty_ = true;
 }
 
+void ActorControllerDynamics::set_collision_space(CollisionSpace space) {
+    collision_space_ = space;
+    collision_dirty_ = true;
+}
+
 bool ActorControllerDynamics::update(float dt) {
     if (!world_) return false;
     if (collision_dirty_) rebuild_collision_body();
@@ -237,10 +242,6 @@ void ActorControllerDynamics::rebuild_collision_body() {
     const Skeleton* skeleton = source ? source->get_skeleton() : nullptr;
     if (!skeleton) return;
 
-    // The spine in this actor's space: the two actors may stand anywhere in the layer.
-    const Actor* own = get_actor();
-    const core::Matrix& from_source = source->get_world_transform();
-    const core::Matrix to_own = own->get_world_transform().inverse();
     Vector<float> spine[4];
     for (int i = 0; i < 4; ++i) {
         const Transform* joint = skeleton->get_joint(kSpineJoints[i]);
@@ -251,7 +252,7 @@ void ActorControllerDynamics::rebuild_collision_body() {
                                source->get_data_id().c_str(), kSpineJoints[i]);
             return;
         }
-        spine[i] = joint->get_world_position() * from_source * to_own;
+        spine[i] = spine_point(*joint);
     }
     for (const Vector<float>& p : spine) {
         if (!is_valid_point(p)) {
@@ -266,12 +267,20 @@ void ActorControllerDynamics::rebuild_collision_body() {
     spine[0] = spine[0] + (spine[0] - spine[1]) * 2.0f;
     spine[3] = spine[3] + (spine[3] - spine[2]) * 2.0f;
 
-    const float width = kSpineWidth * mean_scale(source->get_local_scale()) / std::max(mean_scale(own->get_local_scale()), 1e-6f);
+    const float width = spine_width();
+    if (!(width > b2_linearSlop && width <= kMaxCoordinate)) {
+        core::Log::warning("graphics",
+                           "ActorControllerDynamics: collision actor '%s' is scaled to a spine %g wide in this "
+                           "actor's space (it must be above %g and at most %g); its collision body has no shape.",
+                           source->get_data_id().c_str(), double(width), double(b2_linearSlop),
+                           double(kMaxCoordinate));
+        return;
+    }
     for (int i = 0; i < 3; ++i) {
         const Vector<float> a = spine[i], b = spine[i + 1];
         const Vector<float> d = b - a;
         const float length = std::sqrt(d.x * d.x + d.y * d.y);
-        if (!(length > b2_linearSlop && width > b2_linearSlop && width <= kMaxCoordinate)) continue;
+        if (!(length > b2_linearSlop)) continue;
         b2PolygonShape box;
         const Vector<float> centre = (a + b) * 0.5f;
         box.SetAsBox(0.5f * length, 0.5f * width, b2Vec2(centre.x, centre.y), std::atan2(d.y, d.x));
@@ -280,6 +289,20 @@ void ActorControllerDynamics::rebuild_collision_body() {
         fixture.friction = 0.8f;
         collision_body_->CreateFixture(&fixture);
     }
+}
+
+// A spine joint of the collision actor in this actor's space. Joint world positions
+// are in the skeleton's own space (the actor's transform is not among their parents).
+Vector<float> ActorControllerDynamics::spine_point(const Transform& joint) const {
+    if (collision_space_ == CollisionSpace::Skeleton) return joint.get_world_position();
+    return joint.get_world_position() * collision_actor_->get_world_transform() *
+           get_actor()->get_world_transform().inverse();
+}
+
+float ActorControllerDynamics::spine_width() const {
+    const float width = kSpineWidth * mean_scale(collision_actor_->get_local_scale());
+    if (collision_space_ == CollisionSpace::Skeleton) return width;
+    return width / std::max(mean_scale(get_actor()->get_local_scale()), 1e-6f);
 }
 
 void ActorControllerDynamics::render() {

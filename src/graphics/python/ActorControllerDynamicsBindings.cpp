@@ -130,6 +130,22 @@ bp::list collision_polygons(const ActorControllerDynamics& c) {
     return polygons;
 }
 
+using CollisionSpace = ActorControllerDynamics::CollisionSpace;
+
+std::string collision_space(const ActorControllerDynamics& c) {
+    return c.get_collision_space() == CollisionSpace::World ? "world" : "skeleton";
+}
+
+void set_collision_space(ActorControllerDynamics& c, const std::string& space) {
+    if (space == "skeleton")
+        c.set_collision_space(CollisionSpace::Skeleton);
+    else if (space == "world")
+        c.set_collision_space(CollisionSpace::World);
+    else
+        raise(PyExc_ValueError,
+              "ActorControllerDynamics.collision_space: expected 'skeleton' or 'world', got '" + space + "'.");
+}
+
 bool has_system(const ActorControllerDynamics& c) { return c.get_system() != nullptr; }
 unsigned long steps(const ActorControllerDynamics& c) { return c.get_step_count(); }
 
@@ -180,7 +196,15 @@ void define_actor_controller_dynamics() {
     cls.add_property("collision_actor", &collision_actor, &ActorControllerDynamics::set_collision_actor,
                      "collision_actor: Actor | None\n\n"
                      "Another actor whose spine (joints head, collar, thoracic, lumbar) is a static body the rig's\n"
-                     "bodies land on, or None. Rebuilt on the next update each time it is set.")
+                     "bodies land on, or None. Rebuilt on the next update each time it is set, placed\n"
+                     "as collision_space says.")
+        .add_property("collision_space", &collision_space, &set_collision_space,
+                      "collision_space: str\n\n"
+                      "How the collision actor's spine is placed in this actor's space. 'skeleton' (the\n"
+                      "default): its joints' positions in its own skeleton, as they stand, as if both\n"
+                      "actors stood at one place (its scale widens the body). 'world': through both\n"
+                      "actors' world transforms, so they may stand anywhere in one layer. Setting it\n"
+                      "rebuilds the body on the next update; another value is a ValueError.")
         .add_property("has_system", &has_system,
                       "has_system: bool\n\n"
                       "True while the controller has a world (an actor with a rig).")

@@ -71,6 +71,24 @@ struct Dynamics : ::testing::Test {
         for (int i = 0; i < frames; ++i) c.update(dt);
     }
     static Vector<float> position(const b2Body* body) { return {body->GetPosition().x, body->GetPosition().y}; }
+
+    // The corners of every polygon of the collision body, in the controlled actor's space.
+    static std::vector<Vector<float>> collision_corners(const ActorControllerDynamics& c) {
+        std::vector<Vector<float>> corners;
+        for (const b2Fixture* f = c.get_collision_body()->GetFixtureList(); f; f = f->GetNext()) {
+            const auto* shape = static_cast<const b2PolygonShape*>(f->GetShape());
+            for (int i = 0; i < shape->m_count; ++i) corners.push_back({shape->m_vertices[i].x, shape->m_vertices[i].y});
+        }
+        return corners;
+    }
+    // Whether `p` is within kTolerance of the segment from `a` to `b`, `half` to its side.
+    static bool beside(const Vector<float>& p, const Vector<float>& a, const Vector<float>& b, float half) {
+        const Vector<float> d = b - a;
+        const float length = std::sqrt(d.x * d.x + d.y * d.y);
+        const float along = ((p.x - a.x) * d.x + (p.y - a.y) * d.y) / length;
+        const float across = std::fabs((p.x - a.x) * d.y - (p.y - a.y) * d.x) / length;
+        return along > -kTolerance && along < length + kTolerance && std::fabs(across - half) < kTolerance;
+    }
 };
 
 }  // namespace
@@ -302,6 +320,84 @@ TEST_F(Dynamics, CollisionBodyWidthFollowsTheCollisionActorsScale) {
     actor.set_controller(nullptr);
 }
 
+TEST_F(Dynamics, CollisionSpineIsTakenFromTheSkeletonAsItStandsByDefault) {
+    Actor actor("pendulum"), spine("spine");
+    // Where either actor stands, and the controlled actor's scale, change nothing.
+    actor.set_position(Vector<float>(300.0f, 200.0f));
+    actor.set_rotation(0.3f);
+    actor.set_scale(Vector<float>(2.0f, 2.0f));
+    spine.set_position(Vector<float>(-50.0f, 80.0f));
+    spine.set_rotation(1.5f);
+    spine.get_skeleton()->get_joint("lumbar")->set_position(Vector<float>(10.0f, 5.0f));
+    ActorControllerDynamics c;
+    EXPECT_EQ(c.get_collision_space(), ActorControllerDynamics::CollisionSpace::Skeleton);
+    actor.set_controller(&c);
+    c.set_collision_actor(&spine);
+    c.update(0.0f);
+    // The spine runs from head' (10, -103) to lumbar' (10, 65), 24 wide.
+    const std::vector<Vector<float>> corners = collision_corners(c);
+    ASSERT_EQ(corners.size(), 12u);
+    for (const Vector<float>& p : corners)
+        EXPECT_TRUE(beside(p, {10.0f, -103.0f}, {10.0f, 65.0f}, 12.0f)) << p.x << ", " << p.y;
+    actor.set_controller(nullptr);
+}
+
+TEST_F(Dynamics, CollisionSpineInWorldSpaceGoesThroughBothWorldTransforms) {
+    Actor actor("pendulum"), spine("spine");
+    actor.set_position(Vector<float>(100.0f, 50.0f));
+    actor.set_scale(Vector<float>(2.0f, 2.0f));
+    spine.set_position(Vector<float>(140.0f, 50.0f));
+    spine.set_rotation(float(M_PI / 2));  // lying down, its head at +x (angles turn y towards x)
+    ActorControllerDynamics c;
+    actor.set_controller(&c);
+    c.set_collision_space(ActorControllerDynamics::CollisionSpace::World);
+    c.set_collision_actor(&spine);
+    c.update(0.0f);
+    // In the world the joints lie along y = 50: lumbar at x = 140, thoracic 110, collar
+    // 80, head 64; extended from head' (32, 50) to lumbar' (200, 50). In the controlled
+    // actor's space (halved about (100, 50)) that is (-34, 0) to (50, 0), 24 / 2 wide.
+    const std::vector<Vector<float>> corners = collision_corners(c);
+    ASSERT_EQ(corners.size(), 12u);
+    for (const Vector<float>& p : corners)
+        EXPECT_TRUE(beside(p, {-34.0f, 0.0f}, {50.0f, 0.0f}, 6.0f)) << p.x << ", " << p.y;
+    actor.set_controller(nullptr);
+}
+
+TEST_F(Dynamics, SettingTheCollisionSpaceRebuildsTheBody) {
+    Actor actor("pendulum"), spine("spine");
+    spine.set_position(Vector<float>(30.0f, 0.0f));
+    ActorControllerDynamics c;
+    actor.set_controller(&c);
+    c.set_collision_actor(&spine);
+    c.update(0.0f);
+    float left = 1e9f;
+    for (const Vector<float>& p : collision_corners(c)) left = std::min(left, p.x);
+    EXPECT_NEAR(left, -12.0f, kTolerance);
+    c.set_collision_space(ActorControllerDynamics::CollisionSpace::World);
+    EXPECT_EQ(c.get_collision_space(), ActorControllerDynamics::CollisionSpace::World);
+    c.update(0.0f);
+    left = 1e9f;
+    for (const Vector<float>& p : collision_corners(c)) left = std::min(left, p.x);
+    EXPECT_NEAR(left, 18.0f, kTolerance);  // 30 to the right of this actor
+    actor.set_controller(nullptr);
+}
+
+TEST_F(Dynamics, CollisionSpineScaledBeyondUseWarnsAndHasNoShape) {
+    for (const float scale : {0.0f, NAN, 1e6f}) {
+        LogCapture log;
+        Actor actor("pendulum"), spine("spine");
+        spine.set_scale(Vector<float>(scale, scale));
+        ActorControllerDynamics c;
+        actor.set_controller(&c);
+        c.set_collision_actor(&spine);
+        c.update(0.0f);
+        EXPECT_EQ(c.get_collision_body()->GetFixtureList(), nullptr) << scale;
+        ASSERT_EQ(log.entries().size(), 1u) << scale;
+        EXPECT_NE(log.entries()[0].message.find("collision actor 'spine' is scaled to a spine"), std::string::npos);
+        actor.set_controller(nullptr);
+    }
+}
+
 TEST_F(Dynamics, CollisionActorThatDiesIsForgottenAndItsShapesGo) {
     Actor actor("pendulum");
     ActorControllerDynamics c;
@@ -394,7 +490,7 @@ TEST_F(Dynamics, AbsurdRigValuesAreLeftOutOrTamedWithWarnings) {
         <ConstraintParent body_id="ok" joint_id="nowhere"/>
       </ActorRigDynamics></r>)"));
     Actor actor("absurd"), spine("spine");
-    spine.set_scale(Vector<float>(0.0f, 0.0f));  // its spine maps to no finite place here
+    spine.set_scale(Vector<float>(0.0f, 0.0f));  // a spine of no width
     actor.set_scale(Vector<float>(0.0f, 0.0f));
     ActorControllerDynamics c;
     actor.set_controller(&c);
