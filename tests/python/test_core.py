@@ -780,6 +780,71 @@ class TestLog:
         Log.info("core", "after an empty flush")  # and the log still delivers
         assert [r.getMessage() for r in caplog.records] == ["after an empty flush"]
 
+    # At exit, once logging has gone, the engine still logs (textures released as the
+    # modules go, script objects' __del__); what the script's logging would have printed
+    # is written to standard error, and nothing else.
+
+    AT_EXIT = """
+        import libcore
+        class AtExit:
+            def __del__(self):  # runs while the interpreter finalizes
+                libcore.Log.info("test", "an info line at exit")
+                libcore.Log.warning("test", "a warning at exit")
+                libcore.Log.error("other", "an error at exit")
+        keep = AtExit()
+    """
+
+    @pytest.mark.parametrize("setup, printed", [
+        ("", ["WARNING:engine.test:a warning at exit", "ERROR:engine.other:an error at exit"]),
+        ("logging.basicConfig(level=logging.INFO)",
+         ["INFO:engine.test:an info line at exit", "WARNING:engine.test:a warning at exit",
+          "ERROR:engine.other:an error at exit"]),
+        # Enabled, but no handler: logging's last resort prints warnings and above only.
+        ("logging.getLogger('engine.test').setLevel(logging.INFO)",
+         ["WARNING:engine.test:a warning at exit", "ERROR:engine.other:an error at exit"]),
+        ("logging.basicConfig(level=logging.INFO); logging.getLogger('engine.test').setLevel(logging.ERROR)",
+         ["ERROR:engine.other:an error at exit"]),
+        ("logging.basicConfig(level=logging.INFO); logging.getLogger('engine').setLevel(logging.CRITICAL)", []),
+        # Not passed on to the root's handler: logging's last resort takes warnings.
+        ("logging.basicConfig(level=logging.INFO); logging.getLogger('engine.test').propagate = False",
+         ["WARNING:engine.test:a warning at exit", "ERROR:engine.other:an error at exit"]),
+    ], ids=["default", "info", "no-handler", "category-level", "engine-level", "no-propagation"])
+    def test_lines_logged_at_exit_follow_the_scripts_logging_levels(self, setup, printed):
+        import subprocess
+        import textwrap
+        code = "import logging\n" + setup + "\n" + textwrap.dedent(self.AT_EXIT)
+        result = subprocess.run([sys.executable, "-c", code], capture_output=True, text=True, timeout=60,
+                                env=dict(os.environ, PYTHONPATH=os.pathsep.join(sys.path)))
+        assert result.returncode == 0, result.stderr
+        assert result.stderr.splitlines() == printed
+
+    def test_a_program_with_textures_prints_nothing_at_exit(self, tmp_path):
+        """Every texture is released as the modules go, each with an INFO line that the
+        script never asked to see."""
+        import subprocess
+        import textwrap
+        code = textwrap.dedent(f"""
+            import libwindow, libgraphics
+            window = libwindow.Window(32, 32, "exit")
+            window.clear((1, 0, 0))
+            window.save_screenshot({str(tmp_path / "red.png")!r})
+            textures = [libgraphics.Texture({str(tmp_path / "red.png")!r}, asynchronous=False)]
+            libgraphics.sprite_database.add("red", texture={str(tmp_path / "red.png")!r}, dimensions=(8, 8))
+            sprites = [libgraphics.Sprite("red")]
+            print("drawn")
+        """)
+        result = subprocess.run([sys.executable, "-c", code], capture_output=True, text=True, timeout=60,
+                                env=dict(os.environ, PYTHONPATH=os.pathsep.join(sys.path)))
+        assert result.returncode == 0, result.stderr
+        assert result.stdout == "drawn\n"
+        assert result.stderr == ""
+        # The same program asking for INFO lines sees them, during the run and at exit.
+        result = subprocess.run([sys.executable, "-c", "import logging; logging.basicConfig(level=logging.INFO)\n" +
+                                 code], capture_output=True, text=True, timeout=60,
+                                env=dict(os.environ, PYTHONPATH=os.pathsep.join(sys.path)))
+        assert result.returncode == 0, result.stderr
+        assert f"INFO:engine.graphics:Releasing texture '{tmp_path / 'red.png'}'." in result.stderr.splitlines()
+
     def test_wrong_argument_types(self):
         with pytest.raises(TypeError):
             Log.info(None, "x")
