@@ -510,7 +510,7 @@ def test_closed_window_fails_gently():
         assert w.is_open is False
         assert w.process_events() is False
         w.swap_buffers()
-        for call in (w.read_pixels, lambda: w.set_video_mode(10, 10)):
+        for call in (w.read_pixels, lambda: w.set_video_mode(10, 10), w.clear):
             try:
                 call()
             except RuntimeError:
@@ -589,12 +589,146 @@ def test_save_screenshot_writes_a_png_of_the_frame(window, tmp_path):
     assert tuple(image.get_at((WIDTH - 1, HEIGHT - 1))) == (255, 0, 0, 255)
 
 
+def test_a_saved_screenshot_is_opaque_where_read_pixels_has_the_drawn_alpha(window, tmp_path):
+    # Drawing may leave any alpha in the window; the screen shows it opaque, and so
+    # does the file. read_pixels keeps what was drawn (tests compare it).
+    GL.glClearColor(0.0, 0.0, 1.0, 0.0)
+    GL.glClear(GL.GL_COLOR_BUFFER_BIT)
+    GL.glEnable(GL.GL_SCISSOR_TEST)
+    GL.glScissor(0, 0, WIDTH // 2, HEIGHT)  # the left half, half transparent
+    GL.glClearColor(1.0, 1.0, 0.0, 0.5)
+    GL.glClear(GL.GL_COLOR_BUFFER_BIT)
+    GL.glDisable(GL.GL_SCISSOR_TEST)
+    _, _, data = window.read_pixels()
+    assert {data[i] for i in range(3, len(data), 4)} == {0, 127}
+    path = tmp_path / "shot.png"
+    assert window.save_screenshot(path) is True
+
+    os.environ.setdefault("PYGAME_HIDE_SUPPORT_PROMPT", "1")
+    pygame = pytest.importorskip("pygame")
+    image = pygame.image.load(str(path))
+    assert tuple(image.get_at((0, 0))) == (255, 255, 0, 255)
+    assert tuple(image.get_at((WIDTH - 1, HEIGHT - 1))) == (0, 0, 255, 255)
+    alphas = pygame.surfarray.pixels_alpha(image)
+    assert alphas.min() == 255
+
+
 def test_save_screenshot_to_an_unwritable_path_warns_and_returns_false(window, tmp_path, caplog):
     path = str(tmp_path / "missing-directory" / "shot.png")
     with caplog.at_level(logging.WARNING, logger="engine.window"):
         assert window.save_screenshot(path) is False
     warnings = [r for r in caplog.records if r.name == "engine.window" and r.levelno == logging.WARNING]
     assert len(warnings) == 1 and path in warnings[0].getMessage()
+
+
+# --- clearing --------------------------------------------------------------------------
+
+def pixel(data, x, y, width=WIDTH):
+    i = (y * width + x) * 4
+    return tuple(data[i:i + 4])
+
+
+@pytest.mark.parametrize("args, expected", [
+    ((), (0, 0, 0, 255)),
+    (((1, 0, 0),), (255, 0, 0, 255)),
+    (("#00ff00",), (0, 255, 0, 255)),
+    ((libcore.Colour(0, 0, 1, 0.6),), (0, 0, 255, 153)),
+], ids=["black by default", "tuple", "colour text", "Colour with alpha"])
+def test_clear_fills_the_window_with_the_colour(window, args, expected):
+    GL.glClearColor(0.2, 0.4, 0.6, 0.8)
+    GL.glClear(GL.GL_COLOR_BUFFER_BIT)
+    window.clear(*args)
+    _, _, data = window.read_pixels()
+    assert {pixel(data, x, y) for x in (0, WIDTH // 2, WIDTH - 1) for y in (0, HEIGHT // 2, HEIGHT - 1)} == {expected}
+    # The clear colour is the caller's again.
+    assert GL.glGetFloatv(GL.GL_COLOR_CLEAR_VALUE) == pytest.approx([0.2, 0.4, 0.6, 0.8])
+
+
+def test_clear_fills_the_window_while_a_framebuffer_is_bound_and_leaves_that_alone(window):
+    import libgraphics
+    libgraphics.set_window(window)
+    fb = libgraphics.Framebuffer()
+    assert fb.create((32, 32))
+    GL.glClearColor(1, 0, 0, 1)
+    GL.glClear(GL.GL_COLOR_BUFFER_BIT)
+    fb.bind_as_framebuffer()
+    try:
+        GL.glClearColor(0, 1, 0, 1)
+        GL.glClear(GL.GL_COLOR_BUFFER_BIT)
+        bound = GL.glGetIntegerv(GL.GL_FRAMEBUFFER_BINDING)
+        window.clear(colour=(0, 0, 1))
+        assert GL.glGetIntegerv(GL.GL_FRAMEBUFFER_BINDING) == bound
+        _, _, data = window.read_pixels()  # the framebuffer's picture
+        assert pixel(data, 5, HEIGHT - 6) == (0, 255, 0, 255)  # GL rows run upwards
+    finally:
+        libgraphics.Framebuffer.unbind()
+    _, _, data = window.read_pixels()
+    assert pixel(data, 5, 5) == pixel(data, WIDTH - 1, HEIGHT - 1) == (0, 0, 255, 255)
+    fb.release()
+
+
+@pytest.mark.parametrize("colour", [5, None, "not a colour", (1, 2)])
+def test_clear_refuses_what_is_not_a_colour(window, colour):
+    with pytest.raises((TypeError, ValueError)):
+        window.clear(colour)
+
+
+# --- fullscreen ------------------------------------------------------------------------
+
+class DisplayMode(ctypes.Structure):
+    _fields_ = [("format", u32), ("w", ctypes.c_int), ("h", ctypes.c_int), ("refresh_rate", ctypes.c_int),
+                ("driverdata", ctypes.c_void_p)]
+
+
+def screen_size(sdl):
+    mode = DisplayMode()
+    assert sdl.SDL_GetDesktopDisplayMode(0, ctypes.byref(mode)) == 0
+    return mode.w, mode.h
+
+
+def assert_filled(window, size, colour=(255, 0, 0, 255)):
+    """The window's picture is `size` and the colour reaches every corner: a GL drawable
+    smaller than the window would read back nothing beyond its own size."""
+    width, height, data = window.read_pixels()
+    assert (width, height) == size
+    corners = [(0, 0), (width - 1, 0), (0, height - 1), (width - 1, height - 1), (width // 2, height // 2)]
+    assert [pixel(data, x, y, width) for x, y in corners] == [colour] * 5
+
+
+@pytest.mark.skipif(os.environ.get("ENGINE_HEADLESS") != "1", reason="would change the mode of a real display")
+@pytest.mark.parametrize("how", ["set_video_mode", "constructor"])
+def test_a_fullscreen_mode_fills_the_screen(window, sdl, restore_size, how):
+    screen = screen_size(sdl)
+    assert screen != (WIDTH, HEIGHT)  # Xvfb's one mode is larger than the windowed size
+    if how == "constructor":
+        output = run_child(f"""
+            import libwindow
+            from OpenGL import GL
+            w = libwindow.Window({WIDTH}, {HEIGHT}, "fullscreen", fullscreen=True)
+            res = w.video_mode.resolution
+            w.clear((1, 0, 0))
+            width, height, data = w.read_pixels()
+            print(res.x, res.y, w.video_mode.fullscreen, width, height, *GL.glGetIntegerv(GL.GL_VIEWPORT),
+                  data[-4:] == data[:4] == bytes((255, 0, 0, 255)), data[(width - 1) * 4:width * 4] == data[:4])
+        """)
+        assert output.split() == [str(n) for n in screen] + ["True"] + [str(n) for n in screen] + \
+            ["0", "0"] + [str(n) for n in screen] + ["True", "True"]
+        return
+    window.set_video_mode(WIDTH, HEIGHT, fullscreen=True)
+    mode = window.video_mode
+    assert (mode.resolution.x, mode.resolution.y, mode.fullscreen) == (*screen, True)
+    assert tuple(GL.glGetIntegerv(GL.GL_VIEWPORT)) == (0, 0, *screen)
+    window.clear((1, 0, 0))
+    assert_filled(window, screen)
+    # Events the switch left behind change nothing.
+    for _ in range(3):
+        window.process_events()
+    assert (window.video_mode.resolution.x, window.video_mode.resolution.y) == screen
+    # Back in a window, the window has its own size again.
+    window.set_video_mode(WIDTH, HEIGHT)
+    assert (window.video_mode.resolution.x, window.video_mode.resolution.y) == (WIDTH, HEIGHT)
+    window.clear((1, 0, 0))
+    assert_filled(window, (WIDTH, HEIGHT))
 
 
 # --- OpenGL helpers --------------------------------------------------------------------

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "engine/core/Colour.h"
 #include "engine/core/Vector.h"
 #include "engine/window/KeyCode.h"
 #include "engine/window/VideoMode.h"
@@ -88,6 +89,12 @@ public:
 
     /// Shows what was drawn; does nothing once closed.
     void swap_buffers();
+    /// Fills the window's own picture (the default framebuffer's colour buffer) with
+    /// `colour`, whatever framebuffer object is bound; the binding and the clear colour
+    /// are left as they were. Nothing else clears the window: a game calls this, or has
+    /// the scene or the frame loop do it, at the start of each frame. Throws
+    /// std::runtime_error once closed.
+    void clear(const core::Colour& colour = core::Colour(0.0f, 0.0f, 0.0f));
     /// Tells listeners `on_destroy`, then destroys the context and the window. Safe to
     /// call twice.
     void close();
@@ -97,7 +104,8 @@ public:
     /// bound framebuffer object): call it after drawing and before `swap_buffers`.
     /// Throws std::runtime_error once closed.
     Pixels read_pixels() const;
-    /// Writes `read_pixels()` as a PNG file; false (and a logged warning) on failure.
+    /// Writes `read_pixels()` as an RGBA PNG file, opaque (alpha 255) as the window
+    /// shows it; false (and a logged warning) on failure.
     bool save_screenshot(const std::string& path) const;
 
 private:

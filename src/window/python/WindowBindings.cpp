@@ -240,14 +240,20 @@ void define_window() {
         .def("swap_buffers", &Window::swap_buffers,
              "swap_buffers() -> None\n\n"
              "Shows what was drawn.")
+        .def("clear", &Window::clear, bp::arg("colour") = core::Colour(0.0f, 0.0f, 0.0f),
+             "clear(colour: ColourLike = (0, 0, 0)) -> None\n\n"
+             "Fills the window's picture with colour (opaque black by default), even while a\n"
+             "Framebuffer is bound. Nothing clears the window by itself: call it (or set\n"
+             "scene.clear_colour; libgraphics.run clears to black) at the start of each frame.")
         .def("close", &Window::close, "close() -> None")
         .def("read_pixels", &read_pixels,
              "read_pixels() -> tuple[int, int, bytes]\n\n"
              "(width, height, RGBA bytes, top row first) of what was drawn; call it before\n"
-             "swap_buffers().")
+             "swap_buffers(). Alpha is what the drawing left in the window (see save_screenshot).")
         .def("save_screenshot", &save_screenshot, bp::arg("path"),
              "save_screenshot(path: str | bytes | PathLike[str]) -> bool\n\n"
-             "Writes what was drawn to a PNG file; whether it could.")
+             "Writes what was drawn to a PNG file, opaque (alpha 255) as the window shows it;\n"
+             "whether it could.")
         .def("is_key_down", &Window::is_key_down, bp::arg("key"),
              "is_key_down(key: key) -> bool\n\n"
              "Whether the key is held down, after the events handled so far (real or posted).")

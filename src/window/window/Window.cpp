@@ -77,6 +77,26 @@ void init_video() {
     if (SDL_InitSubSystem(SDL_INIT_VIDEO) != 0) throw_sdl_error("Cannot initialise SDL's video subsystem");
 }
 
+// SDL reports a fullscreen window at the display mode's size at once, but on X11 it is
+// the window manager that resizes the window itself. Without one (Xvfb, a bare X
+// server) the window and its GL drawable kept the windowed size: the picture covered a
+// corner of the screen while the viewport and the video mode claimed all of it. So the
+// window is given the mode's size, at the display's corner, before it goes fullscreen;
+// a window manager then has nothing left to change. Logs a warning on failure (the
+// window stays as it is).
+void enter_fullscreen(SDL_Window* window) {
+    SDL_DisplayMode mode;
+    SDL_Rect bounds;
+    const int display = SDL_GetWindowDisplayIndex(window);
+    if (display >= 0 && SDL_GetWindowDisplayMode(window, &mode) == 0 &&
+        SDL_GetDisplayBounds(display, &bounds) == 0) {
+        SDL_SetWindowPosition(window, bounds.x, bounds.y);
+        SDL_SetWindowSize(window, mode.w, mode.h);
+    }
+    if (SDL_SetWindowFullscreen(window, SDL_WINDOW_FULLSCREEN) != 0)
+        core::Log::warning("window", "Cannot switch to fullscreen, staying in a window: %s", SDL_GetError());
+}
+
 // A fixed-function capable context on a double-buffered 8-bit RGB(A) surface. The
 // attributes are process-wide in SDL, so they are set again before every creation.
 void set_gl_attributes(int alpha_bits) {
@@ -119,7 +139,9 @@ Window::Window(int width, int height, const std::string& title, bool fullscreen,
     check_size(width, height);
     init_video();
     impl_->vsync = vsync;
-    const Uint32 flags = SDL_WINDOW_OPENGL | (fullscreen ? SDL_WINDOW_FULLSCREEN : 0);
+    // Opened in a window and then made fullscreen, the one way that works with and
+    // without a window manager (see enter_fullscreen).
+    const Uint32 flags = SDL_WINDOW_OPENGL;
     // Some displays have no visual with destination alpha; then go without it.
     for (int alpha_bits : {8, 0}) {
         set_gl_attributes(alpha_bits);
@@ -129,6 +151,7 @@ Window::Window(int width, int height, const std::string& title, bool fullscreen,
         if (impl_->window) break;
     }
     if (!impl_->window) throw_sdl_error("Cannot open a window");
+    if (fullscreen) enter_fullscreen(impl_->window);
     create_context();
     int w = width, h = height;
     SDL_GL_GetDrawableSize(impl_->window, &w, &h);
@@ -201,10 +224,12 @@ void Window::set_video_mode(int width, int height, bool fullscreen) {
     SDL_Window* window = impl_->window;
     // Leave fullscreen before resizing, so that the size applies to the window and the
     // display gets its own mode back.
-    if (SDL_GetWindowFlags(window) & SDL_WINDOW_FULLSCREEN) SDL_SetWindowFullscreen(window, 0);
+    if (SDL_GetWindowFlags(window) & SDL_WINDOW_FULLSCREEN) {
+        SDL_SetWindowFullscreen(window, 0);
+        SDL_SetWindowPosition(window, SDL_WINDOWPOS_CENTERED, SDL_WINDOWPOS_CENTERED);
+    }
     SDL_SetWindowSize(window, width, height);
-    if (fullscreen && SDL_SetWindowFullscreen(window, SDL_WINDOW_FULLSCREEN) != 0)
-        core::Log::warning("window", "Cannot switch to fullscreen, staying in a window: %s", SDL_GetError());
+    if (fullscreen) enter_fullscreen(window);
 
     try {
         create_context();
@@ -381,6 +406,19 @@ void Window::swap_buffers() {
     if (impl_->window && impl_->context) SDL_GL_SwapWindow(impl_->window);
 }
 
+void Window::clear(const core::Colour& colour) {
+    if (!impl_->window || !impl_->context) throw std::runtime_error("Cannot clear the window: it is closed.");
+    GLint framebuffer = 0;
+    if (glBindFramebufferEXT) glGetIntegerv(GL_FRAMEBUFFER_BINDING_EXT, &framebuffer);
+    GLfloat previous[4] = {0.0f, 0.0f, 0.0f, 0.0f};
+    glGetFloatv(GL_COLOR_CLEAR_VALUE, previous);
+    if (framebuffer != 0) glBindFramebufferEXT(GL_FRAMEBUFFER_EXT, 0);
+    glClearColor(colour.r, colour.g, colour.b, colour.a);
+    glClear(GL_COLOR_BUFFER_BIT);
+    glClearColor(previous[0], previous[1], previous[2], previous[3]);
+    if (framebuffer != 0) glBindFramebufferEXT(GL_FRAMEBUFFER_EXT, GLuint(framebuffer));
+}
+
 void Window::close() {
     if (!impl_->window || impl_->closing) return;
     impl_->closing = true;
@@ -427,8 +465,13 @@ bool Window::save_screenshot(const std::string& path) const {
         core::Log::warning("window", "Cannot save a screenshot to '%s': the window is closed.", path.c_str());
         return false;
     }
+    // The file shows what the screen shows: the window is opaque whatever alpha the
+    // drawing left behind (often 0 where nothing opaque was drawn, which viewers show
+    // as blank).
+    Pixels pixels = read_pixels();
+    for (std::size_t alpha = 3; alpha < pixels.data.size(); alpha += 4) pixels.data[alpha] = 255;
     std::string error;
-    if (!write_png(path, read_pixels(), error)) {
+    if (!write_png(path, pixels, error)) {
         core::Log::warning("window", "Cannot save a screenshot to '%s': %s.", path.c_str(), error.c_str());
         return false;
     }
