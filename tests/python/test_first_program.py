@@ -72,6 +72,67 @@ def test_added_record_draws_its_picture(scene, pictures, window):
     assert tuple(data[i:i + 3]) == (0, 255, 0)
 
 
+QUADRANTS = [(255, 0, 0), (0, 255, 0), (0, 0, 255), (255, 255, 0)]  # top left, top right, bottom left, right
+
+
+def quadrants(pictures, name, size=64):
+    """A size x size picture of four single-coloured quadrants."""
+    half = size // 2
+    rows = [[c for x in range(size) for c in QUADRANTS[(y >= half) * 2 + (x >= half)] + (255,)] for y in range(size)]
+    return pictures.write(name, size, size, rows)
+
+
+def quadrant_colours(window, left, top, size=64):
+    """The colours at the middle of each quadrant of a size x size square on screen."""
+    w, h, data = window.read_pixels()
+    quarter = size // 4
+    points = [(left + quarter, top + quarter), (left + 3 * quarter, top + quarter),
+              (left + quarter, top + 3 * quarter), (left + 3 * quarter, top + 3 * quarter)]
+    return [tuple(data[(y * w + x) * 4:(y * w + x) * 4 + 3]) for x, y in points]
+
+
+@pytest.mark.parametrize("full_resolution", [True, False], ids=["full resolution", "halved"])
+def test_a_record_added_without_a_texture_rectangle_shows_the_whole_picture(scene, pictures, window,
+                                                                           full_resolution):
+    from libgraphics import texture_database
+    path = quadrants(pictures, f"quadrants-{full_resolution}.png")
+    texture_database.full_resolution = full_resolution
+    try:
+        # Texture coordinates run 0..1 across the picture whatever its size, so the
+        # rectangle is known before the picture has loaded (or been halved).
+        sprite_database.add("whole", texture=path, dimensions=(64, 64), layer="main",
+                            force_full_resolution=False)
+        sprite = Sprite("whole")
+        sprite.position = (100, 50)
+        settle()
+        from OpenGL import GL
+        GL.glClear(GL.GL_COLOR_BUFFER_BIT)
+        scene.render()
+        assert quadrant_colours(window, 100, 50) == QUADRANTS
+    finally:
+        texture_database.full_resolution = True
+
+
+def test_an_xml_record_without_a_texture_rectangle_shows_one_texel(scene, pictures, window):
+    """The XML attributes keep their defaults: top_left and bottom_right both (0, 0)."""
+    path = quadrants(pictures, "quadrants-xml.png")
+    sprite_database.load(io.StringIO(f'<Sprites><Sprite id="xml" texture="{path}" dimensions="64 64" '
+                                     'layer="main"/></Sprites>'))
+    sprite = Sprite("xml")
+    sprite.position = (100, 50)
+    settle()
+    from OpenGL import GL
+    GL.glClear(GL.GL_COLOR_BUFFER_BIT)
+    scene.render()
+    assert len(set(quadrant_colours(window, 100, 50))) == 1
+
+
+def test_add_says_the_whole_picture_is_its_default_rectangle():
+    doc = sprite_database.add.__doc__
+    assert "top_left: VectorLike = (0, 0), bottom_right: VectorLike = (1, 1)" in doc
+    assert "whole picture" in doc
+
+
 def test_an_empty_id_is_an_id_like_any_other_as_in_xml(scene):
     assert sprite_database.add("", dimensions=(3, 3)) is True
     assert sprite_database.add("", dimensions=(4, 4)) is False
@@ -149,6 +210,80 @@ def test_run_refuses_wrong_update_and_fps(window):
         libgraphics.run(window, None, math.nan)
 
 
+class Box(SceneObject):
+    """A red 40 x 40 square at its position."""
+
+    def OnRender(self):
+        from OpenGL import GL
+        GL.glPushMatrix()
+        self.load_into_opengl()
+        GL.glDisable(GL.GL_TEXTURE_2D)
+        GL.glColor4f(1, 0, 0, 1)
+        GL.glRectf(0, 0, 40, 40)
+        GL.glColor4f(1, 1, 1, 1)
+        GL.glPopMatrix()
+
+
+def run_moving_box(scene, window, **clear):
+    """Two frames of run() with a box stepping 50 pixels right, after a green window;
+    returns pixel(frame, x, y) of what each frame drew (read before its swap)."""
+    window.clear((0, 1, 0))
+    box = Box()
+    scene.add_object(box, "main")
+    frames = []
+
+    class Capture:
+        def OnPostRender(self):
+            frames.append(window.read_pixels())
+
+    capture = Capture()
+    scene.add_listener(capture)
+
+    def update(dt):
+        box.position = (100 + 50 * len(frames), 100)
+        return len(frames) < 2
+
+    try:
+        assert libgraphics.run(window, update, 0, **clear) == 2
+    finally:
+        scene.remove_listener(capture)
+        scene.remove_object(box)
+
+    def pixel(frame, x, y):
+        w, h, data = frames[frame]
+        return tuple(data[(y * w + x) * 4:(y * w + x) * 4 + 4])
+    return pixel
+
+
+RED, BLACK, GREEN, BLUE = (255, 0, 0, 255), (0, 0, 0, 255), (0, 255, 0, 255), (0, 0, 255, 255)
+
+
+def test_run_clears_the_window_to_black_each_frame_by_default(scene, window):
+    pixel = run_moving_box(scene, window)
+    assert pixel(0, 5, 5) == BLACK and pixel(0, 120, 120) == RED
+    # The second frame: the box moved on and left no copy behind.
+    assert pixel(1, 120, 120) == BLACK and pixel(1, 170, 120) == RED
+
+
+def test_run_clears_to_the_colour_given(scene, window):
+    pixel = run_moving_box(scene, window, clear_colour=(0, 0, 1))
+    assert pixel(0, 5, 5) == BLUE
+    assert pixel(1, 120, 120) == BLUE and pixel(1, 170, 120) == RED
+
+
+def test_run_without_a_clear_colour_leaves_what_was_there(scene, window):
+    pixel = run_moving_box(scene, window, clear_colour=None)
+    assert pixel(0, 5, 5) == GREEN  # drawn before run, kept
+    assert pixel(0, 120, 120) == RED
+
+
+def test_run_refuses_a_clear_colour_that_is_not_one(window):
+    with pytest.raises(TypeError, match="clear_colour must be a Colour"):
+        libgraphics.run(window, None, 0, clear_colour=3)
+    with pytest.raises(ValueError):
+        libgraphics.run(window, None, 0, clear_colour="not a colour")
+
+
 def test_run_returns_when_the_window_is_asked_to_close():
     out = run_child("""
         import libwindow, libgraphics
@@ -177,7 +312,7 @@ def test_the_short_first_program_draws_a_sprite(tmp_path):
         window = libwindow.Window(800, 600, "scene")
         libgraphics.scene.add_layer(SceneLayer("world", 0))
         libgraphics.sprite_database.add("ship", texture=ship_png, dimensions=(64, 64), origin=(32, 32),
-                                        bottom_right=(1, 1), layer="world")
+                                        layer="world")
         ship = Sprite("ship")
         ship.position = (400, 300)
         ship.add_animator("spin", SceneObjectAnimatorRotate(2.0, 0.0, 0.0))

@@ -166,6 +166,61 @@ def test_video_mode_change_recreates_context_and_follows_size(attached, restore_
     assert (res.x, res.y) == (320, 200)
 
 
+def test_a_new_context_keeps_the_projection_set_ortho_made(attached, restore_size):
+    libgraphics.set_ortho()
+    projection = GL.glGetFloatv(GL.GL_PROJECTION_MATRIX).copy()
+    attached.set_video_mode(320, 200)
+    # As after a resize: the picture set_ortho() framed now fills the new size.
+    assert np.array_equal(GL.glGetFloatv(GL.GL_PROJECTION_MATRIX), projection)
+    assert np.array_equal(GL.glGetFloatv(GL.GL_MODELVIEW_MATRIX), np.identity(4, dtype=np.float32))
+    assert GL.glGetIntegerv(GL.GL_MATRIX_MODE) == GL.GL_MODELVIEW
+    assert GL.glIsEnabled(GL.GL_BLEND)
+    assert GL.glGetIntegerv(GL.GL_BLEND_SRC) == GL.GL_SRC_ALPHA
+    assert viewport() == (0, 0, 320, 200)
+
+
+def test_a_new_context_without_set_ortho_keeps_the_identity_projection(window, restore_size):
+    libgraphics.set_window(window)  # set_ortho() not called since
+    window.set_video_mode(320, 200)
+    assert np.array_equal(GL.glGetFloatv(GL.GL_PROJECTION_MATRIX), np.identity(4, dtype=np.float32))
+
+
+def red_rectangle(width, height):
+    """A red rectangle from the origin, in the projection's units."""
+    GL.glDisable(GL.GL_TEXTURE_2D)
+    GL.glColor4f(1, 0, 0, 1)
+    GL.glRectf(0, 0, width, height)
+    GL.glColor4f(1, 1, 1, 1)
+
+
+def red_at(window, points):
+    width, height, data = window.read_pixels()
+    return [tuple(data[(y * width + x) * 4:(y * width + x) * 4 + 4]) == (255, 0, 0, 255) for x, y in points]
+
+
+@pytest.mark.skipif(__import__("os").environ.get("ENGINE_HEADLESS") != "1",
+                    reason="would change the mode of a real display")
+@pytest.mark.parametrize("ortho_again", [False, True], ids=["projection kept", "set_ortho again"])
+def test_a_fullscreen_mode_shows_the_picture_over_the_whole_screen(attached, restore_size, ortho_again):
+    libgraphics.set_ortho()
+    attached.set_video_mode(640, 480, True)
+    res = attached.video_mode.resolution
+    screen = (res.x, res.y)
+    assert screen != (640, 480)  # Xvfb's screen, the one mode it has
+    assert viewport() == (0, 0, *screen)
+    GL.glClearColor(0, 0, 0, 1)
+    GL.glClear(GL.GL_COLOR_BUFFER_BIT)
+    corners = [(0, 0), (screen[0] - 1, 0), (0, screen[1] - 1), (screen[0] - 1, screen[1] - 1)]
+    if ortho_again:
+        libgraphics.set_ortho()  # pixels of the screen
+        red_rectangle(640, 480)
+        assert red_at(attached, [(0, 0), (639, 479), (640, 0), (0, 480)]) == [True, True, False, False]
+        red_rectangle(*screen)
+    else:
+        red_rectangle(640, 480)  # the 640x480 picture, stretched over the screen
+    assert red_at(attached, corners + [(screen[0] // 2, screen[1] // 2)]) == [True] * 5
+
+
 def test_script_subclass_registered_as_scene_is_made_by_name():
     class GameScene(libgraphics.Scene):
         pass

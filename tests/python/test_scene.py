@@ -828,6 +828,59 @@ def test_no_script_object_leaks_from_a_scene_of_a_thousand_objects(gl):
     assert libgraphics.scene.get_object("pytest-leak-0") is None
 
 
+# Clearing the window -----------------------------------------------------------------
+
+def moving_quad_frames(scene, window, frames=3):
+    """Draws `frames` frames of a quad stepping 50 pixels right each frame, from
+    (100, 100); returns what the window holds after the last one."""
+    add_layer(scene, "main", 0)
+    quad = Quad(40)
+    quad.layer = "main"
+    for i in range(frames):
+        quad.position = (100 + 50 * i, 100)
+        scene.update(1 / 60)
+        draw_frame(scene)
+    return quad
+
+
+def test_clear_colour_is_none_by_default_and_the_old_frame_stays(scene, window):
+    assert scene.clear_colour is None
+    moving_quad_frames(scene, window)
+    # Every position the quad took is still there: nothing cleared the window.
+    assert [pixel(window, x, 120) for x in (120, 170, 220)] == [RED, RED, RED]
+
+
+def test_clear_colour_clears_the_window_in_begin_frame(scene, window):
+    scene.clear_colour = (0, 0, 1)
+    assert scene.clear_colour == libcore.Colour(0, 0, 1, 1)
+    moving_quad_frames(scene, window)
+    # Only the last frame's quad; the window is blue elsewhere, where the old ones were.
+    assert [pixel(window, x, 120) for x in (120, 170, 220)] == [(0, 0, 255, 255), (0, 0, 255, 255), RED]
+    scene.clear_colour = None
+    assert scene.clear_colour is None
+
+
+def test_clear_colour_takes_colour_text_and_refuses_what_is_not_a_colour(scene):
+    scene.clear_colour = "#ff8000"
+    assert scene.clear_colour == libcore.Colour("#ff8000")
+    for wrong in (3, object(), (1, 2)):
+        with pytest.raises((TypeError, ValueError), match="clear_colour"):
+            scene.clear_colour = wrong
+    assert scene.clear_colour == libcore.Colour("#ff8000")
+
+
+def test_clear_colour_clears_the_window_and_the_redirection_is_cleared_too(redirected, window):
+    scene, quad, display, framebuffer = redirected
+    scene.clear_colour = (0, 1, 0)
+    draw_frame(scene)
+    assert pixel(window, 430, 317) == RED         # the quad, through the display
+    assert pixel(window, 5, 5) == (0, 255, 0, 255)  # the window, cleared to green
+    quad.position = (300, 50)
+    draw_frame(scene)
+    # The framebuffer was cleared for the new frame: the quad's old place is empty.
+    assert pixel(window, 430, 317) != RED
+
+
 # Redirection into framebuffers -------------------------------------------------------
 
 @pytest.fixture

@@ -17,7 +17,9 @@ void set_window(window::Window* window);
 window::Window* get_window();
 
 /// Pixel projection: origin at the top-left corner, x right, y down, one unit a pixel,
-/// with alpha blending on. Does nothing while no window is set.
+/// with alpha blending on, for the window's size now. Resizes and new contexts
+/// (set_video_mode) keep it: the picture then fills the new size until it is called
+/// again. Does nothing while no window is set.
 void set_ortho();
 
 /// Whether set_ortho() has set the projection since the window was set.

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "engine/core/Colour.h"
 #include "engine/core/Matrix.h"
 #include "engine/core/Vector.h"
 #include "engine/core/script/Object.h"
@@ -8,6 +9,7 @@
 
 #include <map>
 #include <memory>
+#include <optional>
 #include <set>
 #include <string>
 #include <utility>
@@ -101,9 +103,17 @@ public:
     void set_batching(bool batching) { batching_ = batching; }
     bool is_batching() const { return batching_; }
 
+    /// The colour begin_frame() fills the window with, or none (the default): then the
+    /// scene leaves the window's picture alone, and the game clears it or draws over all
+    /// of it. Redirected framebuffers are cleared either way.
+    void set_clear_colour(const std::optional<core::Colour>& colour) { clear_colour_ = colour; }
+    const std::optional<core::Colour>& get_clear_colour() const { return clear_colour_; }
+
     void update(float dt);
     void render();
     void render_layer(const std::string& layer_id);
+    /// Starts a frame: clears the window when a clear colour is set, then binds and
+    /// clears the first redirection's framebuffer (bind_framebuffer).
     void begin_frame();
     /// Binds and clears the framebuffer of the first visible redirected object.
     void bind_framebuffer();
@@ -143,6 +153,7 @@ private:
     std::vector<SceneListener*> listener_snapshot_;                         // reused by every notification
     std::vector<std::unique_ptr<SceneListener>> retired_listeners_;         // removed adapters, freed after the pass
     bool batching_ = true;                                                  // render passes batch sprites
+    std::optional<core::Colour> clear_colour_;                              // begin_frame clears the window to it
     SpriteBatch batch_;                                                     // empty between objects that draw themselves
 };
 

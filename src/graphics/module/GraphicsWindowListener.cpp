@@ -17,7 +17,23 @@ namespace {
 window::Window* current_window = nullptr;  // where the module draws, non-owning
 bool vertex_buffer_objects = false;        // the current context supports them
 bool ortho_set = false;                    // set_ortho() ran since the window was set
+core::Vector<int> ortho_size;              // the size set_ortho() projected
 int max_texture_size = 0;                  // GL_MAX_TEXTURE_SIZE of the current context
+}  // namespace
+
+namespace {
+
+// Pixels of a `size` picture, origin top left, alpha blended.
+void apply_ortho(const core::Vector<int>& size) {
+    glEnable(GL_BLEND);
+    glBlendFunc(GL_SRC_ALPHA, GL_ONE_MINUS_SRC_ALPHA);
+    glMatrixMode(GL_PROJECTION);
+    glLoadIdentity();
+    glOrtho(0.0, size.x, size.y, 0.0, -1.0, 1.0);
+    glMatrixMode(GL_MODELVIEW);
+    glLoadIdentity();
+}
+
 }  // namespace
 
 GraphicsWindowListener& window_listener() {
@@ -34,6 +50,9 @@ void GraphicsWindowListener::on_create(window::Window*) {
     Program::on_context_created();
     vertex_buffer_objects = window::is_opengl_extension_supported("GL_ARB_vertex_buffer_object");
     window::VertexBuffer::set_buffer_objects_supported(vertex_buffer_objects);
+    // A new context (set_video_mode) keeps the projection the script chose, as a
+    // resize does: the picture fills the new size until set_ortho() is called again.
+    if (ortho_set) apply_ortho(ortho_size);
 }
 
 void GraphicsWindowListener::on_destroy(window::Window*) {
@@ -57,14 +76,8 @@ window::Window* get_window() { return current_window; }
 
 void set_ortho() {
     if (!current_window) return;
-    glEnable(GL_BLEND);
-    glBlendFunc(GL_SRC_ALPHA, GL_ONE_MINUS_SRC_ALPHA);
-    glMatrixMode(GL_PROJECTION);
-    glLoadIdentity();
-    const core::Vector<int>& size = current_window->get_video_mode()->get_resolution();
-    glOrtho(0.0, size.x, size.y, 0.0, -1.0, 1.0);
-    glMatrixMode(GL_MODELVIEW);
-    glLoadIdentity();
+    ortho_size = current_window->get_video_mode()->get_resolution();
+    apply_ortho(ortho_size);
     ortho_set = true;
 }
 

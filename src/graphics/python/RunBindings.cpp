@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cmath>
+#include <optional>
 #include <string>
 #include <thread>
 
@@ -29,8 +30,19 @@ void sleep_until(Clock::time_point deadline) {
     Py_END_ALLOW_THREADS
 }
 
+// None, or the colour each frame starts from.
+std::optional<core::Colour> frame_clear_colour(bp::object value) {
+    if (value.is_none()) return std::nullopt;
+    bp::extract<core::Colour> colour(value);
+    if (!colour.check())
+        raise(PyExc_TypeError, std::string("run(): clear_colour must be a Colour, a tuple of 3 or 4 numbers, a "
+                                           "colour string or None, not ") +
+                                   Py_TYPE(value.ptr())->tp_name + ".");
+    return colour();
+}
+
 // The frame loop of a small game: see the docstring below.
-int run(bp::object window_object, bp::object update, double fps) {
+int run(bp::object window_object, bp::object update, double fps, bp::object clear_colour_object) {
     bp::extract<window::Window*> get(window_object);
     if (window_object.is_none() || !get.check())
         raise(PyExc_TypeError, std::string("run(): window must be a libwindow.Window, not ") +
@@ -40,6 +52,7 @@ int run(bp::object window_object, bp::object update, double fps) {
                                    Py_TYPE(update.ptr())->tp_name + ".");
     if (!std::isfinite(fps) || fps < 0.0)
         raise(PyExc_ValueError, "run(): fps must be a positive number, or 0 for no pacing.");
+    const std::optional<core::Colour> clear_colour = frame_clear_colour(clear_colour_object);
     window::Window* window = get();
     if (!window->is_open()) raise(PyExc_RuntimeError, "run(): the window is closed.");
 
@@ -58,6 +71,8 @@ int run(bp::object window_object, bp::object update, double fps) {
         if (core::is_script_error_held()) break;
         // Ctrl-C reaches a loop that runs no Python code of its own.
         if (PyErr_CheckSignals() != 0) bp::throw_error_already_set();
+        // Before update(dt), which may draw too: a moving object leaves no copies.
+        if (clear_colour) window->clear(*clear_colour);
         if (!update.is_none()) {
             const bp::object result = update(dt);
             if (result.ptr() == Py_False) break;
@@ -93,13 +108,17 @@ int run(bp::object window_object, bp::object update, double fps) {
 }  // namespace
 
 void define_run() {
-    bp::def("run", &run, (bp::arg("window"), bp::arg("update") = bp::object(), bp::arg("fps") = 60.0),
-            "run(window: Window, update: Callable[[float], object] | None = None, fps: float = 60.0) -> int\n\n"
-            "The game loop: each frame processes the window's events, calls update(dt) (dt:\n"
-            "seconds since the previous frame, at most 0.25), then the current scene's update(dt),\n"
-            "begin_frame(), render() and end_frame(), and swaps the buffers, starting frames\n"
-            "1/fps seconds apart (fps=0: as fast as possible). Makes the window the module's\n"
-            "window and sets the pixel projection when that was not done yet.\n\n"
+    bp::def("run", &run,
+            (bp::arg("window"), bp::arg("update") = bp::object(), bp::arg("fps") = 60.0,
+             bp::arg("clear_colour") = bp::make_tuple(0, 0, 0)),
+            "run(window: Window, update: Callable[[float], object] | None = None, fps: float = 60.0, "
+            "clear_colour: ColourLike | None = (0, 0, 0)) -> int\n\n"
+            "The game loop: each frame processes the window's events, clears the window to\n"
+            "clear_colour (opaque black by default; None leaves the last frame's picture), calls\n"
+            "update(dt) (dt: seconds since the previous frame, at most 0.25), then the current\n"
+            "scene's update(dt), begin_frame(), render() and end_frame(), and swaps the buffers,\n"
+            "starting frames 1/fps seconds apart (fps=0: as fast as possible). Makes the window\n"
+            "the module's window and sets the pixel projection when that was not done yet.\n\n"
             "Returns the number of frames drawn when the window is closed (or asked to close:\n"
             "process_events() returned False) or when update returns False (None, what a\n"
             "function without return gives, keeps going). An exception raised by update, or a\n"

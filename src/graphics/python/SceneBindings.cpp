@@ -9,6 +9,9 @@
 #include "engine/graphics/SceneListener.h"
 #include "engine/graphics/SceneObject.h"
 
+#include <optional>
+#include <string>
+
 namespace engine::graphics::python {
 
 namespace {
@@ -64,6 +67,24 @@ void register_framebuffer(Scene& s, SceneObject* object, Framebuffer* framebuffe
 
 void render_layer(Scene& s, const std::string& id) { s.render_layer(id); }
 
+bp::object clear_colour(const Scene& s) {
+    const std::optional<core::Colour>& colour = s.get_clear_colour();
+    return colour ? bp::object(*colour) : bp::object();
+}
+
+void set_clear_colour(Scene& s, bp::object value) {
+    if (value.is_none()) {
+        s.set_clear_colour(std::nullopt);
+        return;
+    }
+    bp::extract<core::Colour> colour(value);
+    if (!colour.check())
+        raise(PyExc_TypeError, std::string("Scene.clear_colour: expected a Colour, a tuple of 3 or 4 numbers, a "
+                                           "colour string or None, got ") +
+                                   Py_TYPE(value.ptr())->tp_name);
+    s.set_clear_colour(colour());
+}
+
 core::Matrix layer_transform(const Scene& s, bp::object flags_or_id, const core::Vector<float>& position) {
     bp::extract<std::string> id(flags_or_id);
     if (id.check()) return s.get_layer_transform(id(), position);
@@ -82,7 +103,8 @@ void define_scene() {
                  "Adds a layer; False, with a warning, when its id is taken.")
             .def("begin_frame", &Scene::begin_frame,
                  "begin_frame() -> None\n\n"
-                 "Starts a frame: binds and clears the first redirection's framebuffer.")
+                 "Starts a frame: clears the window when clear_colour is set, then binds and clears\n"
+                 "the first redirection's framebuffer.")
             .def("bind_framebuffer", &Scene::bind_framebuffer, "bind_framebuffer() -> None")
             .def("end_frame", &Scene::end_frame,
                  "end_frame() -> None\n\n"
@@ -108,6 +130,11 @@ void define_scene() {
             .add_property("layers", &layers,
                           "layers: SceneLayerProxy\n\n"
                           "The layers by position in z order or by id.")
+            .add_property("clear_colour", &clear_colour, &set_clear_colour,
+                          "clear_colour: Colour | None\n\n"
+                          "The colour begin_frame() fills the window with, or None (the default): then the\n"
+                          "window keeps what the last frame drew, and the game clears it (window.clear())\n"
+                          "or draws over all of it.")
             .add_property("batching", &Scene::is_batching, &Scene::set_batching,
                           "batching: bool\n\n"
                           "Gather consecutive sprites of one texture and layer matrix into one draw call\n"

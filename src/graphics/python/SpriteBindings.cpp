@@ -42,7 +42,8 @@ struct SpriteDatabaseScope {};
 
 bool load(bp::object source, const std::string& base_path) { return SpriteDatabase::load(source.ptr(), base_path); }
 
-// A record from keywords, with the XML record's defaults and rules.
+// A record from keywords, with the XML record's rules and defaults but one: the texture
+// rectangle is the whole picture unless given (see the docstring below).
 bool add(const std::string& id, const std::string& texture, const core::Vector<float>& dimensions,
          const core::Vector<float>& origin, const core::Vector<float>& top_left, const core::Vector<float>& bottom_right,
          const core::Colour& colour, const std::string& layer, int scale_flags, bool auto_load,
@@ -143,17 +144,19 @@ void define_sprite() {
         .def("add", &add,
              (bp::arg("id"), bp::arg("texture") = std::string(), bp::arg("dimensions") = core::Vector<float>(),
               bp::arg("origin") = core::Vector<float>(), bp::arg("top_left") = core::Vector<float>(),
-              bp::arg("bottom_right") = core::Vector<float>(), bp::arg("colour") = core::Colour(),
+              bp::arg("bottom_right") = core::Vector<float>(1.0f, 1.0f), bp::arg("colour") = core::Colour(),
               bp::arg("layer") = std::string(), bp::arg("scale_flags") = -1, bp::arg("auto_load") = false,
               bp::arg("force_full_resolution") = true),
              "add(id: str, texture: str = '', dimensions: VectorLike = (0, 0), origin: VectorLike = (0, 0), "
-             "top_left: VectorLike = (0, 0), bottom_right: VectorLike = (0, 0), colour: ColourLike = (1, 1, 1, 1), "
+             "top_left: VectorLike = (0, 0), bottom_right: VectorLike = (1, 1), colour: ColourLike = (1, 1, 1, 1), "
              "layer: str = '', scale_flags: int = -1, auto_load: bool = False, "
              "force_full_resolution: bool = True) -> bool\n\n"
              "Define a sprite record without XML; the keywords mean what the XML attributes\n"
-             "mean, with the same defaults (top_left=(0, 0), bottom_right=(1, 1) shows the\n"
-             "whole picture). The texture path is found through the PathDatabase. As in XML,\n"
-             "the first definition of an id stands: False when the id is already defined.")
+             "mean, with the same defaults but one: the texture rectangle is the whole picture\n"
+             "unless given. top_left and bottom_right are texture coordinates, 0 to 1 across the\n"
+             "picture whatever its size, so they need no loaded texture. The texture path is\n"
+             "found through the PathDatabase. As in XML, the first definition of an id stands:\n"
+             "False when the id is already defined.")
         .staticmethod("add");
 }
 

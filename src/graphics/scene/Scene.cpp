@@ -8,6 +8,7 @@
 #include "engine/graphics/SceneListener.h"
 #include "engine/graphics/SceneObject.h"
 #include "engine/window/OpenGL.h"
+#include "engine/window/Window.h"
 
 #include <GL/gl.h>
 
@@ -251,7 +252,12 @@ void Scene::erase_redirection(SceneObject* object) {
     release_later(framebuffer);
 }
 
-void Scene::begin_frame() { bind_framebuffer(); }
+void Scene::begin_frame() {
+    // The window whose context draws; without one there is nothing to clear.
+    window::Window* window = window::Window::get_current();
+    if (clear_colour_ && window) window->clear(*clear_colour_);
+    bind_framebuffer();
+}
 
 void Scene::bind_framebuffer() {
     cursor_ = 0;
