@@ -27,6 +27,7 @@ def frames():
 
 
 def run(window, scene, frame_count, dt=1.0 / 60.0):
+    scene.clear_colour = (0, 0, 0)  # each frame starts from black: moving things leave no copies
     frame = 0
     while window.process_events():
         scene.update(dt)

@@ -14,6 +14,7 @@ def main():
     while window.process_events():   # False once the window is closed
         arm.rotation += 0.01         # the hand's world matrix follows
         print(hand.world_position)
+        window.clear()               # opaque black: nothing clears the window by itself
         window.swap_buffers()
         frame += 1
         if count and frame >= count:
