@@ -128,7 +128,11 @@ def played(window, tmp_path_factory):
     for k in shooter.Autopilot.KEYS:   # the session window keeps no key held
         window.post_event("key", key=k, pressed=False)
     window.process_events()
-    yield {"game": game, "scores": scores, "quiet": quiet, "explosion": explosion, "gl_error": gl_error}
+    result = {"game": game, "scores": scores, "quiet": quiet, "explosion": explosion, "gl_error": gl_error}
+    yield result
+    # The game's scene goes now: collected during a later test, it would leave that
+    # test's scene no longer current.
+    result.clear()
     del game, pilot, scene
     gc.collect()
     settle()
