@@ -28,3 +28,11 @@ def test_showcase_writes_its_screenshots(tmp_path):
     result = run_example("showcase.py", "--frames", "240", "--out", str(out), timeout=600)
     assert result.returncode == 0, result.stderr
     assert sorted(os.listdir(out)) == ["scene-1.png", "scene-2.png", "scene-3.png"]
+
+
+def test_the_shooter_plays_itself_and_writes_its_screenshots(tmp_path):
+    out = tmp_path / "demo"
+    result = run_example("shooter.py", "--frames", "60", "--autopilot", "--out", str(out), timeout=120)
+    assert result.returncode == 0, result.stderr
+    assert "score" in result.stdout
+    assert sorted(os.listdir(out)) == ["shooter-1.png", "shooter-2.png"]
