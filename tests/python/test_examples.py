@@ -13,8 +13,12 @@ def run_example(*args, timeout):
     # The examples run from their own folder: module paths must not be relative.
     env = dict(os.environ)
     env["PYTHONPATH"] = os.pathsep.join(os.path.abspath(p) for p in env.get("PYTHONPATH", "").split(os.pathsep) if p)
-    return subprocess.run([sys.executable, *args], cwd=EXAMPLES, env=env, capture_output=True, text=True,
-                          timeout=timeout)
+    # Each example is held to the GL baseline: a departure is logged on stderr.
+    env["ENGINE_GL_STATE_CHECK"] = "1"
+    result = subprocess.run([sys.executable, *args], cwd=EXAMPLES, env=env, capture_output=True, text=True,
+                            timeout=timeout)
+    assert "GL state " not in result.stderr, result.stderr
+    return result
 
 
 @pytest.mark.parametrize("name", NAMES)
