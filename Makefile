@@ -57,8 +57,10 @@ fuzz:
 install: build
 	cmake --install $(BUILD) --prefix $(PREFIX) --component python
 
+# The showcase, then the small game (played by its autopilot when there is no display).
 demo: build
 	PYTHONPATH=$(BUILD)/python scripts/with-display $(PYTHON) examples/showcase.py
+	PYTHONPATH=$(BUILD)/python scripts/with-display $(PYTHON) examples/shooter.py
 
 bench: build
 	scripts/run-bench $(BUILD)

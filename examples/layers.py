@@ -22,6 +22,7 @@ class Box(SceneObject):
         self.load_into_opengl()
         GL.glColor4f(*self.colour)
         GL.glRectf(-self.size, -self.size, self.size, self.size)
+        GL.glColor4f(1, 1, 1, 1)  # the current colour every draw path expects
         GL.glPopMatrix()
 
 

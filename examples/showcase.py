@@ -90,6 +90,9 @@ class ArticulatedArm(SceneObject):
         GL.glColor4f(1.0, 0.3, 0.3, 1.0)
         draw_square(8)
         GL.glPopMatrix()
+        # Back to what every draw path expects (docs/guide.md, "Drawing with OpenGL").
+        GL.glLineWidth(1.0)
+        GL.glColor4f(1, 1, 1, 1)
 
 
 class Backdrop(SceneObject):
@@ -107,6 +110,7 @@ class Backdrop(SceneObject):
             GL.glVertex2f(0, y)
             GL.glVertex2f(WIDTH, y)
         GL.glEnd()
+        GL.glColor4f(1, 1, 1, 1)
 
 
 class Frame(SceneObject):
@@ -127,6 +131,7 @@ class Frame(SceneObject):
         for x, y in ((0, 0), (w, 0), (w, h), (0, h)):
             GL.glVertex2f(x, y)
         GL.glEnd()
+        GL.glLineWidth(1.0)
         GL.glPopMatrix()
 
 
@@ -280,6 +285,7 @@ class LoadingIndicator(SceneObject):
         GL.glRectf(x, y, x + w, y + h)
         GL.glColor4f(1, 1, 1, 0.9)
         GL.glRectf(x, y, x + w * (0.5 + 0.5 * math.sin(self.elapsed * 6)) , y + h)
+        GL.glColor4f(1, 1, 1, 1)
 
 
 # Particle systems: sizes are half extents in pixels, curves run over each particle's

@@ -25,6 +25,19 @@ def pytest_configure(config):
         "markers", "slow: installs the modules into a temporary prefix or venv (deselect with -m 'not slow')")
 
 
+@pytest.fixture(autouse=True)
+def gl_state_kept():
+    """Every test runs with the GL state check on: after each object's update and render
+    and each listener hook the engine compares the GL state with the baseline every draw
+    path expects. A test during which anything left it otherwise fails."""
+    libgraphics.GLState.set_checking(True)
+    before = libgraphics.GLState.violation_count()
+    yield
+    libcore.Log.flush()
+    assert libgraphics.GLState.violation_count() == before, \
+        "an object or hook left the GL state other than the baseline (see the logged error)"
+
+
 @pytest.fixture(scope="session")
 def window():
     """The session's window, 640x480, with its OpenGL context current."""
@@ -50,7 +63,7 @@ def gl(window):
     the test left."""
     libgraphics.set_window(window)
     libgraphics.set_ortho()
-    GL.glActiveTexture(GL.GL_TEXTURE0)
+    libgraphics.GLState.apply()  # whatever an earlier test's raw GL left
     GL.glClearColor(0, 0, 0, 1)
     GL.glClear(GL.GL_COLOR_BUFFER_BIT)
     gl_errors = GLErrors()
@@ -62,21 +75,27 @@ def gl(window):
     GL.glBindTexture(GL.GL_TEXTURE_2D, 0)
     libcore.Log.flush()
     logging.getLogger("engine.graphics").removeHandler(gl_errors)
-    # A test that leaves a GL error fails, whether the engine's checks saw it or not.
+    # A test that leaves a GL error fails, whether the engine's checks saw it or not,
+    # and so does one whose objects left the GL state other than the baseline.
     assert gl_errors.messages == [], "the test left OpenGL errors"
+    assert gl_errors.state_reports == [], "objects left the GL state other than every draw path expects"
     assert GL.glGetError() == GL.GL_NO_ERROR, "the test left an OpenGL error"
 
 
 class GLErrors(logging.Handler):
-    """Collects the engine's reports of OpenGL errors."""
+    """Collects the engine's reports of OpenGL errors and of GL state left behind."""
 
     def __init__(self):
         super().__init__(logging.WARNING)
         self.messages = []
+        self.state_reports = []
 
     def emit(self, record):
-        if record.getMessage().startswith("OpenGL error"):
-            self.messages.append(record.getMessage())
+        message = record.getMessage()
+        if message.startswith("OpenGL error"):
+            self.messages.append(message)
+        elif message.startswith("GL state "):
+            self.state_reports.append(message)
 
 
 @pytest.fixture

@@ -50,6 +50,7 @@ class Quad(SceneObject):
         GL.glVertex2f(s, s)
         GL.glVertex2f(0, s)
         GL.glEnd()
+        GL.glColor4f(1, 1, 1, 1)  # the current colour every draw path expects
         GL.glPopMatrix()
 
 

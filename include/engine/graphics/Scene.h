@@ -135,6 +135,8 @@ private:
     class Pass;                // marks a frame pass during which removals defer their release
 
     void render_layer(SceneLayer& layer);
+    // Draws the gathered batch, then checks the GL state against the baseline.
+    void flush_batch(int modelview_depth);
     void erase_redirection(SceneObject* object);
     bool take_object(SceneObject* object, bool release);
     bool erase_object(SceneLayer& layer, SceneObject* object, bool release);

@@ -30,10 +30,11 @@ public:
     /// are all zero, so a draw that reads up to `readable` vertices stays inside the
     /// buffer and draws nothing visible there. The vertex count stays `count`.
     void* map(std::size_t count, std::size_t readable);
-    /// Uploads what was written since `map`.
+    /// Uploads what was written since `map`; leaves no buffer object bound.
     void unmap();
     /// Binds the buffer for drawing; returns the base pointer for gl*Pointer calls
-    /// (an offset of 0 with a buffer object, client memory otherwise).
+    /// (an offset of 0 with a buffer object, client memory otherwise). The drawing code
+    /// calls `unbind()` once it has drawn: the engine's draw paths leave no buffer bound.
     const void* bind();
     /// Binds no buffer object.
     static void unbind();

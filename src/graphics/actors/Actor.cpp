@@ -152,7 +152,10 @@ void Actor::render_skeleton() {
         glEnd();
     }
     if (controller_) controller_->render();
-    glColor3f(1.0f, 1.0f, 1.0f);
+    // Back to the baseline, whatever the controller's drawing set.
+    glColor4f(1.0f, 1.0f, 1.0f, 1.0f);
+    glPointSize(1.0f);
+    glLineWidth(1.0f);
 }
 
 }  // namespace engine::graphics

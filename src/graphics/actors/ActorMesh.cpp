@@ -344,6 +344,7 @@ void ActorMesh::render(const Transform& transform) {
     }
 
     if (colour_array) glDisableClientState(GL_COLOR_ARRAY);
+    glColor4f(1.0f, 1.0f, 1.0f, 1.0f);  // set by the mesh's colour or undefined after its colour array
     glPopMatrix();
 }
 

@@ -210,6 +210,8 @@ void ActorControllerIK::render() {
         glVertex2f(p.x, p.y);
         glEnd();
     }
+    glColor4f(1.0f, 1.0f, 1.0f, 1.0f);
+    glPointSize(1.0f);
     finish_stepping();
 }
 

@@ -1,6 +1,7 @@
 #include "module/GraphicsWindowListener.h"
 
 #include "engine/graphics/Framebuffer.h"
+#include "engine/graphics/GLState.h"
 #include "engine/graphics/Module.h"
 #include "engine/graphics/Program.h"
 #include "engine/window/OpenGL.h"
@@ -44,11 +45,12 @@ GraphicsWindowListener& window_listener() {
 void GraphicsWindowListener::on_create(window::Window*) {
     context_open_ = true;
     glClearColor(0.0f, 0.0f, 0.0f, 1.0f);
-    glEnableClientState(GL_VERTEX_ARRAY);
-    glEnableClientState(GL_TEXTURE_COORD_ARRAY);
     glCullFace(GL_BACK);  // culling itself stays off
     Program::on_context_created();
     vertex_buffer_objects = window::is_opengl_extension_supported("GL_ARB_vertex_buffer_object");
+    // Every draw path finds the baseline from the first frame on (blending included,
+    // which set_ortho() also switches on for programs that set their own projection).
+    GLState::apply();
     window::VertexBuffer::set_buffer_objects_supported(vertex_buffer_objects);
     // A new context (set_video_mode) keeps the projection the script chose, as a
     // resize does: the picture fills the new size until set_ortho() is called again.

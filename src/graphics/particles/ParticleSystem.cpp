@@ -213,7 +213,10 @@ void ParticleSystem::on_render() {
         window::VertexBuffer::unbind();
         first += count;
     }
-    if (drew) glDisableClientState(GL_COLOR_ARRAY);
+    if (drew) {
+        glDisableClientState(GL_COLOR_ARRAY);
+        glColor4f(1.0f, 1.0f, 1.0f, 1.0f);  // a colour-array draw leaves the current colour undefined
+    }
 }
 
 }  // namespace engine::graphics

@@ -30,6 +30,7 @@ void define_ik_constraint();  // IKConstraintPosition, ...Fixed, ...Hold, IKCons
 void define_framebuffer();     // Framebuffer, FramebufferDisplay
 void define_text();            // Text
 void define_run();             // run, the frame loop of a small game
+void define_gl_state();        // GLState, the baseline every draw path keeps
 
 // The shared helpers by their short names.
 namespace bp = boost::python;

@@ -103,6 +103,7 @@ BOOST_PYTHON_MODULE(libgraphics) {
     define_text();
     define_functions();
     define_run();
+    define_gl_state();
     engine::core::python::seal_value_copies();
     create_singletons();
     bp::import("atexit").attr("register")(bp::make_function(&stop_background_work));

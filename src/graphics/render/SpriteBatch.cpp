@@ -54,6 +54,7 @@ void SpriteBatch::draw_triangles(const Vertex* vertices, std::size_t count) {
     glTexCoordPointer(2, GL_FLOAT, stride, vertices[0].texcoord);
     glDrawArrays(GL_TRIANGLES, 0, GLsizei(count));
     glDisableClientState(GL_COLOR_ARRAY);
+    glColor4f(1.0f, 1.0f, 1.0f, 1.0f);  // a colour-array draw leaves the current colour undefined
 }
 
 }  // namespace engine::graphics

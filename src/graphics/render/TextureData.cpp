@@ -29,8 +29,9 @@ unsigned int upload(const ImageBuffer& buffer) {
     }
     // Uploads happen in the middle of drawing (a bind waiting for its texture): the
     // texture bound on the active unit is put back afterwards.
-    GLint previous = 0;
+    GLint previous = 0, alignment = 4;
     glGetIntegerv(GL_TEXTURE_BINDING_2D, &previous);
+    glGetIntegerv(GL_UNPACK_ALIGNMENT, &alignment);
     GLuint name = 0;
     glGenTextures(1, &name);
     glBindTexture(GL_TEXTURE_2D, name);
@@ -45,6 +46,7 @@ unsigned int upload(const ImageBuffer& buffer) {
     glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_S, GL_REPEAT);
     glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_T, GL_REPEAT);
     glBindTexture(GL_TEXTURE_2D, GLuint(previous));
+    glPixelStorei(GL_UNPACK_ALIGNMENT, alignment);
     check_gl_errors("uploading a texture");
     return name;
 }

@@ -3,6 +3,7 @@
 
 #include "engine/core/Log.h"
 #include "engine/graphics/Framebuffer.h"
+#include "engine/graphics/GLState.h"
 #include "engine/graphics/Module.h"
 #include "engine/graphics/SceneLayer.h"
 #include "engine/graphics/SceneListener.h"
@@ -99,7 +100,9 @@ void Scene::notify(Hook hook) {
     const std::size_t end = listener_snapshot_.size();
     for (std::size_t i = begin; i < end; ++i) {
         SceneListener* listener = listener_snapshot_[i];
-        if (listeners_.count(listener)) hook(*listener);
+        if (!listeners_.count(listener)) continue;
+        hook(*listener);
+        GLState::check("after a scene listener's hook");
     }
     listener_snapshot_.resize(begin);
 }
@@ -265,6 +268,7 @@ void Scene::bind_framebuffer() {
     if (cursor_ == redirections_.size()) return;
     redirections_[cursor_].framebuffer->bind_as_framebuffer();
     glClear(GL_COLOR_BUFFER_BIT);
+    GLState::check("after Scene.begin_frame");
 }
 
 void Scene::end_frame() {
@@ -274,11 +278,13 @@ void Scene::end_frame() {
     // Unbound first, then drawn to the window: the captured picture stays visible.
     Framebuffer::unbind();
     bound->render();
+    GLState::check("after Scene.end_frame");
 }
 
 // Frame ----------------------------------------------------------------------------
 
 void Scene::update(float dt) {
+    GLState::check("on entering Scene.update (left by code outside the scene)");
     Pass pass(*this);
     notify([dt](SceneListener& l) { l.on_pre_update(dt); });
     for (std::size_t l = 0; l < layers_.size(); ++l) {
@@ -292,6 +298,7 @@ void Scene::update(float dt) {
                 objects[i + kPrefetchDistance / 2]->prefetch_animator_list();
             if (i + 1 < objects.size()) objects[i + 1]->prefetch_animators();
             objects[i]->update(dt);
+            GLState::check("after the update", objects[i]);
         }
     }
     notify([dt](SceneListener& l) { l.on_post_update(dt); });
@@ -318,6 +325,7 @@ void check_drawing_set_up() {
 
 void Scene::render() {
     check_drawing_set_up();
+    GLState::check("on entering Scene.render (left by code outside the scene)");
     Pass pass(*this);
     notify([](SceneListener& l) { l.on_pre_render(); });
     for (std::size_t l = 0; l < layers_.size(); ++l)
@@ -336,12 +344,13 @@ void Scene::render_layer(SceneLayer& layer) {
     const std::string& id = layer.get_id();
     notify([&id](SceneListener& l) { l.on_pre_layer_render(id); });
     const auto& objects = layer.get_objects();
+    const int depth = GLState::is_checking() ? GLState::get_modelview_depth() : -1;
     for (SceneLayer::Walk walk(layer); walk.next();) {
         SceneObject* object = objects[walk.index()];
         if (cursor_ < redirections_.size() && redirections_[cursor_].object == object) {
             // Everything drawn so far went into this object's framebuffer; the object
             // itself goes into the next target.
-            batch_.flush();
+            flush_batch(depth);
             const std::size_t next = cursor_ + 1;
             if (next == redirections_.size())
                 Framebuffer::unbind();
@@ -351,12 +360,19 @@ void Scene::render_layer(SceneLayer& layer) {
         }
         if (!object->is_visible()) continue;
         if (batching_ && object->add_to_batch(batch_, object->get_layer_transform())) continue;
-        batch_.flush();
+        flush_batch(depth);
         object->render(true);
+        GLState::check("after the render", object, depth);
     }
-    batch_.flush();
+    flush_batch(depth);
     check_gl_errors("drawing layer", id.c_str());
     notify([&id](SceneListener& l) { l.on_post_layer_render(id); });
+}
+
+void Scene::flush_batch(int modelview_depth) {
+    if (batch_.empty()) return;
+    batch_.flush();
+    GLState::check("after drawing a batch of sprites", nullptr, modelview_depth);
 }
 
 // Layer matrix ---------------------------------------------------------------------

@@ -154,6 +154,7 @@ void Text::on_render() {
     glVertexPointer(2, GL_FLOAT, 4 * sizeof(float), vertices_.data());
     glTexCoordPointer(2, GL_FLOAT, 4 * sizeof(float), vertices_.data() + 2);
     glDrawArrays(GL_TRIANGLES, 0, GLsizei(vertices_.size() / 4));
+    glColor4f(1.0f, 1.0f, 1.0f, 1.0f);
     glPopMatrix();
 }
 

@@ -19,6 +19,7 @@ PFNGLDELETEBUFFERSPROC glDeleteBuffers = nullptr;
 PFNGLBINDBUFFERPROC glBindBuffer = nullptr;
 PFNGLBUFFERDATAPROC glBufferData = nullptr;
 PFNGLACTIVETEXTUREPROC glActiveTexture = nullptr;
+PFNGLCLIENTACTIVETEXTUREARBPROC glClientActiveTexture = nullptr;
 
 namespace {
 
@@ -88,6 +89,9 @@ void resolve_opengl_entry_points() {
     glActiveTexture =
         lookup<PFNGLACTIVETEXTUREPROC>(has_version(1, 3), "glActiveTexture",
                                        is_opengl_extension_supported("GL_ARB_multitexture"), "glActiveTextureARB");
+    glClientActiveTexture =
+        lookup<PFNGLCLIENTACTIVETEXTUREARBPROC>(has_version(1, 3), "glClientActiveTexture",
+                                       is_opengl_extension_supported("GL_ARB_multitexture"), "glClientActiveTextureARB");
 }
 
 }  // namespace engine::window

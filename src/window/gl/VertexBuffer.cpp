@@ -45,10 +45,8 @@ void VertexBuffer::unmap() {
 
 const void* VertexBuffer::bind() {
     if (use_buffer_objects()) {
-        if (dirty_ || name_ == 0)
-            upload();
-        else
-            glBindBuffer(GL_ARRAY_BUFFER, name_);
+        if (dirty_ || name_ == 0) upload();
+        glBindBuffer(GL_ARRAY_BUFFER, name_);
         return nullptr;  // offset 0 into the bound buffer object
     }
     unbind();  // gl*Pointer must see client memory, not a buffer left bound
@@ -72,11 +70,14 @@ void VertexBuffer::restore_gpu() {}
 
 void VertexBuffer::set_buffer_objects_supported(bool supported) { buffer_objects_supported = supported; }
 
-// Leaves the buffer object bound.
+// Leaves no buffer object bound: an upload happens during an update, and a buffer
+// left bound would turn every later client-memory draw of the frame into offsets into
+// this buffer.
 void VertexBuffer::upload() {
     if (name_ == 0) glGenBuffers(1, &name_);
     glBindBuffer(GL_ARRAY_BUFFER, name_);
     glBufferData(GL_ARRAY_BUFFER, GLsizeiptr(uploaded_ * stride_), data_.data(), GLenum(usage_));
+    glBindBuffer(GL_ARRAY_BUFFER, 0);
     dirty_ = false;
 }
 
