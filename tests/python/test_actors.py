@@ -660,12 +660,29 @@ def test_texture_transform_moves_the_texture_coordinates(window, scene, pictures
 
 def test_a_mesh_without_vertices_still_draws_nothing_and_keeps_going(window, scene):
     load('<ActorData id="e"><ActorMeshData id="empty"/></ActorData>')
-    mesh = ActorMesh()
-    mesh.set_data("e", "empty")
-    mesh.transform_vertices(Skeleton())
-    mesh.update(1 / 60)
-    scene.add_object(MeshObject(mesh), "main")
-    rendered(window, scene)
+    empty = ActorMesh()
+    empty.set_data("e", "empty")
+    empty.transform_vertices(Skeleton())
+    empty.update(1 / 60)
+    _, quad = _quad_actor()
+    after = MeshObject(quad)  # drawn after the empty mesh, in the same frame
+    after.position = (300, 100)
+    after.z = 1
+    scene.add_object(after, "main")
+
+    def frame():
+        rendered(window, scene)
+        return window.read_pixels()[2]
+
+    without = frame()
+    assert rendered(window, scene)(300, 120)[:3] == (255, 255, 255)
+    scene.add_object(MeshObject(empty), "main")
+    assert frame() == without, "the empty mesh drew something, or broke what was drawn after it"
+    # The next frame draws what changed.
+    after.position = (500, 100)
+    pixel = rendered(window, scene)
+    assert pixel(500, 120)[:3] == (255, 255, 255)
+    assert pixel(300, 120)[:3] == (0, 0, 0)
 
 
 def test_weights_are_not_normalised():
