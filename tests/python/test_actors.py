@@ -16,6 +16,7 @@ import libgraphics
 from libcore import Colour, Factory, Matrix, Vector
 from libgraphics import ActorMesh, SceneObject, Skeleton, Texture, Transform, actor_database
 
+from memory import engine_counts, heap_bytes
 from pictures import images, rendered, settle
 
 PUPPET = os.path.join(os.path.dirname(__file__), "..", "..", "data", "puppet.xml")
@@ -229,11 +230,6 @@ def _counting_classes():
     return live
 
 
-def _resident_kib():
-    with open("/proc/self/statm") as f:
-        return int(f.read().split()[1]) * os.sysconf("SC_PAGE_SIZE") // 1024
-
-
 def test_no_leak_after_loading_and_unloading_a_thousand_times():
     live = _counting_classes()
     with open(PUPPET, "rb") as f:
@@ -241,17 +237,16 @@ def test_no_leak_after_loading_and_unloading_a_thousand_times():
     for _ in range(100):  # warm up allocator pools
         actor_database.load(io.BytesIO(document))
         actor_database.unload()
-    gc.collect()
-    before = _resident_kib()
+    counts, heap = engine_counts(), heap_bytes()
     for _ in range(1000):
         actor_database.load(io.BytesIO(document))
         actor_database.unload()
     gc.collect()
     assert live == {"skeletons": 0, "joints": 0}
-    if "libasan" in os.environ.get("LD_PRELOAD", ""):
-        return  # AddressSanitizer keeps freed memory in quarantine: resident memory measures it, not us
-    # One puppet is about 20 KiB of records: a leak of it would show as many MiB.
-    assert _resident_kib() - before < 2048
+    assert engine_counts() == counts
+    # A puppet's records take about 6 KiB of the heap: a twentieth of them kept at each
+    # load would show.
+    assert heap_bytes() - heap < 256 * 1024
 
 
 # Skinning against numpy ---------------------------------------------------------------
