@@ -57,11 +57,12 @@ private:
 PyObject* script_clock = nullptr;
 
 void set_run_clock(bp::object clock) {
-    if (!clock.is_none())
-        for (const char* method : {"now", "sleep_until"})
-            if (!PyObject_HasAttrString(clock.ptr(), method) ||
-                !PyCallable_Check(bp::object(clock.attr(method)).ptr()))
+    if (!clock.is_none()) {
+        for (const char* method : {"now", "sleep_until"}) {
+            if (!PyObject_HasAttrString(clock.ptr(), method) || !PyCallable_Check(bp::object(clock.attr(method)).ptr()))
                 raise(PyExc_TypeError, std::string("_set_run_clock(): the clock has no method ") + method + "().");
+        }
+    }
     PyObject* const kept = clock.is_none() ? nullptr : clock.ptr();
     Py_XINCREF(kept);
     Py_XDECREF(script_clock);
