@@ -3,9 +3,6 @@ import os
 
 import libcore
 
-# Sanitizer runs preload the sanitizer runtimes into the interpreter; their allocator
-# keeps freed memory in quarantine, so the process's size says nothing about leaks.
-UNDER_SANITIZERS = "libasan" in os.environ.get("LD_PRELOAD", "")
 # Sanitizer builds make no type stubs: their modules load only with those runtimes
 # preloaded, which the stub generator's interpreter has not.
 HAS_STUBS = os.path.isfile(os.path.join(os.path.dirname(os.path.abspath(libcore.__file__)), "libcore.pyi"))

@@ -18,7 +18,7 @@ import libgraphics
 from libcore import Factory, Vector
 from libgraphics import Actor, ActorController, ActorControllerDynamics, actor_database
 
-from builds import UNDER_SANITIZERS
+from memory import engine_counts, heap_bytes
 from pictures import rendered
 
 DATA = os.path.join(os.path.dirname(__file__), "..", "..", "data")
@@ -675,10 +675,6 @@ def test_a_controller_whose_actor_is_destroyed_drops_its_world():
 def test_a_thousand_worlds_are_built_and_dropped_without_growth():
     actor, c = puppet()
 
-    def rss_kib():
-        with open("/proc/self/statm") as f:
-            return int(f.read().split()[1]) * os.sysconf("SC_PAGE_SIZE") // 1024
-
     def churn(n):
         for i in range(n):
             if i % 2:
@@ -690,12 +686,13 @@ def test_a_thousand_worlds_are_built_and_dropped_without_growth():
 
     churn(100)
     gc.collect()
-    objects, rss = len(gc.get_objects()), rss_kib()
+    objects, counts, heap = len(gc.get_objects()), engine_counts(), heap_bytes()
     churn(1000)
     gc.collect()
     assert len(gc.get_objects()) - objects < 100
-    if not UNDER_SANITIZERS:
-        assert rss_kib() - rss < 16 * 1024
+    assert engine_counts() == counts
+    # 500 worlds built and destroyed: a kilobyte kept of each would show.
+    assert heap_bytes() - heap < 512 * 1024
     actor.controller = c
     assert c.has_system and len(c.body_names) == 13
     c.update(0.02)

@@ -2,7 +2,6 @@
 the frame loop libgraphics.run."""
 import io
 import math
-import time
 
 import pytest
 
@@ -170,18 +169,120 @@ def test_update_returning_none_keeps_going(scene, window):
     assert libgraphics.run(window, update, 0) == 2
 
 
-def test_run_keeps_a_steady_pace(scene, window):
-    times = []
+class FakeClock:
+    """The time run sees, in nanoseconds: it moves when a frame's work moves it, and when
+    run sleeps. Keeps how long each sleep lasted."""
+
+    def __init__(self):
+        self.time = 10 ** 15  # far from zero: nothing may assume a start at 0
+        self.sleeps = []
+        self.reads = 0
+
+    def now(self):
+        self.reads += 1
+        return self.time
+
+    def sleep_until(self, deadline):
+        self.sleeps.append(deadline - self.time)
+        self.time = max(self.time, deadline)
+
+
+@pytest.fixture
+def clock():
+    fake = FakeClock()
+    libgraphics._set_run_clock(fake)
+    yield fake
+    libgraphics._set_run_clock(None)
+
+
+PERIOD_30 = 33_333_333  # 1/30 s in whole nanoseconds
+
+
+def working(clock, work_ns):
+    """An update that spends work_ns[i] nanoseconds of the clock in frame i, records
+    the dt it was handed, and stops the loop when the list runs out."""
+    dts = []
 
     def update(dt):
-        times.append((time.monotonic(), dt))
-        return len(times) < 13
+        dts.append(dt)
+        if len(dts) > len(work_ns):
+            return False
+        clock.time += work_ns[len(dts) - 1]
 
+    return update, dts
+
+
+def test_run_starts_frames_one_period_apart_and_hands_update_the_time_between_them(scene, window, clock):
+    work = [5_000_000, 30_000_000, 0, 12_000_000]
+    update, dts = working(clock, work)
+    assert libgraphics.run(window, update, fps=30) == len(work)
+    assert clock.sleeps == [PERIOD_30 - w for w in work]
+    assert dts == [1 / 30] + [PERIOD_30 / 1e9] * len(work)
+
+
+def test_run_lets_a_frame_late_by_more_than_a_period_move_the_schedule(scene, window, clock):
+    update, dts = working(clock, [100_000_000, 5_000_000, 5_000_000])
     libgraphics.run(window, update, fps=30)
-    starts = [t for t, _ in times]
-    gaps = [b - a for a, b in zip(starts, starts[1:])]
-    assert sum(gaps) / len(gaps) == pytest.approx(1 / 30, rel=0.25)
-    assert [dt for _, dt in times[1:]] == pytest.approx(gaps, abs=0.01)
+    assert clock.sleeps == [PERIOD_30 - 5_000_000] * 2, "no sleep after the late frame, then a period apart"
+    assert dts == [1 / 30, 0.1, PERIOD_30 / 1e9, PERIOD_30 / 1e9]
+
+
+def test_run_keeps_the_schedule_after_a_frame_late_by_less_than_a_period(scene, window, clock):
+    update, dts = working(clock, [40_000_000, 5_000_000])
+    libgraphics.run(window, update, fps=30)
+    assert clock.sleeps == [2 * PERIOD_30 - 45_000_000]
+    assert dts == [1 / 30, 0.04, (2 * PERIOD_30 - 40_000_000) / 1e9]
+
+
+def test_run_hands_on_a_stall_as_a_quarter_of_a_second(scene, window, clock):
+    update, dts = working(clock, [3_000_000_000])
+    libgraphics.run(window, update, fps=60)
+    assert dts == [1 / 60, 0.25]
+
+
+def test_run_without_pacing_never_sleeps_and_measures_each_frame(scene, window, clock):
+    work = [7_000_000, 1, 0, 123_456_789]
+    update, dts = working(clock, work)
+    libgraphics.run(window, update, fps=0)
+    assert clock.sleeps == []
+    assert dts == [1 / 60] + [w / 1e9 for w in work]
+
+
+def test_run_hands_the_scene_the_same_dt_as_update(scene, window, clock):
+    obj = SceneObject()
+    scene.add_object(obj, "main")
+    obj.add_animator("spin", Rotate(1.0, 0.0, 0.0))  # one radian a second
+    update, dts = working(clock, [20_000_000] * 3)
+    libgraphics.run(window, update, fps=0)
+    assert obj.rotation == pytest.approx(sum(dts[:-1]), rel=1e-6), "the last frame's update stopped the loop"
+
+
+def test_run_clock_must_have_now_and_sleep_until():
+    class NoSleep:
+        def now(self):
+            return 0
+
+    with pytest.raises(TypeError, match=r"the clock has no method sleep_until\(\)"):
+        libgraphics._set_run_clock(NoSleep())
+
+
+def test_run_refuses_a_clock_that_is_not_in_nanoseconds(scene, window, clock):
+    clock.now = lambda: 1.5
+    with pytest.raises(TypeError, match=r"now\(\) must return int nanoseconds, not float"):
+        libgraphics.run(window, None, fps=30)
+
+
+def test_run_is_back_on_the_steady_clock_after_none(scene, window, clock):
+    libgraphics._set_run_clock(None)
+    dts = []
+
+    def update(dt):
+        dts.append(dt)
+        return len(dts) < 3
+
+    assert libgraphics.run(window, update, fps=1000) == 2
+    assert clock.reads == 0 and clock.sleeps == [], "run used the clock it was told to drop"
+    assert dts[0] == 1 / 1000 and all(0 <= dt <= 0.25 for dt in dts)
 
 
 def test_an_exception_in_update_comes_out_of_run(scene, window):

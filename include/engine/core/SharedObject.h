@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <cstddef>
 #include <cstdint>
 
 namespace engine::core {
@@ -13,10 +14,13 @@ namespace engine::core {
 /// only let go there.
 class SharedObject {
 public:
-    SharedObject() = default;
+    SharedObject() noexcept;
     SharedObject(const SharedObject&) = delete;
     SharedObject& operator=(const SharedObject&) = delete;
-    virtual ~SharedObject() = default;
+    virtual ~SharedObject();
+
+    /// How many SharedObjects are alive: leak checks compare it before and after. Any thread.
+    static std::size_t live_count() noexcept;
 
     void inc_ref() { ++count_; }
     /// Deletes this object when the count reaches zero.

@@ -4,6 +4,8 @@
 
 #include "engine/core/Log.h"
 #include "engine/core/Maths.h"
+#include "engine/core/SharedObject.h"
+#include "engine/core/script/Object.h"
 #include "engine/core/script/Python.h"
 #include "engine/core/script/PythonLog.h"
 
@@ -36,6 +38,15 @@ void set_script_errors_by_name(const std::string& mode) {
 
 std::string get_script_errors_name() { return get_script_errors() == ScriptErrors::Raise ? "raise" : "report"; }
 
+// What the engine holds, for leak checks that must not read the process's size (the
+// sanitizers' allocator keeps freed memory).
+bp::dict live_counts() {
+    bp::dict counts;
+    counts["objects"] = Object::live_count();
+    counts["shared_objects"] = SharedObject::live_count();
+    return counts;
+}
+
 // The module's functions that belong to no class.
 void define_functions() {
     bp::def("normalise_angle", &normalise_angle, bp::arg("angle"),
@@ -57,6 +68,11 @@ void define_functions() {
     bp::def("get_script_errors", &get_script_errors_name,
             "get_script_errors() -> str\n\n"
             "What an exception raised in a hook does: \"report\" or \"raise\" (set_script_errors).");
+    bp::def("_live_counts", &live_counts,
+            "_live_counts() -> dict[str, int]\n\n"
+            "How many engine objects are alive: \"objects\" (script-visible ones, made by scripts\n"
+            "or by the engine) and \"shared_objects\" (shared native data: texture pictures,\n"
+            "records). The tests' leak checks compare them before and after.");
 }
 
 }  // namespace

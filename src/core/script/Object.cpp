@@ -2,7 +2,22 @@
 
 #include "engine/core/script/Object.h"
 
+#include <atomic>
+
 namespace engine::core {
+
+namespace {
+// Every Object alive; atomic, so that any thread may read it.
+std::atomic<std::size_t> live_objects{0};
+}  // namespace
+
+Object::Object() noexcept { live_objects.fetch_add(1, std::memory_order_relaxed); }
+
+Object::Object(const Object&) noexcept { live_objects.fetch_add(1, std::memory_order_relaxed); }
+
+Object::~Object() { live_objects.fetch_sub(1, std::memory_order_relaxed); }
+
+std::size_t Object::live_count() noexcept { return live_objects.load(std::memory_order_relaxed); }
 
 PythonObject Object::get_pyobject() const { return boost::python::object(); }
 

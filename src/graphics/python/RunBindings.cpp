@@ -5,7 +5,8 @@
 
 #include "engine/window/Window.h"
 
-#include <algorithm>
+#include "module/FramePacer.h"
+
 #include <chrono>
 #include <cmath>
 #include <optional>
@@ -16,18 +17,56 @@ namespace engine::graphics::python {
 
 namespace {
 
-using Clock = std::chrono::steady_clock;
-using Seconds = std::chrono::duration<double>;
+// The time of a game: the steady clock. Sleeps without holding the interpreter lock, so
+// other Python threads run meanwhile.
+class SteadyClock final : public FrameClock {
+public:
+    Duration now() override {
+        return std::chrono::duration_cast<Duration>(std::chrono::steady_clock::now().time_since_epoch());
+    }
+    void sleep_until(Duration deadline) override {
+        const std::chrono::steady_clock::time_point until(
+            std::chrono::duration_cast<std::chrono::steady_clock::duration>(deadline));
+        Py_BEGIN_ALLOW_THREADS
+        std::this_thread::sleep_until(until);
+        Py_END_ALLOW_THREADS
+    }
+};
 
-// A stall (a breakpoint, a dragged window) is not passed on whole: objects would jump.
-constexpr double longest_step = 0.25;
+// A clock given by a script (the tests of the loop): now() and sleep_until(deadline)
+// in integer nanoseconds, so that the times run measures are exact.
+class ScriptClock final : public FrameClock {
+public:
+    explicit ScriptClock(PyObject* clock) : clock_(bp::handle<>(bp::borrowed(clock))) {}
 
-// Waits until `deadline` without holding the interpreter lock, so other Python threads
-// run meanwhile.
-void sleep_until(Clock::time_point deadline) {
-    Py_BEGIN_ALLOW_THREADS
-    std::this_thread::sleep_until(deadline);
-    Py_END_ALLOW_THREADS
+    Duration now() override {
+        const bp::object time = clock_.attr("now")();
+        if (!PyLong_Check(time.ptr()))
+            raise(PyExc_TypeError, std::string("run(): the clock's now() must return int nanoseconds, not ") +
+                                       Py_TYPE(time.ptr())->tp_name + ".");
+        return Duration(bp::extract<long long>(time)());
+    }
+    void sleep_until(Duration deadline) override { clock_.attr("sleep_until")(deadline.count()); }
+
+private:
+    bp::object clock_;  // the script's clock
+};
+
+// The clock set with _set_run_clock, one reference, or null for the steady clock. A raw
+// reference, since the module state outlives the interpreter.
+PyObject* script_clock = nullptr;
+
+void set_run_clock(bp::object clock) {
+    if (!clock.is_none()) {
+        for (const char* method : {"now", "sleep_until"}) {
+            if (!PyObject_HasAttrString(clock.ptr(), method) || !PyCallable_Check(bp::object(clock.attr(method)).ptr()))
+                raise(PyExc_TypeError, std::string("_set_run_clock(): the clock has no method ") + method + "().");
+        }
+    }
+    PyObject* const kept = clock.is_none() ? nullptr : clock.ptr();
+    Py_XINCREF(kept);
+    Py_XDECREF(script_clock);
+    script_clock = kept;
 }
 
 // None, or the colour each frame starts from.
@@ -60,11 +99,11 @@ int run(bp::object window_object, bp::object update, double fps, bp::object clea
     if (get_window() != window) bp::import("libgraphics").attr("set_window")(window_object);
     if (!is_ortho_set()) set_ortho();
 
-    const Clock::duration period =
-        fps > 0.0 ? std::chrono::duration_cast<Clock::duration>(Seconds(1.0 / fps)) : Clock::duration::zero();
-    Clock::time_point previous = Clock::now();
-    Clock::time_point next = previous + period;
-    double dt = fps > 0.0 ? 1.0 / fps : 1.0 / 60.0;  // the first frame's, before any was measured
+    SteadyClock steady_clock;
+    std::optional<ScriptClock> given_clock;
+    if (script_clock) given_clock.emplace(script_clock);
+    FrameClock& clock = given_clock ? static_cast<FrameClock&>(*given_clock) : steady_clock;
+    FramePacer pacer(fps, clock.now());
     int frames = 0;
     while (window->process_events()) {
         // A hook's stop request (or any exception in "raise" mode) comes out of run.
@@ -73,6 +112,7 @@ int run(bp::object window_object, bp::object update, double fps, bp::object clea
         if (PyErr_CheckSignals() != 0) bp::throw_error_already_set();
         // Before update(dt), which may draw too: a moving object leaves no copies.
         if (clear_colour) window->clear(*clear_colour);
+        const double dt = pacer.dt();
         if (!update.is_none()) {
             const bp::object result = update(dt);
             if (result.ptr() == Py_False) break;
@@ -87,20 +127,7 @@ int run(bp::object window_object, bp::object update, double fps, bp::object clea
         }
         window->swap_buffers();
         ++frames;
-
-        // A steady pace: frames start a period apart; one that ran late does not make
-        // the next ones hurry to catch up.
-        if (period != Clock::duration::zero()) {
-            const Clock::time_point now = Clock::now();
-            if (now < next)
-                sleep_until(next);
-            else if (now - next > period)
-                next = now;
-            next += period;
-        }
-        const Clock::time_point now = Clock::now();
-        dt = std::min(Seconds(now - previous).count(), longest_step);
-        previous = now;
+        pacer.next_frame(clock);
     }
     return frames;
 }
@@ -123,6 +150,11 @@ void define_run() {
             "process_events() returned False) or when update returns False (None, what a\n"
             "function without return gives, keeps going). An exception raised by update, or a\n"
             "stop request from a hook, comes out of run.");
+    // The tests of the loop drive its time with a clock of their own.
+    bp::def("_set_run_clock", &set_run_clock, bp::arg("clock"),
+            "_set_run_clock(clock: object | None) -> None\n\n"
+            "Makes run read the time from clock.now() and wait with clock.sleep_until(deadline),\n"
+            "both in int nanoseconds from any fixed start; None: the steady clock again.");
 }
 
 }  // namespace engine::graphics::python

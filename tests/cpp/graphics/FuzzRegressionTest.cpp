@@ -1,7 +1,8 @@
 // Inputs the fuzz targets of tests/fuzz found troublesome, kept under
-// tests/fuzz/regressions/<target>/ and replayed here in every build, so that the
-// sanitizer builds check them too. Each file is fed exactly as its fuzz target feeds
-// it; the named tests below say what each fix guarantees.
+// tests/fuzz/regressions/<target>/, and the targets' seeds from tests/fuzz/corpus/,
+// replayed here in every build, so that the sanitizer builds check them too. Each file
+// is fed exactly as its fuzz target feeds it; the named tests below say what each fix
+// guarantees.
 #include "engine/graphics/SpriteData.h"
 #include "engine/graphics/TextureData.h"
 
@@ -29,19 +30,43 @@ using engine::graphics::ImageBuffer;
 namespace {
 
 const fs::path regressions = ENGINE_FUZZ_REGRESSIONS;
+const fs::path corpus = regressions.parent_path() / "corpus";
 
 std::string read_file(const fs::path& path) {
     std::ifstream in(path, std::ios::binary);
     return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
 }
 
-std::vector<fs::path> files_of(const std::string& target) {
+std::vector<fs::path> files_in(const fs::path& directory) {
     std::vector<fs::path> files;
-    if (fs::is_directory(regressions / target))
-        for (const auto& entry : fs::directory_iterator(regressions / target)) files.push_back(entry.path());
+    if (fs::is_directory(directory))
+        for (const auto& entry : fs::directory_iterator(directory)) files.push_back(entry.path());
     std::sort(files.begin(), files.end());
     return files;
 }
+
+// What a target replays: its seeds (a target without findings has no regressions), then
+// its regressions.
+std::vector<fs::path> inputs_of(const std::string& target) {
+    std::vector<fs::path> files = files_in(corpus / target);
+    for (const fs::path& file : files_in(regressions / target)) files.push_back(file);
+    return files;
+}
+
+// Checks the callbacks as the fuzz target does: an end closes the latest open element.
+class CheckingParser final : public engine::core::XMLParser {
+public:
+    void on_element_start(const std::string& name, const Attributes&) override { open.push_back(name); }
+    void on_element_end(const std::string& name) override {
+        if (open.empty() || open.back() != name)
+            ++stray_ends;
+        else
+            open.pop_back();
+    }
+
+    std::vector<std::string> open;  // elements started and not yet ended, outermost first
+    int stray_ends = 0;             // ends that closed no open element of their name
+};
 
 // A stream over a string that remembers how it was read: the longest single request,
 // and how many requests found the end of the bytes.
@@ -76,30 +101,48 @@ bool warned(const LogCapture& log, const std::string& part) {
 
 }  // namespace
 
+// Parsed: every element closed, in order. Not parsed: a warning names the input.
 TEST(FuzzRegressions, EveryXMLInputParsesOrFailsCleanly) {
-    LogCapture log;
-    for (const fs::path& file : files_of("xml_parser")) {
-        engine::core::XMLParser parser;
-        parser.parse_text(read_file(file), file.filename().string());
+    const std::vector<fs::path> files = inputs_of("xml_parser");
+    ASSERT_FALSE(files.empty());
+    for (const fs::path& file : files) {
+        LogCapture log;
+        CheckingParser parser;
+        const std::string name = file.filename().string();
+        if (parser.parse_text(read_file(file), name)) {
+            EXPECT_TRUE(parser.open.empty()) << name;
+            EXPECT_EQ(parser.stray_ends, 0) << name;
+        } else {
+            EXPECT_TRUE(warned(log, name)) << name;
+        }
     }
 }
 
 TEST(FuzzRegressions, EverySpriteDocumentLoadsAndUnloads) {
     LogCapture log;
-    for (const fs::path& file : files_of("sprite_database")) {
+    const std::vector<fs::path> files = inputs_of("sprite_database");
+    ASSERT_FALSE(files.empty());
+    for (const fs::path& file : files) {
         EXPECT_TRUE(SpriteDatabase::load_text(read_file(file), "fuzz")) << file;
         SpriteDatabase::unload();
     }
 }
 
+// Decoded: a picture with pixels, which halves. Not decoded: a warning names the input.
 TEST(FuzzRegressions, EveryPngInputDecodesOrFailsCleanly) {
-    LogCapture log;
-    const std::vector<fs::path> files = files_of("png_decode");
-    EXPECT_FALSE(files.empty());
+    const std::vector<fs::path> files = inputs_of("png_decode");
+    ASSERT_FALSE(files.empty());
     for (const fs::path& file : files) {
+        LogCapture log;
+        const std::string name = file.filename().string();
         RecordingStream stream(read_file(file));
-        std::unique_ptr<ImageBuffer> buffer = ImageBuffer::decode(stream, file.filename().string(), true);
-        if (buffer) buffer->halve();
+        std::unique_ptr<ImageBuffer> buffer = ImageBuffer::decode(stream, name, true);
+        if (buffer) {
+            EXPECT_TRUE(buffer->pixels != nullptr && buffer->width > 0 && buffer->height > 0) << name;
+            buffer->halve();
+        } else {
+            EXPECT_TRUE(warned(log, name)) << name;
+        }
     }
 }
 
@@ -137,7 +180,7 @@ TEST(FuzzRegressions, AncillaryChunksAreSkippedInSmallReads) {
 // chunks still decodes whole.
 TEST(FuzzRegressions, PictureWithAncillaryChunksStillDecodes) {
     LogCapture log;
-    RecordingStream stream(read_file(regressions.parent_path() / "corpus" / "png_decode" / "rgb-trns-text-4x2.png"));
+    RecordingStream stream(read_file(corpus / "png_decode" / "rgb-trns-text-4x2.png"));
     std::unique_ptr<ImageBuffer> buffer = ImageBuffer::decode(stream, "seed.png", true);
     ASSERT_NE(buffer, nullptr);
     EXPECT_EQ(buffer->width, 4);

@@ -2,6 +2,8 @@
 
 #include "engine/core/script/PythonFwd.h"
 
+#include <cstddef>
+
 namespace engine::core {
 
 /// Base of every script-visible class. An Object created from a script lives as long
@@ -14,11 +16,15 @@ namespace engine::core {
 /// interpreter lock): counting touches Python reference counts.
 class Object {
 public:
-    Object() = default;
+    Object() noexcept;
     /// A copy is a new object: it has no references yet.
-    Object(const Object&) noexcept {}
+    Object(const Object&) noexcept;
     Object& operator=(const Object&) noexcept { return *this; }
-    virtual ~Object() = default;
+    virtual ~Object();
+
+    /// How many Objects are alive, made by scripts and by native code alike: leak checks
+    /// compare it before and after. Any thread.
+    static std::size_t live_count() noexcept;
 
     /// The Python object that wraps this instance (a new reference), or None.
     virtual PythonObject get_pyobject() const;

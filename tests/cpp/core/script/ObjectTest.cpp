@@ -73,6 +73,32 @@ TEST(SharedObject, CountsHoldersAndDeletesAtZero) {
     EXPECT_TRUE(destroyed);
 }
 
+TEST(SharedObject, LiveCountFollowsConstructionAndDeletion) {
+    const std::size_t before = SharedObject::live_count();
+    bool destroyed = false;
+    auto* resource = new Resource(destroyed);
+    EXPECT_EQ(SharedObject::live_count(), before + 1);
+    resource->inc_ref();
+    resource->dec_ref();
+    EXPECT_EQ(SharedObject::live_count(), before);
+}
+
+TEST(Object, LiveCountFollowsConstructionCopiesAndDestruction) {
+    const std::size_t before = Object::live_count();
+    {
+        const Object object;
+        EXPECT_EQ(Object::live_count(), before + 1);
+        const Object copy(object);
+        EXPECT_EQ(Object::live_count(), before + 2);
+        Object assigned;
+        assigned = copy;  // assignment makes no new object
+        EXPECT_EQ(Object::live_count(), before + 3);
+        const Named derived(7);
+        EXPECT_EQ(Object::live_count(), before + 4);
+    }
+    EXPECT_EQ(Object::live_count(), before);
+}
+
 TEST(Object, NativeOnlyObjectHasNoPythonObject) {
     const Object object;
     EXPECT_EQ(object.get_python_self(), nullptr);
