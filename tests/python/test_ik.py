@@ -254,6 +254,24 @@ def test_jiggle_scales_fan_out_to_actors_attached_to_meshes():
     assert rider.meshes[0].jiggle_scales == {"belly": 1.0}
 
 
+def test_an_actor_on_its_own_mesh_is_a_value_error():
+    hero = Actor("puppet")
+    with pytest.raises(ValueError, match="cycle"):
+        hero.meshes[0].add_scene_object("self", hero)
+    assert hero.meshes[0].scene_objects == []
+    hero.set_jiggle_scale("belly", 0.5)
+    tick(hero)
+
+
+def test_two_actors_on_each_others_meshes_are_a_value_error():
+    hero, sidekick = Actor("puppet"), Actor("puppet")
+    hero.meshes[0].add_scene_object("rider", sidekick)
+    with pytest.raises(ValueError, match="cycle"):
+        sidekick.meshes[0].add_scene_object("rider", hero)
+    assert sidekick.meshes[0].scene_objects == []
+    tick(hero)
+
+
 # IK controller --------------------------------------------------------------------------
 
 def test_a_missing_rig_id_warns_once_and_reports_no_change(graphics_log):
