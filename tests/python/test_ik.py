@@ -305,6 +305,42 @@ def test_rig_handles_through_the_proxies():
     assert ik.rig is None
 
 
+@pytest.mark.parametrize("direction", [0, 2, 3, -2, -2**31, 2**31 - 1])
+def test_a_handle_direction_other_than_one_or_minus_one_is_a_value_error(direction):
+    a, ik = Actor("puppet"), ActorControllerIK()
+    a.controller = ik
+    handle = ik.rig.position_handles["foot"]
+    with pytest.raises(ValueError, match="1 or -1"):
+        handle.direction = direction
+    assert handle.direction == -1
+    handle.direction = 1
+    assert handle.direction == 1
+
+
+ARM = """<Actors><ActorData id="arm" layer="world">
+    <Joint id="shoulder"/><Joint id="upper" parent="shoulder"/>
+    <Joint id="elbow" parent="upper" position="0, -40"/><Joint id="hand" parent="elbow" position="0, -30"/>
+  </ActorData>
+  <ActorRigIK id="arm"><IKHandlePosition effector_id="hand" type="chain" direction="{}"/></ActorRigIK></Actors>"""
+
+
+@pytest.mark.parametrize("direction, reversed", [("3", False), ("-2147483648", True), ("0", False)])
+def test_a_file_direction_other_than_one_or_minus_one_is_kept_at_one_and_the_hand_reaches(graphics_log, direction,
+                                                                                           reversed):
+    actor_database.load(io.StringIO(ARM.format(direction)))
+    assert [m for m in warnings(graphics_log) if "direction" in m] == [
+        'Actor database <stream>: 1 element(s) or value(s) skipped or read in part; the first at line 5: '
+        f'"IKHandlePosition" "hand" direction="{direction}" is not 1 or -1 (kept at 1).']
+    arm, ik = Actor("arm"), ActorControllerIK()
+    arm.controller = ik
+    assert ik.rig.position_handles["hand"].direction == 1
+    target = IKConstraintPositionFixed((30, -20))      # well within the arm's reach of 70
+    target.reversed = reversed
+    ik.set_position_constraint("hand", target)
+    tick(arm)
+    assert close(arm.skeleton.joints["hand"].world_position, Vector(30, -20))
+
+
 def test_the_arm_reaches_a_fixed_target():
     a, ik = Actor("puppet"), ActorControllerIK()
     a.controller = ik

@@ -25,8 +25,10 @@ public:
     const std::string& get_effector_id() const { return effector_id_; }
     Type get_type() const { return type_; }
 
+    /// 1 bends a chain one way, -1 the other. Any other value is refused (false) and
+    /// the direction kept: a chain's angles are multiplied by it.
     int get_direction() const { return direction_; }
-    void set_direction(int direction) { direction_ = direction; }
+    bool set_direction(int direction);
     const core::Vector<float>& get_bind_position() const { return bind_position_; }
     void set_bind_position(const core::Vector<float>& position) { bind_position_ = position; }
     float get_chain_offset() const { return chain_offset_; }
@@ -57,7 +59,7 @@ private:
 
     std::string effector_id_;            // effector joint; also the constraint's key
     Type type_;                          // solving rule
-    int direction_ = 1;                  // bend direction of a chain; its sign flips the bend
+    int direction_ = 1;                  // bend direction of a chain: 1 or -1
     core::Vector<float> bind_position_;  // effector target in the bind pose
     float chain_offset_ = 0.0f;          // added to the second bone, or along the effector
     float spine_offset_ = -1.0f;         // -1: not measured yet

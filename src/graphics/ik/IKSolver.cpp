@@ -64,6 +64,12 @@ bool IKHandlePosition::solve_constraint(Skeleton& skeleton, core::Vector<float> 
     return false;
 }
 
+bool IKHandlePosition::set_direction(int direction) {
+    if (direction != 1 && direction != -1) return false;
+    direction_ = direction;
+    return true;
+}
+
 bool IKHandlePosition::solve_chain(Skeleton& skeleton, core::Vector<float> target, bool reversed, bool has_rotation,
                                    bool ignore_chain_offsets, bool spine) {
     Transform* effector = skeleton.get_joint(effector_id_);
@@ -71,7 +77,7 @@ bool IKHandlePosition::solve_chain(Skeleton& skeleton, core::Vector<float> targe
     Transform* root_joint = middle_joint ? middle_joint->get_parent() : nullptr;
     if (!middle_joint || !root_joint) return false;
 
-    const float dir = float(reversed ? -direction_ : direction_);
+    const float dir = (direction_ < 0) != reversed ? -1.0f : 1.0f;
     float l1 = middle_joint->get_local_position().length();
     float l2 = effector->get_local_position().length();
     if (!ignore_chain_offsets && chain_offset_ != 0.0f) {

@@ -12,6 +12,7 @@
 
 #include <gtest/gtest.h>
 
+#include <climits>
 #include <cmath>
 
 using engine::core::normalise_angle;
@@ -117,6 +118,20 @@ TEST(IKSolver, DirectionAndReversedMirrorTheBendAndCancelTogether) {
     EXPECT_EQ(both.elbow->get_local_rotation(), plain.elbow->get_local_rotation());
     EXPECT_EQ(both.shoulder->get_local_rotation(), plain.shoulder->get_local_rotation());
     EXPECT_FLOAT_EQ(flipped.elbow->get_local_rotation(), -plain.elbow->get_local_rotation());
+}
+
+TEST(IKSolver, DirectionIsOneOrMinusOne) {
+    Arm arm;
+    for (int refused : {0, 2, 3, -2, INT_MIN, INT_MAX}) EXPECT_FALSE(arm.handle->set_direction(refused)) << refused;
+    EXPECT_EQ(arm.handle->get_direction(), 1);
+    EXPECT_TRUE(arm.handle->set_direction(-1));
+    EXPECT_EQ(arm.handle->get_direction(), -1);
+    EXPECT_FALSE(arm.handle->set_direction(INT_MIN));
+    EXPECT_EQ(arm.handle->get_direction(), -1);
+    const Vector<float> target{10, 25};
+    arm.solve(target, true);  // reversed and -1: no overflow, the plain bend
+    EXPECT_NEAR(arm.hand->get_world_position().x, target.x, kTolerance);
+    EXPECT_NEAR(arm.hand->get_world_position().y, target.y, kTolerance);
 }
 
 TEST(IKSolver, TargetExactlyOnTheEffectorChangesNothing) {
