@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cmath>
+#include <cstdio>
 #include <string>
 #include <thread>
 
@@ -20,6 +21,11 @@ using Seconds = std::chrono::duration<double>;
 
 // A stall (a breakpoint, a dragged window) is not passed on whole: objects would jump.
 constexpr double longest_step = 0.25;
+// The paced frame periods: from a day (slower would be a slide show of one picture) to
+// a nanosecond (the clock's resolution); either bound keeps the period well inside the
+// clock's range.
+constexpr double lowest_fps = 1.0 / 86400.0;
+constexpr double highest_fps = 1e9;
 
 // Waits until `deadline` without holding the interpreter lock, so other Python threads
 // run meanwhile.
@@ -38,8 +44,12 @@ int run(bp::object window_object, bp::object update, double fps) {
     if (!update.is_none() && !PyCallable_Check(update.ptr()))
         raise(PyExc_TypeError, std::string("run(): update must be callable (update(dt)) or None, not ") +
                                    Py_TYPE(update.ptr())->tp_name + ".");
-    if (!std::isfinite(fps) || fps < 0.0)
-        raise(PyExc_ValueError, "run(): fps must be a positive number, or 0 for no pacing.");
+    if (!(fps == 0.0 || (fps >= lowest_fps && fps <= highest_fps))) {
+        char got[32];
+        std::snprintf(got, sizeof got, "%g", fps);
+        raise(PyExc_ValueError, std::string("run(): fps must be from 1/86400 (a frame a day) to 1e9, or 0 for no "
+                                            "pacing; got ") + got + ".");
+    }
     window::Window* window = get();
     if (!window->is_open()) raise(PyExc_RuntimeError, "run(): the window is closed.");
 
@@ -98,7 +108,8 @@ void define_run() {
             "The game loop: each frame processes the window's events, calls update(dt) (dt:\n"
             "seconds since the previous frame, at most 0.25), then the current scene's update(dt),\n"
             "begin_frame(), render() and end_frame(), and swaps the buffers, starting frames\n"
-            "1/fps seconds apart (fps=0: as fast as possible). Makes the window the module's\n"
+            "1/fps seconds apart (fps=0: as fast as possible; otherwise 1/86400 to 1e9, else\n"
+            "ValueError). Makes the window the module's\n"
             "window and sets the pixel projection when that was not done yet.\n\n"
             "Returns the number of frames drawn when the window is closed (or asked to close:\n"
             "process_events() returned False) or when update returns False (None, what a\n"
