@@ -341,6 +341,39 @@ def test_a_file_direction_other_than_one_or_minus_one_is_kept_at_one_and_the_han
     assert close(arm.skeleton.joints["hand"].world_position, Vector(30, -20))
 
 
+SPINE = """<Actors><ActorData id="s" layer="world">
+  <Joint id="base"/><Joint id="pelvis" parent="base"/><Joint id="spine" parent="pelvis" position="0, -20"/>
+  <Joint id="chest" parent="spine" position="0, -20"/><Joint id="head" parent="chest" position="0, -15"/>
+</ActorData>
+<ActorRigIK id="s">
+  <IKHandleRotation joint_id="pelvis"/>
+  <IKHandlePosition effector_id="head" type="spine" bind_position="10, -50"/>
+</ActorRigIK></Actors>"""
+
+
+def test_one_frame_not_finite_leaves_the_rigs_spine_figures_unmeasured_for_later_actors():
+    actor_database.load(io.StringIO(SPINE))
+    first, ik = Actor("s"), ActorControllerIK()
+    first.controller = ik
+    ik.set_bind_pose()
+    ik.set_rotation_constraint("pelvis", IKConstraintRotationFixed(float("nan")))   # one bad frame
+    tick(first)
+    handle = ik.rig.position_handles["head"]
+    assert (handle.spine_offset, handle.spine_root_angle, handle.spine_middle_angle) == (-1.0, 0.0, 0.0)
+    ik.set_rotation_constraint("pelvis", IKConstraintRotationFixed(0.0))
+    tick(first)
+    fresh, ik2 = Actor("s"), ActorControllerIK()
+    fresh.controller = ik2
+    ik2.set_bind_pose()
+    for _ in range(3):
+        tick(fresh)
+    assert handle.spine_offset == pytest.approx(40.0)
+    for actor in (first, fresh):
+        joints = actor.skeleton.joints
+        assert all(math.isfinite(c) for i in range(len(joints)) for c in joints[i].world_position)
+    assert close(fresh.skeleton.joints["head"].world_position, Vector(10, -50))
+
+
 def test_the_arm_reaches_a_fixed_target():
     a, ik = Actor("puppet"), ActorControllerIK()
     a.controller = ik

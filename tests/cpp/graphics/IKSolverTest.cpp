@@ -246,6 +246,47 @@ TEST(IKSolver, SpineMeasuresItsOffsetAndAnglesOnTheFirstSolveOnly) {
     EXPECT_EQ(spine->get_spine_middle_angle(), middle_angle);
 }
 
+TEST(IKSolver, ASpineMeasuredOnAPoseThatIsNotFiniteKeepsNothingForLaterSolves) {
+    Skeleton skeleton;
+    Transform* base = skeleton.add_joint("base");
+    Transform* pelvis = skeleton.add_joint("pelvis");
+    Transform* lumbar = skeleton.add_joint("lumbar");
+    Transform* chest = skeleton.add_joint("chest");
+    Transform* neck = skeleton.add_joint("neck");
+    base->attach(pelvis);
+    pelvis->attach(lumbar);
+    lumbar->attach(chest);
+    chest->attach(neck);
+    lumbar->set_position({2, -20});
+    chest->set_position({-3, -20});
+    neck->set_position({0, -15});
+    ActorRigIK rig;
+    IKHandlePosition* spine = rig.add_position_handle("neck", "spine");
+    base->set_rotation(std::nanf(""));  // one bad frame of a rotation target
+    EXPECT_FALSE(spine->solve_constraint(skeleton, {10, -40}, false, false, false));
+    EXPECT_EQ(spine->get_spine_offset(), -1.0f);
+    EXPECT_EQ(spine->get_spine_root_angle(), 0.0f);
+    EXPECT_EQ(spine->get_spine_middle_angle(), 0.0f);
+    base->set_rotation(0.0f);
+    EXPECT_TRUE(spine->solve_constraint(skeleton, {10, -40}, false, false, false));
+    EXPECT_NEAR(spine->get_spine_offset(), Vector<float>(-1, -40).length(), kTolerance);
+    EXPECT_TRUE(std::isfinite(spine->get_spine_root_angle()));
+    EXPECT_TRUE(std::isfinite(spine->get_spine_middle_angle()));
+    for (Transform* joint : {pelvis, lumbar, chest, neck}) {
+        EXPECT_TRUE(std::isfinite(joint->get_world_position().x));
+        EXPECT_TRUE(std::isfinite(joint->get_world_position().y));
+    }
+}
+
+TEST(IKSolver, AChainWithATargetThatIsNotFiniteIsLeftAsItWas) {
+    Arm arm;
+    ASSERT_TRUE(arm.solve({10, 25}));
+    const float shoulder = arm.shoulder->get_local_rotation(), elbow = arm.elbow->get_local_rotation();
+    EXPECT_FALSE(arm.solve({std::nanf(""), 25}));
+    EXPECT_EQ(arm.shoulder->get_local_rotation(), shoulder);
+    EXPECT_EQ(arm.elbow->get_local_rotation(), elbow);
+}
+
 TEST(IKSolver, RotationHandleComparesExactlyAndMakesWorldTargetsLocal) {
     Skeleton skeleton;
     Transform* body = skeleton.add_joint("body");
