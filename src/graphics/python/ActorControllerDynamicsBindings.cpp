@@ -136,8 +136,9 @@ unsigned long steps(const ActorControllerDynamics& c) { return c.get_step_count(
 
 void set_time_budget(ActorControllerDynamics& c, float seconds) {
     if (!c.set_time_budget(seconds))
-        raise(PyExc_ValueError, "ActorControllerDynamics.time_budget: expected seconds of 0 or more (inf: no bound), got " +
-                                    core::format_float(seconds) + ".");
+        raise(PyExc_ValueError,
+              "ActorControllerDynamics.time_budget: expected seconds of 0 or more (inf: no bound), got " +
+                  core::format_float(seconds) + ".");
 }
 
 }  // namespace

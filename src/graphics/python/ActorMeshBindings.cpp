@@ -36,8 +36,9 @@ void set_texture(ActorMesh& mesh, const std::string& name, const bp::object& sou
 
 void add_scene_object(ActorMesh& mesh, const std::string& name, SceneObject* object) {
     if (!mesh.add_scene_object(name, &require(object, "The scene object")))
-        raise(PyExc_ValueError, "ActorMesh.add_scene_object: the object carries this mesh (it is the mesh's actor, or "
-                                "an actor riding on it); attaching it would make a cycle.");
+        raise(PyExc_ValueError,
+              "ActorMesh.add_scene_object: the object carries this mesh (it is the mesh's actor, or "
+              "an actor riding on it); attaching it would make a cycle.");
 }
 
 void transform_vertices(ActorMesh& mesh, const Skeleton* skeleton) { mesh.transform_vertices(skeleton); }

@@ -48,7 +48,8 @@ int run(bp::object window_object, bp::object update, double fps) {
         char got[32];
         std::snprintf(got, sizeof got, "%g", fps);
         raise(PyExc_ValueError, std::string("run(): fps must be from 1/86400 (a frame a day) to 1e9, or 0 for no "
-                                            "pacing; got ") + got + ".");
+                                            "pacing; got ") +
+                                    got + ".");
     }
     window::Window* window = get();
     if (!window->is_open()) raise(PyExc_RuntimeError, "run(): the window is closed.");

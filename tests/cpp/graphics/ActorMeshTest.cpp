@@ -334,7 +334,7 @@ TEST_F(AttachedActorsTest, ALongerCycleIsRefusedAndAChainIsNot) {
     EXPECT_FALSE(c.get_mesh(0u)->add_scene_object("a", &a));
     EXPECT_FALSE(c.get_mesh(0u)->is_carried_by(nullptr));
     Actor d("rider");
-    EXPECT_TRUE(c.get_mesh(0u)->add_scene_object("d", &d));  // a chain, no cycle
+    EXPECT_TRUE(c.get_mesh(0u)->add_scene_object("d", &d));        // a chain, no cycle
     EXPECT_TRUE(a.get_mesh(0u)->add_scene_object("d again", &d));  // one actor on two meshes
     b.get_mesh(0u)->remove_all_scene_objects();
     c.get_mesh(0u)->remove_all_scene_objects();
