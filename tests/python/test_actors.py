@@ -125,6 +125,35 @@ def test_joints_and_skeletons_come_from_the_factory():
     assert len(made) == 4
 
 
+class WithHelper(Skeleton):
+    """A game's skeleton that carries a helper joint of its own."""
+
+    def __init__(self):
+        super().__init__()
+        self.add_joint("helper")
+
+
+def test_joints_a_skeleton_class_adds_itself_follow_the_copied_ones_and_shift_no_name():
+    skeleton_of('<Joint id="root"/><Joint id="arm" parent="root" position="0, -10"/>')
+    Factory.register_class("Skeleton", WithHelper)
+    for copy in (libgraphics.Actor("s").skeleton, actor_database.get_skeleton("s").clone()):
+        assert type(copy) is WithHelper
+        assert copy.joint_names == {"root": 0, "arm": 1, "helper": 2}
+        assert tuple(copy.joints["arm"].position) == (0, -10)
+        assert copy.joints["arm"].parent is copy.joints["root"]
+        assert copy.joints["helper"] is copy.joints[2]
+
+
+def test_a_name_both_the_copy_and_the_skeleton_class_use_goes_to_the_copied_joint(graphics_log):
+    skeleton_of('<Joint id="helper" position="3, 4"/>')
+    Factory.register_class("Skeleton", WithHelper)
+    copy = actor_database.get_skeleton("s").clone()
+    assert len(copy.joints) == 2 and copy.joint_names == {"helper": 0}
+    assert tuple(copy.joints["helper"].position) == (3, 4)
+    assert warnings(graphics_log) == ["Skeleton: the copied joints have a joint named 'helper' already; the "
+                                      "skeleton's own joint of that name is left unnamed."]
+
+
 def test_a_failing_joint_class_is_printed_and_leaves_a_null_joint(capsys):
     class Broken(Transform):
         def __init__(self):

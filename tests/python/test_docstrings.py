@@ -387,3 +387,33 @@ def test_a_type_checker_flags_a_wrong_call(tmp_path):
     assert 'Argument "duration" to "fade" of "Sprite" has incompatible type "str"; expected "float"' in result.stdout
     assert '"Vector" has no attribute "z"' in result.stdout
     assert 'Incompatible types in assignment (expression has type "int", variable has type "str")' in result.stdout
+
+
+REVEALED = """\
+import libcore
+import libgraphics
+reveal_type(libcore.Vector(1, 2) + (1, 1))
+reveal_type(libcore.Vector(1, 2) - [1.0, 1.0])
+reveal_type(libcore.IntVector(1, 2) + (1, 1))
+reveal_type(libcore.Colour(1, 1, 1) + (0.5, 0.5, 0.5))
+reveal_type((1.0, 2.0) * libcore.Matrix())
+reveal_type(libgraphics.Skeleton().joints[0])
+reveal_type(libgraphics.ParticleSystem("fire").emitters[0])
+"""
+
+
+@needs_stubs
+def test_the_stubs_take_pairs_in_value_arithmetic_and_say_none_where_proxies_give_it(tmp_path):
+    script = tmp_path / "revealed.py"
+    script.write_text(REVEALED)
+    env = dict(os.environ, MYPYPATH=PYTHON_DIR)
+    result = subprocess.run(["/usr/bin/python3", "-m", "mypy", "--strict", "--no-error-summary", "--cache-dir",
+                             str(tmp_path / "cache"), str(script)], env=env, capture_output=True, text=True, timeout=300)
+    revealed = [line.split("Revealed type is ", 1)[1].strip('"') for line in result.stdout.splitlines()
+                if "Revealed type is" in line]
+    assert [line for line in result.stdout.splitlines() if ": error:" in line] == [], result.stdout
+    assert len(revealed) == 7, result.stdout
+    assert revealed[:5] == ["libcore.Vector", "libcore.Vector", "libcore.IntVector", "libcore.Colour",
+                            "libcore.Vector"], result.stdout
+    for text, name in zip(revealed[5:], ("libgraphics.Transform", "libgraphics.ParticleEmitter")):
+        assert text in (f"{name} | None", f"Union[{name}, None]"), result.stdout

@@ -203,6 +203,7 @@ def test_steps_add_up_over_many_small_frames():
 
 def test_a_huge_frame_runs_at_most_six_hundred_steps_and_drops_the_rest():
     actor, c = puppet()
+    c.time_budget = float("inf")   # the step cap alone, however slow the build
     c.update(1e9)
     assert c.steps == 600
     assert 0.0 <= c.accumulator <= STEP
@@ -210,8 +211,8 @@ def test_a_huge_frame_runs_at_most_six_hundred_steps_and_drops_the_rest():
     assert c.steps == 601
 
 
-@pytest.mark.parametrize("dt", [float("nan"), float("inf"), float("-inf")])
-def test_a_non_finite_frame_is_ignored_with_a_warning(graphics_log, dt):
+@pytest.mark.parametrize("dt", [float("nan"), float("inf"), float("-inf"), -1e30, -60.0])
+def test_a_frame_not_finite_or_negative_is_ignored_with_a_warning(graphics_log, dt):
     actor, c = puppet()
     c.update(0.02)
     accumulator, before = c.accumulator, xy(c.get_body("pelvis").position)
@@ -222,6 +223,39 @@ def test_a_non_finite_frame_is_ignored_with_a_warning(graphics_log, dt):
     assert len(found) == 1 and found[0].startswith("ActorControllerDynamics: update(dt) needs a finite time")
     c.update(0.02)
     assert c.steps == 2
+
+
+def test_the_world_steps_on_after_a_negative_frame():
+    actor, c = puppet()
+    c.update(-1e30)                  # a clock that went backwards
+    for _ in range(10):
+        c.update(1 / 30)
+    assert c.steps == 20 and 0.0 <= c.accumulator <= STEP
+
+
+def test_the_time_budget_is_a_tenth_of_a_second_unless_set():
+    assert ActorControllerDynamics().time_budget == pytest.approx(0.1)
+
+
+@pytest.mark.parametrize("seconds", [-1.0, float("nan"), float("-inf")])
+def test_a_time_budget_below_zero_or_nan_is_a_value_error(seconds):
+    c = ActorControllerDynamics()
+    with pytest.raises(ValueError, match="time_budget"):
+        c.time_budget = seconds
+    assert c.time_budget == pytest.approx(0.1)
+
+
+def test_a_spent_time_budget_drops_the_rest_of_the_frame_with_one_warning(graphics_log):
+    actor, c = puppet()
+    c.time_budget = 0.0              # spent by the first step, which always runs
+    for _ in range(3):
+        c.update(20.0)
+    assert c.steps == 3 and c.accumulator == 0.0
+    found = [w for w in warnings(graphics_log) if "dropped" in w]
+    assert len(found) == 1 and "world runs slow" in found[0]
+    c.update(0.02)                   # caught up: the next drop is reported again
+    c.update(20.0)
+    assert len([w for w in warnings(graphics_log) if "dropped" in w]) == 2
 
 
 # The pendulum ---------------------------------------------------------------------------

@@ -305,9 +305,9 @@ def test_run_refuses_what_is_not_a_window(args, error, words):
 def test_run_refuses_wrong_update_and_fps(window):
     with pytest.raises(TypeError, match="update must be callable"):
         libgraphics.run(window, 3)
-    with pytest.raises(ValueError, match="fps must be a positive number"):
+    with pytest.raises(ValueError, match="fps must be from 1/86400"):
         libgraphics.run(window, None, -1)
-    with pytest.raises(ValueError, match="fps must be a positive number"):
+    with pytest.raises(ValueError, match="fps must be from 1/86400"):
         libgraphics.run(window, None, math.nan)
 
 
@@ -383,6 +383,12 @@ def test_run_refuses_a_clear_colour_that_is_not_one(window):
         libgraphics.run(window, None, 0, clear_colour=3)
     with pytest.raises(ValueError):
         libgraphics.run(window, None, 0, clear_colour="not a colour")
+@pytest.mark.parametrize("fps", [1e-12, 5e-324, 1 / 86401, 1.000001e9, 1e300, math.inf])
+def test_run_refuses_an_fps_whose_frame_period_is_beyond_a_day_or_a_nanosecond(window, fps):
+    frames = []
+    with pytest.raises(ValueError, match=r"fps must be from 1/86400 \(a frame a day\) to 1e9, or 0 for no pacing"):
+        libgraphics.run(window, frames.append, fps)
+    assert frames == []
 
 
 def test_run_returns_when_the_window_is_asked_to_close():

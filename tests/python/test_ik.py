@@ -254,6 +254,24 @@ def test_jiggle_scales_fan_out_to_actors_attached_to_meshes():
     assert rider.meshes[0].jiggle_scales == {"belly": 1.0}
 
 
+def test_an_actor_on_its_own_mesh_is_a_value_error():
+    hero = Actor("puppet")
+    with pytest.raises(ValueError, match="cycle"):
+        hero.meshes[0].add_scene_object("self", hero)
+    assert hero.meshes[0].scene_objects == []
+    hero.set_jiggle_scale("belly", 0.5)
+    tick(hero)
+
+
+def test_two_actors_on_each_others_meshes_are_a_value_error():
+    hero, sidekick = Actor("puppet"), Actor("puppet")
+    hero.meshes[0].add_scene_object("rider", sidekick)
+    with pytest.raises(ValueError, match="cycle"):
+        sidekick.meshes[0].add_scene_object("rider", hero)
+    assert sidekick.meshes[0].scene_objects == []
+    tick(hero)
+
+
 # IK controller --------------------------------------------------------------------------
 
 def test_a_missing_rig_id_warns_once_and_reports_no_change(graphics_log):
@@ -285,6 +303,75 @@ def test_rig_handles_through_the_proxies():
     with pytest.raises(RuntimeError):
         handles["hand"].type
     assert ik.rig is None
+
+
+@pytest.mark.parametrize("direction", [0, 2, 3, -2, -2**31, 2**31 - 1])
+def test_a_handle_direction_other_than_one_or_minus_one_is_a_value_error(direction):
+    a, ik = Actor("puppet"), ActorControllerIK()
+    a.controller = ik
+    handle = ik.rig.position_handles["foot"]
+    with pytest.raises(ValueError, match="1 or -1"):
+        handle.direction = direction
+    assert handle.direction == -1
+    handle.direction = 1
+    assert handle.direction == 1
+
+
+ARM = """<Actors><ActorData id="arm" layer="world">
+    <Joint id="shoulder"/><Joint id="upper" parent="shoulder"/>
+    <Joint id="elbow" parent="upper" position="0, -40"/><Joint id="hand" parent="elbow" position="0, -30"/>
+  </ActorData>
+  <ActorRigIK id="arm"><IKHandlePosition effector_id="hand" type="chain" direction="{}"/></ActorRigIK></Actors>"""
+
+
+@pytest.mark.parametrize("direction, reversed", [("3", False), ("-2147483648", True), ("0", False)])
+def test_a_file_direction_other_than_one_or_minus_one_is_kept_at_one_and_the_hand_reaches(graphics_log, direction,
+                                                                                           reversed):
+    actor_database.load(io.StringIO(ARM.format(direction)))
+    assert [m for m in warnings(graphics_log) if "direction" in m] == [
+        'Actor database <stream>: 1 element(s) or value(s) skipped or read in part; the first at line 5: '
+        f'"IKHandlePosition" "hand" direction="{direction}" is not 1 or -1 (kept at 1).']
+    arm, ik = Actor("arm"), ActorControllerIK()
+    arm.controller = ik
+    assert ik.rig.position_handles["hand"].direction == 1
+    target = IKConstraintPositionFixed((30, -20))      # well within the arm's reach of 70
+    target.reversed = reversed
+    ik.set_position_constraint("hand", target)
+    tick(arm)
+    assert close(arm.skeleton.joints["hand"].world_position, Vector(30, -20))
+
+
+SPINE = """<Actors><ActorData id="s" layer="world">
+  <Joint id="base"/><Joint id="pelvis" parent="base"/><Joint id="spine" parent="pelvis" position="0, -20"/>
+  <Joint id="chest" parent="spine" position="0, -20"/><Joint id="head" parent="chest" position="0, -15"/>
+</ActorData>
+<ActorRigIK id="s">
+  <IKHandleRotation joint_id="pelvis"/>
+  <IKHandlePosition effector_id="head" type="spine" bind_position="10, -50"/>
+</ActorRigIK></Actors>"""
+
+
+def test_one_frame_not_finite_leaves_the_rigs_spine_figures_unmeasured_for_later_actors():
+    actor_database.load(io.StringIO(SPINE))
+    first, ik = Actor("s"), ActorControllerIK()
+    first.controller = ik
+    ik.set_bind_pose()
+    ik.set_rotation_constraint("pelvis", IKConstraintRotationFixed(float("nan")))   # one bad frame
+    tick(first)
+    handle = ik.rig.position_handles["head"]
+    assert (handle.spine_offset, handle.spine_root_angle, handle.spine_middle_angle) == (-1.0, 0.0, 0.0)
+    ik.set_rotation_constraint("pelvis", IKConstraintRotationFixed(0.0))
+    tick(first)
+    fresh, ik2 = Actor("s"), ActorControllerIK()
+    fresh.controller = ik2
+    ik2.set_bind_pose()
+    for _ in range(3):
+        tick(fresh)
+    assert handle.spine_offset == pytest.approx(40.0)
+    for actor in (first, fresh):
+        joints = actor.skeleton.joints
+        assert all(math.isfinite(c) for i in range(len(joints)) for c in joints[i].world_position)
+    assert close(fresh.skeleton.joints["head"].world_position, Vector(10, -50))
 
 
 def test_the_arm_reaches_a_fixed_target():

@@ -145,6 +145,7 @@ def test_events_posted_by_a_listener_wait_for_the_next_call(input_window):
     (lambda w: w.post_event("mouse_move", position="here"), TypeError, "position must be a pair of ints"),
     (lambda w: w.post_event("text", text=b"x"), TypeError, "text must be a str"),
     (lambda w: w.post_event("resize", size=(0, 10)), ValueError, "at least 1x1"),
+    (lambda w: w.post_event("resize", size=(65536, 100)), ValueError, "at most 16384x16384"),
     (lambda w: w.post_event("mouse_button", button=0), ValueError, "button must be 1 to 32"),
 ])
 def test_wrong_events_say_what_is_expected(input_window, call, error, words):

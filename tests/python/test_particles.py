@@ -254,6 +254,53 @@ def test_emission_counts_follow_the_single_precision_accumulator_over_many_frame
     assert abs(system.particle_count - 460) <= 1
 
 
+@pytest.mark.parametrize("rate, dt, made", [("inf", 1 / 60, 16384), ("1e12", 1 / 60, 16384), ("200", 1e30, 400)])
+def test_one_update_makes_a_bounded_number_of_particles_with_one_warning(scene, graphics_log, rate, dt, made):
+    define(emitter=f'emission_rate="{rate}"', particle='life="1 2" size="4 4"')
+    system = ParticleSystem("s")
+    scene.update(dt)
+    assert system.particle_count == made
+    found = [m for m in messages(graphics_log) if m.startswith("ParticleEmitter:")]
+    assert len(found) == 1 and "dropped the rest" in found[0]
+
+
+def test_an_emitter_given_an_infinite_rate_by_a_script_makes_the_cap_each_frame(scene, graphics_log):
+    define(emitter='emission_rate="10"')
+    system = ParticleSystem("s")
+    system.emitters[0].emission_rate = float("inf")
+    for _ in range(3):
+        scene.update(1 / 60)
+    assert system.particle_count == 3 * 16384
+    assert len([m for m in messages(graphics_log) if "dropped the rest" in m]) == 1   # once per emitter
+
+
+@pytest.mark.parametrize("dt", [float("nan"), float("inf"), float("-inf"), -1e9])
+def test_a_bad_dt_is_ignored_with_one_warning_and_emission_goes_on(scene, graphics_log, dt):
+    define(emitter='emission_rate="100"')
+    system = ParticleSystem("s")
+    for _ in range(30):
+        scene.update(1 / 60)
+    before = system.emitters[0].emitted
+    scene.update(dt)
+    assert system.emitters[0].emitted == before
+    found = [m for m in messages(graphics_log) if "update(dt)" in m]
+    assert found == [f"ParticleSystem 's': update(dt) needs a finite time of 0 or more, got {dt:g} (the frame is "
+                     "ignored)."]
+    for _ in range(60):
+        scene.update(1 / 60)
+    assert system.emitters[0].emitted - before in (99, 100)
+
+
+def test_a_negative_rate_for_a_moment_banks_no_debt(scene):
+    define(emitter='emission_rate="100"')
+    system = ParticleSystem("s")
+    system.emitters[0].emission_rate = -1e9
+    scene.update(1.0)
+    system.emitters[0].emission_rate = 100
+    scene.update(0.1)
+    assert system.particle_count == 10
+
+
 def test_dead_particles_stay_counted_and_are_never_recycled(scene):
     define(emitter='emission_rate="20"', particle='life="0.1 0.1" size="2 2"')
     system = ParticleSystem("s")

@@ -17,6 +17,7 @@ import weakref
 import zlib
 
 import pytest
+from OpenGL import GL
 
 import libcore
 import libwindow
@@ -806,3 +807,25 @@ def test_non_positive_sizes_raise_value_error(window):
     assert window.is_open
     res = window.video_mode.resolution
     assert (res.x, res.y) == (WIDTH, HEIGHT)
+
+
+@pytest.mark.parametrize("width, height", [(65536, 100), (100, 65536), (100000, 100), (16385, 16385),
+                                           (2**31 - 1, 2**31 - 1)])
+def test_sizes_beyond_the_longest_side_raise_value_error_and_change_nothing(window, listen, width, height):
+    recorder = listen(Recorder())
+    recorder.calls.clear()
+    with pytest.raises(ValueError, match="at most 16384 pixels"):
+        window.set_video_mode(width, height, False)
+    with pytest.raises(ValueError, match="at most 16384 pixels"):
+        libwindow.Window(width, height)
+    with pytest.raises(ValueError, match="at most 16384x16384"):
+        window.post_event("resize", size=(width, height))
+    window.process_events()
+    assert window.is_open and recorder.calls == []
+    res = window.video_mode.resolution
+    assert (res.x, res.y) == (WIDTH, HEIGHT)
+
+
+def test_the_longest_side_is_16384_or_the_contexts_viewport(window):
+    viewport = GL.glGetIntegerv(GL.GL_MAX_VIEWPORT_DIMS)
+    assert window.max_size == min(16384, int(viewport[0]), int(viewport[1]))

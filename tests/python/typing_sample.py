@@ -26,6 +26,7 @@ def main() -> int:
     hero.layer = "main"
     hero.colour = Colour(1, 0.5, 0)
     hero.position = (100, 80)       # a value property takes what its converter takes
+    hero.position = hero.position + (1, 1)      # so does vector arithmetic
     hero.scale = 2.0
     hero.colours[2] = "#ff0000"
     hero.fade(0.0, 1.0, 0.0, 2.0, transition=None)
@@ -36,6 +37,13 @@ def main() -> int:
     if layer is not None:
         print(layer.id, len(layer.objects))
     first: libgraphics.SceneObject | None = scene.get_object("hero")
+    arm = libgraphics.Actor("puppet").skeleton
+    joint = arm.joints["hand"] if arm is not None else None     # None where the factory failed
+    if joint is not None:
+        joint.rotation = 0.5
+    emitter = libgraphics.ParticleSystem("fire").emitters[0]
+    if emitter is not None:
+        emitter.emission_rate = 50.0
     distance: float = (hero.position - label.position).length() + libcore.normalise_angle(7.0)
     print(first, distance, hero.colours[0].r, libgraphics.texture_database.full_resolution)
 

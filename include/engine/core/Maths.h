@@ -11,6 +11,11 @@ constexpr float kPi = 3.14159265358979323846f;
 /// 4.0 becomes 4.0 - 2pi, and 3.1415927 stays 3.1415927. A non-finite angle gives NaN.
 float normalise_angle(float angle);
 
+/// Whether `dt` can advance a simulation: a finite number of seconds, 0 or more. A
+/// system given any other time ignores that frame (with a warning), so one bad frame
+/// never stops it for good.
+bool is_time_step(float dt);
+
 /// The random functions share the process's one generator, unlocked: script thread only
 /// (the thread holding the interpreter lock). The others are pure: any thread.
 

@@ -35,6 +35,11 @@ public:
     /// Steps one update runs at most: a longer frame (a pause, a breakpoint) drops the
     /// rest of its time rather than stalling the game while it catches up.
     static constexpr int kMaxStepsPerUpdate = 600;
+    /// Seconds of the clock one update spends catching up at most, unless set otherwise:
+    /// a big rig whose steps are slow drops time rather than freezing the game.
+    static constexpr float kDefaultTimeBudget = 0.1f;
+    /// A monotonic clock in seconds, read around the steps of an update.
+    using Clock = double (*)();
     /// A body whose origin leaves this box (either axis, actor space) is frozen.
     static constexpr float kWorldExtent = 100.0f;
     /// Radius of a rig body's circle.
@@ -69,7 +74,10 @@ public:
     /// Rebuilds the collision body when flagged, adds `dt` to the time not yet simulated
     /// and steps the world once for every whole 1/60 s in it (strictly more than 1/60
     /// is needed for a step), then steps the rig's constraints. True when a joint
-    /// turned; false without a world.
+    /// turned; false without a world. The first step always runs; further ones stop
+    /// at kMaxStepsPerUpdate or once the update's steps have used the time budget, and
+    /// the time left is dropped, with one warning for each run of updates that drop
+    /// time. A dt that is not a finite number of 0 or more is ignored with a warning.
     bool update(float dt) override;
     /// Debug drawing in the actor's space (under its world transform): a green line
     /// through the bodies in name order and, with a collision actor, the collision
@@ -108,6 +116,14 @@ public:
     /// first rebuild.
     b2Body* get_collision_body() const { return collision_body_; }
 
+    /// Seconds of the clock one update may spend stepping: 0 or more, infinity for no
+    /// bound but kMaxStepsPerUpdate. Anything else is refused (false, budget kept).
+    bool set_time_budget(float seconds);
+    float get_time_budget() const { return time_budget_; }
+    /// The clock the budget is measured with (null: std::chrono::steady_clock), so that
+    /// tests can make steps look slow.
+    void set_clock(Clock clock);
+
     /// Simulated time owed to the world, in seconds (under one step after an update).
     float get_accumulator() const { return accumulator_; }
     /// World steps taken since the world was built.
@@ -129,6 +145,7 @@ protected:
 
 private:
     void destroy_system();
+    void catch_up(float dt);
     void step_world();
     void rebuild_collision_body();
     core::Vector<float> spine_point(const Transform& joint) const;
@@ -143,6 +160,9 @@ private:
     b2Body* collision_body_ = nullptr;        // static, in world_
     bool collision_dirty_ = false;            // rebuild the collision body on the next update
     CollisionSpace collision_space_ = CollisionSpace::Skeleton;  // how the spine is placed
+    float time_budget_ = kDefaultTimeBudget;  // seconds of clock_ per update
+    Clock clock_ = nullptr;                   // null: the steady clock
+    bool dropping_ = false;                   // the last update dropped time (warned once)
 };
 
 }  // namespace engine::graphics

@@ -104,8 +104,13 @@ public:
     core::Matrix get_texture_transform() const;
 
     /// Takes a reference on `object` and keeps the list in ascending z, a newcomer in
-    /// front of its equals. Attached objects are updated and drawn with the mesh.
-    void add_scene_object(const std::string& name, SceneObject* object);
+    /// front of its equals. Attached objects are updated and drawn with the mesh. An
+    /// object that carries this mesh (see `is_carried_by`) is refused: false, and
+    /// nothing is taken, since every walk over attached objects would never end.
+    bool add_scene_object(const std::string& name, SceneObject* object);
+    /// Whether `object` is an actor with this mesh among its meshes or among those of
+    /// the actors attached to them, at any depth.
+    bool is_carried_by(const SceneObject* object) const;
     /// Releases every attached object of that name.
     void remove_scene_objects(const std::string& name);
     void remove_all_scene_objects();

@@ -25,8 +25,10 @@ public:
     const std::string& get_effector_id() const { return effector_id_; }
     Type get_type() const { return type_; }
 
+    /// 1 bends a chain one way, -1 the other. Any other value is refused (false) and
+    /// the direction kept: a chain's angles are multiplied by it.
     int get_direction() const { return direction_; }
-    void set_direction(int direction) { direction_ = direction; }
+    bool set_direction(int direction);
     const core::Vector<float>& get_bind_position() const { return bind_position_; }
     void set_bind_position(const core::Vector<float>& position) { bind_position_ = position; }
     float get_chain_offset() const { return chain_offset_; }
@@ -34,6 +36,8 @@ public:
     /// The value is ignored: the spine offset is always measured on the first spine
     /// solve, so a file's "spine_offset" changes nothing (ActorDatabaseTest.SpineOffsetFromFileIsIgnored).
     void set_spine_offset(float) {}
+    /// The spine figures, measured on the first spine solve whose pose is finite and
+    /// then kept for every actor of the rig (-1 and 0 until then).
     float get_spine_offset() const { return spine_offset_; }
     float get_spine_root_angle() const { return spine_root_angle_; }
     float get_spine_middle_angle() const { return spine_middle_angle_; }
@@ -43,6 +47,7 @@ public:
     /// exactly on the target already (an exact float comparison, so a target a hair
     /// away is still solved). A chain target beyond reach straightens the limb to 99%
     /// of its length toward the target (IKSolver.ChainBeyondReachStraightensTo99Percent).
+    /// A chain or spine whose target or pose is not finite is left as it was (false).
     bool solve_constraint(Skeleton& skeleton, core::Vector<float> target, bool reversed, bool has_rotation,
                           bool ignore_chain_offsets);
     /// The iterative alternative: cyclic coordinate descent over the effector's parent,
@@ -57,12 +62,12 @@ private:
 
     std::string effector_id_;            // effector joint; also the constraint's key
     Type type_;                          // solving rule
-    int direction_ = 1;                  // bend direction of a chain; its sign flips the bend
+    int direction_ = 1;                  // bend direction of a chain: 1 or -1
     core::Vector<float> bind_position_;  // effector target in the bind pose
     float chain_offset_ = 0.0f;          // added to the second bone, or along the effector
-    float spine_offset_ = -1.0f;         // -1: not measured yet
-    float spine_root_angle_ = 0.0f;      // 0: not measured yet
-    float spine_middle_angle_ = 0.0f;    // 0: not measured yet
+    float spine_offset_ = -1.0f;         // -1: not measured yet; never NaN
+    float spine_root_angle_ = 0.0f;      // 0: not measured yet; never NaN
+    float spine_middle_angle_ = 0.0f;    // 0: not measured yet; never NaN
 };
 
 }  // namespace engine::graphics

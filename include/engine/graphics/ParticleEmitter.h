@@ -32,10 +32,19 @@ public:
     const ParticleEmitterData* get_data() const { return data_; }
     ParticleSystem* get_system() const { return system_; }
 
+    /// Particles one update makes at most: 4 of the pools' blocks.
+    static constexpr unsigned int kMaxEmittedPerUpdate = 16384;
+
     /// One frame of emission: adds rate x dt to the accumulator (clamped to the limit,
     /// when there is one) and emits one particle for each whole unit it holds beyond
-    /// those emitted so far; then remembers the world position. Allocates only when a
-    /// pool of the system has to grow.
+    /// those emitted so far; then remembers the world position. A rate x dt that is not
+    /// above 0 (a rate of 0 or less, NaN) owes nothing, and a dt that is not a finite
+    /// number of 0 or more changes nothing (the system warns about it). When more than
+    /// kMaxEmittedPerUpdate particles are owed (an infinite rate, a frame of hours),
+    /// the update makes at most that many, only as many as can still be alive at the
+    /// frame's end (those born within the longest life before it), and drops the rest
+    /// with one warning in the emitter's life. Allocates only when a pool of the
+    /// system has to grow.
     void update(float dt);
 
     float get_emission_rate() const { return emission_rate_; }
@@ -57,7 +66,11 @@ public:
 
 private:
     const ParticleData* pick() const;
-    void emit(float dt);
+    /// One particle, born within the last `window` seconds of a frame of `dt`.
+    void emit(float dt, float window);
+    /// How many of `owed` particles an update of `dt` makes, and the seconds before
+    /// the frame's end they are born within; warns the first time it drops some.
+    unsigned int bound(double owed, float dt, float& window);
 
     ParticleSystem* system_ = nullptr;            // non-owning; the system owns this emitter
     const ParticleEmitterData* data_ = nullptr;   // owned by the system's data
@@ -70,6 +83,8 @@ private:
     unsigned int emitted_ = 0;                    // particles emitted since creation
     core::Vector<float> last_position_;           // world position at the end of the last update
     bool last_position_valid_ = false;            // false until the first update
+    float longest_life_ = 0.0f;                   // of the definition's kinds, seconds
+    bool warned_dropped_ = false;                 // the drop warning is given once
 };
 
 }  // namespace engine::graphics

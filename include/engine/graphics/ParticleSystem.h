@@ -70,7 +70,9 @@ public:
     /// Vertices the last update wrote for pool `pool`.
     std::size_t get_vertex_count(std::size_t pool) const;
 
-    /// Emits from every emitter, steps every particle and writes the vertex buffers.
+    /// Emits from every emitter, steps every particle and writes the vertex buffers. A
+    /// dt that is not a finite number of 0 or more is ignored with a warning (the
+    /// particles stand still for that frame).
     void on_update(float dt) override;
     /// Draws each pool from its buffer, in order of first use.
     void on_render() override;

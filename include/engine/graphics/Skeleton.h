@@ -27,10 +27,12 @@ public:
     /// Not copy-constructible: a copy sharing the joints would release references it
     /// never took. Copy-assign into a fresh skeleton instead.
     Skeleton(const Skeleton&) = delete;
-    /// Appends a new joint for each of `other`'s (rotation reset to its bind rotation),
-    /// copies the names, links each new joint to the new twin of its parent and
-    /// generates the bind transforms. Meant for a freshly made skeleton: joints already
-    /// here stay, and the new ones come after them.
+    /// Makes a new joint for each of `other`'s (rotation reset to its bind rotation) at
+    /// the same index and under the same name, links each new joint to the new twin of
+    /// its parent and generates the bind transforms. Meant for a freshly made skeleton:
+    /// joints already here (those a factory subclass adds in its constructor) stay,
+    /// after the new ones and under their names; a name the copy has too goes to the
+    /// copy's joint, with a warning.
     Skeleton& operator=(const Skeleton& other);
     /// Releases every joint.
     ~Skeleton() override;

@@ -33,10 +33,15 @@ struct Pixels {
 ///     while (window.process_events()) { draw(); window.swap_buffers(); }
 class Window {
 public:
+    /// The longest side a window may have, in pixels: SDL's limit for a new window,
+    /// which the viewports of common GL drivers reach too. X11 would take a side of
+    /// 65536 or more modulo 65536, or end the process for a multiple of it.
+    static constexpr int kMaxSize = 16384;
+
     /// Opens the window and its context, makes the context current, resolves the
     /// OpenGL entry points and tells every listener `on_create`. Throws
-    /// std::invalid_argument for a size below 1x1 and std::runtime_error (with SDL's
-    /// reason) when no window or context can be created.
+    /// std::invalid_argument for a side below 1 or above kMaxSize and
+    /// std::runtime_error (with SDL's reason) when no window or context can be created.
     Window(int width = 800, int height = 600, const std::string& title = "", bool fullscreen = false,
            bool vsync = false);
     Window(const Window&) = delete;
@@ -63,8 +68,11 @@ public:
     /// then `on_create`, then `on_resize` (always, even at an unchanged size). The video
     /// mode then holds the size obtained, which fullscreen may round up to a display
     /// mode. Throws std::runtime_error on a closed window, std::invalid_argument for a
-    /// size below 1x1.
+    /// side below 1 or above `get_max_size()`, before anything changes.
     void set_video_mode(int width, int height, bool fullscreen = false);
+    /// The longest side this window takes: kMaxSize, or less when its context's
+    /// largest viewport is smaller.
+    int get_max_size() const;
 
     /// Dispatches pending events to the listeners. False once the window was asked to
     /// close (or is closed); `on_close` is told once, and asking does not close.
@@ -76,7 +84,8 @@ public:
     /// then), so the input state follows and listeners hear it. A posted resize sets
     /// the window's size; a posted close asks to close (`on_close`, once). Events
     /// posted while events are being handled wait for the next call. Does nothing once
-    /// closed.
+    /// closed. Throws std::invalid_argument for a resize to a side below 1 or above
+    /// `get_max_size()`.
     void post_event(const WindowEvent& event);
 
     /// Input state, kept from the events handled so far (real or posted): whether a key

@@ -116,8 +116,8 @@ void define_vector() {
                       bp::init<T, T>((bp::arg("x") = T(), bp::arg("y") = T())));
     cls.def_readwrite("x", &V::x, doc("x: {T}").c_str())
         .def_readwrite("y", &V::y, doc("y: {T}").c_str())
-        .def("__add__", &Arithmetic<T>::add, doc("__add__(other: {V}, /) -> {V}").c_str())
-        .def("__sub__", &Arithmetic<T>::subtract, doc("__sub__(other: {V}, /) -> {V}").c_str())
+        .def("__add__", &Arithmetic<T>::add, doc("__add__(other: {V}Like, /) -> {V}").c_str())
+        .def("__sub__", &Arithmetic<T>::subtract, doc("__sub__(other: {V}Like, /) -> {V}").c_str())
         .def("__neg__", &Arithmetic<T>::negate, doc("__neg__() -> {V}").c_str())
         .def("__mul__", &Arithmetic<T>::multiply, doc("__mul__(factor: {T}, /) -> {V}").c_str())
         .def("__rmul__", &Arithmetic<T>::multiply, doc("__rmul__(factor: {T}, /) -> {V}").c_str())
@@ -204,7 +204,7 @@ void define_value_type() {
         .def("__repr__", &colour_repr, "__repr__() -> str")
         .attr("__hash__") = bp::object();
     set_doc(colour, "__mul__", "__mul__(factor: float, /) -> Colour");
-    set_doc(colour, "__add__", "__add__(other: Colour, /) -> Colour");
+    set_doc(colour, "__add__", "__add__(other: ColourLike, /) -> Colour");
     set_doc(colour, "__eq__", "__eq__(other: object, /) -> bool");
     set_doc(colour, "__ne__", "__ne__(other: object, /) -> bool");
 
@@ -235,7 +235,7 @@ void define_value_type() {
         .def("__repr__", &matrix_repr, "__repr__() -> str")
         .attr("__hash__") = bp::object();
     set_doc(matrix, "__mul__", "__mul__(other: Matrix, /) -> Matrix");
-    set_doc(matrix, "__rmul__", "__rmul__(v: Vector, /) -> Vector");
+    set_doc(matrix, "__rmul__", "__rmul__(v: VectorLike, /) -> Vector");
     set_doc(matrix, "__eq__", "__eq__(other: object, /) -> bool");
     set_doc(matrix, "__ne__", "__ne__(other: object, /) -> bool");
 }

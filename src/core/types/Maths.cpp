@@ -20,6 +20,8 @@ float normalise_angle(float angle) {
     return angle;
 }
 
+bool is_time_step(float dt) { return dt >= 0.0f && dt <= std::numeric_limits<float>::max(); }
+
 namespace {
 // The engine's one random sequence; `seed_random` restarts it.
 std::mt19937& generator() {

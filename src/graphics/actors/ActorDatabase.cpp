@@ -389,7 +389,9 @@ void ActorDatabaseParser::start_ik_handle_position(const Attributes& a) {
     if (const std::string* v = find(a, "spine_offset"))
         handle->set_spine_offset(read_float("IKHandlePosition", "spine_offset", *v));
     if (const std::string* v = find(a, "direction"))
-        handle->set_direction(read_int("IKHandlePosition", "direction", *v));
+        if (!handle->set_direction(read_int("IKHandlePosition", "direction", *v)))
+            problem("\"IKHandlePosition\" " + quoted(*effector) + " direction=" + quoted(*v) +
+                    " is not 1 or -1 (kept at 1)");
     if (const std::string* v = find(a, "bind_position")) handle->set_bind_position(core::Vector<float>(*v));
 }
 

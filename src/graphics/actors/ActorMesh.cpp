@@ -228,12 +228,33 @@ core::Matrix ActorMesh::get_texture_transform() const {
     return texture_matrix_identity_ ? core::Matrix() : texture_matrix_;
 }
 
-void ActorMesh::add_scene_object(const std::string& name, SceneObject* object) {
-    if (!object) return;
+bool ActorMesh::add_scene_object(const std::string& name, SceneObject* object) {
+    if (!object || is_carried_by(object)) return false;
     object->inc_ref();
     auto at = std::find_if(scene_objects_.begin(), scene_objects_.end(),
                            [&](const auto& entry) { return entry.second->get_z() >= object->get_z(); });
     scene_objects_.insert(at, {name, object});
+    return true;
+}
+
+bool ActorMesh::is_carried_by(const SceneObject* object) const {
+    // Attachments are refused whenever they would close a cycle, so this walk ends; the
+    // meshes seen are skipped so that an actor riding on many meshes is looked at once.
+    std::vector<const SceneObject*> pending{object};
+    std::vector<const ActorMesh*> seen;
+    while (!pending.empty()) {
+        const auto* actor = dynamic_cast<const Actor*>(pending.back());
+        pending.pop_back();
+        if (!actor) continue;
+        for (unsigned i = 0; i < actor->get_num_meshes(); ++i) {
+            const ActorMesh* mesh = actor->get_mesh(i);
+            if (mesh == this) return true;
+            if (std::find(seen.begin(), seen.end(), mesh) != seen.end()) continue;
+            seen.push_back(mesh);
+            for (const auto& entry : mesh->get_scene_objects()) pending.push_back(entry.second);
+        }
+    }
+    return false;
 }
 
 void ActorMesh::remove_scene_objects(const std::string& name) {

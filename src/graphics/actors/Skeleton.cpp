@@ -2,6 +2,7 @@
 
 #include "actors/FactoryObjects.h"
 
+#include "engine/core/Log.h"
 #include "engine/graphics/Transform.h"
 
 namespace engine::graphics {
@@ -43,8 +44,14 @@ void Skeleton::generate_bind_transforms() {
 
 Skeleton& Skeleton::operator=(const Skeleton& other) {
     if (this == &other) return *this;
-    const size_t first = joints_.size();
-    joints_.reserve(first + other.joints_.size());
+    // The copy takes the template's indices, which meshes, rigs and names refer to; the
+    // joints already here (a factory subclass's own, made in its constructor) follow
+    // them under their own names.
+    std::vector<Transform*> own;
+    own.swap(joints_);
+    std::map<std::string, unsigned> own_names;
+    own_names.swap(names_);
+    joints_.reserve(other.joints_.size() + own.size());
     for (const Transform* source : other.joints_) {
         Transform* joint = make_joint();
         if (joint && source) {
@@ -61,10 +68,19 @@ Skeleton& Skeleton::operator=(const Skeleton& other) {
         if (!source || !source->get_parent()) continue;
         for (size_t j = 0; j < i; ++j) {
             if (other.joints_[j] == source->get_parent()) {
-                if (joints_[first + j] && joints_[first + i]) joints_[first + j]->attach(joints_[first + i]);
+                if (joints_[j] && joints_[i]) joints_[j]->attach(joints_[i]);
                 break;
             }
         }
+    }
+    const unsigned first = unsigned(joints_.size());
+    joints_.insert(joints_.end(), own.begin(), own.end());
+    for (const auto& [name, index] : own_names) {
+        if (!names_.emplace(name, first + index).second)
+            core::Log::warning("graphics",
+                               "Skeleton: the copied joints have a joint named '%s' already; the skeleton's own "
+                               "joint of that name is left unnamed.",
+                               name.c_str());
     }
     generate_bind_transforms();
     return *this;

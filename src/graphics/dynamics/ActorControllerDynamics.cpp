@@ -1,6 +1,7 @@
 #include "engine/graphics/ActorControllerDynamics.h"
 
 #include "engine/core/Log.h"
+#include "engine/core/Maths.h"
 #include "engine/graphics/Actor.h"
 #include "engine/graphics/ActorDatabase.h"
 #include "engine/graphics/ActorRigDynamics.h"
@@ -13,6 +14,7 @@
 #include <box2d/box2d.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cmath>
 #include <vector>
 
@@ -38,6 +40,10 @@ constexpr const char* kSpineJoints[] = {"head", "collar", "thoracic", "lumbar"};
 bool outside_world(const b2Vec2& p) {
     const float e = ActorControllerDynamics::kWorldExtent;
     return p.x < -e || p.x > e || p.y < -e || p.y > e;
+}
+
+double steady_seconds() {
+    return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
 }
 
 float mean_scale(const Vector<float>& scale) { return 0.5f * (std::fabs(scale.x) + std::fabs(scale.y)); }
@@ -202,23 +208,52 @@ void ActorControllerDynamics::set_collision_space(CollisionSpace space) {
     collision_dirty_ = true;
 }
 
+bool ActorControllerDynamics::set_time_budget(float seconds) {
+    if (!(seconds >= 0.0f)) return false;
+    time_budget_ = seconds;
+    return true;
+}
+
+void ActorControllerDynamics::set_clock(Clock clock) { clock_ = clock; }
+
 bool ActorControllerDynamics::update(float dt) {
     if (!world_) return false;
     if (collision_dirty_) rebuild_collision_body();
-    if (!std::isfinite(dt)) {
-        core::Log::warning("graphics", "ActorControllerDynamics: update(dt) needs a finite time, got %g (ignored).",
-                           double(dt));
+    if (core::is_time_step(dt)) {
+        catch_up(dt);
     } else {
-        accumulator_ += dt;
-        int steps = 0;
-        while (accumulator_ > kTimeStep && steps < kMaxStepsPerUpdate) {
-            accumulator_ -= kTimeStep;
-            step_world();
-            ++steps;
-        }
-        if (accumulator_ > kTimeStep) accumulator_ = 0.0f;
+        // Banking it would freeze the world (a negative debt) or poison it (NaN).
+        core::Log::warning("graphics",
+                           "ActorControllerDynamics: update(dt) needs a finite time of 0 or more, got %g (ignored).",
+                           double(dt));
     }
     return rig_->on_step(*this);
+}
+
+void ActorControllerDynamics::catch_up(float dt) {
+    accumulator_ += dt;
+    const Clock clock = clock_ ? clock_ : &steady_seconds;
+    const double start = clock();
+    int steps = 0;
+    double spent = 0.0;
+    while (accumulator_ > kTimeStep) {
+        if (steps == kMaxStepsPerUpdate || (steps > 0 && spent >= double(time_budget_))) {
+            if (!dropping_)
+                core::Log::warning("graphics",
+                                   "ActorControllerDynamics: catching up took %d steps in %.3g s (at most %d steps "
+                                   "and %g s an update); %g s of simulated time are dropped and the world runs slow. "
+                                   "Said once until an update catches up again.",
+                                   steps, spent, kMaxStepsPerUpdate, double(time_budget_), double(accumulator_));
+            dropping_ = true;
+            accumulator_ = 0.0f;
+            return;
+        }
+        accumulator_ -= kTimeStep;
+        step_world();
+        ++steps;
+        spent = clock() - start;
+    }
+    dropping_ = false;
 }
 
 void ActorControllerDynamics::step_world() {

@@ -64,6 +64,12 @@ bool IKHandlePosition::solve_constraint(Skeleton& skeleton, core::Vector<float> 
     return false;
 }
 
+bool IKHandlePosition::set_direction(int direction) {
+    if (direction != 1 && direction != -1) return false;
+    direction_ = direction;
+    return true;
+}
+
 bool IKHandlePosition::solve_chain(Skeleton& skeleton, core::Vector<float> target, bool reversed, bool has_rotation,
                                    bool ignore_chain_offsets, bool spine) {
     Transform* effector = skeleton.get_joint(effector_id_);
@@ -71,7 +77,7 @@ bool IKHandlePosition::solve_chain(Skeleton& skeleton, core::Vector<float> targe
     Transform* root_joint = middle_joint ? middle_joint->get_parent() : nullptr;
     if (!middle_joint || !root_joint) return false;
 
-    const float dir = float(reversed ? -direction_ : direction_);
+    const float dir = (direction_ < 0) != reversed ? -1.0f : 1.0f;
     float l1 = middle_joint->get_local_position().length();
     float l2 = effector->get_local_position().length();
     if (!ignore_chain_offsets && chain_offset_ != 0.0f) {
@@ -86,10 +92,15 @@ bool IKHandlePosition::solve_chain(Skeleton& skeleton, core::Vector<float> targe
         root_joint->set_rotation(0.0f);
         root_joint = root_joint->get_parent();
         if (!root_joint) return false;
-        // Measured once, on the first solve, and kept.
-        if (spine_offset_ == -1.0f)
-            spine_offset_ = (middle_joint->get_world_position() - root_joint->get_world_position()).length();
-        l1 = spine_offset_;
+        // Measured once, on the first solve, and kept for every actor of the rig; a pose
+        // that is not finite (one bad frame) is measured again on the next solve, so
+        // its NaN never outlives the frame.
+        float offset = spine_offset_;
+        if (offset == -1.0f) {
+            offset = (middle_joint->get_world_position() - root_joint->get_world_position()).length();
+            if (std::isfinite(offset)) spine_offset_ = offset;
+        }
+        l1 = offset;
         reach = l1 + l2;
     }
 
@@ -114,18 +125,26 @@ bool IKHandlePosition::solve_chain(Skeleton& skeleton, core::Vector<float> targe
     if (Transform* parent = root_joint->get_parent()) root -= parent->get_world_rotation();
 
     if (spine) {
-        if (spine_root_angle_ == 0.0f) {
+        float root_angle = spine_root_angle_, middle_angle = spine_middle_angle_;
+        if (root_angle == 0.0f) {
             const core::Vector<float>& r = root_joint->get_world_position();
             const core::Vector<float>& m = middle_joint->get_world_position();
             const core::Vector<float>& mp = middle_joint->get_parent()->get_world_position();
             const float s = angle_of(m - r);
-            spine_middle_angle_ = -core::normalise_angle(s - angle_of(mp - r));
-            spine_root_angle_ = -core::normalise_angle(s - angle_of(m - mp));
+            middle_angle = -core::normalise_angle(s - angle_of(mp - r));
+            root_angle = -core::normalise_angle(s - angle_of(m - mp));
+            if (std::isfinite(root_angle) && std::isfinite(middle_angle)) {
+                spine_root_angle_ = root_angle;
+                spine_middle_angle_ = middle_angle;
+            }
         }
-        root += spine_root_angle_;
-        middle += spine_middle_angle_;
+        root += root_angle;
+        middle += middle_angle;
     }
 
+    // A target or a pose that is not finite (one bad frame) has no solution: left as
+    // it is, the limb solves again from finite rotations on the next frame.
+    if (!std::isfinite(root) || !std::isfinite(middle)) return false;
     root_joint->set_rotation(root);
     middle_joint->set_rotation(middle);
     // A rotation limit clamped the middle joint: re-aim the root so the effector still

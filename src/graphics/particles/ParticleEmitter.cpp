@@ -1,9 +1,13 @@
 #include "engine/graphics/ParticleEmitter.h"
 
+#include "engine/core/Log.h"
 #include "engine/core/Maths.h"
 #include "engine/graphics/Particle.h"
 #include "engine/graphics/ParticleEmitterData.h"
 #include "engine/graphics/ParticleSystem.h"
+
+#include <algorithm>
+#include <cmath>
 
 namespace engine::graphics {
 
@@ -24,19 +28,52 @@ void ParticleEmitter::adopt(ParticleSystem* system, const ParticleEmitterData* d
     spread_ = data->spread;
     min_speed_ = data->min_speed;
     max_speed_ = data->max_speed;
+    longest_life_ = 0.0f;
+    for (const auto& kind : data->particles) longest_life_ = std::max({longest_life_, kind->life.x, kind->life.y});
 }
 
 void ParticleEmitter::update(float dt) {
-    accumulator_ += emission_rate_ * dt;
+    if (!core::is_time_step(dt)) return;
+    // Owing is one-way: a negative or NaN rate for a frame banks no debt that later
+    // frames would have to pay back in silence.
+    const float owed = emission_rate_ * dt;
+    if (owed > 0.0f) accumulator_ += owed;
     if (emission_limit_ > 0.0f && accumulator_ > emission_limit_) accumulator_ = emission_limit_;
-    while (accumulator_ >= float(emitted_ + 1u)) {
-        emit(dt);
-        ++emitted_;  // counted even without a particle kind, so the loop always ends
+    const double due = std::floor(double(accumulator_)) - double(emitted_);
+    if (due >= 1.0) {
+        float window = dt;
+        const unsigned int count = bound(due, dt, window);
+        for (unsigned int i = 0; i < count; ++i) {
+            emit(dt, window);
+            ++emitted_;  // counted even without a particle kind
+        }
+        if (double(count) < due) accumulator_ = float(emitted_);  // the dropped ones are owed no more
     }
     last_position_ = get_world_position();
     last_position_valid_ = true;
 }
 
+unsigned int ParticleEmitter::bound(double due, float dt, float& window) {
+    window = dt;
+    if (due <= double(kMaxEmittedPerUpdate)) return unsigned(due);
+    // A particle born more than the longest life before the frame's end is dead at it:
+    // only the particles of that last stretch can be seen.
+    double made = due;
+    if (longest_life_ > 0.0f && longest_life_ < dt) {
+        window = longest_life_;
+        made = std::round(due * (double(window) / double(dt)));
+    }
+    made = std::min(made, double(kMaxEmittedPerUpdate));
+    if (!warned_dropped_) {
+        warned_dropped_ = true;
+        core::Log::warning("graphics",
+                           "ParticleEmitter: one update owed %.6g particles (rate %g over %g s); it made %.0f, as "
+                           "many as can be alive at the frame's end and at most %u, and dropped the rest (said once "
+                           "per emitter).",
+                           due, double(emission_rate_), double(dt), made, kMaxEmittedPerUpdate);
+    }
+    return unsigned(made);
+}
 const ParticleData* ParticleEmitter::pick() const {
     if (!data_ || data_->particles.empty()) return nullptr;
     const auto& kinds = data_->particles;
@@ -49,7 +86,7 @@ const ParticleData* ParticleEmitter::pick() const {
     return kinds.back().get();
 }
 
-void ParticleEmitter::emit(float dt) {
+void ParticleEmitter::emit(float dt, float window) {
     const ParticleData* kind = pick();
     if (!kind || !system_) return;
     Particle& p = system_->take_particle(*kind);
@@ -58,7 +95,7 @@ void ParticleEmitter::emit(float dt) {
     // Particles of one frame start spread along the path the emitter moved since the
     // last frame, each as far back as its share of the frame.
     const core::Vector<float>& here = get_world_position();
-    float r = dt > 0.0f ? core::random(dt) : 0.0f;
+    float r = window > 0.0f ? core::random(window) : 0.0f;
     if (r > 0.0f && last_position_valid_) {
         const float f = r / dt;
         p.position = here * (1.0f - f) + last_position_ * f;

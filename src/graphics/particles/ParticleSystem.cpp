@@ -6,6 +6,7 @@
 
 #include "engine/core/script/Factory.h"
 #include "engine/core/Log.h"
+#include "engine/core/Maths.h"
 #include "engine/graphics/ParticleEmitter.h"
 #include "engine/graphics/ParticleSystemData.h"
 #include "engine/window/OpenGLEntryPoints.h"
@@ -162,6 +163,14 @@ std::size_t ParticleSystem::get_vertex_count(std::size_t pool) const {
 }
 
 void ParticleSystem::on_update(float dt) {
+    if (!core::is_time_step(dt)) {
+        // Emitters would bank it and particles jump by it: the frame is left out.
+        core::Log::warning("graphics",
+                           "ParticleSystem '%s': update(dt) needs a finite time of 0 or more, got %g (the frame is "
+                           "ignored).",
+                           get_data_id().c_str(), double(dt));
+        return;
+    }
     for (ParticleEmitter* emitter : emitters_)
         if (emitter) emitter->update(dt);
 

@@ -1,6 +1,7 @@
 #include "python/ActorControllerWrapper.h"
 #include "python/Bindings.h"
 
+#include "engine/core/Maths.h"
 #include "engine/graphics/ActorControllerDynamics.h"
 
 #include <box2d/box2d.h>
@@ -149,6 +150,13 @@ void set_collision_space(ActorControllerDynamics& c, const std::string& space) {
 bool has_system(const ActorControllerDynamics& c) { return c.get_system() != nullptr; }
 unsigned long steps(const ActorControllerDynamics& c) { return c.get_step_count(); }
 
+void set_time_budget(ActorControllerDynamics& c, float seconds) {
+    if (!c.set_time_budget(seconds))
+        raise(PyExc_ValueError,
+              "ActorControllerDynamics.time_budget: expected seconds of 0 or more (inf: no bound), got " +
+                  core::format_float(seconds) + ".");
+}
+
 }  // namespace
 
 void define_actor_controller_dynamics() {
@@ -226,6 +234,10 @@ void define_actor_controller_dynamics() {
         .add_property("accumulator", &ActorControllerDynamics::get_accumulator,
                       "accumulator: float\n\n"
                       "Seconds not yet simulated (under 1/60 after an update).")
+        .add_property("time_budget", &ActorControllerDynamics::get_time_budget, &set_time_budget,
+                      "time_budget: float\n\n"
+                      "Seconds one update may spend catching up (default 0.1; inf: only the 600-step cap). The\n"
+                      "first step always runs; the time left when the budget is used is dropped, with a warning.")
         .add_property("steps", &steps,
                       "steps: int\n\n"
                       "Steps of 1/60 s taken since the world was built.");

@@ -82,7 +82,10 @@ const char* const kTypeNames[] = {"point", "aim", "chain", "spine"};
 std::string effector_id(const PositionHandleView& v) { return v.handle().get_effector_id(); }
 std::string type(const PositionHandleView& v) { return kTypeNames[v.handle().get_type()]; }
 int direction(const PositionHandleView& v) { return v.handle().get_direction(); }
-void set_direction(const PositionHandleView& v, int d) { v.handle().set_direction(d); }
+void set_direction(const PositionHandleView& v, int d) {
+    if (!v.handle().set_direction(d))
+        raise(PyExc_ValueError, "IKHandlePosition.direction: 1 or -1, got " + std::to_string(d) + ".");
+}
 core::Vector<float> bind_position(const PositionHandleView& v) { return v.handle().get_bind_position(); }
 void set_bind_position(const PositionHandleView& v, const core::Vector<float>& p) { v.handle().set_bind_position(p); }
 float chain_offset(const PositionHandleView& v) { return v.handle().get_chain_offset(); }
@@ -135,7 +138,7 @@ void define_actor_controller_ik() {
                       "'point', 'aim', 'chain' or 'spine'.")
         .add_property("direction", &direction, &set_direction,
                       "direction: int\n\n"
-                      "The bend of a chain; its sign flips it.")
+                      "The bend of a chain: 1, or -1 the other way (ValueError for any other value).")
         .add_property("bind_position", &bind_position, &set_bind_position, "bind_position: Vector")
         .add_property("chain_offset", &chain_offset, &set_chain_offset, "chain_offset: float")
         .add_property("spine_offset", &spine_offset, &set_spine_offset,

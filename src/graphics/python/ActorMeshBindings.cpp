@@ -35,7 +35,10 @@ void set_texture(ActorMesh& mesh, const std::string& name, const bp::object& sou
 }
 
 void add_scene_object(ActorMesh& mesh, const std::string& name, SceneObject* object) {
-    mesh.add_scene_object(name, &require(object, "The scene object"));
+    if (!mesh.add_scene_object(name, &require(object, "The scene object")))
+        raise(PyExc_ValueError,
+              "ActorMesh.add_scene_object: the object carries this mesh (it is the mesh's actor, or "
+              "an actor riding on it); attaching it would make a cycle.");
 }
 
 void transform_vertices(ActorMesh& mesh, const Skeleton* skeleton) { mesh.transform_vertices(skeleton); }
@@ -103,7 +106,8 @@ void define_actor_mesh() {
             .def("remove_texture", &ActorMesh::remove_texture, bp::arg("name"), "remove_texture(name: str) -> None")
             .def("add_scene_object", &add_scene_object, (bp::arg("name"), bp::arg("object")),
                  "add_scene_object(name: str, object: SceneObject) -> None\n\n"
-                 "Drawn and updated with the mesh, in its space, in z order.")
+                 "Drawn and updated with the mesh, in its space, in z order; ValueError for an actor that\n"
+                 "carries this mesh (its own actor, or one riding on it), which would make a cycle.")
             .def("remove_scene_objects", &ActorMesh::remove_scene_objects, bp::arg("name"),
                  "remove_scene_objects(name: str) -> None\n\n"
                  "Removes the scene objects added under name.")

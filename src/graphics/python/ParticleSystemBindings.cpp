@@ -104,7 +104,10 @@ void define_particle_system() {
                                          "ParticleEmitterProxy\n\n"
                                          "The emitters of a ParticleSystem, by position.",
                                          bp::no_init)
-            .def("__getitem__", &ParticleEmitterProxy::get_item, "__getitem__(index: int, /) -> ParticleEmitter")
+            .def("__getitem__", &ParticleEmitterProxy::get_item,
+                 "__getitem__(index: int, /) -> ParticleEmitter | None\n\n"
+                 "By position (negative from the end); None where the factory's 'ParticleEmitter' class\n"
+                 "failed to make the emitter.")
             .def("__contains__", &ParticleEmitterProxy::contains, "__contains__(item: object, /) -> bool")
             .def("__len__", &ParticleEmitterProxy::length, "__len__() -> int");
     register_with_factory(proxy, "ParticleEmitterProxy");

@@ -10,6 +10,7 @@
 #include <chrono>
 #include <cmath>
 #include <optional>
+#include <cstdio>
 #include <string>
 #include <thread>
 
@@ -32,6 +33,12 @@ public:
         Py_END_ALLOW_THREADS
     }
 };
+
+// The paced frame periods: from a day (slower would be a slide show of one picture) to
+// a nanosecond (the clock's resolution); either bound keeps the period well inside the
+// clock's range.
+constexpr double lowest_fps = 1.0 / 86400.0;
+constexpr double highest_fps = 1e9;
 
 // A clock given by a script (the tests of the loop): now() and sleep_until(deadline)
 // in integer nanoseconds, so that the times run measures are exact.
@@ -89,8 +96,13 @@ int run(bp::object window_object, bp::object update, double fps, bp::object clea
     if (!update.is_none() && !PyCallable_Check(update.ptr()))
         raise(PyExc_TypeError, std::string("run(): update must be callable (update(dt)) or None, not ") +
                                    Py_TYPE(update.ptr())->tp_name + ".");
-    if (!std::isfinite(fps) || fps < 0.0)
-        raise(PyExc_ValueError, "run(): fps must be a positive number, or 0 for no pacing.");
+    if (!(fps == 0.0 || (fps >= lowest_fps && fps <= highest_fps))) {
+        char got[32];
+        std::snprintf(got, sizeof got, "%g", fps);
+        raise(PyExc_ValueError, std::string("run(): fps must be from 1/86400 (a frame a day) to 1e9, or 0 for no "
+                                            "pacing; got ") +
+                                    got + ".");
+    }
     const std::optional<core::Colour> clear_colour = frame_clear_colour(clear_colour_object);
     window::Window* window = get();
     if (!window->is_open()) raise(PyExc_RuntimeError, "run(): the window is closed.");
@@ -144,8 +156,9 @@ void define_run() {
             "clear_colour (opaque black by default; None leaves the last frame's picture), calls\n"
             "update(dt) (dt: seconds since the previous frame, at most 0.25), then the current\n"
             "scene's update(dt), begin_frame(), render() and end_frame(), and swaps the buffers,\n"
-            "starting frames 1/fps seconds apart (fps=0: as fast as possible). Makes the window\n"
-            "the module's window and sets the pixel projection when that was not done yet.\n\n"
+            "starting frames 1/fps seconds apart (fps=0: as fast as possible; otherwise 1/86400\n"
+            "to 1e9, else ValueError). Makes the window the module's window and sets the pixel\n"
+            "projection when that was not done yet.\n\n"
             "Returns the number of frames drawn when the window is closed (or asked to close:\n"
             "process_events() returned False) or when update returns False (None, what a\n"
             "function without return gives, keeps going). An exception raised by update, or a\n"

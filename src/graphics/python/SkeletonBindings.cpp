@@ -63,8 +63,9 @@ void define_skeleton() {
                                        "The joints of a Skeleton, by index (negative from the end) or by name.",
                                        bp::no_init)
             .def("__getitem__", &SkeletonJointProxy::get_item,
-                 "__getitem__(key: int | str, /) -> Transform\n\n"
-                 "joints[key] -> Transform: by index (negative from the end) or by name; IndexError otherwise.")
+                 "__getitem__(key: int | str, /) -> Transform | None\n\n"
+                 "joints[key]: by index (negative from the end) or by name; IndexError otherwise. None\n"
+                 "where the factory's 'Transform' class failed to make the joint.")
             .def("__len__", &SkeletonJointProxy::len, "__len__() -> int")
             .def("__contains__", &SkeletonJointProxy::contains, "__contains__(key: object, /) -> bool");
     register_with_factory(proxy, "SkeletonJointProxy");

@@ -169,8 +169,10 @@ bp::object post_event(bp::tuple args, bp::dict kwargs) {
     } else if (kind == "resize") {
         const auto size = fields.take<core::Vector<int>>("size", "a pair of ints");
         fields.finish("size");
-        if (size.x < 1 || size.y < 1)
-            raise(PyExc_ValueError, "Window.post_event('resize'): size must be at least 1x1.");
+        const int most = window.get_max_size();
+        if (size.x < 1 || size.y < 1 || size.x > most || size.y > most)
+            raise(PyExc_ValueError, "Window.post_event('resize'): size must be at least 1x1 and at most " +
+                                        std::to_string(most) + "x" + std::to_string(most) + ".");
         window.post_event(WindowEvent::resize_event(size));
     } else if (kind == "close") {
         fields.finish("no keywords");
@@ -211,7 +213,7 @@ void define_window() {
         "fullscreen: bool = False, vsync: bool = False)\n\n"
         "A window with an OpenGL compatibility context. process_events() handles its events\n"
         "(False once it is closed), swap_buffers() shows what was drawn; listeners added\n"
-        "with add_listener hear its events.",
+        "with add_listener hear its events. Each side is 1 to 16384 pixels (ValueError otherwise).",
         bp::init<int, int, std::string, bool, bool>((bp::arg("width") = 800, bp::arg("height") = 600,
                                                      bp::arg("title") = "", bp::arg("fullscreen") = false,
                                                      bp::arg("vsync") = false)))
@@ -226,6 +228,10 @@ void define_window() {
         .add_property("video_mode", &video_mode,
                       "video_mode: VideoMode\n\n"
                       "The window's size and whether it is fullscreen.")
+        .add_property("max_size", &Window::get_max_size,
+                      "max_size: int\n\n"
+                      "The longest side the window takes, in pixels: 16384, or less when its GL context's\n"
+                      "viewport is smaller.")
         .add_property("is_open", &Window::is_open,
                       "is_open: bool\n\n"
                       "False once the window is closed.")
@@ -233,7 +239,8 @@ void define_window() {
              (bp::arg("width"), bp::arg("height"), bp::arg("fullscreen") = false),
              "set_video_mode(width: int, height: int, fullscreen: bool = False) -> None\n\n"
              "Re-creates the context at that size; engine objects come back by themselves and\n"
-             "listeners hear on_destroy, on_create and on_resize.")
+             "listeners hear on_destroy, on_create and on_resize. ValueError for a side below 1 or\n"
+             "above max_size, before anything changes.")
         .def("process_events", &Window::process_events,
              "process_events() -> bool\n\n"
              "Handles the events that arrived (and posted ones); False once the window is closed.")

@@ -60,10 +60,17 @@ void dispatch(Call&& call) {
     }
 }
 
-void check_size(int width, int height) {
+bool fits(int width, int height, int max_size) {
+    return width >= 1 && height >= 1 && width <= max_size && height <= max_size;
+}
+
+void check_size(int width, int height, int max_size) {
     if (width <= 0 || height <= 0)
         throw std::invalid_argument("A window needs a positive size, not " + std::to_string(width) + "x" +
                                     std::to_string(height) + ".");
+    if (!fits(width, height, max_size))
+        throw std::invalid_argument("A window side is at most " + std::to_string(max_size) + " pixels, not " +
+                                    std::to_string(width) + "x" + std::to_string(height) + ".");
 }
 
 [[noreturn]] void throw_sdl_error(const char* what) {
@@ -129,6 +136,7 @@ struct Window::Impl {
     SDL_Window* window = nullptr;     // owned, null once closed
     SDL_GLContext context = nullptr;  // owned, null between contexts and once closed
     int alpha_bits = 8;               // what the window's visual was chosen with
+    int max_viewport = Window::kMaxSize;  // the last context's largest viewport side
     bool vsync = false;               // swap interval 1 rather than 0
     bool closing = false;             // inside close(), which listeners may call again
     std::deque<WindowEvent> posted;   // handled by the next process_events, in order
@@ -136,7 +144,7 @@ struct Window::Impl {
 
 Window::Window(int width, int height, const std::string& title, bool fullscreen, bool vsync)
     : impl_(std::make_unique<Impl>(this)) {
-    check_size(width, height);
+    check_size(width, height, kMaxSize);
     init_video();
     impl_->vsync = vsync;
     // Opened in a window and then made fullscreen, the one way that works with and
@@ -201,7 +209,12 @@ void Window::create_context() {
     SDL_GL_SetSwapInterval(impl_->vsync ? 1 : 0);
     current_window = this;
     resolve_opengl_entry_points();
+    GLint viewport[2] = {0, 0};
+    glGetIntegerv(GL_MAX_VIEWPORT_DIMS, viewport);
+    if (viewport[0] > 0 && viewport[1] > 0) impl_->max_viewport = std::min(viewport[0], viewport[1]);
 }
+
+int Window::get_max_size() const { return std::min(kMaxSize, impl_->max_viewport); }
 
 void Window::destroy_context() {
     if (!impl_->context) return;
@@ -217,7 +230,7 @@ void Window::destroy_context() {
 
 void Window::set_video_mode(int width, int height, bool fullscreen) {
     if (!is_open()) throw std::runtime_error("The window is closed.");
-    check_size(width, height);
+    check_size(width, height, get_max_size());
     destroy_context();
     if (!is_open()) return;  // closed by a listener while the context went away
 
@@ -328,6 +341,7 @@ bool Window::process_events() {
 }
 
 void Window::post_event(const WindowEvent& event) {
+    if (event.type == WindowEvent::Type::Resize) check_size(event.size.x, event.size.y, get_max_size());
     if (is_open()) impl_->posted.push_back(event);
 }
 
@@ -346,7 +360,11 @@ void Window::handle(const WindowEvent& event) {
             break;
         case Type::Resize: {
             core::Vector<int> size = event.size;
-            if (size.x <= 0 || size.y <= 0) break;
+            if (!fits(size.x, size.y, get_max_size())) {
+                core::Log::warning("window", "A resize to %dx%d is ignored: a window side is 1 to %d pixels.", size.x,
+                                   size.y, get_max_size());
+                break;
+            }
             // A posted size reaches the window itself; a system resize already has.
             core::Vector<int> now;
             SDL_GL_GetDrawableSize(impl_->window, &now.x, &now.y);

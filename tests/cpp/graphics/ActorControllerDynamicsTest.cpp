@@ -149,6 +149,7 @@ TEST_F(Dynamics, AHugeFrameIsCappedAndANonFiniteOneIgnored) {
     LogCapture log;
     Actor actor("pendulum");
     ActorControllerDynamics c;
+    c.set_time_budget(INFINITY);  // the step cap alone, however slow the build
     actor.set_controller(&c);
     c.update(1e9f);
     EXPECT_EQ(c.get_step_count(), unsigned(ActorControllerDynamics::kMaxStepsPerUpdate));
@@ -158,6 +159,94 @@ TEST_F(Dynamics, AHugeFrameIsCappedAndANonFiniteOneIgnored) {
     EXPECT_TRUE(std::isfinite(c.get_accumulator()));
     EXPECT_NE(log.entries().back().message.find("finite"), std::string::npos);
     actor.set_controller(nullptr);
+}
+
+namespace {
+
+// A clock that moves on by kTick each time it is read: every step looks slow.
+double fake_now = 0.0;
+constexpr double kTick = 0.25;  // exact in binary, like every sum of them
+double ticking_clock() { return fake_now += kTick; }
+
+std::size_t warnings_containing(const LogCapture& log, const char* text) {
+    std::size_t n = 0;
+    for (const auto& entry : log.entries()) n += entry.message.find(text) != std::string::npos;
+    return n;
+}
+
+}  // namespace
+
+TEST_F(Dynamics, CatchingUpStopsAtTheTimeBudgetAndDropsTheRest) {
+    LogCapture log;
+    Actor actor("pendulum");
+    ActorControllerDynamics c;
+    c.set_clock(&ticking_clock);
+    ASSERT_TRUE(c.set_time_budget(0.5f));
+    actor.set_controller(&c);
+    c.update(20.0f);  // 0.25 s after the first step, 0.5 after the second: the budget is used
+    EXPECT_EQ(c.get_step_count(), 2u);
+    EXPECT_EQ(c.get_accumulator(), 0.0f);
+    EXPECT_EQ(warnings_containing(log, "dropped"), 1u);
+    actor.set_controller(nullptr);
+}
+
+TEST_F(Dynamics, OneWarningForEachRunOfUpdatesThatDropTime) {
+    LogCapture log;
+    Actor actor("pendulum");
+    ActorControllerDynamics c;
+    c.set_clock(&ticking_clock);
+    ASSERT_TRUE(c.set_time_budget(0.0f));
+    actor.set_controller(&c);
+    for (int i = 0; i < 5; ++i) c.update(1.0f);
+    EXPECT_EQ(c.get_step_count(), 5u);  // the first step of each update always runs
+    EXPECT_EQ(warnings_containing(log, "dropped"), 1u);
+    c.update(0.02f);  // one step owed, one taken: caught up
+    c.update(1.0f);
+    EXPECT_EQ(warnings_containing(log, "dropped"), 2u);
+    actor.set_controller(nullptr);
+}
+
+TEST_F(Dynamics, AnInfiniteBudgetLeavesOnlyTheStepCap) {
+    LogCapture log;
+    Actor actor("pendulum");
+    ActorControllerDynamics c;
+    c.set_clock(&ticking_clock);
+    ASSERT_TRUE(c.set_time_budget(INFINITY));
+    actor.set_controller(&c);
+    c.update(1.0f);
+    EXPECT_EQ(c.get_step_count(), 60u);
+    EXPECT_EQ(warnings_containing(log, "dropped"), 0u);
+    c.update(1e9f);
+    EXPECT_EQ(c.get_step_count(), 60u + ActorControllerDynamics::kMaxStepsPerUpdate);
+    EXPECT_EQ(warnings_containing(log, "dropped"), 1u);
+    actor.set_controller(nullptr);
+}
+
+TEST_F(Dynamics, ATimeBudgetIsSecondsOfZeroOrMore) {
+    ActorControllerDynamics c;
+    EXPECT_EQ(c.get_time_budget(), ActorControllerDynamics::kDefaultTimeBudget);
+    EXPECT_FALSE(c.set_time_budget(-1.0f));
+    EXPECT_FALSE(c.set_time_budget(std::nanf("")));
+    EXPECT_EQ(c.get_time_budget(), ActorControllerDynamics::kDefaultTimeBudget);
+    EXPECT_TRUE(c.set_time_budget(0.0f));
+    EXPECT_EQ(c.get_time_budget(), 0.0f);
+}
+
+TEST_F(Dynamics, ANegativeFrameIsIgnoredWithAWarningAndTheWorldStepsOn) {
+    for (float dt : {-1e30f, -60.0f, -INFINITY}) {
+        LogCapture log;
+        Actor actor("pendulum");
+        ActorControllerDynamics c;
+        actor.set_controller(&c);
+        c.update(0.02f);
+        c.update(dt);
+        EXPECT_EQ(c.get_step_count(), 1u) << dt;
+        EXPECT_GE(c.get_accumulator(), 0.0f) << dt;
+        EXPECT_EQ(warnings_containing(log, "finite time of 0 or more"), 1u) << dt;
+        c.update(0.02f);
+        EXPECT_EQ(c.get_step_count(), 2u) << dt;
+        actor.set_controller(nullptr);
+    }
 }
 
 TEST_F(Dynamics, PendulumJointFollowsItsBodyAndSettlesDownward) {

@@ -249,6 +249,19 @@ TEST_F(ActorDatabaseTest, NumbersReadAsAtofWithOneWarningForTrailingText) {
     EXPECT_NE(warnings[0].find("1.5px"), std::string::npos) << warnings[0];
 }
 
+TEST_F(ActorDatabaseTest, AnIKDirectionOtherThanOneOrMinusOneIsKeptAtOneWithAWarning) {
+    for (const char* direction : {"3", "0", "-2", "-2147483648", "2147483647"}) {
+        ActorDatabase::unload();
+        const auto warnings = load(std::string(R"(<r><ActorRigIK id="a"><IKHandlePosition effector_id="hand" )") +
+                                   R"(type="chain" direction=")" + direction + R"("/></ActorRigIK></r>)");
+        const IKHandlePosition* h = ActorDatabase::find_ik_rig("a")->get_position_handle("hand");
+        ASSERT_NE(h, nullptr) << direction;
+        EXPECT_EQ(h->get_direction(), 1) << direction;
+        ASSERT_EQ(warnings.size(), 1u) << direction;
+        EXPECT_NE(warnings[0].find("is not 1 or -1 (kept at 1)"), std::string::npos) << warnings[0];
+    }
+}
+
 TEST_F(ActorDatabaseTest, MissingAndEmptyAttributes) {
     const auto warnings = load(R"(<r><ActorData><Joint id="orphan"/></ActorData><ActorData id=""/>
                <ActorRigIK id="i"><IKHandlePosition effector_id="e"/><IKHandlePosition effector_id="f" type="bend"/>

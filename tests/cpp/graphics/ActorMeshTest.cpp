@@ -1,5 +1,7 @@
 #include "engine/graphics/ActorMesh.h"
 
+#include "engine/graphics/Actor.h"
+#include "engine/graphics/ActorDatabase.h"
 #include "engine/graphics/ActorMeshData.h"
 #include "engine/graphics/Skeleton.h"
 #include "engine/graphics/Transform.h"
@@ -289,4 +291,52 @@ TEST_F(ActorMeshTest, SkinningAllocatesNothingOnceSized) {
     EXPECT_EQ(mesh.get_positions().data(), positions);
     EXPECT_EQ(mesh.get_rest_positions().data(), rest);
     EXPECT_EQ(mesh.get_jiggles()[0].springs.data(), springs);
+}
+
+// Actors riding on meshes -------------------------------------------------------------
+
+namespace {
+
+class AttachedActorsTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        ASSERT_TRUE(ActorDatabase::load_text(R"(<r><ActorData id="rider"><Joint id="root"/>
+            <ActorMeshData id="body"><Vertex/><Vertex/><Vertex/><Face vertex_indices="0, 1, 2"/></ActorMeshData>
+            </ActorData></r>)"));
+    }
+    void TearDown() override { ActorDatabase::unload(); }
+};
+
+}  // namespace
+
+TEST_F(AttachedActorsTest, AnActorOnItsOwnMeshIsRefused) {
+    Actor hero("rider");
+    ActorMesh& mesh = *hero.get_mesh(0u);
+    EXPECT_TRUE(mesh.is_carried_by(&hero));
+    EXPECT_FALSE(mesh.add_scene_object("self", &hero));
+    EXPECT_TRUE(mesh.get_scene_objects().empty());
+    hero.on_update(1.0f / 60.0f);  // ends
+}
+
+TEST_F(AttachedActorsTest, TwoActorsOnEachOthersMeshesAreRefused) {
+    Actor hero("rider"), sidekick("rider");
+    EXPECT_TRUE(hero.get_mesh(0u)->add_scene_object("rider", &sidekick));
+    EXPECT_FALSE(sidekick.get_mesh(0u)->add_scene_object("rider", &hero));
+    EXPECT_TRUE(sidekick.get_mesh(0u)->get_scene_objects().empty());
+    hero.set_jiggle_scale("soft", 0.5f);  // ends
+    hero.get_mesh(0u)->remove_all_scene_objects();
+}
+
+TEST_F(AttachedActorsTest, ALongerCycleIsRefusedAndAChainIsNot) {
+    Actor a("rider"), b("rider"), c("rider");
+    EXPECT_TRUE(a.get_mesh(0u)->add_scene_object("b", &b));
+    EXPECT_TRUE(b.get_mesh(0u)->add_scene_object("c", &c));
+    EXPECT_FALSE(c.get_mesh(0u)->add_scene_object("a", &a));
+    EXPECT_FALSE(c.get_mesh(0u)->is_carried_by(nullptr));
+    Actor d("rider");
+    EXPECT_TRUE(c.get_mesh(0u)->add_scene_object("d", &d));        // a chain, no cycle
+    EXPECT_TRUE(a.get_mesh(0u)->add_scene_object("d again", &d));  // one actor on two meshes
+    b.get_mesh(0u)->remove_all_scene_objects();
+    c.get_mesh(0u)->remove_all_scene_objects();
+    a.get_mesh(0u)->remove_all_scene_objects();
 }

@@ -12,6 +12,7 @@
 
 #include <gtest/gtest.h>
 
+#include <climits>
 #include <cmath>
 
 using engine::core::normalise_angle;
@@ -117,6 +118,20 @@ TEST(IKSolver, DirectionAndReversedMirrorTheBendAndCancelTogether) {
     EXPECT_EQ(both.elbow->get_local_rotation(), plain.elbow->get_local_rotation());
     EXPECT_EQ(both.shoulder->get_local_rotation(), plain.shoulder->get_local_rotation());
     EXPECT_FLOAT_EQ(flipped.elbow->get_local_rotation(), -plain.elbow->get_local_rotation());
+}
+
+TEST(IKSolver, DirectionIsOneOrMinusOne) {
+    Arm arm;
+    for (int refused : {0, 2, 3, -2, INT_MIN, INT_MAX}) EXPECT_FALSE(arm.handle->set_direction(refused)) << refused;
+    EXPECT_EQ(arm.handle->get_direction(), 1);
+    EXPECT_TRUE(arm.handle->set_direction(-1));
+    EXPECT_EQ(arm.handle->get_direction(), -1);
+    EXPECT_FALSE(arm.handle->set_direction(INT_MIN));
+    EXPECT_EQ(arm.handle->get_direction(), -1);
+    const Vector<float> target{10, 25};
+    arm.solve(target, true);  // reversed and -1: no overflow, the plain bend
+    EXPECT_NEAR(arm.hand->get_world_position().x, target.x, kTolerance);
+    EXPECT_NEAR(arm.hand->get_world_position().y, target.y, kTolerance);
 }
 
 TEST(IKSolver, TargetExactlyOnTheEffectorChangesNothing) {
@@ -229,6 +244,47 @@ TEST(IKSolver, SpineMeasuresItsOffsetAndAnglesOnTheFirstSolveOnly) {
     EXPECT_EQ(spine->get_spine_offset(), offset);
     EXPECT_EQ(spine->get_spine_root_angle(), root_angle);
     EXPECT_EQ(spine->get_spine_middle_angle(), middle_angle);
+}
+
+TEST(IKSolver, ASpineMeasuredOnAPoseThatIsNotFiniteKeepsNothingForLaterSolves) {
+    Skeleton skeleton;
+    Transform* base = skeleton.add_joint("base");
+    Transform* pelvis = skeleton.add_joint("pelvis");
+    Transform* lumbar = skeleton.add_joint("lumbar");
+    Transform* chest = skeleton.add_joint("chest");
+    Transform* neck = skeleton.add_joint("neck");
+    base->attach(pelvis);
+    pelvis->attach(lumbar);
+    lumbar->attach(chest);
+    chest->attach(neck);
+    lumbar->set_position({2, -20});
+    chest->set_position({-3, -20});
+    neck->set_position({0, -15});
+    ActorRigIK rig;
+    IKHandlePosition* spine = rig.add_position_handle("neck", "spine");
+    base->set_rotation(std::nanf(""));  // one bad frame of a rotation target
+    EXPECT_FALSE(spine->solve_constraint(skeleton, {10, -40}, false, false, false));
+    EXPECT_EQ(spine->get_spine_offset(), -1.0f);
+    EXPECT_EQ(spine->get_spine_root_angle(), 0.0f);
+    EXPECT_EQ(spine->get_spine_middle_angle(), 0.0f);
+    base->set_rotation(0.0f);
+    EXPECT_TRUE(spine->solve_constraint(skeleton, {10, -40}, false, false, false));
+    EXPECT_NEAR(spine->get_spine_offset(), Vector<float>(-1, -40).length(), kTolerance);
+    EXPECT_TRUE(std::isfinite(spine->get_spine_root_angle()));
+    EXPECT_TRUE(std::isfinite(spine->get_spine_middle_angle()));
+    for (Transform* joint : {pelvis, lumbar, chest, neck}) {
+        EXPECT_TRUE(std::isfinite(joint->get_world_position().x));
+        EXPECT_TRUE(std::isfinite(joint->get_world_position().y));
+    }
+}
+
+TEST(IKSolver, AChainWithATargetThatIsNotFiniteIsLeftAsItWas) {
+    Arm arm;
+    ASSERT_TRUE(arm.solve({10, 25}));
+    const float shoulder = arm.shoulder->get_local_rotation(), elbow = arm.elbow->get_local_rotation();
+    EXPECT_FALSE(arm.solve({std::nanf(""), 25}));
+    EXPECT_EQ(arm.shoulder->get_local_rotation(), shoulder);
+    EXPECT_EQ(arm.elbow->get_local_rotation(), elbow);
 }
 
 TEST(IKSolver, RotationHandleComparesExactlyAndMakesWorldTargetsLocal) {

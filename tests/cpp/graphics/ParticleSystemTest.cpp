@@ -353,3 +353,99 @@ TEST_F(ParticleSystemTest, LaterPoolsStartAtTheRunningVertexTotal) {
     const float* v = system.get_vertices(1);
     for (std::size_t i = 8 * 8; i < (12 + 8) * 8; ++i) ASSERT_EQ(v[i], 0.0f) << i;
 }
+
+// Frames the emitters cannot take at face value -------------------------------------------
+
+namespace {
+
+std::size_t warnings_about(const LogCapture& log, const char* text) {
+    std::size_t n = 0;
+    for (const auto& entry : log.entries())
+        n += entry.level == engine::core::Log::Level::Warning && entry.message.find(text) != std::string::npos;
+    return n;
+}
+
+constexpr std::size_t kCap = ParticleEmitter::kMaxEmittedPerUpdate;
+
+}  // namespace
+
+TEST_F(ParticleSystemTest, AnInfiniteRateMakesAtMostTheCapEachUpdateWithOneWarning) {
+    auto system = make("emission_rate='inf'");
+    system->on_update(1.0f / 60.0f);
+    EXPECT_EQ(system->get_particle_count(), kCap);
+    system->on_update(1.0f / 60.0f);
+    EXPECT_EQ(system->get_particle_count(), 2 * kCap);
+    EXPECT_EQ(warnings_about(log, "dropped the rest"), 1u);
+}
+
+TEST_F(ParticleSystemTest, AHugeRateMakesAtMostTheCapInOneUpdate) {
+    auto system = make("emission_rate='1e12'");
+    system->on_update(1.0f / 60.0f);
+    EXPECT_EQ(system->get_particle_count(), kCap);
+    EXPECT_EQ(system->get_emitters()[0]->get_emitted(), unsigned(kCap));
+}
+
+TEST_F(ParticleSystemTest, AFrameLongerThanEveryLifeMakesOnlyThoseOfItsLastLifetime) {
+    auto system = make("emission_rate='200'", "life='1 2' size='2 2'");
+    system->on_update(1e30f);
+    EXPECT_EQ(system->get_particle_count(), 400u);  // 200 a second over the longest life, 2 s
+    EXPECT_EQ(warnings_about(log, "dropped the rest"), 1u);
+    system->on_update(1.0f);
+    EXPECT_EQ(system->get_particle_count(), 600u);
+}
+
+TEST_F(ParticleSystemTest, AFrameOwingNoMoreThanTheCapKeepsEveryParticle) {
+    // The cap changes nothing below it: dead particles of a long frame stay counted.
+    auto system = make("emission_rate='200'", "life='1 2' size='2 2'");
+    system->on_update(50.0f);
+    EXPECT_EQ(system->get_particle_count(), 10000u);
+    EXPECT_EQ(warnings_about(log, "dropped the rest"), 0u);
+}
+
+TEST_F(ParticleSystemTest, DroppedParticlesAreNotOwedLater) {
+    auto system = make("emission_rate='inf'");
+    system->on_update(1.0f / 60.0f);
+    ParticleEmitter& emitter = *system->get_emitters()[0];
+    emitter.set_emission_rate(10.0f);
+    system->on_update(1.0f);
+    EXPECT_EQ(system->get_particle_count(), kCap + 10);
+    EXPECT_EQ(emitter.get_emitted(), unsigned(kCap + 10));
+}
+
+TEST_F(ParticleSystemTest, TheEmissionLimitHoldsAcrossCappedUpdates) {
+    auto system = make("emission_rate='inf' emission_limit='20000'");
+    system->on_update(1.0f / 60.0f);
+    EXPECT_EQ(system->get_particle_count(), kCap);
+    system->on_update(1.0f / 60.0f);
+    system->on_update(1.0f / 60.0f);
+    EXPECT_EQ(system->get_particle_count(), 20000u);
+}
+
+TEST_F(ParticleSystemTest, ABadDtIsIgnoredWithOneWarningAndEmissionGoesOn) {
+    for (float bad : {std::nanf(""), INFINITY, -INFINITY, -1e9f}) {
+        engine::core::test::LogCapture capture;
+        auto system = make("emission_rate='100' speed='10 10'");
+        system->on_update(0.1f);
+        ASSERT_EQ(system->get_particle_count(), 10u);
+        const Vector<float> moved = system->get_particle(0, 0).position;
+        system->on_update(bad);
+        EXPECT_EQ(system->get_particle_count(), 10u) << bad;
+        EXPECT_EQ(system->get_particle(0, 0).position, moved) << bad;
+        EXPECT_EQ(system->get_emitters()[0]->get_accumulator(), 10.0f) << bad;
+        EXPECT_EQ(warnings_about(capture, "needs a finite time of 0 or more"), 1u) << bad;
+        system->on_update(0.1f);
+        EXPECT_EQ(system->get_particle_count(), 20u) << bad;
+    }
+}
+
+TEST_F(ParticleSystemTest, ARateOfZeroOrLessOwesNothing) {
+    auto system = make("emission_rate='-100'");
+    system->on_update(1.0f);
+    ParticleEmitter& emitter = *system->get_emitters()[0];
+    EXPECT_EQ(emitter.get_accumulator(), 0.0f);
+    emitter.set_emission_rate(std::nanf(""));
+    system->on_update(1.0f);
+    emitter.set_emission_rate(100.0f);
+    system->on_update(0.1f);
+    EXPECT_EQ(system->get_particle_count(), 10u);
+}

@@ -1,10 +1,14 @@
 #include "engine/graphics/Skeleton.h"
 
+#include "core/TestSupport.h"
 #include "engine/graphics/Transform.h"
 
 #include <gtest/gtest.h>
 
+#include <string>
+
 using engine::core::Vector;
+using engine::core::test::LogCapture;
 using engine::graphics::Skeleton;
 using engine::graphics::Transform;
 
@@ -115,11 +119,33 @@ TEST(Skeleton, AParentOutsideTheSkeletonIsNotLinkedInTheCopy) {
     outside.detach(b);
 }
 
-TEST(Skeleton, AssignmentAppendsToJointsAlreadyThere) {
+TEST(Skeleton, AssignmentKeepsTheSourcesIndicesAndNamesAndPutsJointsAlreadyThereAfter) {
     Skeleton source;
-    source.add_joint("a");
+    source.add_joint("root")->attach(source.add_joint("arm"));
+    source.get_joint("arm")->set_position({0, -10});
     Skeleton target;
-    target.add_joint("x");
+    Transform* helper = target.add_joint("helper");  // what a factory subclass adds in its constructor
+    target.add_joint("");
     target = source;
-    EXPECT_EQ(target.get_num_joints(), 2u);
+    ASSERT_EQ(target.get_num_joints(), 4u);
+    EXPECT_EQ(target.get_joint_index("root"), 0);
+    EXPECT_EQ(target.get_joint_index("arm"), 1);
+    EXPECT_EQ(target.get_joint("arm")->get_local_position(), Vector<float>(0, -10));
+    EXPECT_EQ(target.get_joint("arm")->get_parent(), target.get_joint("root"));
+    EXPECT_EQ(target.get_joint("helper"), helper);
+    EXPECT_EQ(target.get_joint_index("helper"), 2);
+    EXPECT_EQ(target.get_joint_names().size(), 3u);
+}
+
+TEST(Skeleton, ANameTheCopyHasTooGoesToTheCopysJointWithAWarning) {
+    LogCapture log;
+    Skeleton source;
+    source.add_joint("root");
+    Skeleton target;
+    target.add_joint("root");
+    target = source;
+    ASSERT_EQ(target.get_num_joints(), 2u);
+    EXPECT_EQ(target.get_joint_index("root"), 0);
+    ASSERT_EQ(log.entries().size(), 1u);
+    EXPECT_NE(log.entries()[0].message.find("'root'"), std::string::npos);
 }

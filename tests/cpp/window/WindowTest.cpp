@@ -36,6 +36,25 @@ TEST(WindowWithoutDisplay, RejectsNonPositiveSizes) {
     EXPECT_THROW(Window(10, -1), std::invalid_argument);
 }
 
+TEST(WindowWithoutDisplay, RejectsSidesBeyondTheLongest) {
+    EXPECT_THROW(Window(Window::kMaxSize + 1, 10), std::invalid_argument);
+    EXPECT_THROW(Window(10, 65536), std::invalid_argument);
+}
+
+TEST_F(WindowFixture, SizesBeyondTheLongestSideAreRefusedBeforeAnythingChanges) {
+    RecordingListener listener;
+    Window::add_listener(&listener);
+    listener.events.clear();
+    EXPECT_LE(window_->get_max_size(), Window::kMaxSize);
+    EXPECT_THROW(window_->set_video_mode(65536, 100), std::invalid_argument);
+    EXPECT_THROW(window_->set_video_mode(100, window_->get_max_size() + 1), std::invalid_argument);
+    EXPECT_THROW(window_->post_event(WindowEvent::resize_event({65536, 100})), std::invalid_argument);
+    window_->process_events();
+    for (const std::string& e : listener.events) EXPECT_EQ(e.rfind("move ", 0), 0u) << e;  // the pointer may cross
+    EXPECT_EQ(window_->get_video_mode()->get_resolution(), core::Vector<int>(kWidth, kHeight));
+    Window::remove_listener(&listener);
+}
+
 TEST_F(WindowFixture, OpensWithTheRequestedVideoModeAndBecomesCurrent) {
     EXPECT_TRUE(window_->is_open());
     EXPECT_EQ(window_->get_video_mode()->get_resolution(), core::Vector<int>(kWidth, kHeight));
