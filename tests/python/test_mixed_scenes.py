@@ -86,9 +86,9 @@ class Stage:
         assert sprite_database.add("mixed-content", texture=self.paths["content"], dimensions=(WIDTH, HEIGHT),
                                    bottom_right=(1, 1), auto_load=True)
         emitters = "".join(
-            f'<ParticleEmitterData emission_rate="120" emission_limit="20"><ParticleData life="9 9" size="{size} {size}" '
-            f'texture="{self.paths["dot"]}"><ColourCurve><Keyframe key="0" value="{colour}"/></ColourCurve>'
-            '</ParticleData></ParticleEmitterData>'
+            '<ParticleEmitterData emission_rate="120" emission_limit="20">'
+            f'<ParticleData life="9 9" size="{size} {size}" texture="{self.paths["dot"]}">'
+            f'<ColourCurve><Keyframe key="0" value="{colour}"/></ColourCurve></ParticleData></ParticleEmitterData>'
             for size, colour in ((6, "1 0.6 0.2 0.3"), (10, "0.3 1 0.5 0.25"), (5, "1 1 1 0.5"), (8, "0.4 0.5 1 0.35"),
                                  (7, "1 0.3 0.8 0.3")))
         assert particle_database.load(io.StringIO(
