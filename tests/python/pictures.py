@@ -65,7 +65,7 @@ class Pictures:
 
 def rendered(window, scene):
     """Renders the scene over opaque black and returns pixel(x, y) -> (r, g, b, a) of
-    the window (x, y in read_pixels order: rows from the bottom)."""
+    the window (x, y in read_pixels order: rows from the top)."""
     from OpenGL import GL
 
     GL.glClearColor(0, 0, 0, 1)
