@@ -43,6 +43,20 @@ REPRODUCERS = [
     ("run_tiny_fps_chrono_overflow.py", None),
     ("skeleton_copy_names_shifted_by_factory_joints.py", None),
     pytest.param("stubs_disagree_with_runtime.py", None, marks=needs_stubs),
+    # Script code freeing what native code was using: a factory class that unloads the
+    # database, IK targets that unload it or swap the skeleton, a debug drawing that
+    # drops its controller, a level change that replaces the scene under run, and a
+    # mesh record seen before its faces were checked.
+    ("actor_factory_hook_unload_uaf.py", "load"),
+    ("actor_factory_hook_unload_uaf.py", "skeleton"),
+    ("actor_factory_hook_unload_uaf.py", "joint"),
+    ("actor_factory_hook_unload_uaf.py", "mesh"),
+    ("actor_factory_hook_unload_uaf.py", "bind_pose"),
+    ("ik_target_hook_frees_rig_or_skeleton_uaf.py", "unload"),
+    ("ik_target_hook_frees_rig_or_skeleton_uaf.py", "skeleton"),
+    ("actor_debug_render_controller_dropped_uaf.py", None),
+    ("run_scene_dropped_by_hook_uaf.py", None),
+    ("actor_mesh_drawn_before_faces_checked_oob.py", None),
 ]
 
 

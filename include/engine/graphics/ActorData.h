@@ -29,8 +29,9 @@ public:
     const std::vector<std::unique_ptr<ActorMeshData>>& get_meshes() const { return meshes_; }
     /// The mesh record named `id`, or null.
     const ActorMeshData* get_mesh(const std::string& id) const;
-    /// Appends an empty mesh record and returns it (owned here).
-    ActorMeshData* add_mesh(const std::string& id);
+    /// Appends a finished mesh record (owned here from now on) and returns it. Records
+    /// join only once complete and checked: whatever can see them may draw them.
+    ActorMeshData* add_mesh(std::unique_ptr<ActorMeshData> mesh);
 
     std::string layer;  // scene layer of actors made from it; empty: none
     float z = 0.0f;     // their depth in it

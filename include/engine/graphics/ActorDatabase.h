@@ -26,6 +26,11 @@ bool load_text(const std::string& document, const std::string& name = "<text>");
 /// Deletes every record of the three registries. Pointers into them die with them.
 void unload();
 
+/// Grows with every `unload`. Code that holds a record across a call into script code
+/// (a factory class, a hook) compares it before and after: a record of an older
+/// generation is gone.
+unsigned long get_generation();
+
 /// Null for an unknown id. The records stay owned by the registries.
 ActorData* find_actor_data(const std::string& id);
 ActorRigIK* find_ik_rig(const std::string& id);

@@ -1,6 +1,8 @@
 #include "engine/graphics/Actor.h"
 
 #include "actors/FactoryObjects.h"
+#include "engine/core/Log.h"
+#include "engine/core/Ref.h"
 #include "engine/graphics/ActorController.h"
 #include "engine/graphics/ActorData.h"
 #include "engine/graphics/ActorDatabase.h"
@@ -20,18 +22,34 @@ Actor::Actor(const std::string& data_id) : data_id_(data_id) {
     // An unknown id: no skeleton, no meshes, no error.
     const ActorData* data = ActorDatabase::find_actor_data(data_id);
     if (!data) return;
+    // Skeletons, joints and meshes come from the class factory, whose script classes
+    // may unload the database: the template skeleton is held across the copy, and the
+    // record is used only while no unload happened.
+    const unsigned long generation = ActorDatabase::get_generation();
+    const core::Ref<Skeleton> source(data->get_skeleton());
+    const std::string layer = data->layer;
+    const float z = data->z;
     skeleton_ = create_through_factory<Skeleton>("Skeleton");
     skeleton_created_ = true;
-    if (skeleton_ && data->get_skeleton()) *skeleton_ = *data->get_skeleton();
-    meshes_.reserve(data->get_meshes().size());
-    for (const auto& record : data->get_meshes()) {
+    if (skeleton_ && source) *skeleton_ = *source;
+    const std::size_t count = ActorDatabase::get_generation() == generation ? data->get_meshes().size() : 0;
+    meshes_.reserve(count);
+    for (std::size_t i = 0; i < count; ++i) {
         ActorMesh* mesh = create_through_factory<ActorMesh>("ActorMesh");
+        if (ActorDatabase::get_generation() != generation) {
+            release_created(mesh);
+            break;
+        }
         if (!mesh) continue;  // printed by the factory
-        mesh->set_data(record.get());
+        mesh->set_data(data->get_meshes()[i].get());
         meshes_.push_back(mesh);
     }
-    set_layer(data->layer);
-    set_z(data->z);
+    if (ActorDatabase::get_generation() != generation)
+        core::Log::warning("graphics", "Actor '%s': the actor database was unloaded while the actor was made "
+                                       "(by a factory class); it has no meshes.",
+                           data_id.c_str());
+    set_layer(layer);
+    set_z(z);
 }
 
 Actor::~Actor() {
@@ -151,7 +169,8 @@ void Actor::render_skeleton() {
         }
         glEnd();
     }
-    if (controller_) controller_->render();
+    // Held while it draws: its debug drawing may call script code that takes it off.
+    if (const core::Ref<ActorController> controller{controller_}) controller->render();
     // Back to the baseline, whatever the controller's drawing set.
     glColor4f(1.0f, 1.0f, 1.0f, 1.0f);
     glPointSize(1.0f);

@@ -19,8 +19,8 @@ const ActorMeshData* ActorData::get_mesh(const std::string& id) const {
     return nullptr;
 }
 
-ActorMeshData* ActorData::add_mesh(const std::string& id) {
-    meshes_.push_back(std::make_unique<ActorMeshData>(id));
+ActorMeshData* ActorData::add_mesh(std::unique_ptr<ActorMeshData> mesh) {
+    meshes_.push_back(std::move(mesh));
     return meshes_.back().get();
 }
 

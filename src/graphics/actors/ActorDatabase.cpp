@@ -5,6 +5,7 @@
 #include "actors/ActorDatabaseParser.h"
 
 #include "engine/core/Log.h"
+#include "engine/core/Ref.h"
 #include "engine/core/StringUtility.h"
 #include "engine/core/script/XMLSource.h"
 #include "engine/graphics/ActorControllerIK.h"
@@ -105,6 +106,7 @@ void ActorDatabaseParser::follow_registries() {
         // the records being filled are gone.
         actor_ = nullptr;
         mesh_ = nullptr;
+        pending_mesh_.reset();
         blend_shape_ = nullptr;
         jiggle_ = nullptr;
         curve_ = nullptr;
@@ -192,7 +194,13 @@ void ActorDatabaseParser::start_joint(const Attributes& a) {
     if (!skeleton) return problem("\"Joint\" of an \"ActorData\" without a skeleton");
     const std::string* id = find(a, "id");
     const std::string name = id ? *id : std::string();
+    // The joint comes from the class factory, whose script class may unload the
+    // database: the skeleton is held across the call, and a record unloaded meanwhile
+    // is not filled any further.
+    const core::Ref<Skeleton> held(skeleton);
     Transform* joint = skeleton->add_joint(name);
+    follow_registries();
+    if (!actor_) return problem("\"Joint\" " + quoted(name) + ": the database was unloaded while it was made (skipped)");
     if (!joint) return problem("\"Joint\" " + quoted(name) + " is taken or could not be made (skipped)");
     if (const std::string* v = find(a, "parent")) {
         // A value that begins with a number names an index (trailing text is ignored),
@@ -221,7 +229,9 @@ void ActorDatabaseParser::start_mesh(const Attributes& a) {
     if (!actor_) return problem("\"ActorMeshData\" outside an \"ActorData\" (skipped with its contents)");
     const std::string* id = find(a, "id");
     if (!id) return problem("\"ActorMeshData\" without \"id\" (skipped with its contents)");
-    mesh_ = actor_->add_mesh(*id);
+    end_mesh();  // a mesh inside a mesh ends the outer one
+    pending_mesh_ = std::make_unique<ActorMeshData>(*id);
+    mesh_ = pending_mesh_.get();
 }
 
 // Triangles naming a vertex the mesh does not have are dropped, so that drawing never
@@ -243,6 +253,10 @@ void ActorDatabaseParser::end_mesh() {
     }
     indices.resize(kept);
     mesh_ = nullptr;
+    // Only now can scripts see it (a factory hook running inside the element cannot draw
+    // a record whose faces are not checked yet).
+    if (actor_) actor_->add_mesh(std::move(pending_mesh_));
+    pending_mesh_.reset();
 }
 
 void ActorDatabaseParser::start_blend_shape(const Attributes& a) {
@@ -430,6 +444,8 @@ bool load_text(const std::string& document, const std::string& name) {
     parser.report(name);
     return true;
 }
+
+unsigned long get_generation() { return registries().generation; }
 
 void unload() {
     Registries& r = registries();

@@ -2,6 +2,7 @@
 
 #include "engine/core/XMLParser.h"
 
+#include <memory>
 #include <string>
 
 namespace engine::graphics {
@@ -62,7 +63,8 @@ private:
 
     // The records being filled, none owned (the registries own them).
     ActorData* actor_ = nullptr;
-    ActorMeshData* mesh_ = nullptr;
+    ActorMeshData* mesh_ = nullptr;                   // pending_mesh_, while it is read
+    std::unique_ptr<ActorMeshData> pending_mesh_;     // joins its actor at its end tag, checked
     BlendShape* blend_shape_ = nullptr;
     Jiggle* jiggle_ = nullptr;
     AnimCurve* curve_ = nullptr;

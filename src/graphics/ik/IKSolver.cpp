@@ -4,6 +4,8 @@
 #include "engine/graphics/ActorRigIK.h"
 
 #include "engine/core/Maths.h"
+#include "engine/core/Ref.h"
+#include "engine/graphics/ActorDatabase.h"
 #include "engine/graphics/Actor.h"
 #include "engine/graphics/ActorControllerIK.h"
 #include "engine/graphics/IKConstraintPosition.h"
@@ -187,11 +189,20 @@ bool IKHandlePosition::solve_iterative(Skeleton& skeleton, const core::Vector<fl
 
 bool ActorRigIK::solve_constraints(ActorControllerIK* controller) {
     Actor* actor = controller ? controller->get_actor() : nullptr;
-    Skeleton* skeleton = actor ? actor->get_skeleton() : nullptr;
+    // A target's get_rotation/get_position is script code: it may unload the database
+    // (this rig with it) or give the actor another skeleton. The skeleton is held, and
+    // after each target is asked, the solve goes on only if neither happened.
+    const core::Ref<Skeleton> skeleton(actor ? actor->get_skeleton() : nullptr);
     if (!skeleton) return false;
+    const unsigned long generation = ActorDatabase::get_generation();
+    const auto still_valid = [&] {
+        return ActorDatabase::get_generation() == generation && controller->get_actor() == actor &&
+               actor->get_skeleton() == skeleton.get();
+    };
     bool changed = false;
     const auto& rotations = controller->get_rotation_constraints();
-    for (const auto& handle : rotation_handles_) {
+    for (std::size_t i = 0; i < rotation_handles_.size(); ++i) {
+        IKHandleRotation* handle = rotation_handles_[i].get();
         auto it = rotations.find(handle->get_joint_id());
         if (it == rotations.end() || !it->second) continue;
         Transform* joint = skeleton->get_joint(handle->get_joint_id());
@@ -199,16 +210,20 @@ bool ActorRigIK::solve_constraints(ActorControllerIK* controller) {
         if (!joint) return false;
         IKConstraintRotation* constraint = it->second;
         const float target = constraint->get_rotation(joint->get_world_position());
+        if (!still_valid()) return changed;
         changed |= handle->solve_constraint(*skeleton, target, constraint->is_in_world_space());
     }
     const auto& positions = controller->get_position_constraints();
-    for (const auto& handle : position_handles_) {
+    for (std::size_t i = 0; i < position_handles_.size(); ++i) {
+        IKHandlePosition* handle = position_handles_[i].get();
         auto it = positions.find(handle->get_effector_id());
         if (it == positions.end() || !it->second || !it->second->is_enabled()) continue;
         IKConstraintPosition* constraint = it->second;
+        const core::Vector<float> target = constraint->get_position();
+        if (!still_valid()) return changed;
         const bool has_rotation = rotations.count(handle->get_effector_id()) != 0;
-        changed |= handle->solve_constraint(*skeleton, constraint->get_position(), constraint->is_reversed(),
-                                            has_rotation, controller->is_ignoring_chain_offsets());
+        changed |= handle->solve_constraint(*skeleton, target, constraint->is_reversed(), has_rotation,
+                                            controller->is_ignoring_chain_offsets());
     }
     return changed;
 }

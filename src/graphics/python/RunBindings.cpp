@@ -1,5 +1,6 @@
 #include "python/Bindings.h"
 
+#include "engine/core/Ref.h"
 #include "engine/graphics/Module.h"
 #include "engine/graphics/Scene.h"
 
@@ -129,14 +130,17 @@ int run(bp::object window_object, bp::object update, double fps, bp::object clea
             const bp::object result = update(dt);
             if (result.ptr() == Py_False) break;
         }
-        if (Scene* scene = Scene::get()) {
-            scene->update(float(dt));
-            if (core::is_script_error_held()) break;
+        // The current scene is held while it works, and asked for again after its
+        // update: a hook may replace libgraphics.scene (a level change), which would
+        // otherwise free the scene under its own walk.
+        if (const core::Ref<Scene> scene{Scene::get()}) scene->update(float(dt));
+        if (core::is_script_error_held()) break;
+        if (const core::Ref<Scene> scene{Scene::get()}) {
             scene->begin_frame();
             scene->render();
             scene->end_frame();
-            if (core::is_script_error_held()) break;
         }
+        if (core::is_script_error_held()) break;
         window->swap_buffers();
         ++frames;
         pacer.next_frame(clock);
