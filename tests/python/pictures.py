@@ -73,3 +73,42 @@ def rendered(window, scene):
     scene.render()
     width, height, data = window.read_pixels()
     return lambda x, y: tuple(data[(y * width + x) * 4:(y * width + x) * 4 + 4])
+
+
+def decode_png(data):
+    """(width, height, pixel(x, y) -> tuple) of an 8-bit RGB or RGBA, non-interlaced PNG
+    file's bytes: what the engine's screenshots are. The tests' own reader, so that no
+    other library's decoder runs under the sanitizers."""
+    import struct
+    import zlib
+
+    assert data[:8] == b"\x89PNG\r\n\x1a\n", "not a PNG file"
+    chunks, at = {}, 8
+    while at < len(data):
+        length, kind = struct.unpack(">I4s", data[at:at + 8])
+        chunks.setdefault(kind, []).append(data[at + 8:at + 8 + length])
+        at += 12 + length
+    width, height, depth, colour_type, _, _, interlace = struct.unpack(">IIBBBBB", chunks[b"IHDR"][0])
+    assert depth == 8 and colour_type in (2, 6) and interlace == 0, "an unsupported kind of PNG"
+    channels = 4 if colour_type == 6 else 3
+    raw = zlib.decompress(b"".join(chunks[b"IDAT"]))
+    stride = width * channels
+    rows, previous = [], bytearray(stride)
+    for y in range(height):
+        kind, line = raw[y * (stride + 1)], bytearray(raw[y * (stride + 1) + 1:(y + 1) * (stride + 1)])
+        for i in range(stride):
+            left = line[i - channels] if i >= channels else 0
+            up, corner = previous[i], previous[i - channels] if i >= channels else 0
+            if kind == 1:
+                line[i] = (line[i] + left) & 255
+            elif kind == 2:
+                line[i] = (line[i] + up) & 255
+            elif kind == 3:
+                line[i] = (line[i] + (left + up) // 2) & 255
+            elif kind == 4:
+                p = left + up - corner
+                pa, pb, pc = abs(p - left), abs(p - up), abs(p - corner)
+                line[i] = (line[i] + (left if pa <= pb and pa <= pc else up if pb <= pc else corner)) & 255
+        rows.append(bytes(line))
+        previous = line
+    return width, height, lambda x, y: tuple(rows[y][x * channels:(x + 1) * channels])
