@@ -58,6 +58,7 @@ private:
     float elapsed_ = 0.0f;                         // seconds into the current frame
     int frame_ = -1;                               // frame index shown, -1 before the start
     bool started_ = false;                         // the sequence has been looked up
+    bool done_ = false;                            // every loop has played
 };
 
 }  // namespace engine::graphics

@@ -33,7 +33,10 @@ SceneObjectAnimatorFrames::SceneObjectAnimatorFrames(std::string animation, floa
                                     "'pingpong_reverse' or '' (the sequence's own), got '" + direction + "'");
 }
 
-int SceneObjectAnimatorFrames::get_loops_done() const { return started_ ? int(step_ / cycle_) : 0; }
+int SceneObjectAnimatorFrames::get_loops_done() const {
+    if (done_) return loops_;
+    return started_ && animation_ ? int(std::min<long long>(step_ / cycle_, 1LL << 30)) : 0;
+}
 
 bool SceneObjectAnimatorFrames::start(Sprite& sprite) {
     const SpriteData* data = sprite.get_data();
@@ -115,7 +118,10 @@ void SceneObjectAnimatorFrames::on_update(float dt) {
         frame_ = frame;
         sprite->show_frame(animation_->frames[std::size_t(frame)]);
     }
-    if (!going) finish();
+    if (!going) {
+        done_ = true;
+        finish();
+    }
 }
 
 }  // namespace engine::graphics

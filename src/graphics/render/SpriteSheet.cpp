@@ -325,8 +325,18 @@ bool valid_options(const SheetOptions& options, const std::string& source) {
 int load_sheet_text(const std::string& document, const std::string& source_name, const std::string& image,
                     const std::string& base_path, const SheetOptions& options) {
     if (!valid_options(options, source_name)) return 0;
-    const Json root = Json::parse(document, nullptr, false);
-    if (root.is_discarded() || !root.is_object()) {
+    Json root;
+    try {
+        root = Json::parse(document);
+    } catch (const Json::exception& e) {
+        // The parser's message says where: "[json.exception.parse_error.101] parse error at line 1, ..."
+        const std::string what = e.what();
+        const std::size_t text = what.find("] ");
+        core::Log::warning("graphics", "Sprite sheet '%s': malformed JSON (%s); nothing loaded.", source_name.c_str(),
+                           (text == std::string::npos ? what : what.substr(text + 2)).c_str());
+        return 0;
+    }
+    if (!root.is_object()) {
         core::Log::warning("graphics", "Sprite sheet '%s': not a JSON object; nothing loaded.", source_name.c_str());
         return 0;
     }
