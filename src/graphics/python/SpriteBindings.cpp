@@ -311,7 +311,7 @@ void define_sprite() {
               bp::arg("animations") = bp::object(), bp::arg("layer") = std::string(),
               bp::arg("pivot") = core::Vector<float>(), bp::arg("frame_duration") = 0.1f,
               bp::arg("auto_load") = false),
-             "load_grid(id: str, image: str, columns: int, rows: int, cell: tuple[int, int] = (0, 0), "
+             "load_grid(id: str, image: str, columns: int, rows: int, cell: IntVectorLike = (0, 0), "
              "margin: int = 0, spacing: int = 0, animations: dict[str, list[int]] | None = None, "
              "layer: str = '', pivot: VectorLike = (0, 0), frame_duration: float = 0.1, "
              "auto_load: bool = False) -> int\n\n"

@@ -139,12 +139,12 @@ public:
             for (const Frame& f : frames_) all.frames.push_back(f.frame);
             animations_.emplace("", std::move(all));  // a sequence named "" in the file stands
             add_record(options_.id, frames_.front().frame, std::move(animations_));
-            for (std::size_t i = 0; i < frames_.size(); ++i) {
-                const std::string number = std::to_string(i);
-                add_record(options_.id + "/" + number, frames_[i].frame, {});
-                if (!frames_[i].name.empty() && frames_[i].name != number)
+            // Numbers first: a frame named "3" must not take frame 3's place.
+            for (std::size_t i = 0; i < frames_.size(); ++i)
+                add_record(options_.id + "/" + std::to_string(i), frames_[i].frame, {});
+            for (std::size_t i = 0; i < frames_.size(); ++i)
+                if (!frames_[i].name.empty() && frames_[i].name != std::to_string(i))
                     add_record(options_.id + "/" + frames_[i].name, frames_[i].frame, {});
-            }
         }
         report();
         return int(frames_.size());

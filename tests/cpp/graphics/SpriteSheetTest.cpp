@@ -155,3 +155,12 @@ TEST_F(SpriteSheet, GridCellsGoLeftToRightThenDown) {
     ASSERT_EQ(warnings().size(), 1u);
     EXPECT_EQ(warnings()[0], "Sprite sheet 'no-such-grid.png': not a readable PNG; nothing loaded.");
 }
+
+TEST_F(SpriteSheet, FrameNumbersComeBeforeNamesThatLookLikeNumbers) {
+    const std::string frames = R"([{"filename": "1", "frame": {"x": 0, "y": 0, "w": 8, "h": 8}},
+                                   {"filename": "other", "frame": {"x": 8, "y": 0, "w": 8, "h": 8}}])";
+    EXPECT_EQ(load(sheet(frames), options("s")), 2);
+    EXPECT_EQ(SpriteDatabase::find("s/1")->top_left, Vector<float>(0.125f, 0.0f));
+    ASSERT_EQ(warnings().size(), 1u);
+    EXPECT_EQ(warnings()[0], "Sprite sheet 'test.json': skipped record 's/1' (already defined).");
+}
