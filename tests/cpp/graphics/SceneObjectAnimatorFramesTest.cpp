@@ -157,3 +157,34 @@ TEST_F(FrameAnimator, AnUnknownSequenceWarnsOnceAndFinishes) {
         if (e.message == "Sprite 'walker' has no frame sequence 'run': the frame animator stops.") ++warnings;
     EXPECT_EQ(warnings, 1);
 }
+
+// Counting allocations: the global operator new of this test binary counts while a
+// test asks it to. Left out under the sanitizers, whose allocators replace it.
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+#include <atomic>
+#include <cstdlib>
+#include <new>
+
+namespace {
+std::atomic<long> allocations{0};  // operator new calls since the count was reset
+}  // namespace
+
+void* operator new(std::size_t size) {
+    allocations.fetch_add(1, std::memory_order_relaxed);
+    if (void* p = std::malloc(size ? size : 1)) return p;
+    throw std::bad_alloc();
+}
+void operator delete(void* p) noexcept { std::free(p); }
+void operator delete(void* p, std::size_t) noexcept { std::free(p); }
+
+TEST_F(FrameAnimator, StepsAllocateNothingOnceStarted) {
+    SceneObjectAnimatorFrames a("bob", 0.0f, 0, "");
+    Sprite s("walker");
+    s.add_animator("play", &a);
+    s.update(0.01f);  // the first step looks the sequence up
+    allocations = 0;
+    for (int i = 0; i < 1000; ++i) s.update(0.05f);
+    EXPECT_EQ(allocations.load(), 0);
+    EXPECT_GE(a.get_loops_done(), 10);
+}
+#endif
