@@ -42,23 +42,23 @@ private:
     bool start(Sprite& sprite);          // finds the sequence; false when there is none
     int frame_at(long long step) const;  // the frame index shown at step `step`
     float duration_of(int frame) const;
-    bool advance(float dt);              // false once the last step is passed
+    bool advance(float dt);  // false once the last step is passed
     void skip_whole_cycles();
 
-    std::string name_;                             // the sequence played
-    float fps_;                                    // > 0: frames per second; else their durations
-    int loops_;                                    // 0: for ever
-    bool override_direction_;                      // direction_ replaces the sequence's
-    SpriteAnimation::Direction direction_;         // the order played
-    const SpriteAnimation* animation_ = nullptr;   // in the sprite's record, which it holds
-    long long cycle_ = 1;                          // steps in one loop
-    long long last_step_ = -1;                     // the final step; -1: for ever
-    long long step_ = 0;                           // steps taken since the start
-    float cycle_time_ = 0.0f;                      // seconds one loop lasts
-    float elapsed_ = 0.0f;                         // seconds into the current frame
-    int frame_ = -1;                               // frame index shown, -1 before the start
-    bool started_ = false;                         // the sequence has been looked up
-    bool done_ = false;                            // every loop has played
+    std::string name_;                            // the sequence played
+    float fps_;                                   // > 0: frames per second; else their durations
+    int loops_;                                   // 0: for ever
+    bool override_direction_;                     // direction_ replaces the sequence's
+    SpriteAnimation::Direction direction_;        // the order played
+    const SpriteAnimation* animation_ = nullptr;  // in the sprite's record, which it holds
+    long long cycle_ = 1;                         // steps in one loop
+    long long last_step_ = -1;                    // the final step; -1: for ever
+    long long step_ = 0;                          // steps taken since the start
+    float cycle_time_ = 0.0f;                     // seconds one loop lasts
+    float elapsed_ = 0.0f;                        // seconds into the current frame
+    int frame_ = -1;                              // frame index shown, -1 before the start
+    bool started_ = false;                        // the sequence has been looked up
+    bool done_ = false;                           // every loop has played
 };
 
 }  // namespace engine::graphics

@@ -126,10 +126,10 @@ private:
     core::Vector<float> origin_;                        // pivot within the rectangle
     core::Vector<float> dimensions_;                    // size of the rectangle
     core::Vector<float> top_left_;                      // texture rectangle drawn
-    core::Vector<float> bottom_right_;
+    core::Vector<float> bottom_right_;                  // its opposite corner
     bool rotated_ = false;                              // rectangle stored turned clockwise
     bool flip_x_ = false;                               // mirrored about the origin
-    bool flip_y_ = false;
+    bool flip_y_ = false;                               // mirrored top for bottom
     core::Colour colours_[4];                           // corner colours
     std::vector<std::pair<float, float>> alpha_stops_;  // (position, alpha), sorted
     SpriteBatch::Vertex quad_[4];                       // corners as last batched, unfaded

@@ -78,11 +78,11 @@ bool load_text(const std::string& document, const std::string& base_path);
 bool add(SpriteData* record);
 /// Options of a sheet load: what the frame records share.
 struct SheetOptions {
-    std::string id;                  // records are "id/index" and "id/name"; "id" is the first frame
-    std::string layer;               // the records' layer
-    core::Vector<float> pivot;       // default pivot, as a fraction of the untrimmed frame
-    float frame_duration = 0.1f;     // seconds, for frames that give none
-    bool auto_load = false;          // pins the records' texture
+    std::string id;               // records are "id/index" and "id/name"; "id" is the first frame
+    std::string layer;            // the records' layer
+    core::Vector<float> pivot;    // default pivot, as a fraction of the untrimmed frame
+    float frame_duration = 0.1f;  // seconds, for frames that give none
+    bool auto_load = false;       // pins the records' texture
 };
 
 /// Reads an Aseprite or TexturePacker JSON sheet (hash or array frames) from `document`;
@@ -96,8 +96,8 @@ int load_sheet_text(const std::string& document, const std::string& source_name,
 /// evenly), `margin` pixels round the grid and `spacing` between cells, read left to
 /// right, top to bottom. `animations` names runs of cell indices. Returns the number of
 /// frames loaded.
-int load_grid(const std::string& image, int columns, int rows, const core::Vector<int>& cell, int margin,
-              int spacing, const std::map<std::string, std::vector<int>>& animations, const SheetOptions& options);
+int load_grid(const std::string& image, int columns, int rows, const core::Vector<int>& cell, int margin, int spacing,
+              const std::map<std::string, std::vector<int>>& animations, const SheetOptions& options);
 /// Drops every record (sprites keep theirs).
 void unload();
 /// The record of `id` with one reference for the caller, or null.

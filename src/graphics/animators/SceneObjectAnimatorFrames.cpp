@@ -16,21 +16,32 @@ using Direction = SpriteAnimation::Direction;
 
 SceneObjectAnimatorFrames::SceneObjectAnimatorFrames(std::string animation, float fps, int loops,
                                                      const std::string& direction)
-    : name_(std::move(animation)), fps_(fps), loops_(loops), override_direction_(!direction.empty()),
+    : name_(std::move(animation)),
+      fps_(fps),
+      loops_(loops),
+      override_direction_(!direction.empty()),
       direction_(Direction::forward) {
     if (!(fps >= 0.0f) || !std::isfinite(fps))
-        throw std::invalid_argument("SceneObjectAnimatorFrames: fps must be a finite number >= 0 (0: the frames' "
-                                    "own durations), got " + std::to_string(fps));
+        throw std::invalid_argument(
+            "SceneObjectAnimatorFrames: fps must be a finite number >= 0 (0: the frames' "
+            "own durations), got " +
+            std::to_string(fps));
     if (loops < 0)
         throw std::invalid_argument("SceneObjectAnimatorFrames: loops must be >= 0 (0: for ever), got " +
                                     std::to_string(loops));
-    if (direction == "forward") direction_ = Direction::forward;
-    else if (direction == "reverse") direction_ = Direction::reverse;
-    else if (direction == "pingpong") direction_ = Direction::ping_pong;
-    else if (direction == "pingpong_reverse") direction_ = Direction::ping_pong_reverse;
+    if (direction == "forward")
+        direction_ = Direction::forward;
+    else if (direction == "reverse")
+        direction_ = Direction::reverse;
+    else if (direction == "pingpong")
+        direction_ = Direction::ping_pong;
+    else if (direction == "pingpong_reverse")
+        direction_ = Direction::ping_pong_reverse;
     else if (!direction.empty())
-        throw std::invalid_argument("SceneObjectAnimatorFrames: direction must be 'forward', 'reverse', 'pingpong', "
-                                    "'pingpong_reverse' or '' (the sequence's own), got '" + direction + "'");
+        throw std::invalid_argument(
+            "SceneObjectAnimatorFrames: direction must be 'forward', 'reverse', 'pingpong', "
+            "'pingpong_reverse' or '' (the sequence's own), got '" +
+            direction + "'");
 }
 
 int SceneObjectAnimatorFrames::get_loops_done() const {
@@ -61,10 +72,14 @@ int SceneObjectAnimatorFrames::frame_at(long long step) const {
     const long long n = static_cast<long long>(animation_->frames.size());
     const long long s = step % cycle_;
     switch (direction_) {
-        case Direction::forward: return int(s);
-        case Direction::reverse: return int(n - 1 - s);
-        case Direction::ping_pong: return int(s < n ? s : 2 * n - 2 - s);
-        case Direction::ping_pong_reverse: return int(n - 1 - (s < n ? s : 2 * n - 2 - s));
+        case Direction::forward:
+            return int(s);
+        case Direction::reverse:
+            return int(n - 1 - s);
+        case Direction::ping_pong:
+            return int(s < n ? s : 2 * n - 2 - s);
+        case Direction::ping_pong_reverse:
+            return int(n - 1 - (s < n ? s : 2 * n - 2 - s));
     }
     return 0;
 }
@@ -105,7 +120,8 @@ void SceneObjectAnimatorFrames::on_update(float dt) {
     if (!started_) {
         started_ = true;
         if (!sprite || !start(*sprite)) {
-            if (!sprite) core::Log::warning("graphics", "A frame animator was given an object that is not a Sprite: it stops.");
+            if (!sprite)
+                core::Log::warning("graphics", "A frame animator was given an object that is not a Sprite: it stops.");
             animation_ = nullptr;
             finish();
             return;

@@ -73,7 +73,8 @@ void define_animator() {
         "infinite fps, negative loops or another direction.",
         (bp::arg("animation") = std::string(), bp::arg("fps") = 0.0f, bp::arg("loops") = 0,
          bp::arg("direction") = std::string()))
-        .add_property("animation", bp::make_function(&Frames::get_animation, bp::return_value_policy<bp::copy_const_reference>()),
+        .add_property("animation",
+                      bp::make_function(&Frames::get_animation, bp::return_value_policy<bp::copy_const_reference>()),
                       "animation: str\n\n"
                       "The name of the sequence played.")
         .add_property("fps", &Frames::get_fps,

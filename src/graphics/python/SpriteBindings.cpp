@@ -38,12 +38,12 @@ core::Vector<float> bottom_right(const Sprite& s) { return s.get_bottom_right();
 void show_frame(Sprite& s, int index, const std::string& animation) {
     const SpriteAnimation* a = s.get_data() ? s.get_data()->find_animation(animation) : nullptr;
     if (!a)
-        raise(PyExc_KeyError, "Sprite.show_frame(): sprite '" + s.get_data_id() + "' has no frame sequence '" +
-                                  animation + "'");
+        raise(PyExc_KeyError,
+              "Sprite.show_frame(): sprite '" + s.get_data_id() + "' has no frame sequence '" + animation + "'");
     const int n = int(a->frames.size());
     if (index < -n || index >= n)
-        raise(PyExc_IndexError, "Sprite.show_frame(): frame " + std::to_string(index) + " of a sequence of " +
-                                    std::to_string(n));
+        raise(PyExc_IndexError,
+              "Sprite.show_frame(): frame " + std::to_string(index) + " of a sequence of " + std::to_string(n));
     s.show_frame(a->frames[std::size_t(index < 0 ? index + n : index)]);
 }
 
@@ -289,8 +289,7 @@ void define_sprite() {
         .def("load_sheet", &load_sheet,
              (bp::arg("source"), bp::arg("id") = bp::object(), bp::arg("image") = std::string(),
               bp::arg("base_path") = bp::object(), bp::arg("layer") = std::string(),
-              bp::arg("pivot") = core::Vector<float>(), bp::arg("frame_duration") = 0.1f,
-              bp::arg("auto_load") = false),
+              bp::arg("pivot") = core::Vector<float>(), bp::arg("frame_duration") = 0.1f, bp::arg("auto_load") = false),
              "load_sheet(source: str | IO[str] | IO[bytes], id: str | None = None, image: str = '', "
              "base_path: str | None = None, layer: str = '', pivot: VectorLike = (0, 0), "
              "frame_duration: float = 0.1, auto_load: bool = False) -> int\n\n"
@@ -309,8 +308,7 @@ void define_sprite() {
              (bp::arg("id"), bp::arg("image"), bp::arg("columns"), bp::arg("rows"),
               bp::arg("cell") = core::Vector<int>(), bp::arg("margin") = 0, bp::arg("spacing") = 0,
               bp::arg("animations") = bp::object(), bp::arg("layer") = std::string(),
-              bp::arg("pivot") = core::Vector<float>(), bp::arg("frame_duration") = 0.1f,
-              bp::arg("auto_load") = false),
+              bp::arg("pivot") = core::Vector<float>(), bp::arg("frame_duration") = 0.1f, bp::arg("auto_load") = false),
              "load_grid(id: str, image: str, columns: int, rows: int, cell: IntVectorLike = (0, 0), "
              "margin: int = 0, spacing: int = 0, animations: dict[str, list[int]] | None = None, "
              "layer: str = '', pivot: VectorLike = (0, 0), frame_duration: float = 0.1, "

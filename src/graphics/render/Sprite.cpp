@@ -317,8 +317,12 @@ Sprite::Geometry Sprite::geometry() const {
     // A flip mirrors the rectangle about the origin, so the picture keeps its pivot.
     const float sx = flip_x_ ? -1.0f : 1.0f;
     const float sy = flip_y_ ? -1.0f : 1.0f;
-    Geometry g{get_world_transform(), -origin_.x * sx, -origin_.y * sy, (dimensions_.x - origin_.x) * sx,
-               (dimensions_.y - origin_.y) * sy, {}};
+    Geometry g{get_world_transform(),
+               -origin_.x * sx,
+               -origin_.y * sy,
+               (dimensions_.x - origin_.x) * sx,
+               (dimensions_.y - origin_.y) * sy,
+               {}};
     const Vector<float>& tl = top_left_;
     const Vector<float>& br = bottom_right_;
     if (rotated_) {

@@ -100,7 +100,8 @@ public:
         f.rotated = rotated;
         f.dimensions = core::Vector<float>(float(stored.w), float(stored.h));
         // The pivot stays where it is in the untrimmed frame, whatever was trimmed off.
-        f.origin = core::Vector<float>(float(pivot.x * source_size.x - trim.x), float(pivot.y * source_size.y - trim.y));
+        f.origin =
+            core::Vector<float>(float(pivot.x * source_size.x - trim.x), float(pivot.y * source_size.y - trim.y));
         f.duration = duration;
         frames_.push_back({name, f});
         index_of_[index] = int(frames_.size()) - 1;
@@ -162,7 +163,8 @@ private:
         return name.empty() ? std::to_string(index) : "'" + name + "'";
     }
 
-    void add_record(const std::string& id, const SpriteFrame& frame, std::map<std::string, SpriteAnimation> animations) {
+    void add_record(const std::string& id, const SpriteFrame& frame,
+                    std::map<std::string, SpriteAnimation> animations) {
         if (find(id)) {
             skip("record '" + id + "' (already defined)");
             return;
@@ -181,14 +183,14 @@ private:
         if (!add(data)) delete data;  // not reached: the id was checked above
     }
 
-    std::string source_;                                // names the sheet in the warning
-    std::string texture_;                               // the picture every record shares
-    core::Vector<int> size_;                            // its size in pixels
-    SheetOptions options_;                              // what the records share
-    std::vector<Frame> frames_;                         // kept, in the file's order
-    std::map<std::size_t, int> index_of_;               // file's frame number -> frames_ index
-    std::map<std::string, SpriteAnimation> animations_; // by name
-    std::vector<std::string> skipped_;                  // what the warning lists
+    std::string source_;                                 // names the sheet in the warning
+    std::string texture_;                                // the picture every record shares
+    core::Vector<int> size_;                             // its size in pixels
+    SheetOptions options_;                               // what the records share
+    std::vector<Frame> frames_;                          // kept, in the file's order
+    std::map<std::size_t, int> index_of_;                // file's frame number -> frames_ index
+    std::map<std::string, SpriteAnimation> animations_;  // by name
+    std::vector<std::string> skipped_;                   // what the warning lists
 };
 
 // The frames of a sheet as (name, object) pairs, from either layout.
@@ -239,11 +241,16 @@ void read_frame(SheetBuilder& sheet, const std::string& name, const Json& f, std
 }
 
 bool direction_of(const std::string& text, Direction& direction) {
-    if (text == "forward") direction = Direction::forward;
-    else if (text == "reverse") direction = Direction::reverse;
-    else if (text == "pingpong") direction = Direction::ping_pong;
-    else if (text == "pingpong_reverse") direction = Direction::ping_pong_reverse;
-    else return false;
+    if (text == "forward")
+        direction = Direction::forward;
+    else if (text == "reverse")
+        direction = Direction::reverse;
+    else if (text == "pingpong")
+        direction = Direction::ping_pong;
+    else if (text == "pingpong_reverse")
+        direction = Direction::ping_pong_reverse;
+    else
+        return false;
     return true;
 }
 
@@ -309,8 +316,8 @@ bool valid_options(const SheetOptions& options, const std::string& source) {
         core::Log::warning("graphics", "Sprite sheet '%s': no id to name its records; nothing loaded.", source.c_str());
         return false;
     }
-    if (!(options.frame_duration > 0.0f) || !std::isfinite(options.frame_duration) ||
-        !std::isfinite(options.pivot.x) || !std::isfinite(options.pivot.y)) {
+    if (!(options.frame_duration > 0.0f) || !std::isfinite(options.frame_duration) || !std::isfinite(options.pivot.x) ||
+        !std::isfinite(options.pivot.y)) {
         core::Log::warning("graphics",
                            "Sprite sheet '%s': the frame duration must be a positive number and the pivot finite; "
                            "nothing loaded.",
@@ -357,14 +364,15 @@ int load_sheet_text(const std::string& document, const std::string& source_name,
     }
     SheetBuilder sheet(source_name, texture, size, options);
     const auto entries = frame_entries(root["frames"]);
-    for (std::size_t i = 0; i < entries.size(); ++i) read_frame(sheet, entries[i].first, *entries[i].second, i, options);
+    for (std::size_t i = 0; i < entries.size(); ++i)
+        read_frame(sheet, entries[i].first, *entries[i].second, i, options);
     if (meta.is_object() && meta.contains("frameTags")) read_tags(sheet, meta["frameTags"], entries.size());
     if (root.contains("animations")) read_named_animations(sheet, root["animations"]);
     return sheet.finish();
 }
 
-int load_grid(const std::string& image, int columns, int rows, const core::Vector<int>& cell, int margin,
-              int spacing, const std::map<std::string, std::vector<int>>& animations, const SheetOptions& options) {
+int load_grid(const std::string& image, int columns, int rows, const core::Vector<int>& cell, int margin, int spacing,
+              const std::map<std::string, std::vector<int>>& animations, const SheetOptions& options) {
     if (!valid_options(options, image)) return 0;
     const core::Vector<int> size = png_size(image);
     if (size.x == 0) {

@@ -135,8 +135,9 @@ TEST_F(SpriteSheet, FramesOutsideThePictureAreSkippedWithOneWarning) {
     EXPECT_EQ(load(sheet(frames), options("s")), 1);
     const auto w = warnings();
     ASSERT_EQ(w.size(), 1u);
-    EXPECT_EQ(w[0], "Sprite sheet 'test.json': skipped frame 'right' (outside the 64x32 image), frame 'left' "
-                    "(outside the 64x32 image).");
+    EXPECT_EQ(w[0],
+              "Sprite sheet 'test.json': skipped frame 'right' (outside the 64x32 image), frame 'left' "
+              "(outside the 64x32 image).");
     EXPECT_EQ(SpriteDatabase::find("s/1"), nullptr);
 }
 
@@ -145,7 +146,8 @@ TEST_F(SpriteSheet, MalformedJsonLoadsNothing) {
     EXPECT_EQ(load("{\"frames\": {}}", options("s")), 0);  // no size for the frames either
     const auto w = warnings();
     ASSERT_EQ(w.size(), 2u);
-    EXPECT_EQ(w[0].rfind("Sprite sheet 'test.json': malformed JSON (parse error at line 1, column 13: ", 0), 0u) << w[0];
+    EXPECT_EQ(w[0].rfind("Sprite sheet 'test.json': malformed JSON (parse error at line 1, column 13: ", 0), 0u)
+        << w[0];
     EXPECT_EQ(SpriteDatabase::find("s"), nullptr);
 }
 
