@@ -411,7 +411,7 @@ def test_missing_fields_wrong_types_and_nan_skip_what_they_spoil(scene, pictures
 
 
 @pytest.mark.parametrize("keywords", [{"pivot": (math.nan, 0)}, {"frame_duration": math.nan},
-                                      {"frame_duration": 0}, {"pivot": (math.inf, 0)}])
+                                      {"frame_duration": 0}, {"pivot": (math.inf, 0)}, {"pivot": (0, 1e30)}])
 def test_nan_and_nonsense_options_load_nothing_with_a_warning(scene, pictures, graphics_log, keywords):
     image = strip(pictures)
     assert sprite_database.load_sheet(io.StringIO(aseprite(image)), id="n", image=image, **keywords) == 0
@@ -433,11 +433,17 @@ def test_grid_bad_input(scene, pictures, graphics_log):
     assert sprite_database.load_grid("g", image, 0, 1) == 0
     assert sprite_database.load_grid("g", image, 1, 1, margin=-1) == 0
     assert sprite_database.load_grid("g", pictures.missing("none.png"), 1, 1) == 0
-    assert sprite_database.load_grid("g", image, 2, 1, cell=(20, 8), animations={"a": [0, 1], "b": [0, 7]}) == 1
+    assert sprite_database.load_grid("g", image, 2, 1, cell=(20, 8)) == 0
+    assert sprite_database.load_grid("g", image, 33, 1) == 0
+    assert sprite_database.load_grid("g", image, 4, 1, animations={"a": [0, 3], "b": [0, 7], "c": [-1]}) == 4
     warnings = messages(graphics_log)
-    assert len(warnings) == 4
-    assert "frame 1 (outside the 32x8 image)" in warnings[3] and "animation 'b'" in warnings[3]
+    assert len(warnings) == 6
+    assert "a grid of 2 x 1 cells does not fit the 32x8 image" in warnings[3]
+    assert "a grid of 33 x 1 cells does not fit" in warnings[4]
+    assert "animation 'b'" in warnings[5] and "animation 'c'" in warnings[5] and "'a'" not in warnings[5]
     assert sorted(Sprite("g").animations) == ["", "a"]
+    with pytest.raises(TypeError):
+        sprite_database.load_grid("h", image, 4, 1, animations={"a": 3})
 
 
 def test_records_already_defined_stay(scene, pictures, graphics_log):

@@ -30,6 +30,13 @@ struct Rect {
     double x = 0, y = 0, w = 0, h = 0;
 };
 
+// Beyond these a sheet means nothing a picture could hold: sizes and offsets within the
+// largest texture side, pivots within a thousand frames of the frame.
+constexpr double kLargestSide = double(1 << 24);
+constexpr double kLargestPivot = 1000.0;
+
+bool within(double v, double limit) { return v >= -limit && v <= limit; }
+
 // The size of a PNG from its header, or (0, 0) when the path is not a readable PNG.
 core::Vector<int> png_size(const std::string& path) {
     const std::string real = core::PathDatabase::resolve(path);
@@ -218,16 +225,19 @@ void read_frame(SheetBuilder& sheet, const std::string& name, const Json& f, std
         rotated = f["rotated"].get<bool>();
     }
     Rect trim{0, 0, stored.w, stored.h};
-    if (f.contains("spriteSourceSize") && !rect(f, "spriteSourceSize", trim))
+    if (f.contains("spriteSourceSize") &&
+        !(rect(f, "spriteSourceSize", trim) && within(trim.x, kLargestSide) && within(trim.y, kLargestSide)))
         return sheet.skip(what + " ('spriteSourceSize' is not a rectangle of numbers)");
     core::Vector<double> source_size(stored.w, stored.h);
     if (f.contains("sourceSize") &&
-        !(number(f["sourceSize"], "w", source_size.x) && number(f["sourceSize"], "h", source_size.y)))
+        !(number(f["sourceSize"], "w", source_size.x) && number(f["sourceSize"], "h", source_size.y) &&
+          within(source_size.x, kLargestSide) && within(source_size.y, kLargestSide)))
         return sheet.skip(what + " ('sourceSize' is not a size)");
     core::Vector<float> pivot = options.pivot;
     if (f.contains("pivot")) {
         double px = 0, py = 0;
-        if (!(number(f["pivot"], "x", px) && number(f["pivot"], "y", py)))
+        if (!(number(f["pivot"], "x", px) && number(f["pivot"], "y", py) && within(px, kLargestPivot) &&
+              within(py, kLargestPivot)))
             return sheet.skip(what + " ('pivot' is not a point)");
         pivot = core::Vector<float>(float(px), float(py));
     }
@@ -316,11 +326,11 @@ bool valid_options(const SheetOptions& options, const std::string& source) {
         core::Log::warning("graphics", "Sprite sheet '%s': no id to name its records; nothing loaded.", source.c_str());
         return false;
     }
-    if (!(options.frame_duration > 0.0f) || !std::isfinite(options.frame_duration) || !std::isfinite(options.pivot.x) ||
-        !std::isfinite(options.pivot.y)) {
+    if (!(options.frame_duration > 0.0f) || !std::isfinite(options.frame_duration) ||
+        !within(options.pivot.x, kLargestPivot) || !within(options.pivot.y, kLargestPivot)) {
         core::Log::warning("graphics",
-                           "Sprite sheet '%s': the frame duration must be a positive number and the pivot finite; "
-                           "nothing loaded.",
+                           "Sprite sheet '%s': the frame duration must be a positive number and the pivot a "
+                           "fraction of the frame (within 1000); nothing loaded.",
                            source.c_str());
         return false;
     }
@@ -387,22 +397,30 @@ int load_grid(const std::string& image, int columns, int rows, const core::Vecto
         return 0;
     }
     // Without a cell size, the cells share what the margins and spacing leave.
-    const core::Vector<int> c(cell.x ? cell.x : (size.x - 2 * margin - (columns - 1) * spacing) / columns,
-                              cell.y ? cell.y : (size.y - 2 * margin - (rows - 1) * spacing) / rows);
+    const double cw =
+        cell.x ? cell.x : std::floor((double(size.x) - 2.0 * margin - (columns - 1.0) * spacing) / columns);
+    const double ch = cell.y ? cell.y : std::floor((double(size.y) - 2.0 * margin - (rows - 1.0) * spacing) / rows);
+    if (cw < 1 || ch < 1 || 2.0 * margin + columns * cw + (columns - 1.0) * spacing > size.x ||
+        2.0 * margin + rows * ch + (rows - 1.0) * spacing > size.y) {
+        core::Log::warning("graphics",
+                           "Sprite sheet '%s': a grid of %d x %d cells does not fit the %dx%d image; "
+                           "nothing loaded.",
+                           image.c_str(), columns, rows, size.x, size.y);
+        return 0;
+    }
     SheetBuilder sheet(image, image, size, options);
-    const core::Vector<double> source(c.x, c.y);
+    const core::Vector<double> source(cw, ch);
     for (int r = 0; r < rows; ++r)
         for (int col = 0; col < columns; ++col) {
-            const Rect stored{double(margin + col * (c.x + spacing)), double(margin + r * (c.y + spacing)), double(c.x),
-                              double(c.y)};
-            sheet.add_frame("", stored, false, Rect{0, 0, stored.w, stored.h}, source, options.pivot,
-                            options.frame_duration, std::size_t(r * columns + col));
+            const Rect stored{margin + col * (cw + spacing), margin + r * (ch + spacing), cw, ch};
+            sheet.add_frame("", stored, false, Rect{0, 0, cw, ch}, source, options.pivot, options.frame_duration,
+                            std::size_t(r) * std::size_t(columns) + std::size_t(col));
         }
     for (const auto& [name, cells] : animations) {
         std::vector<std::size_t> indices;
         bool good = true;
         for (int i : cells) {
-            good = good && i >= 0 && i < rows * columns;
+            good = good && i >= 0 && std::size_t(i) < std::size_t(rows) * std::size_t(columns);
             indices.push_back(std::size_t(i));
         }
         if (good)

@@ -166,3 +166,16 @@ TEST_F(SpriteSheet, FrameNumbersComeBeforeNamesThatLookLikeNumbers) {
     ASSERT_EQ(warnings().size(), 1u);
     EXPECT_EQ(warnings()[0], "Sprite sheet 'test.json': skipped record 's/1' (already defined).");
 }
+
+TEST_F(SpriteSheet, SizesAndPivotsNoPictureCouldHoldAreSkipped) {
+    const std::string frames =
+        R"({"big": {"frame": {"x": 0, "y": 0, "w": 8, "h": 8}, "sourceSize": {"w": 1e300, "h": 8}},
+                                   "far": {"frame": {"x": 0, "y": 0, "w": 8, "h": 8}, "pivot": {"x": 1e30, "y": 0}},
+                                   "ok": {"frame": {"x": 0, "y": 0, "w": 8, "h": 8}, "pivot": {"x": -1, "y": 2}}})";
+    EXPECT_EQ(load(sheet(frames), options("s")), 1);
+    EXPECT_EQ(SpriteDatabase::find("s/ok")->origin, Vector<float>(-8, 16));
+    ASSERT_EQ(warnings().size(), 1u);
+    EXPECT_EQ(warnings()[0],
+              "Sprite sheet 'test.json': skipped frame 'big' ('sourceSize' is not a size), frame 'far' "
+              "('pivot' is not a point).");
+}
