@@ -32,13 +32,15 @@ public:
     int get_loops() const { return loops_; }
     /// The index in the sequence of the frame shown, -1 before the first step.
     int get_frame() const { return frame_; }
-    /// Whole loops played so far.
+    /// Whole loops played so far (at most 2^31 - 1).
     int get_loops_done() const;
 
 protected:
     void on_update(float dt) override;
 
 private:
+    static constexpr long long kMaxPasses = 0x7fffffff;  // the loop count stops here
+
     bool start(Sprite& sprite);          // finds the sequence; false when there is none
     int frame_at(long long step) const;  // the frame index shown at step `step`
     float duration_of(int frame) const;
@@ -53,7 +55,8 @@ private:
     const SpriteAnimation* animation_ = nullptr;  // in the sprite's record, which it holds
     long long cycle_ = 1;                         // steps in one loop
     long long last_step_ = -1;                    // the final step; -1: for ever
-    long long step_ = 0;                          // steps taken since the start
+    long long step_ = 0;                          // steps since the start (for ever: since the loop began)
+    long long passes_ = 0;                        // loops played, when playing for ever
     float cycle_time_ = 0.0f;                     // seconds one loop lasts
     float elapsed_ = 0.0f;                        // seconds into the current frame
     int frame_ = -1;                              // frame index shown, -1 before the start

@@ -46,7 +46,8 @@ SceneObjectAnimatorFrames::SceneObjectAnimatorFrames(std::string animation, floa
 
 int SceneObjectAnimatorFrames::get_loops_done() const {
     if (done_) return loops_;
-    return started_ && animation_ ? int(std::min<long long>(step_ / cycle_, 1LL << 30)) : 0;
+    if (!started_ || !animation_) return 0;
+    return int(last_step_ < 0 ? passes_ : step_ / cycle_);
 }
 
 bool SceneObjectAnimatorFrames::start(Sprite& sprite) {
@@ -92,15 +93,17 @@ void SceneObjectAnimatorFrames::skip_whole_cycles() {
     // A long step (a stall, a skipped scene) passes whole loops at once rather than
     // frame by frame; a loop changes nothing but the count.
     if (!(cycle_time_ > 0.0f) || elapsed_ < cycle_time_) return;
-    double whole = std::floor(double(elapsed_) / double(cycle_time_));
-    if (last_step_ >= 0) whole = std::min(whole, double((last_step_ - step_) / cycle_));
-    if (last_step_ < 0 && whole > 1e12) {
-        elapsed_ = std::fmod(elapsed_, cycle_time_);  // for ever: only the phase matters
+    const double whole = std::floor(double(elapsed_) / double(cycle_time_));
+    if (last_step_ < 0) {
+        // For ever: only the phase matters, and fmod keeps it exactly however long the step.
+        elapsed_ = std::fmod(elapsed_, cycle_time_);
+        passes_ = whole >= double(kMaxPasses - passes_) ? kMaxPasses : passes_ + static_cast<long long>(whole);
         return;
     }
-    step_ += static_cast<long long>(whole) * cycle_;
-    elapsed_ = float(double(elapsed_) - whole * double(cycle_time_));
-    if (elapsed_ < 0.0f) elapsed_ = 0.0f;
+    // A finite run passes at most the loops it has left (no more than `loops_`).
+    const long long passed = std::min(static_cast<long long>(std::min(whole, 1e12)), (last_step_ - step_) / cycle_);
+    step_ += passed * cycle_;
+    elapsed_ = std::max(0.0f, float(double(elapsed_) - double(passed) * double(cycle_time_)));
 }
 
 bool SceneObjectAnimatorFrames::advance(float dt) {
@@ -109,7 +112,10 @@ bool SceneObjectAnimatorFrames::advance(float dt) {
     for (float d = duration_of(frame_at(step_)); elapsed_ >= d; d = duration_of(frame_at(step_))) {
         if (step_ == last_step_) return false;
         elapsed_ -= d;
-        ++step_;
+        if (++step_ == cycle_ && last_step_ < 0) {
+            step_ = 0;  // for ever: the step count stays within one loop
+            if (passes_ < kMaxPasses) ++passes_;
+        }
     }
     return true;
 }

@@ -129,6 +129,7 @@ TEST_F(FrameAnimator, HugeNanAndNegativeStepsNeitherHangNorBreakTheCycle) {
     s.add_animator("play", &forever);
     t.add_animator("play", &twice);
     s.update(1e30f);
+    EXPECT_EQ(forever.get_loops_done(), 0x7fffffff);  // the count stops at its largest
     s.update(std::numeric_limits<float>::quiet_NaN());
     s.update(-5.0f);
     EXPECT_GE(forever.get_frame(), 0);
