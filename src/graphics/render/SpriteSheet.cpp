@@ -84,7 +84,6 @@ public:
         : source_(std::move(source_name)), texture_(std::move(texture)), size_(size), options_(options) {}
 
     void skip(const std::string& what) { skipped_.push_back(what); }
-    const core::Vector<int>& size() const { return size_; }
 
     // The frame stored at `stored` in the picture (turned clockwise when `rotated`),
     // drawn `trim` within an untrimmed frame of `source_size`; false when it is skipped.
@@ -158,10 +157,13 @@ public:
         return int(frames_.size());
     }
 
+    // One warning, however much was wrong: the first few things by name, then a count.
     void report() const {
         if (skipped_.empty()) return;
+        constexpr std::size_t kNamed = 20;
         std::string list;
-        for (const std::string& s : skipped_) list += (list.empty() ? "" : ", ") + s;
+        for (std::size_t i = 0; i < skipped_.size() && i < kNamed; ++i) list += (i ? ", " : "") + skipped_[i];
+        if (skipped_.size() > kNamed) list += " and " + std::to_string(skipped_.size() - kNamed) + " more";
         core::Log::warning("graphics", "Sprite sheet '%s': skipped %s.", source_.c_str(), list.c_str());
     }
 

@@ -179,3 +179,14 @@ TEST_F(SpriteSheet, SizesAndPivotsNoPictureCouldHoldAreSkipped) {
               "Sprite sheet 'test.json': skipped frame 'big' ('sourceSize' is not a size), frame 'far' "
               "('pivot' is not a point).");
 }
+
+TEST_F(SpriteSheet, AWarningNamesTwentyThingsThenCountsTheRest) {
+    std::string frames = "[";
+    for (int i = 0; i < 25; ++i)
+        frames += std::string(i ? "," : "") + R"({"frame": {"x": 100, "y": 0, "w": 8, "h": 8}})";
+    frames += R"(, {"frame": {"x": 0, "y": 0, "w": 8, "h": 8}}])";
+    EXPECT_EQ(load(sheet(frames), options("s")), 1);
+    ASSERT_EQ(warnings().size(), 1u);
+    EXPECT_NE(warnings()[0].find("frame 19 (outside the 64x32 image) and 5 more."), std::string::npos) << warnings()[0];
+    EXPECT_EQ(warnings()[0].find("frame 20 "), std::string::npos);
+}
