@@ -17,7 +17,7 @@ import tempfile
 import libcore
 import libgraphics
 import libwindow
-from libgraphics import ParticleSystem, SceneLayer, Sprite, Text, Transform
+from libgraphics import ParticleSystem, SceneLayer, SceneObjectAnimatorFrames, Sprite, Text, Transform
 from libwindow import key
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "data"))
@@ -52,7 +52,7 @@ PARTICLES = f"""<Particles>
 
 def load_assets(folder):
     """Draws the pictures into `folder`, makes it a root of the path database and
-    describes the sprites (cells of the sheet) and the explosion."""
+    describes the sprites (cells of the sheet), the crab's walk and the explosion."""
     shooter_art.write_all(folder)
     libcore.PathDatabase.add_root(folder)
     cell = 1 / 4   # the sheet's cells, as texture coordinates
@@ -60,9 +60,9 @@ def load_assets(folder):
     sprites.add("shooter.tile", texture=shooter_art.TILE, dimensions=(64, 64), bottom_right=(1, 1), layer="back")
     sprites.add("shooter.player", texture=shooter_art.SHEET, dimensions=(40, 40), origin=(20, 20),
                 top_left=(0, 0), bottom_right=(cell, 1), layer="world")
-    for frame in (0, 1):
-        sprites.add(f"shooter.enemy{frame}", texture=shooter_art.SHEET, dimensions=(40, 40), origin=(20, 20),
-                    top_left=((1 + frame) * cell, 0), bottom_right=((2 + frame) * cell, 1), layer="world")
+    # The sheet's cells as a grid: "shooter.crab" shows cell 1 and walks through cells 1 and 2.
+    sprites.load_grid("shooter.crab", shooter_art.SHEET, columns=4, rows=1, animations={"walk": [1, 2]},
+                      layer="world", pivot=(0.5, 0.5), frame_duration=FRAME_TIME)
     # The bolt is the middle eight of the last cell's 32 columns, rows 4 to 28.
     sprites.add("shooter.shot", texture=shooter_art.SHEET, dimensions=(8, 24), origin=(4, 12),
                 top_left=(3 * cell + 12 / 128, 4 / 32), bottom_right=(3 * cell + 20 / 128, 28 / 32), layer="world")
@@ -70,36 +70,29 @@ def load_assets(folder):
 
 
 class Enemy:
-    """A crab: two sprites, one per frame of its animation, on one anchor. The anchor
-    moves; the frames take turns being visible."""
+    """A crab: one sprite whose walk (two frames of the sheet) plays by itself."""
 
     def __init__(self, position, speed):
-        self.anchor = Transform()
-        self.anchor.position = position
-        self.frames = [Sprite("shooter.enemy0"), Sprite("shooter.enemy1")]
-        for frame in self.frames:
-            self.anchor.attach(frame)   # drawn where the anchor is
-        self.frames[1].visible = False
+        self.sprite = Sprite("shooter.crab")
+        self.sprite.position = position
+        self.sprite.scale = (40 / shooter_art.CELL, 40 / shooter_art.CELL)   # cells drawn 40 pixels wide
+        self.walk = SceneObjectAnimatorFrames("walk")
+        self.sprite.add_animator("walk", self.walk)
         self.speed = speed              # pixels per second, negative to the left
-        self.clock = 0.0
 
     @property
     def position(self):
-        return self.anchor.position
+        return self.sprite.position
 
     @property
     def frame(self):
-        return 0 if self.frames[0].visible else 1
+        return max(self.walk.frame, 0)  # the walk's first frame until its first step
 
     def update(self, dt):
-        self.clock += dt
-        shown = int(self.clock / FRAME_TIME) % 2
-        for i, frame in enumerate(self.frames):
-            frame.visible = i == shown
         x, y = self.position.x + self.speed * dt, self.position.y
         if not 20 <= x <= WIDTH - 20:   # at an edge: turn round and come down a row
             x, y, self.speed = min(max(x, 20), WIDTH - 20), y + 32, -self.speed
-        self.anchor.position = (x, y)
+        self.sprite.position = (x, y)
 
 
 class Explosion:
@@ -218,8 +211,7 @@ class Game:
 
     def destroy(self, enemy):
         self.explosions.append(Explosion(enemy.position))
-        for frame in enemy.frames:
-            self.scene.remove_object(frame)
+        self.scene.remove_object(enemy.sprite)
         self.enemies.remove(enemy)
 
     def age_explosions(self, dt):

@@ -14,6 +14,7 @@
 namespace engine::graphics {
 
 class SpriteData;
+struct SpriteFrame;
 class Texture;
 
 /// A scene object that draws one textured rectangle described by a record of the
@@ -35,6 +36,8 @@ public:
 
     /// The record's id, empty without one.
     std::string get_data_id() const;
+    /// The record (held by the sprite), or null.
+    const SpriteData* get_data() const { return data_; }
 
     const core::Vector<float>& get_origin() const { return origin_; }
     void set_origin(const core::Vector<float>& origin) {
@@ -55,6 +58,39 @@ public:
     /// outside 0..3 reads as corner 0 and is not written.
     const core::Colour& get_colour(int corner) const;
     void set_colour(int corner, const core::Colour& colour);
+
+    /// The texture rectangle drawn, in texture coordinates (0 to 1 across the picture,
+    /// top row first); starts as the record's and may change every frame.
+    const core::Vector<float>& get_top_left() const { return top_left_; }
+    void set_top_left(const core::Vector<float>& top_left) {
+        top_left_ = top_left;
+        quad_stale_ = true;
+    }
+    const core::Vector<float>& get_bottom_right() const { return bottom_right_; }
+    void set_bottom_right(const core::Vector<float>& bottom_right) {
+        bottom_right_ = bottom_right;
+        quad_stale_ = true;
+    }
+    /// Whether the rectangle holds the picture turned 90 degrees clockwise (a packed
+    /// sheet's rotated frame): the sprite draws it upright.
+    bool is_rotated() const { return rotated_; }
+    void set_rotated(bool rotated) {
+        rotated_ = rotated;
+        quad_stale_ = true;
+    }
+    /// Mirrors everything drawn about the origin: left for right (x), top for bottom (y).
+    bool get_flip_x() const { return flip_x_; }
+    void set_flip_x(bool flip) {
+        flip_x_ = flip;
+        quad_stale_ = true;
+    }
+    bool get_flip_y() const { return flip_y_; }
+    void set_flip_y(bool flip) {
+        flip_y_ = flip;
+        quad_stale_ = true;
+    }
+    /// Shows one frame of a sequence: its rectangle, rotation, dimensions and origin.
+    void show_frame(const SpriteFrame& frame);
 
     /// The record's texture, or null.
     Texture* get_texture() const;
@@ -89,6 +125,11 @@ private:
     SpriteData* data_ = nullptr;                        // one reference and one use, or null
     core::Vector<float> origin_;                        // pivot within the rectangle
     core::Vector<float> dimensions_;                    // size of the rectangle
+    core::Vector<float> top_left_;                      // texture rectangle drawn
+    core::Vector<float> bottom_right_;                  // its opposite corner
+    bool rotated_ = false;                              // rectangle stored turned clockwise
+    bool flip_x_ = false;                               // mirrored about the origin
+    bool flip_y_ = false;                               // mirrored top for bottom
     core::Colour colours_[4];                           // corner colours
     std::vector<std::pair<float, float>> alpha_stops_;  // (position, alpha), sorted
     SpriteBatch::Vertex quad_[4];                       // corners as last batched, unfaded

@@ -4,9 +4,12 @@
 #include "engine/core/script/PythonFwd.h"
 #include "engine/core/SharedObject.h"
 #include "engine/core/Vector.h"
+#include "engine/graphics/SpriteAnimation.h"
 
+#include <map>
 #include <memory>
 #include <string>
+#include <vector>
 
 namespace engine::graphics {
 
@@ -31,6 +34,14 @@ public:
     core::Vector<float> bottom_right;
     int scale_flags = -1;
     std::string layer;
+    bool rotated = false;  // the rectangle is stored turned 90 degrees clockwise
+    /// Named frame sequences on the record's texture; "" plays every frame of a sheet.
+    /// Filled before the record enters the table and unchanged afterwards, so an
+    /// animator may keep a pointer to one while a sprite holds the record.
+    std::map<std::string, SpriteAnimation> animations;
+
+    /// The sequence called `name`, or null.
+    const SpriteAnimation* find_animation(const std::string& name) const;
 
     /// One more sprite uses the record: the texture is made on the first use.
     void add_use();
@@ -65,6 +76,28 @@ bool load_text(const std::string& document, const std::string& base_path);
 /// rule of the XML: the first definition of an id stands. The table takes a reference
 /// when it adds the record; false (and nothing taken) when the id is already defined.
 bool add(SpriteData* record);
+/// Options of a sheet load: what the frame records share.
+struct SheetOptions {
+    std::string id;               // records are "id/index" and "id/name"; "id" is the first frame
+    std::string layer;            // the records' layer
+    core::Vector<float> pivot;    // default pivot, as a fraction of the untrimmed frame
+    float frame_duration = 0.1f;  // seconds, for frames that give none
+    bool auto_load = false;       // pins the records' texture
+};
+
+/// Reads an Aseprite or TexturePacker JSON sheet (hash or array frames) from `document`;
+/// `source_name` names it in warnings. The picture is `image` (joined to nothing; empty:
+/// the sheet's own "meta.image" joined to `base_path`). Frames become records and
+/// named animations; whatever is wrong is skipped with one warning. Returns the number
+/// of frames loaded.
+int load_sheet_text(const std::string& document, const std::string& source_name, const std::string& image,
+                    const std::string& base_path, const SheetOptions& options);
+/// A plain grid: `columns` by `rows` cells of `cell` pixels (zero: the picture divided
+/// evenly), `margin` pixels round the grid and `spacing` between cells, read left to
+/// right, top to bottom. `animations` names runs of cell indices. Returns the number of
+/// frames loaded.
+int load_grid(const std::string& image, int columns, int rows, const core::Vector<int>& cell, int margin, int spacing,
+              const std::map<std::string, std::vector<int>>& animations, const SheetOptions& options);
 /// Drops every record (sprites keep theirs).
 void unload();
 /// The record of `id` with one reference for the caller, or null.

@@ -5,6 +5,7 @@
 #include "engine/graphics/SceneObject.h"
 #include "engine/graphics/SceneObjectAnimator.h"
 #include "engine/graphics/SceneObjectAnimatorAlphaPulse.h"
+#include "engine/graphics/SceneObjectAnimatorFrames.h"
 #include "engine/graphics/SceneObjectAnimatorMove.h"
 #include "engine/graphics/SceneObjectAnimatorMoveFixed.h"
 #include "engine/graphics/SceneObjectAnimatorMoveNewtonian.h"
@@ -58,6 +59,36 @@ void define_animator() {
         "For ever: swings a sprite's alpha from alpha_start to alpha_peak and back once\n"
         "per period.",
         (bp::arg("alpha_start"), bp::arg("alpha_peak"), bp::arg("period")));
+
+    using Frames = SceneObjectAnimatorFrames;
+    animator_class<Frames, std::string, float, int, const std::string&>(
+        "SceneObjectAnimatorFrames",
+        "SceneObjectAnimatorFrames(animation: str = '', fps: float = 0.0, loops: int = 0, direction: str = '')\n\n"
+        "Plays a frame sequence of the sprite's record (a sheet's animation; '' is every\n"
+        "frame of the sheet): each frame for its own duration, or 1 / fps seconds when fps\n"
+        "is above 0. loops: how many passes before it finishes (0: for ever); a ping-pong\n"
+        "pass goes there and back and ends on the first frame. direction: 'forward',\n"
+        "'reverse', 'pingpong' or 'pingpong_reverse' instead of the sequence's own; ''\n"
+        "keeps it. The last frame shown stays after the end. ValueError for a negative or\n"
+        "infinite fps, negative loops or another direction.",
+        (bp::arg("animation") = std::string(), bp::arg("fps") = 0.0f, bp::arg("loops") = 0,
+         bp::arg("direction") = std::string()))
+        .add_property("animation",
+                      bp::make_function(&Frames::get_animation, bp::return_value_policy<bp::copy_const_reference>()),
+                      "animation: str\n\n"
+                      "The name of the sequence played.")
+        .add_property("fps", &Frames::get_fps,
+                      "fps: float\n\n"
+                      "Frames per second; 0: each frame's own duration.")
+        .add_property("loops", &Frames::get_loops,
+                      "loops: int\n\n"
+                      "Passes before it finishes; 0: for ever.")
+        .add_property("frame", &Frames::get_frame,
+                      "frame: int\n\n"
+                      "The index in the sequence of the frame shown; -1 before the first step.")
+        .add_property("loops_done", &Frames::get_loops_done,
+                      "loops_done: int\n\n"
+                      "Whole passes played so far.");
 
     animator_class<SceneObjectAnimatorMove, const Vector&, float, float>(
         "SceneObjectAnimatorMove",

@@ -4,9 +4,16 @@
 
 #include "core/python/support/ScriptCallback.h"
 
+#include "engine/core/Log.h"
+#include "engine/core/PathDatabase.h"
+
 #include "engine/graphics/Sprite.h"
 #include "engine/graphics/SpriteData.h"
 #include "engine/graphics/Texture.h"
+
+#include <map>
+#include <string>
+#include <vector>
 
 namespace engine::graphics::python {
 
@@ -17,6 +24,35 @@ core::Vector<float> dimensions(const Sprite& s) { return s.get_dimensions(); }
 core::Colour colour(const Sprite& s) { return s.get_colour(); }
 void set_colour(Sprite& s, const core::Colour& c) { s.set_colour(c); }
 SpriteProxy colours(Sprite& s) { return SpriteProxy(&s); }
+
+core::Vector<float> top_left(const Sprite& s) { return s.get_top_left(); }
+core::Vector<float> bottom_right(const Sprite& s) { return s.get_bottom_right(); }
+
+[[noreturn]] void raise(PyObject* type, const std::string& message) {
+    PyErr_SetString(type, message.c_str());
+    bp::throw_error_already_set();
+    throw;  // not reached
+}
+
+// Shows frame `index` of the record's sequence `animation`.
+void show_frame(Sprite& s, int index, const std::string& animation) {
+    const SpriteAnimation* a = s.get_data() ? s.get_data()->find_animation(animation) : nullptr;
+    if (!a)
+        raise(PyExc_KeyError,
+              "Sprite.show_frame(): sprite '" + s.get_data_id() + "' has no frame sequence '" + animation + "'");
+    const int n = int(a->frames.size());
+    if (index < -n || index >= n)
+        raise(PyExc_IndexError,
+              "Sprite.show_frame(): frame " + std::to_string(index) + " of a sequence of " + std::to_string(n));
+    s.show_frame(a->frames[std::size_t(index < 0 ? index + n : index)]);
+}
+
+bp::list animations(const Sprite& s) {
+    bp::list result;
+    if (s.get_data())
+        for (const auto& [name, animation] : s.get_data()->animations) result.append(name);
+    return result;
+}
 
 bp::list alpha_stops(const Sprite& s) {
     bp::list result;
@@ -65,6 +101,73 @@ bool add(const std::string& id, const std::string& texture, const core::Vector<f
     return SpriteDatabase::add(data);
 }
 
+std::string text_of(const bp::object& content, const char* what) {
+    if (PyUnicode_Check(content.ptr())) return bp::extract<std::string>(content);
+    if (PyBytes_Check(content.ptr()))
+        return std::string(PyBytes_AS_STRING(content.ptr()), std::size_t(PyBytes_GET_SIZE(content.ptr())));
+    raise(PyExc_TypeError, std::string(what) + ": read() must return str or bytes");
+}
+
+SpriteDatabase::SheetOptions sheet_options(const std::string& id, const std::string& layer,
+                                           const core::Vector<float>& pivot, float frame_duration, bool auto_load) {
+    SpriteDatabase::SheetOptions options;
+    options.id = id;
+    options.layer = layer;
+    options.pivot = pivot;
+    options.frame_duration = frame_duration;
+    options.auto_load = auto_load;
+    return options;
+}
+
+// A path names the sheet's records after the file and finds the picture beside it; a
+// file-like object needs both said.
+int load_sheet(bp::object source, bp::object id, const std::string& image, bp::object base_path,
+               const std::string& layer, const core::Vector<float>& pivot, float frame_duration, bool auto_load) {
+    std::string document, name, folder;
+    if (PyUnicode_Check(source.ptr())) {
+        name = bp::extract<std::string>(source);
+        const std::size_t slash = name.find_last_of('/');
+        folder = slash == std::string::npos ? std::string() : name.substr(0, slash);
+        if (!core::PathDatabase::read(name, document)) {
+            core::Log::warning("graphics", "Sprite sheet '%s': cannot be read; nothing loaded.", name.c_str());
+            return 0;
+        }
+    } else if (PyObject_HasAttrString(source.ptr(), "read")) {
+        name = "<stream>";
+        document = text_of(source.attr("read")(), "sprite_database.load_sheet()");
+    } else {
+        raise(PyExc_TypeError, "sprite_database.load_sheet(): source must be a path or a file-like object with read()");
+    }
+    std::string record_id;
+    if (!id.is_none()) {
+        record_id = bp::extract<std::string>(id);
+    } else if (name != "<stream>") {
+        const std::string file = name.substr(name.find_last_of('/') + 1);
+        record_id = file.substr(0, file.rfind('.'));
+    } else {
+        raise(PyExc_ValueError, "sprite_database.load_sheet(): a sheet read from a file-like object needs an id");
+    }
+    if (!base_path.is_none()) folder = bp::extract<std::string>(base_path);
+    return SpriteDatabase::load_sheet_text(document, name, image, folder,
+                                           sheet_options(record_id, layer, pivot, frame_duration, auto_load));
+}
+
+int load_grid(const std::string& id, const std::string& image, int columns, int rows, const core::Vector<int>& cell,
+              int margin, int spacing, bp::object animation_cells, const std::string& layer,
+              const core::Vector<float>& pivot, float frame_duration, bool auto_load) {
+    std::map<std::string, std::vector<int>> animations;
+    if (!animation_cells.is_none()) {
+        const bp::list items = bp::dict(animation_cells).items();
+        for (bp::ssize_t i = 0; i < bp::len(items); ++i) {
+            const bp::object cells = items[i][1];
+            std::vector<int>& out = animations[bp::extract<std::string>(items[i][0])];
+            for (bp::ssize_t c = 0; c < bp::len(cells); ++c) out.push_back(bp::extract<int>(cells[c]));
+        }
+    }
+    return SpriteDatabase::load_grid(image, columns, rows, cell, margin, spacing, animations,
+                                     sheet_options(id, layer, pivot, frame_duration, auto_load));
+}
+
 }  // namespace
 
 void define_sprite() {
@@ -101,6 +204,31 @@ void define_sprite() {
                           "colours: SpriteProxy\n\n"
                           "The four corner colours: 0 at the origin corner, then clockwise.")
             .add_property("data_id", &Sprite::get_data_id, "data_id: str")
+            .add_property("top_left", &top_left, &Sprite::set_top_left,
+                          "top_left: Vector\n\n"
+                          "The texture rectangle's first corner, in texture coordinates (0 to 1 across\n"
+                          "the picture, top row first); starts as the record's.")
+            .add_property("bottom_right", &bottom_right, &Sprite::set_bottom_right,
+                          "bottom_right: Vector\n\n"
+                          "The texture rectangle's opposite corner.")
+            .add_property("rotated", &Sprite::is_rotated, &Sprite::set_rotated,
+                          "rotated: bool\n\n"
+                          "Whether the texture rectangle holds the picture turned 90 degrees clockwise\n"
+                          "(a packed sheet's rotated frame); it is drawn upright.")
+            .add_property("flip_x", &Sprite::get_flip_x, &Sprite::set_flip_x,
+                          "flip_x: bool\n\n"
+                          "Mirrors the sprite left for right about its origin.")
+            .add_property("flip_y", &Sprite::get_flip_y, &Sprite::set_flip_y,
+                          "flip_y: bool\n\n"
+                          "Mirrors the sprite top for bottom about its origin.")
+            .add_property("animations", &animations,
+                          "animations: list[str]\n\n"
+                          "The names of the record's frame sequences ('' is every frame of a sheet).")
+            .def("show_frame", &show_frame, (bp::arg("index"), bp::arg("animation") = std::string()),
+                 "show_frame(index: int, animation: str = '') -> None\n\n"
+                 "Shows frame index of the record's sequence animation (negative counts from the\n"
+                 "end): its texture rectangle, rotation, dimensions and origin. KeyError for an\n"
+                 "unknown sequence, IndexError for a frame outside it.")
             .def("fade", &fade,
                  (bp::arg("start"), bp::arg("end"), bp::arg("delay"), bp::arg("duration"),
                   bp::arg("transition") = bp::object()),
@@ -157,7 +285,39 @@ void define_sprite() {
              "picture whatever its size, so they need no loaded texture. The texture path is\n"
              "found through the PathDatabase. As in XML, the first definition of an id stands:\n"
              "False when the id is already defined.")
-        .staticmethod("add");
+        .staticmethod("add")
+        .def("load_sheet", &load_sheet,
+             (bp::arg("source"), bp::arg("id") = bp::object(), bp::arg("image") = std::string(),
+              bp::arg("base_path") = bp::object(), bp::arg("layer") = std::string(),
+              bp::arg("pivot") = core::Vector<float>(), bp::arg("frame_duration") = 0.1f, bp::arg("auto_load") = false),
+             "load_sheet(source: str | IO[str] | IO[bytes], id: str | None = None, image: str = '', "
+             "base_path: str | None = None, layer: str = '', pivot: VectorLike = (0, 0), "
+             "frame_duration: float = 0.1, auto_load: bool = False) -> int\n\n"
+             "Reads a sprite sheet exported as JSON by Aseprite or TexturePacker (frames as a\n"
+             "hash or an array; trimmed and rotated frames; Aseprite's durations and frame tags\n"
+             "with their directions; TexturePacker's animations). Record 'id' shows the first\n"
+             "frame and holds the sequences: '' (every frame in order) and one per tag; each\n"
+             "frame is also record 'id/N' (N its number) and 'id/NAME'. id defaults to the\n"
+             "file's name without extension; the picture is image, or the sheet's meta.image\n"
+             "joined to base_path (default: the sheet's folder). pivot: the origin as a\n"
+             "fraction of the untrimmed frame, unless a frame gives its own. Frames without a\n"
+             "duration show for frame_duration seconds. Whatever is wrong is skipped with one\n"
+             "warning; returns the number of frames loaded.")
+        .staticmethod("load_sheet")
+        .def("load_grid", &load_grid,
+             (bp::arg("id"), bp::arg("image"), bp::arg("columns"), bp::arg("rows"),
+              bp::arg("cell") = core::Vector<int>(), bp::arg("margin") = 0, bp::arg("spacing") = 0,
+              bp::arg("animations") = bp::object(), bp::arg("layer") = std::string(),
+              bp::arg("pivot") = core::Vector<float>(), bp::arg("frame_duration") = 0.1f, bp::arg("auto_load") = false),
+             "load_grid(id: str, image: str, columns: int, rows: int, cell: IntVectorLike = (0, 0), "
+             "margin: int = 0, spacing: int = 0, animations: dict[str, list[int]] | None = None, "
+             "layer: str = '', pivot: VectorLike = (0, 0), frame_duration: float = 0.1, "
+             "auto_load: bool = False) -> int\n\n"
+             "Cuts a PNG into columns x rows cells, numbered left to right, top to bottom: margin\n"
+             "pixels round the grid, spacing between cells, each cell pixels in size ((0, 0):\n"
+             "what is left, shared evenly). Records and sequences as load_sheet makes them;\n"
+             "animations names lists of cell numbers. Returns the number of frames loaded.")
+        .staticmethod("load_grid");
 }
 
 }  // namespace engine::graphics::python

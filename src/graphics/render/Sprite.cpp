@@ -3,6 +3,7 @@
 #include "engine/core/Log.h"
 
 #include "engine/graphics/Program.h"
+#include "engine/graphics/SpriteAnimation.h"
 #include "engine/graphics/SpriteBatch.h"
 #include "engine/graphics/SpriteData.h"
 #include "engine/graphics/Texture.h"
@@ -134,6 +135,9 @@ void strip_triangles(const Vertex* rows, std::size_t stops, Vertex* out) {
     }
 }
 
+// a at 0, b at 1; an edge whose ends agree keeps that value exactly.
+float mix(float a, float b, float p) { return a == b ? a : a * (1.0f - p) + b * p; }
+
 Colour with_alpha_factor(Colour c, float factor) {
     c.a *= factor;
     return c;
@@ -150,6 +154,9 @@ Sprite::Sprite(const std::string& data_id) : data_(SpriteDatabase::acquire(data_
     data_->add_use();
     origin_ = data_->origin;
     dimensions_ = data_->dimensions;
+    top_left_ = data_->top_left;
+    bottom_right_ = data_->bottom_right;
+    rotated_ = data_->rotated;
     set_colour(data_->colour);
     set_layer(data_->layer);  // a missing layer leaves the sprite in none
     set_scale_flags(data_->scale_flags);
@@ -162,6 +169,15 @@ Sprite::~Sprite() {
 }
 
 std::string Sprite::get_data_id() const { return data_ ? data_->id : std::string(); }
+
+void Sprite::show_frame(const SpriteFrame& frame) {
+    top_left_ = frame.top_left;
+    bottom_right_ = frame.bottom_right;
+    rotated_ = frame.rotated;
+    dimensions_ = frame.dimensions;
+    origin_ = frame.origin;
+    quad_stale_ = true;
+}
 
 void Sprite::set_colour(const Colour& colour) {
     for (Colour& c : colours_) c = colour;
@@ -288,38 +304,63 @@ void Sprite::write_triangles(Vertex* out, float alpha_factor) const {
     }
 }
 
-// The rectangle in local space and its texture coordinates, shared by both shapes.
+// The rectangle in local space and the texture coordinates of its corners, shared by
+// both shapes. Corners go as the colours do: 0 at -origin, 1 right of it, 2 opposite,
+// 3 above corner 0.
 struct Sprite::Geometry {
     const core::Matrix& world;
     float left, bottom, right, top;
-    const Vector<float>& top_left;  // texture coordinates
-    const Vector<float>& bottom_right;
+    Vector<float> uv[4];
 };
 
 Sprite::Geometry Sprite::geometry() const {
-    return Geometry{get_world_transform(),     -origin_.x,      -origin_.y,         dimensions_.x - origin_.x,
-                    dimensions_.y - origin_.y, data_->top_left, data_->bottom_right};
+    // A flip mirrors the rectangle about the origin, so the picture keeps its pivot.
+    const float sx = flip_x_ ? -1.0f : 1.0f;
+    const float sy = flip_y_ ? -1.0f : 1.0f;
+    Geometry g{get_world_transform(),
+               -origin_.x * sx,
+               -origin_.y * sy,
+               (dimensions_.x - origin_.x) * sx,
+               (dimensions_.y - origin_.y) * sy,
+               {}};
+    const Vector<float>& tl = top_left_;
+    const Vector<float>& br = bottom_right_;
+    if (rotated_) {
+        // Stored turned clockwise: the upright top-left corner lies at the stored top right.
+        g.uv[0] = Vector<float>(br.x, tl.y);
+        g.uv[1] = Vector<float>(br.x, br.y);
+        g.uv[2] = Vector<float>(tl.x, br.y);
+        g.uv[3] = Vector<float>(tl.x, tl.y);
+    } else {
+        g.uv[0] = Vector<float>(tl.x, tl.y);
+        g.uv[1] = Vector<float>(br.x, tl.y);
+        g.uv[2] = Vector<float>(br.x, br.y);
+        g.uv[3] = Vector<float>(tl.x, br.y);
+    }
+    return g;
 }
 
 void Sprite::write_quad(Vertex* out, float alpha_factor) const {
     const Geometry g = geometry();
-    const Vector<float>& tl = g.top_left;
-    const Vector<float>& br = g.bottom_right;
-    auto vertex = [&](float x, float y, int corner, float u, float v) {
+    auto vertex = [&](float x, float y, int corner) {
         const Vector<float> p = Vector<float>(x, y) * g.world;
-        return Vertex{{p.x, p.y}, with_alpha_factor(colours_[corner], alpha_factor), {u, v}};
+        return Vertex{{p.x, p.y}, with_alpha_factor(colours_[corner], alpha_factor), {g.uv[corner].x, g.uv[corner].y}};
     };
-    out[0] = vertex(g.left, g.bottom, 0, tl.x, tl.y);
-    out[1] = vertex(g.right, g.bottom, 1, br.x, tl.y);
-    out[2] = vertex(g.right, g.top, 2, br.x, br.y);
-    out[3] = vertex(g.left, g.top, 3, tl.x, br.y);
+    out[0] = vertex(g.left, g.bottom, 0);
+    out[1] = vertex(g.right, g.bottom, 1);
+    out[2] = vertex(g.right, g.top, 2);
+    out[3] = vertex(g.left, g.top, 3);
 }
 
 void Sprite::write_strip(Vertex* out, float alpha_factor) const {
     const Geometry g = geometry();
     for (const auto& [p, alpha] : alpha_stops_) {
         const float x = g.left * (1.0f - p) + g.right * p;
-        const float u = g.top_left.x * (1.0f - p) + g.bottom_right.x * p;
+        // Texture coordinates along the lower edge (corners 0 to 1) and the upper (3 to 2).
+        const float lower_u = mix(g.uv[0].x, g.uv[1].x, p);
+        const float lower_v = mix(g.uv[0].y, g.uv[1].y, p);
+        const float upper_u = mix(g.uv[3].x, g.uv[2].x, p);
+        const float upper_v = mix(g.uv[3].y, g.uv[2].y, p);
         const Vector<float> upper = Vector<float>(x, g.top) * g.world;
         const Vector<float> lower = Vector<float>(x, g.bottom) * g.world;
         Colour upper_colour = colours_[2] * p + colours_[3] * (1.0f - p);
@@ -335,8 +376,8 @@ void Sprite::write_strip(Vertex* out, float alpha_factor) const {
         // SpriteDrawing.AlphaFadeOverAlphaStopsLeavesTheTopEdgeUnfaded; fading the lower
         // row too would be a visible change.
         lower_colour.a *= alpha;
-        *out++ = Vertex{{upper.x, upper.y}, upper_colour, {u, g.bottom_right.y}};
-        *out++ = Vertex{{lower.x, lower.y}, lower_colour, {u, g.top_left.y}};
+        *out++ = Vertex{{upper.x, upper.y}, upper_colour, {upper_u, upper_v}};
+        *out++ = Vertex{{lower.x, lower.y}, lower_colour, {lower_u, lower_v}};
     }
 }
 

@@ -14,6 +14,11 @@ namespace engine::graphics {
 
 SpriteData::~SpriteData() = default;
 
+const SpriteAnimation* SpriteData::find_animation(const std::string& name) const {
+    auto it = animations.find(name);
+    return it == animations.end() ? nullptr : &it->second;
+}
+
 void SpriteData::add_use() {
     if (++use_count_ == 1) load_texture();
 }

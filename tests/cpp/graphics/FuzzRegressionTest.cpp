@@ -128,6 +128,23 @@ TEST(FuzzRegressions, EverySpriteDocumentLoadsAndUnloads) {
     }
 }
 
+// Loaded: the sheet's record exists. Not loaded: a warning names the input.
+TEST(FuzzRegressions, EverySpriteSheetLoadsOrWarns) {
+    const std::vector<fs::path> files = inputs_of("sprite_sheet");
+    ASSERT_FALSE(files.empty());
+    SpriteDatabase::SheetOptions options;
+    options.id = "s";
+    for (const fs::path& file : files) {
+        LogCapture log;
+        const std::string name = file.filename().string();
+        if (SpriteDatabase::load_sheet_text(read_file(file), name, "no-such-sheet.png", "", options) > 0)
+            EXPECT_NE(SpriteDatabase::find("s"), nullptr) << name;
+        else
+            EXPECT_TRUE(warned(log, name)) << name;
+        SpriteDatabase::unload();
+    }
+}
+
 // Decoded: a picture with pixels, which halves. Not decoded: a warning names the input.
 TEST(FuzzRegressions, EveryPngInputDecodesOrFailsCleanly) {
     const std::vector<fs::path> files = inputs_of("png_decode");
