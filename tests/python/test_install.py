@@ -109,7 +109,7 @@ def venv(tmp_path_factory):
         cwd=root, env=clean_env(ENGINE_BUILD=BUILD, PIP_DISABLE_PIP_VERSION_CHECK="1"),
         capture_output=True, text=True, timeout=600)
     assert pip.returncode == 0, pip.stdout + pip.stderr
-    return venv, before, source_tree(), pip.stdout
+    return venv, before, source_tree(), pip.stdout + pip.stderr
 
 
 @pytest.mark.slow
