@@ -17,6 +17,8 @@ import subprocess
 import sys
 import tempfile
 
+from distutils.errors import DistutilsModuleError
+
 from setuptools import Distribution, setup
 from setuptools.command.build_ext import build_ext
 
@@ -37,8 +39,9 @@ def require_wheel():
     """A wheel is built by `bdist_wheel`, which the `wheel` package adds to setuptools;
     without it setuptools only says "invalid command 'bdist_wheel'"."""
     try:
-        import wheel.bdist_wheel  # noqa: F401
-    except ImportError:
+        # Where setuptools itself looks: the commands that installed packages announce.
+        Distribution().get_command_class("bdist_wheel")
+    except DistutilsModuleError:
         fail("building the wheel needs the 'wheel' package, which " + sys.executable + " lacks.\n"
              "  Install it into this environment:  " + sys.executable + " -m pip install wheel\n"
              "  (Debian: apt install python3-wheel for the system's Python), or let pip fetch it by\n"
