@@ -108,11 +108,11 @@ private:
     /// Uploads the kept pixels into a new GL object.
     void upload_pixels();
 
-    unsigned int name_ = 0;         // GL texture, 0 when none
-    core::Vector<int> dimensions_;  // of what was uploaded
-    std::string path_;              // the file, or the database name of pixels in memory
-    bool full_resolution_ = true;   // false: decoded at half size
-    bool pending_ = false;          // queued on the loader, not yet uploaded
+    unsigned int name_ = 0;               // GL texture, 0 when none
+    core::Vector<int> dimensions_;        // of what was uploaded
+    std::string path_;                    // the file, or the database name of pixels in memory
+    bool full_resolution_ = true;         // false: decoded at half size
+    bool pending_ = false;                // queued on the loader, not yet uploaded
     std::vector<unsigned char> pixels_;   // the picture made from bytes, rows top first
     core::Vector<int> pixel_dimensions_;  // of pixels_
     int channels_ = 0;                    // of pixels_: 3 or 4 (0: a file's picture)

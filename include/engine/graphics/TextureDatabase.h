@@ -8,10 +8,11 @@ namespace engine::graphics {
 
 class TextureData;
 
-/// Shares one TextureData per file path (or name, for pictures made from bytes) among all Texture handles, frees unused ones
-/// on request, and holds the process-wide "full_resolution" switch. (Each TextureData
-/// goes and comes back with the GL context by itself, as a GpuResource.) One instance
-/// exists (the module's "texture_database"); the table is process-wide.
+/// Shares one TextureData per file path (or name, for pictures made from bytes) among
+/// all Texture handles, frees unused ones on request, and holds the process-wide
+/// "full_resolution" switch. (Each TextureData goes and comes back with the GL context
+/// by itself, as a GpuResource.) One instance exists (the module's "texture_database");
+/// the table is process-wide.
 ///
 /// Script thread only (the thread that imported libgraphics and owns the GL context).
 class TextureDatabase : public core::Object {

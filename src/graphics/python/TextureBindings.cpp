@@ -69,26 +69,31 @@ class PixelBuffer {
 public:
     PixelBuffer(const bp::object& data, const core::Vector<int>& size, int channels, const std::string& function) {
         if (!PyObject_CheckBuffer(data.ptr()))
-            raise(PyExc_TypeError, function + ": data must be bytes, bytearray, memoryview or another buffer "
-                                              "(a numpy array, PIL's tobytes()), got " + type_name(data) + ".");
+            raise(PyExc_TypeError, function +
+                                       ": data must be bytes, bytearray, memoryview or another buffer "
+                                       "(a numpy array, PIL's tobytes()), got " +
+                                       type_name(data) + ".");
         if (PyObject_GetBuffer(data.ptr(), &view_, PyBUF_C_CONTIGUOUS | PyBUF_FORMAT) != 0) {
             PyErr_Clear();
-            raise(PyExc_TypeError, function + ": data must be one contiguous block of bytes "
-                                              "(for a numpy array: numpy.ascontiguousarray(array)).");
+            raise(PyExc_TypeError, function +
+                                       ": data must be one contiguous block of bytes "
+                                       "(for a numpy array: numpy.ascontiguousarray(array)).");
         }
         if (view_.itemsize != 1) {
             const std::string items = std::to_string(view_.itemsize) + " bytes" +
                                       (view_.format ? std::string(" ('") + view_.format + "')" : std::string());
             PyBuffer_Release(&view_);
-            raise(PyExc_TypeError, function + ": data must hold one byte a channel (numpy dtype uint8), "
-                                              "its items are " + items + ".");
+            raise(PyExc_TypeError, function +
+                                       ": data must hold one byte a channel (numpy dtype uint8), "
+                                       "its items are " +
+                                       items + ".");
         }
         const long long needed = (long long)size.x * size.y * channels;
         if (view_.len != needed) {
             const long long given = view_.len;
             PyBuffer_Release(&view_);
-            raise(PyExc_ValueError, function + ": " + std::to_string(size.x) + " x " + std::to_string(size.y) +
-                                        " " + format_name(channels) + " pixels take " + std::to_string(needed) +
+            raise(PyExc_ValueError, function + ": " + std::to_string(size.x) + " x " + std::to_string(size.y) + " " +
+                                        format_name(channels) + " pixels take " + std::to_string(needed) +
                                         " bytes, data has " + std::to_string(given) + ".");
         }
     }
@@ -111,8 +116,7 @@ void require_picture_size(int width, int height, const std::string& function) {
                                     std::to_string(width) + " x " + std::to_string(height) + ".");
 }
 
-Texture from_pixels(int width, int height, const bp::object& data, const bp::object& format,
-                    const bp::object& name) {
+Texture from_pixels(int width, int height, const bp::object& data, const bp::object& format, const bp::object& name) {
     const std::string function = "Texture.from_pixels";
     const int channels = channels_of(format, function);
     require_picture_size(width, height, function);
@@ -156,9 +160,9 @@ void update_pixels(Texture& texture, const bp::object& data, const bp::object& f
     const TextureData* held = texture.get_data();
     if (!held || !held->has_pixels()) {
         const std::string what = held && !held->get_path().empty() ? "'" + held->get_path() + "' comes from a file"
-                                                                     : "this texture holds no pixels";
-        raise(PyExc_ValueError, function + ": " + what +
-                                    "; only textures made from pixels (Texture.from_pixels) can be updated.");
+                                                                   : "this texture holds no pixels";
+        raise(PyExc_ValueError,
+              function + ": " + what + "; only textures made from pixels (Texture.from_pixels) can be updated.");
     }
     const core::Vector<int> whole = held->get_dimensions();
     core::Vector<int> offset(0, 0), size = whole;

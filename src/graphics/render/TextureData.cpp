@@ -13,7 +13,6 @@
 #include <algorithm>
 #include <cstring>
 
-
 namespace engine::graphics {
 
 namespace {
@@ -131,8 +130,8 @@ bool TextureData::update_pixels(const unsigned char* pixels, int channels, const
         size.y > whole.y - offset.y)
         return false;
     for (int row = 0; row < size.y; ++row) {
-        const std::size_t target = (std::size_t(offset.y + row) * std::size_t(whole.x) + std::size_t(offset.x)) *
-                                   std::size_t(channels_);
+        const std::size_t target =
+            (std::size_t(offset.y + row) * std::size_t(whole.x) + std::size_t(offset.x)) * std::size_t(channels_);
         convert_row(pixels + std::size_t(row) * std::size_t(size.x) * std::size_t(channels), channels,
                     pixels_.data() + target, channels_, size.x);
     }
