@@ -153,11 +153,15 @@ def test_wrong_events_say_what_is_expected(input_window, call, error, words):
         call(input_window)
 
 
-def test_post_event_has_a_docstring():
+def test_post_event_has_a_docstring_with_one_typed_signature_per_kind():
     doc = libwindow.Window.post_event.__doc__.strip()
-    assert doc.startswith("post_event(kind: str, /, **fields: Any) -> None")
-    for kind in ("'key'", "'text'", "'mouse_button'", "'mouse_move'", "'mouse_wheel'", "'resize'", "'close'"):
-        assert kind in doc
+    signatures = doc.split("\n\n")[0].splitlines()
+    assert signatures[0] == ("post_event(kind: Literal['key'], /, *, key: key, pressed: bool = True, "
+                             "repeat: bool = False) -> None")
+    kinds = ["'key'", "'text'", "'mouse_button'", "'mouse_move'", "'mouse_wheel'", "'resize'", "'close'", "'activate'"]
+    assert [line.split("Literal[")[1].split("]")[0] for line in signatures] == kinds
+    for kind in kinds:
+        assert f"post_event({kind}" in doc  # and an example of each
 
 
 def test_posted_close_ends_the_loop():

@@ -26,9 +26,11 @@ public:
     /// Shares the data of `path`, loaded in the background at the database's resolution.
     explicit Texture(const std::string& path);
     Texture(const std::string& path, bool asynchronous, bool force_full_resolution);
-    /// Uploads at once from the caller's bytes (rows top first, tightly packed) into a
-    /// private texture not entered in the database. `format` is the channel count:
-    /// 3 uploads as RGB, any other value as RGBA with that internal format.
+    /// Copies the caller's bytes (rows top first, tightly packed) into a texture of its
+    /// own, not entered in the database, which keeps the copy to upload again with each
+    /// new context. `format` is the channel count: 3 uploads as RGB, 0 makes an empty
+    /// texture, any other value reads RGBA bytes and uploads them with that internal
+    /// format. TextureDatabase::add enters it under a name.
     Texture(const unsigned char* pixels, const core::Vector<int>& dimensions, unsigned int format);
     /// Shares the other's data and copies its wrap mode.
     Texture(const Texture& other);
@@ -41,6 +43,13 @@ public:
     /// The GL texture name, 0 while nothing is uploaded.
     unsigned int get_name() const;
     TextureData* get_data() const { return data_; }
+
+    /// Replaces the `size` pixels at `offset` (rows counted from the first, top row) of a
+    /// texture made from bytes, in its kept copy and in OpenGL; `pixels` has `channels`
+    /// (3 or 4) bytes a pixel. False, changing nothing, for a texture from a file or a
+    /// region outside the picture.
+    bool update_pixels(const unsigned char* pixels, int channels, const core::Vector<int>& offset,
+                       const core::Vector<int>& size);
 
     /// A GL wrap mode (GL_CLAMP_TO_EDGE, GL_REPEAT, ...) applied at every bind, unchecked.
     void set_wrap_mode(unsigned int mode) { wrap_mode_ = mode; }

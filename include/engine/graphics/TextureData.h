@@ -6,6 +6,7 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
 namespace engine::core {
 class Stream;
@@ -46,9 +47,10 @@ struct ImageBuffer {
 /// One picture in OpenGL, shared by every Texture handle made from the same path. The
 /// texture database keeps one per path and loads it (in the background when asked); as
 /// a GpuResource its GL object is deleted with the context and its file decoded and
-/// uploaded again with the next one (pictures made from bytes have no file and stay
-/// empty then). Script thread only (the thread that imported libgraphics and owns the GL context); the loader's thread decodes
-/// for it but never touches it.
+/// uploaded again with the next one. A picture made from bytes has no file: it keeps a
+/// copy of its pixels in memory and uploads that copy again instead. Script thread only
+/// (the thread that imported libgraphics and owns the GL context); the loader's thread
+/// decodes for it but never touches it.
 class TextureData : public core::SharedObject, public window::GpuResource {
 public:
     TextureData() = default;
@@ -58,8 +60,28 @@ public:
     /// Starts loading `path`: queued on the loader when `asynchronous`, else decoded and
     /// uploaded now. A file that cannot be read is not an error: the name stays 0.
     void load(const std::string& path, bool asynchronous, bool full_resolution);
-    /// Decodes and uploads again, synchronously, keeping the resolution choice; nothing
-    /// for unnamed data.
+    /// Keeps a copy of `dimensions` pixels of `channels` (3 or 4) bytes each, rows top
+    /// first, and uploads it now (when a context exists) and with every new context.
+    /// `internal_format` is the GL internal format (the channel count when 0). Nothing
+    /// is kept for empty dimensions or a channel count other than 3 and 4.
+    void keep_pixels(const unsigned char* pixels, const core::Vector<int>& dimensions, int channels,
+                     unsigned int internal_format);
+    /// Replaces the `size` pixels at `offset` (from the first row's first pixel) in the
+    /// kept copy and in the GL texture. `pixels` has `channels` (3 or 4) bytes a pixel,
+    /// converted to the texture's own (an RGB texture drops alpha, RGB into RGBA gets
+    /// opaque alpha). False, changing nothing, for data without kept pixels or a region
+    /// outside the picture.
+    bool update_pixels(const unsigned char* pixels, int channels, const core::Vector<int>& offset,
+                       const core::Vector<int>& size);
+    /// Whether the picture lives in memory (made from bytes) rather than in a file.
+    bool has_pixels() const { return !pixels_.empty(); }
+    /// 3 or 4 for a picture made from bytes, 0 otherwise.
+    int get_channels() const { return channels_; }
+    /// Gives data made from bytes the name it is entered under in the database.
+    void set_name(const std::string& name) { path_ = name; }
+
+    /// Decodes (or, for pixels in memory, takes the copy) and uploads again,
+    /// synchronously, keeping the resolution choice; nothing for unnamed file data.
     void reload();
     /// Deletes the GL object; the data can be reloaded later.
     void delete_texture();
@@ -73,7 +95,9 @@ public:
     void restore_gpu() override { reload(); }
 
     unsigned int get_name() const { return name_; }
-    const core::Vector<int>& get_dimensions() const { return dimensions_; }
+    /// What was uploaded; for pixels in memory, their size even while no context exists.
+    const core::Vector<int>& get_dimensions() const { return pixels_.empty() ? dimensions_ : pixel_dimensions_; }
+    /// The file path, or the name of a picture made from bytes (empty when unnamed).
     const std::string& get_path() const { return path_; }
     bool is_full_resolution() const { return full_resolution_; }
     bool is_pending() const { return pending_; }
@@ -81,11 +105,18 @@ public:
 private:
     friend class TextureLoader;
 
-    unsigned int name_ = 0;         // GL texture, 0 when none
-    core::Vector<int> dimensions_;  // of what was uploaded
-    std::string path_;              // empty for a texture made from bytes
-    bool full_resolution_ = true;   // false: decoded at half size
-    bool pending_ = false;          // queued on the loader, not yet uploaded
+    /// Uploads the kept pixels into a new GL object.
+    void upload_pixels();
+
+    unsigned int name_ = 0;               // GL texture, 0 when none
+    core::Vector<int> dimensions_;        // of what was uploaded
+    std::string path_;                    // the file, or the database name of pixels in memory
+    bool full_resolution_ = true;         // false: decoded at half size
+    bool pending_ = false;                // queued on the loader, not yet uploaded
+    std::vector<unsigned char> pixels_;   // the picture made from bytes, rows top first
+    core::Vector<int> pixel_dimensions_;  // of pixels_
+    int channels_ = 0;                    // of pixels_: 3 or 4 (0: a file's picture)
+    unsigned int internal_format_ = 0;    // GL internal format of pixels_' uploads
 };
 
 }  // namespace engine::graphics

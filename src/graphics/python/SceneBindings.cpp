@@ -141,11 +141,11 @@ void define_scene() {
                           "(default True); the picture is the same either way.")
             // Listeners, objects by id, single layers and redirections for scripts.
             .def("add_listener", &add_listener, bp::arg("listener"),
-                 "add_listener(listener: SceneListener) -> None\n\n"
-                 "Adds a listener (a SceneListener or any object with some of its hooks), kept\n"
-                 "alive until removed.")
+                 "add_listener(listener: SceneListener | object) -> None\n\n"
+                 "Adds a listener (a SceneListener or any object with some of its hooks,\n"
+                 "OnPreUpdate(dt), OnPostRender(), ...), kept alive until removed.")
             .def("remove_listener", &remove_listener, bp::arg("listener"),
-                 "remove_listener(listener: SceneListener) -> None")
+                 "remove_listener(listener: SceneListener | object) -> None")
             .def("get_object", &object_by_id, bp::arg("id"),
                  "get_object(id: str) -> SceneObject | None\n\n"
                  "The object with that id in any layer, or None.")

@@ -20,13 +20,13 @@ Texture::Texture(const std::string& path, bool asynchronous, bool force_full_res
 Texture::Texture(const unsigned char* pixels, const core::Vector<int>& dimensions, unsigned int format)
     : data_(new TextureData) {
     data_->inc_ref();
-    ImageBuffer buffer;
-    buffer.pixels = const_cast<unsigned char*>(pixels);
-    buffer.owns_pixels = false;  // only read during this call
-    buffer.width = dimensions.x;
-    buffer.height = dimensions.y;
-    buffer.channels = int(format);
-    data_->accept(&buffer);
+    // Any format but 3 is RGBA bytes uploaded with that internal format; 0 keeps nothing.
+    if (format != 0) data_->keep_pixels(pixels, dimensions, format == 3 ? 3 : 4, format);
+}
+
+bool Texture::update_pixels(const unsigned char* pixels, int channels, const core::Vector<int>& offset,
+                            const core::Vector<int>& size) {
+    return data_ && data_->update_pixels(pixels, channels, offset, size);
 }
 
 Texture::Texture(const Texture& other) : data_(other.data_), wrap_mode_(other.wrap_mode_) {

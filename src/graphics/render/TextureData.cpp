@@ -10,6 +10,8 @@
 #include <GL/gl.h>
 #include <GL/glext.h>
 
+#include <algorithm>
+#include <cstring>
 
 namespace engine::graphics {
 
@@ -51,6 +53,37 @@ unsigned int upload(const ImageBuffer& buffer) {
     return name;
 }
 
+// Writes `size` pixels at `offset` into the bound-or-not texture `name`, putting back
+// the binding and unpack alignment as upload() does.
+void upload_region(unsigned int name, const unsigned char* pixels, int channels, const core::Vector<int>& offset,
+                   const core::Vector<int>& size) {
+    GLint previous = 0, alignment = 4;
+    glGetIntegerv(GL_TEXTURE_BINDING_2D, &previous);
+    glGetIntegerv(GL_UNPACK_ALIGNMENT, &alignment);
+    glBindTexture(GL_TEXTURE_2D, name);
+    glPixelStorei(GL_UNPACK_ALIGNMENT, 1);
+    // GL_GENERATE_MIPMAP is on for every texture: the smaller levels follow.
+    glTexSubImage2D(GL_TEXTURE_2D, 0, offset.x, offset.y, size.x, size.y, channels == 3 ? GL_RGB : GL_RGBA,
+                    GL_UNSIGNED_BYTE, pixels);
+    glBindTexture(GL_TEXTURE_2D, GLuint(previous));
+    glPixelStorei(GL_UNPACK_ALIGNMENT, alignment);
+    check_gl_errors("updating a texture");
+}
+
+// Copies `count` pixels of `from` channels into `to` channels (3 or 4 each).
+void convert_row(const unsigned char* source, int from, unsigned char* target, int to, int count) {
+    if (from == to) {
+        std::memcpy(target, source, std::size_t(count) * std::size_t(to));
+        return;
+    }
+    for (int i = 0; i < count; ++i, source += from, target += to) {
+        target[0] = source[0];
+        target[1] = source[1];
+        target[2] = source[2];
+        if (to == 4) target[3] = 255;
+    }
+}
+
 }  // namespace
 
 TextureData::~TextureData() {
@@ -76,7 +109,53 @@ void TextureData::load(const std::string& path, bool asynchronous, bool full_res
     if (buffer) accept(buffer.get());
 }
 
+void TextureData::keep_pixels(const unsigned char* pixels, const core::Vector<int>& dimensions, int channels,
+                              unsigned int internal_format) {
+    pending_ = false;
+    delete_texture();
+    pixels_.clear();
+    if (dimensions.x <= 0 || dimensions.y <= 0 || (channels != 3 && channels != 4)) return;
+    pixels_.assign(pixels, pixels + std::size_t(dimensions.x) * std::size_t(dimensions.y) * std::size_t(channels));
+    pixel_dimensions_ = dimensions;
+    channels_ = channels;
+    internal_format_ = internal_format ? internal_format : unsigned(channels);
+    upload_pixels();
+}
+
+bool TextureData::update_pixels(const unsigned char* pixels, int channels, const core::Vector<int>& offset,
+                                const core::Vector<int>& size) {
+    if (pixels_.empty() || (channels != 3 && channels != 4)) return false;
+    const core::Vector<int>& whole = pixel_dimensions_;
+    if (offset.x < 0 || offset.y < 0 || size.x <= 0 || size.y <= 0 || size.x > whole.x - offset.x ||
+        size.y > whole.y - offset.y)
+        return false;
+    for (int row = 0; row < size.y; ++row) {
+        const std::size_t target =
+            (std::size_t(offset.y + row) * std::size_t(whole.x) + std::size_t(offset.x)) * std::size_t(channels_);
+        convert_row(pixels + std::size_t(row) * std::size_t(size.x) * std::size_t(channels), channels,
+                    pixels_.data() + target, channels_, size.x);
+    }
+    if (name_ && has_context()) upload_region(name_, pixels, channels, offset, size);
+    return true;
+}
+
+void TextureData::upload_pixels() {
+    if (!has_context()) return;  // the next context uploads them
+    ImageBuffer buffer;
+    buffer.pixels = pixels_.data();
+    buffer.owns_pixels = false;  // the kept copy stays ours
+    buffer.width = pixel_dimensions_.x;
+    buffer.height = pixel_dimensions_.y;
+    // The upload takes the internal format from the channel count it is given.
+    buffer.channels = int(internal_format_);
+    accept(&buffer);
+}
+
 void TextureData::reload() {
+    if (!pixels_.empty()) {
+        upload_pixels();
+        return;
+    }
     if (path_.empty()) return;
     core::Log::info("graphics", "Loading texture from '%s' %s.", path_.c_str(), "synchronously");
     pending_ = false;

@@ -42,6 +42,25 @@ TextureData* TextureDatabase::acquire(const std::string& path, bool asynchronous
     return data;
 }
 
+bool TextureDatabase::add(const std::string& name, TextureData* data) {
+    if (name.empty() || !data || !data->get_path().empty() || !data->has_pixels() || table.count(name)) return false;
+    data->set_name(name);
+    data->inc_ref();  // the table's
+    table[name] = data;
+    return true;
+}
+
+bool TextureDatabase::forget(const std::string& path) {
+    auto it = table.find(path);
+    if (it == table.end()) return false;
+    TextureData* data = it->second;
+    table.erase(it);
+    data->dec_ref();  // may run its release, which finds the entry gone
+    return true;
+}
+
+bool TextureDatabase::contains(const std::string& path) { return table.count(path) != 0; }
+
 void TextureDatabase::remove(const std::string& path, const TextureData* data) {
     auto it = table.find(path);
     if (it != table.end() && it->second == data) table.erase(it);
@@ -53,7 +72,7 @@ void TextureDatabase::purge() {
     // log line, a script's handler) that may use the table again.
     std::vector<TextureData*> unused;
     for (auto it = table.begin(); it != table.end();) {
-        if (it->second->get_ref_count() == 1) {
+        if (it->second->get_ref_count() == 1 && !it->second->has_pixels()) {
             unused.push_back(it->second);
             it = table.erase(it);
         } else {

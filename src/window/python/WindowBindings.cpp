@@ -190,7 +190,15 @@ bp::object post_event(bp::tuple args, bp::dict kwargs) {
 }
 
 const char* const post_event_doc =
-    "post_event(kind: str, /, **fields: Any) -> None\n\n"
+    "post_event(kind: Literal['key'], /, *, key: key, pressed: bool = True, repeat: bool = False) -> None\n"
+    "post_event(kind: Literal['text'], /, *, text: str) -> None\n"
+    "post_event(kind: Literal['mouse_button'], /, *, button: int = 1, pressed: bool = True, "
+    "position: IntVectorLike | None = None) -> None\n"
+    "post_event(kind: Literal['mouse_move'], /, *, position: IntVectorLike) -> None\n"
+    "post_event(kind: Literal['mouse_wheel'], /, *, delta: int) -> None\n"
+    "post_event(kind: Literal['resize'], /, *, size: IntVectorLike) -> None\n"
+    "post_event(kind: Literal['close'], /) -> None\n"
+    "post_event(kind: Literal['activate'], /, *, active: bool = True) -> None\n\n"
     "Queue an event as if the operating system had sent it. The next process_events()\n"
     "handles it like a real one: listeners hear it and the input state follows.\n\n"
     "  post_event('key', key=libwindow.key.SPACE, pressed=True, repeat=False)\n"

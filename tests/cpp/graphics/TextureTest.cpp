@@ -1,4 +1,5 @@
 #include "engine/graphics/Texture.h"
+#include "engine/graphics/TextureDatabase.h"
 
 #include "support/GraphicsContext.h"
 
@@ -6,6 +7,9 @@
 
 #include <GL/gl.h>
 #include <gtest/gtest.h>
+
+#include <algorithm>
+#include <vector>
 
 using engine::graphics::Texture;
 
@@ -130,4 +134,74 @@ TEST_F(TextureInContext, CopiesShareTheirData) {
     Texture copy(texture);
     EXPECT_EQ(copy.get_data(), texture.get_data());
     EXPECT_EQ(copy.get_wrap_mode(), unsigned(GL_REPEAT));
+}
+
+namespace {
+
+// The texture's level-0 RGBA texels, first row first.
+std::vector<unsigned char> texels(const Texture& texture) {
+    const engine::core::Vector<int> size = texture.get_dimensions();
+    std::vector<unsigned char> data(std::size_t(size.x) * std::size_t(size.y) * 4);
+    glBindTexture(GL_TEXTURE_2D, texture.get_name());
+    glPixelStorei(GL_PACK_ALIGNMENT, 1);
+    glGetTexImage(GL_TEXTURE_2D, 0, GL_RGBA, GL_UNSIGNED_BYTE, data.data());
+    glPixelStorei(GL_PACK_ALIGNMENT, 4);
+    glBindTexture(GL_TEXTURE_2D, 0);
+    return data;
+}
+
+}  // namespace
+
+TEST_F(TextureInContext, UpdatePixelsWritesARegionInPlace) {
+    Texture texture(pixels_, {2, 2}, 4);
+    const unsigned int name = texture.get_name();
+    const unsigned char black[4] = {0, 0, 0, 255};
+    ASSERT_TRUE(texture.update_pixels(black, 4, {1, 1}, {1, 1}));  // the bottom right pixel
+    EXPECT_EQ(texture.get_name(), name);
+    std::vector<unsigned char> expected(pixels_, pixels_ + 16);
+    std::copy(black, black + 4, expected.begin() + 12);
+    EXPECT_EQ(texels(texture), expected);
+}
+
+TEST_F(TextureInContext, UpdatePixelsConvertsRgbToOpaqueRgba) {
+    Texture texture(pixels_, {2, 1}, 4);
+    const unsigned char rgb[6] = {1, 2, 3, 4, 5, 6};
+    ASSERT_TRUE(texture.update_pixels(rgb, 3, {0, 0}, {2, 1}));
+    EXPECT_EQ(texels(texture), (std::vector<unsigned char>{1, 2, 3, 255, 4, 5, 6, 255}));
+}
+
+TEST_F(TextureInContext, UpdatePixelsRefusesRegionsOutsideThePicture) {
+    Texture texture(pixels_, {2, 2}, 4);
+    const unsigned char any[16] = {};
+    EXPECT_FALSE(texture.update_pixels(any, 4, {1, 0}, {2, 1}));
+    EXPECT_FALSE(texture.update_pixels(any, 4, {0, -1}, {1, 1}));
+    EXPECT_FALSE(texture.update_pixels(any, 4, {0, 0}, {0, 1}));
+    EXPECT_FALSE(texture.update_pixels(any, 2, {0, 0}, {1, 1}));
+    EXPECT_EQ(texels(texture), std::vector<unsigned char>(pixels_, pixels_ + 16));
+}
+
+TEST_F(TextureInContext, PixelsAndTheirUpdatesComeBackWithANewContext) {
+    Texture texture(pixels_, {2, 2}, 4);
+    const unsigned char grey[4] = {7, 7, 7, 7};
+    ASSERT_TRUE(texture.update_pixels(grey, 4, {0, 0}, {1, 1}));
+    const std::vector<unsigned char> before = texels(texture);
+    window_->set_video_mode(48, 48);
+    EXPECT_NE(texture.get_name(), 0u);
+    EXPECT_EQ(texture.get_dimensions(), engine::core::Vector<int>(2, 2));
+    EXPECT_EQ(texels(texture), before);
+}
+
+TEST_F(TextureInContext, ANameSharesPicturesMadeFromBytesUntilForgotten) {
+    using engine::graphics::TextureDatabase;
+    Texture texture(pixels_, {2, 2}, 4);
+    ASSERT_TRUE(TextureDatabase::add("pixels-by-name", texture.get_data()));
+    EXPECT_FALSE(TextureDatabase::add("pixels-by-name", texture.get_data()));  // taken
+    Texture by_name("pixels-by-name");
+    EXPECT_EQ(by_name.get_data(), texture.get_data());
+    TextureDatabase::purge();  // nothing could bring the pixels back: kept
+    EXPECT_TRUE(TextureDatabase::contains("pixels-by-name"));
+    EXPECT_TRUE(TextureDatabase::forget("pixels-by-name"));
+    EXPECT_FALSE(TextureDatabase::contains("pixels-by-name"));
+    EXPECT_FALSE(TextureDatabase::forget("pixels-by-name"));
+    EXPECT_NE(texture.get_name(), 0u);
 }
