@@ -1,7 +1,9 @@
 #pragma once
 
 #include "engine/graphics/ActorMeshData.h"
+#include "engine/graphics/AnimationClip.h"
 
+#include <map>
 #include <memory>
 #include <string>
 #include <vector>
@@ -31,6 +33,12 @@ public:
     const ActorMeshData* get_mesh(const std::string& id) const;
     /// Appends an empty mesh record and returns it (owned here).
     ActorMeshData* add_mesh(const std::string& id);
+    /// The clip of that name, or null. Clips stay put until the record goes, so
+    /// players may keep the pointer until "unload".
+    const AnimationClip* get_clip(const std::string& name) const;
+    const std::map<std::string, std::unique_ptr<AnimationClip>>& get_clips() const { return clips_; }
+    /// Takes the clip; false (and the clip dropped) when one of that name exists.
+    bool add_clip(std::unique_ptr<AnimationClip> clip);
 
     std::string layer;  // scene layer of actors made from it; empty: none
     float z = 0.0f;     // their depth in it
@@ -39,6 +47,7 @@ private:
     std::string id_;                                      // registry key
     Skeleton* skeleton_;                                  // one reference
     std::vector<std::unique_ptr<ActorMeshData>> meshes_;  // in document order
+    std::map<std::string, std::unique_ptr<AnimationClip>> clips_;  // by name
 };
 
 }  // namespace engine::graphics

@@ -26,6 +26,10 @@ bool load_text(const std::string& document, const std::string& name = "<text>");
 /// Deletes every record of the three registries. Pointers into them die with them.
 void unload();
 
+/// Grows with every `unload`: a holder of pointers into the records compares it to
+/// know they are gone.
+unsigned long generation();
+
 /// Null for an unknown id. The records stay owned by the registries.
 ActorData* find_actor_data(const std::string& id);
 ActorRigIK* find_ik_rig(const std::string& id);

@@ -1,0 +1,87 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace engine::graphics {
+
+/// How a key moves on to the next one of its track.
+enum class ClipEasing : std::uint8_t {
+    step,    // holds the key's value until the next key
+    linear,  // straight line
+    bezier,  // cubic easing through (0, 0), (x1, y1), (x2, y2), (1, 1) over the interval
+};
+
+/// What a joint track animates. Values are offsets from the joint's setup pose:
+/// position adds to the setup position, rotation (radians) to the setup rotation, and
+/// scale multiplies the setup scale (1 leaves it).
+enum class ClipChannel : std::uint8_t { position, rotation, scale };
+
+/// One key of a joint track. Its easing shapes the way from it to the next key.
+struct ClipKey {
+    float time = 0.0f;
+    float value[2] = {0.0f, 0.0f};  // x, y (rotation uses value[0])
+    ClipEasing easing = ClipEasing::linear;
+    float curve[4] = {0.0f, 0.0f, 1.0f, 1.0f};  // x1, y1, x2, y2 of a bezier easing
+};
+
+/// The keys of one channel of one joint, in time order.
+struct ClipTrack {
+    unsigned joint = 0;  // index in the actor's skeleton
+    ClipChannel channel = ClipChannel::rotation;
+    std::vector<ClipKey> keys;
+};
+
+/// A named instant of a clip, told to scripts when playback crosses it.
+struct ClipEvent {
+    float time = 0.0f;
+    std::string name;
+};
+
+/// A keyframed clip of one actor: joint tracks and events over [0, duration], played by
+/// ActorControllerAnimation. Owned by the actor database (its actor record) until
+/// "unload". Built by the XML parser and by actor_database.add_clip through the same
+/// `add_key` / `add_event` checks. Script thread only.
+///
+///     AnimationClip clip("wave", 1.0f, 0);
+///     clip.add_key(arm, ClipChannel::rotation, key, 0);
+class AnimationClip {
+public:
+    /// `loops` is how many times it plays by default; 0 plays it forever.
+    AnimationClip(std::string name, float duration, int loops);
+
+    const std::string& get_name() const { return name_; }
+    float get_duration() const { return duration_; }
+    int get_loops() const { return loops_; }
+    const std::vector<ClipTrack>& get_tracks() const { return tracks_; }
+    /// In time order.
+    const std::vector<ClipEvent>& get_events() const { return events_; }
+
+    /// Appends a key to the track of (joint, channel), made on first use. `turns` adds
+    /// whole turns to a rotation key's way from the previous key, which otherwise takes
+    /// the shorter arc. Returns why the key was refused ("" when added): a time outside
+    /// [0, duration] or before the track's last key, or a value or curve that is not
+    /// finite, or a curve x outside [0, 1].
+    std::string add_key(unsigned joint, ClipChannel channel, const ClipKey& key, int turns = 0);
+    /// Inserts an event in time order; why it was refused, or "".
+    std::string add_event(float time, const std::string& name);
+
+    /// The value of `track` at `time` (clamped to the first and last key).
+    static void sample(const ClipTrack& track, float time, float out[2]);
+    /// The eased fraction of a bezier easing at x in [0, 1].
+    static float ease(const float curve[4], float x);
+
+    /// Why a clip header is refused (empty name, duration not finite and positive,
+    /// negative loops), or "".
+    static std::string check(const std::string& name, float duration, int loops);
+
+private:
+    std::string name_;               // key in its actor's clips
+    float duration_;                 // seconds, > 0
+    int loops_;                      // default play count; 0: forever
+    std::vector<ClipTrack> tracks_;  // one per (joint, channel)
+    std::vector<ClipEvent> events_;  // in time order
+};
+
+}  // namespace engine::graphics

@@ -1,0 +1,130 @@
+#include "engine/graphics/AnimationClip.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace engine::graphics {
+
+namespace {
+
+constexpr double kTurn = 6.283185307179586;
+
+bool finite(float v) { return std::isfinite(v); }
+
+// One coordinate of the cubic through 0, c1, c2, 1 at parameter u.
+double cubic(double c1, double c2, double u) {
+    const double v = 1.0 - u;
+    return 3.0 * v * v * u * c1 + 3.0 * v * u * u * c2 + u * u * u;
+}
+
+double cubic_slope(double c1, double c2, double u) {
+    const double v = 1.0 - u;
+    return 3.0 * v * v * c1 + 6.0 * v * u * (c2 - c1) + 3.0 * u * u * (1.0 - c2);
+}
+
+}  // namespace
+
+AnimationClip::AnimationClip(std::string name, float duration, int loops)
+    : name_(std::move(name)), duration_(duration), loops_(loops) {}
+
+std::string AnimationClip::check(const std::string& name, float duration, int loops) {
+    if (name.empty()) return "a clip needs a name";
+    if (!finite(duration) || duration <= 0.0f)
+        return "clip \"" + name + "\": duration " + std::to_string(duration) + " is not a positive number";
+    if (loops < 0) return "clip \"" + name + "\": loops " + std::to_string(loops) + " is negative (0 plays forever)";
+    return {};
+}
+
+std::string AnimationClip::add_key(unsigned joint, ClipChannel channel, const ClipKey& key, int turns) {
+    const std::string at = "clip \"" + name_ + "\" key at " + std::to_string(key.time);
+    if (!finite(key.time) || key.time < 0.0f || key.time > duration_)
+        return at + ": the time is outside 0.." + std::to_string(duration_);
+    if (!finite(key.value[0]) || !finite(key.value[1])) return at + ": the value is not a number";
+    if (key.easing == ClipEasing::bezier) {
+        for (float c : key.curve)
+            if (!finite(c)) return at + ": the curve is not four numbers";
+        if (key.curve[0] < 0.0f || key.curve[0] > 1.0f || key.curve[2] < 0.0f || key.curve[2] > 1.0f)
+            return at + ": the curve's x1 and x2 must lie in 0..1";
+    }
+    auto track = std::find_if(tracks_.begin(), tracks_.end(),
+                              [&](const ClipTrack& t) { return t.joint == joint && t.channel == channel; });
+    if (track == tracks_.end()) {
+        tracks_.push_back(ClipTrack{joint, channel, {}});
+        track = tracks_.end() - 1;
+    }
+    ClipKey stored = key;
+    if (!track->keys.empty()) {
+        const ClipKey& last = track->keys.back();
+        if (key.time < last.time)
+            return at + ": keys out of order (the previous key is at " + std::to_string(last.time) + ")";
+        if (channel == ClipChannel::rotation) {
+            // Rotations are kept unwrapped, so sampling is a plain interpolation that
+            // takes the shorter arc plus whatever whole turns the key asks for.
+            const double delta = std::remainder(double(key.value[0]) - last.value[0], kTurn);
+            stored.value[0] = float(last.value[0] + delta + turns * kTurn);
+        }
+    } else if (channel == ClipChannel::rotation) {
+        stored.value[0] = float(key.value[0] + turns * kTurn);
+    }
+    track->keys.push_back(stored);
+    return {};
+}
+
+std::string AnimationClip::add_event(float time, const std::string& name) {
+    if (!finite(time) || time < 0.0f || time > duration_)
+        return "clip \"" + name_ + "\" event \"" + name + "\": time " + std::to_string(time) + " is outside 0.." +
+               std::to_string(duration_);
+    auto at = std::upper_bound(events_.begin(), events_.end(), time,
+                               [](float t, const ClipEvent& e) { return t < e.time; });
+    events_.insert(at, ClipEvent{time, name});
+    return {};
+}
+
+float AnimationClip::ease(const float curve[4], float x) {
+    if (x <= 0.0f) return 0.0f;
+    if (x >= 1.0f) return 1.0f;
+    // Finds u with x(u) = x: Newton steps kept inside a shrinking bracket, which x(u)
+    // being monotonic on [0, 1] (x1, x2 in 0..1) makes safe.
+    const double x1 = curve[0], y1 = curve[1], x2 = curve[2], y2 = curve[3];
+    double lo = 0.0, hi = 1.0, u = x;
+    for (int i = 0; i < 40; ++i) {
+        const double f = cubic(x1, x2, u) - x;
+        if (std::fabs(f) < 1e-12) break;
+        if (f < 0.0)
+            lo = u;
+        else
+            hi = u;
+        const double slope = cubic_slope(x1, x2, u);
+        double next = slope > 1e-9 ? u - f / slope : 0.5 * (lo + hi);
+        if (next <= lo || next >= hi) next = 0.5 * (lo + hi);
+        u = next;
+    }
+    return float(cubic(y1, y2, u));
+}
+
+void AnimationClip::sample(const ClipTrack& track, float time, float out[2]) {
+    const std::vector<ClipKey>& keys = track.keys;
+    if (keys.empty()) {
+        out[0] = out[1] = 0.0f;
+        return;
+    }
+    // The first key later than `time`: a run of keys at one time jumps to the last.
+    auto next = std::upper_bound(keys.begin(), keys.end(), time, [](float t, const ClipKey& k) { return t < k.time; });
+    if (next == keys.begin() || next == keys.end()) {
+        const ClipKey& k = next == keys.begin() ? keys.front() : keys.back();
+        out[0] = k.value[0];
+        out[1] = k.value[1];
+        return;
+    }
+    const ClipKey& a = *(next - 1);
+    const ClipKey& b = *next;
+    float f = (time - a.time) / (b.time - a.time);
+    if (a.easing == ClipEasing::step)
+        f = 0.0f;
+    else if (a.easing == ClipEasing::bezier)
+        f = ease(a.curve, f);
+    out[0] = a.value[0] + (b.value[0] - a.value[0]) * f;
+    out[1] = a.value[1] + (b.value[1] - a.value[1]) * f;
+}
+
+}  // namespace engine::graphics
