@@ -151,7 +151,7 @@ void ActorControllerAnimation::start(Layer& layer, const Request& request, float
         layer.previous = Play{};
         layer.fade = 0.0f;
     }
-    layer.faded = 0.0f;
+    layer.faded = leftover;  // a queued start comes part-way through the frame
     layer.current = Play{};
     layer.current.clip = request.clip;
     layer.current.speed = request.speed;
