@@ -59,7 +59,7 @@ def playing(scene):
 
 
 def test_clips_from_files_and_from_scripts_are_listed(scene):
-    assert actor_database.clip_ids("puppet") == ["nod", "raise"]
+    assert actor_database.clip_ids("puppet") == ["idle", "nod", "raise", "walk", "wave"]
     assert actor_database.clip_ids("nobody") == []
 
 
@@ -125,8 +125,8 @@ def test_queue_crossfade_layers_and_controls(scene):
 
 def test_bad_input_raises_clear_errors(scene):
     a, c = playing(scene)
-    with pytest.raises(KeyError, match="no clip 'walk'"):
-        c.play("walk")
+    with pytest.raises(KeyError, match="no clip 'jump'"):
+        c.play("jump")
     with pytest.raises(ValueError, match="weight"):
         c.play("nod", weight=2.0)
     with pytest.raises(ValueError, match="layer"):
@@ -154,7 +154,7 @@ def test_bad_input_raises_clear_errors(scene):
         add("puppet", "x", 1.0, tracks={"head": {"rotation": [(0, math.nan)]}})
     with pytest.raises(ValueError, match="already"):
         add("puppet", "nod", 1.0)
-    assert actor_database.clip_ids("puppet") == ["nod", "raise"]  # nothing half-added
+    assert actor_database.clip_ids("puppet") == ["idle", "nod", "raise", "walk", "wave"]  # nothing half-added
     scene.remove_object(a)
 
 
@@ -169,7 +169,7 @@ def test_bad_clip_elements_are_skipped_with_one_warning(caplog):
     </Actors>"""))
     found = warnings(caplog)
     assert len(found) == 1 and "no joint \"tail\"" in found[0]
-    assert actor_database.clip_ids("puppet") == ["nod", "odd", "raise"]
+    assert "odd" in actor_database.clip_ids("puppet")
 
 
 def test_unload_while_playing_stops_and_keeps_the_pose(scene):
@@ -248,4 +248,46 @@ def test_a_clip_pose_draws_the_raised_arm(window, scene):
     pixel = rendered(window, scene)
     assert pixel(*raised)[:3] == (255, 255, 255)
     assert pixel(*hanging)[:3] != (255, 255, 255)
+    scene.remove_object(a)
+
+
+def test_the_puppet_has_idle_walk_and_wave_clips(scene):
+    a, c = playing(scene)
+    thigh = a.skeleton.joints["thigh"]
+    c.play("walk", loops=0)
+    scene.update(0.1)
+    forward = thigh.rotation
+    scene.update(0.4)
+    assert forward != pytest.approx(thigh.rotation)  # the legs swing
+    c.play("wave", layer=1)
+    scene.update(0.6)
+    assert c.clip(1) == "wave" and c.clip(0) == "walk"
+    scene.remove_object(a)
+
+
+def test_in_a_stack_ik_adjusts_the_pose_the_clip_made(scene):
+    from libcore import Vector
+    from libgraphics import ActorControllerIK, ActorControllerStack, IKConstraintPositionFixed
+    a = Actor("puppet")
+    anim, ik, stack = ActorControllerAnimation(), ActorControllerIK(), ActorControllerStack()
+    stack.add(anim)
+    stack.add(ik)
+    assert stack.controllers == [anim, ik]
+    a.controller = stack
+    assert anim.actor is a and ik.actor is a
+    scene.add_object(a, "main")
+    anim.play("walk", loops=0)
+    ik.set_position_constraint("hand", IKConstraintPositionFixed((30, -40)))
+    thigh = a.skeleton.joints["thigh"]
+    for _ in range(3):
+        before = thigh.rotation
+        scene.update(0.1)
+        assert thigh.rotation != before  # the clip walks the legs...
+        hand = a.skeleton.joints["hand"].world_position
+        assert (hand.x, hand.y) == pytest.approx((30, -40), abs=1e-3)  # ...and IK holds the hand
+        assert a.transformed_vertices_this_frame()
+    with pytest.raises(ValueError):
+        stack.add(ik)
+    stack.remove(ik)
+    assert ik.actor is None and stack.controllers == [anim]
     scene.remove_object(a)
