@@ -291,3 +291,28 @@ def test_in_a_stack_ik_adjusts_the_pose_the_clip_made(scene):
     stack.remove(ik)
     assert ik.actor is None and stack.controllers == [anim]
     scene.remove_object(a)
+
+
+def test_the_actor_gets_up_from_a_ragdoll_pose_into_a_clip(scene):
+    from libgraphics import ActorControllerDynamics
+    a = Actor("puppet")
+    scene.add_object(a, "main")
+    ragdoll = ActorControllerDynamics()
+    a.controller = ragdoll
+    scene.update(DT)
+    ragdoll.get_body("head").apply_impulse((30, 0))
+    ragdoll.get_body("wrist").apply_impulse((0, -30))
+    for _ in range(40):
+        scene.update(0.02)
+    joints = a.skeleton.joints
+    fallen = {name: joints[name].rotation for name in ("spine", "thigh", "upper_arm")}
+    setup = {"spine": 0.0, "thigh": 3.14159, "upper_arm": 3.14159}
+    assert any(abs(fallen[name] - setup[name]) > 0.05 for name in setup)  # the ragdoll moved the puppet
+    anim = ActorControllerAnimation()
+    a.controller = anim
+    anim.play("idle", fade=0.5, loops=0)
+    scene.update(0.0)  # the fade's first frame: still the ragdoll's pose
+    assert {name: joints[name].rotation for name in fallen} == pytest.approx(fallen, abs=1e-5)
+    scene.update(0.6)  # the fade is over: the idle clip alone
+    assert joints["thigh"].rotation == pytest.approx(3.14159, abs=1e-5)
+    scene.remove_object(a)

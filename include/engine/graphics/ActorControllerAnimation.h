@@ -40,7 +40,8 @@ public:
     bool update(float dt) override;
 
     /// Starts `clip` from time 0 on `layer`, fading from what the layer showed over
-    /// `fade` seconds. `loops` < 0 takes the clip's own count; 0 plays forever. Returns
+    /// `fade` seconds. Layer 0 idle fades from the skeleton's current pose (a ragdoll's,
+    /// a script's), every joint of it. `loops` < 0 takes the clip's own count; 0 plays forever. Returns
     /// why it could not ("" when it plays): an unknown clip, no actor, a bad layer,
     /// fade, speed or weight.
     std::string play(const std::string& clip, float fade = 0.0f, int loops = -1, float speed = 1.0f, int layer = 0,
@@ -105,6 +106,7 @@ private:
         bool additive = false;
         Request queued;
         std::vector<unsigned char> mask;  // per joint; empty: all
+        bool from_snapshot = false;       // fading out of the pose the skeleton had (layer 0)
     };
     struct Pending {
         const AnimationClip* clip;
@@ -124,6 +126,8 @@ private:
     void advance(int index, Play& play, float dt, bool report);
     void blend();
     void apply(const Layer& layer, const Play& play, float weight);
+    void take_snapshot();
+    void apply_snapshot(float weight);
     bool write();
     void deliver();
 
@@ -132,6 +136,7 @@ private:
     std::vector<Pose> pose_;             // per joint, built each frame
     std::vector<Pose> base_;             // per joint, the pose below the layer being applied
     std::vector<Pose> written_;          // per joint, what was last written
+    std::vector<Pose> snapshot_;         // per joint, the pose an idle layer 0 fades from
     std::vector<unsigned char> driven_;  // per joint: some clip ever moved it
     std::vector<Pending> pending_;       // crossed this frame, told after the pose is written
     EventCallback on_event_;             // script's, or null

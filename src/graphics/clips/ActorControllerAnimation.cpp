@@ -58,6 +58,7 @@ void ActorControllerAnimation::on_actor(Actor* actor) {
     pose_.assign(count, Pose{});
     base_.assign(count, Pose{});
     written_.assign(count, Pose{});
+    snapshot_.assign(count, Pose{});
     for (Pose& p : written_) std::fill(std::begin(p.v), std::end(p.v), std::numeric_limits<float>::quiet_NaN());
     driven_.assign(count, 0);
     // The setup pose is the template's, so a pose the actor was given before this
@@ -144,12 +145,20 @@ std::string ActorControllerAnimation::queue(const std::string& clip, float fade,
 void ActorControllerAnimation::start(Layer& layer, const Request& request, float leftover) {
     if (request.fade > 0.0f) {
         // What the layer showed fades out; a fade-out already under way keeps going
-        // when the layer was idle.
-        if (layer.current.clip) layer.previous = layer.current;
+        // when the layer was idle. An idle bottom layer fades from the skeleton as it
+        // stands, which is how an actor gets up from a ragdoll's pose.
+        if (layer.current.clip) {
+            layer.previous = layer.current;
+            layer.from_snapshot = false;
+        } else if (!layer.previous.clip && &layer == layers_.data()) {
+            take_snapshot();
+            layer.from_snapshot = true;
+        }
         layer.fade = request.fade;
     } else {
         layer.previous = Play{};
         layer.fade = 0.0f;
+        layer.from_snapshot = false;
     }
     layer.faded = leftover;  // a queued start comes part-way through the frame
     layer.current = Play{};
@@ -312,6 +321,7 @@ void ActorControllerAnimation::step(int index, Layer& layer, float dt) {
         if (layer.faded >= layer.fade) {
             layer.previous = Play{};
             layer.fade = 0.0f;
+            layer.from_snapshot = false;
         }
     }
 }
@@ -357,12 +367,40 @@ void ActorControllerAnimation::apply(const Layer& layer, const Play& play, float
     }
 }
 
+void ActorControllerAnimation::take_snapshot() {
+    const Skeleton* skeleton = get_actor() ? get_actor()->get_skeleton() : nullptr;
+    const unsigned count = skeleton ? std::min(unsigned(snapshot_.size()), skeleton->get_num_joints()) : 0;
+    for (unsigned j = 0; j < count; ++j) {
+        const Transform* joint = skeleton->get_joint(j);
+        if (!joint) continue;
+        const float* setup = setup_[j].v;
+        float* offset = snapshot_[j].v;
+        offset[0] = joint->get_local_position().x - setup[0];
+        offset[1] = joint->get_local_position().y - setup[1];
+        offset[2] = std::remainder(joint->get_local_rotation() - setup[2], kTurn);
+        offset[3] = setup[3] != 0.0f ? joint->get_local_scale().x / setup[3] - 1.0f : 0.0f;
+        offset[4] = setup[4] != 0.0f ? joint->get_local_scale().y / setup[4] - 1.0f : 0.0f;
+        driven_[j] = 1;
+    }
+}
+
+void ActorControllerAnimation::apply_snapshot(float weight) {
+    for (size_t j = 0; j < pose_.size(); ++j) {
+        float* pose = pose_[j].v;
+        const float* base = base_[j].v;
+        const float* value = snapshot_[j].v;
+        for (int c = 0; c < 5; ++c)
+            pose[c] += weight * (c == 2 ? std::remainder(value[c] - base[c], kTurn) : value[c] - base[c]);
+    }
+}
+
 void ActorControllerAnimation::blend() {
     std::fill(pose_.begin(), pose_.end(), Pose{});
     for (const Layer& layer : layers_) {
-        if (!layer.current.clip && !layer.previous.clip) continue;
+        if (!layer.current.clip && !layer.previous.clip && !layer.from_snapshot) continue;
         std::copy(pose_.begin(), pose_.end(), base_.begin());
         const float f = layer.fade > 0.0f ? std::min(layer.faded / layer.fade, 1.0f) : 1.0f;
+        if (layer.from_snapshot) apply_snapshot(layer.weight * (1.0f - f));
         if (layer.previous.clip) apply(layer, layer.previous, layer.weight * (1.0f - f));
         if (layer.current.clip) apply(layer, layer.current, layer.weight * f);
     }
@@ -396,7 +434,8 @@ bool ActorControllerAnimation::update(float dt) {
     if (!get_actor() || !finite(dt)) return false;
     check_database();
     bool active = false;
-    for (const Layer& layer : layers_) active = active || layer.current.clip || layer.previous.clip;
+    for (const Layer& layer : layers_)
+        active = active || layer.current.clip || layer.previous.clip || layer.from_snapshot;
     if (!active && !dirty_) return false;
     pending_.clear();
     for (size_t i = 0; i < layers_.size(); ++i) step(int(i), layers_[i], dt);

@@ -1,4 +1,5 @@
 #include "engine/graphics/ActorControllerAnimation.h"
+#include "engine/graphics/ActorControllerStack.h"
 
 #include "engine/graphics/Actor.h"
 #include "engine/graphics/ActorData.h"
@@ -236,4 +237,44 @@ TEST_F(Clips, ControllerOutlivesItsActor) {
     EXPECT_EQ(controller->get_actor(), nullptr);
     EXPECT_FALSE(controller->update(0.1f));
     EXPECT_NE(controller->play("turn"), "");
+}
+
+TEST_F(Clips, FadeIntoAnIdleBottomLayerStartsFromTheSkeletonsPose) {
+    joint("arm")->set_rotation(2.0f);  // left there by a ragdoll or a script
+    joint("leg")->set_position({3.0f, 12.0f});
+    ASSERT_EQ(controller->play("still", 0.5f), "");  // arm offset 0.5, leg not keyed
+    controller->update(0.25f);
+    EXPECT_FLOAT_EQ(arm(), 0.5f + 0.5f * 1.5f + 0.5f * 0.5f);
+    EXPECT_FLOAT_EQ(joint("leg")->get_local_position().x, 0.5f * 3.0f);
+    EXPECT_FLOAT_EQ(joint("leg")->get_local_position().y, 10.0f + 0.5f * 2.0f);
+    controller->update(0.25f);
+    EXPECT_FLOAT_EQ(arm(), 1.0f);
+    EXPECT_FLOAT_EQ(joint("leg")->get_local_position().x, 0.0f);  // back to its setup pose
+}
+
+TEST_F(Clips, StackedControllersPoseInTurn) {
+    struct Nudge : ActorController {
+        bool update(float) override {
+            Transform* arm = get_actor()->get_skeleton()->get_joint("arm");
+            arm->set_rotation(arm->get_local_rotation() + 0.125f);
+            return true;
+        }
+    };
+    ActorControllerStack stack;
+    Nudge nudge;
+    ActorControllerAnimation anim;
+    EXPECT_TRUE(stack.add(&anim));
+    EXPECT_TRUE(stack.add(&nudge));
+    EXPECT_FALSE(stack.add(&nudge));
+    EXPECT_FALSE(stack.add(&stack));
+    actor->set_controller(&stack);
+    EXPECT_EQ(anim.get_actor(), actor);
+    EXPECT_EQ(nudge.get_actor(), actor);
+    ASSERT_EQ(anim.play("turn"), "");
+    EXPECT_TRUE(stack.update(0.5f));
+    EXPECT_FLOAT_EQ(arm(), 0.5f + 0.5f + 0.125f);  // the clip's pose, then the nudge on top
+    EXPECT_TRUE(stack.remove(&nudge));
+    EXPECT_EQ(nudge.get_actor(), nullptr);
+    EXPECT_FALSE(stack.remove(&nudge));
+    actor->set_controller(nullptr);
 }
