@@ -22,6 +22,12 @@ constexpr double kMaxPassesPerStep = 1000.0;
 
 bool finite(float v) { return std::isfinite(v); }
 
+// The angle wrapped into [-pi, pi]; cheap for the usual angle already inside.
+float short_way(float angle) {
+    constexpr float kHalf = 3.14159265f;
+    return angle >= -kHalf && angle <= kHalf ? angle : std::remainder(angle, kTurn);
+}
+
 }  // namespace
 
 // Play -------------------------------------------------------------------------------
@@ -351,7 +357,7 @@ void ActorControllerAnimation::apply(const Layer& layer, const Play& play, float
             case ClipChannel::rotation:
                 // Blending turns the short way from what lies below; an additive layer
                 // adds its whole angle.
-                pose[2] += weight * (layer.additive ? value[0] : std::remainder(value[0] - base[2], kTurn));
+                pose[2] += weight * (layer.additive ? value[0] : short_way(value[0] - base[2]));
                 break;
             case ClipChannel::scale:
                 // Kept as factor - 1, so that offsets blend and add like the others.
@@ -390,7 +396,7 @@ void ActorControllerAnimation::apply_snapshot(float weight) {
         const float* base = base_[j].v;
         const float* value = snapshot_[j].v;
         for (int c = 0; c < 5; ++c)
-            pose[c] += weight * (c == 2 ? std::remainder(value[c] - base[c], kTurn) : value[c] - base[c]);
+            pose[c] += weight * (c == 2 ? short_way(value[c] - base[c]) : value[c] - base[c]);
     }
 }
 

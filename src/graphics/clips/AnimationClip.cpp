@@ -22,6 +22,16 @@ double cubic_slope(double c1, double c2, double u) {
     return 3.0 * v * v * c1 + 6.0 * v * u * (c2 - c1) + 3.0 * u * u * (1.0 - c2);
 }
 
+// The parameter u at x, for the guesses: bisection, once per key at load.
+float parameter_at(const float curve[4], double x) {
+    double lo = 0.0, hi = 1.0;
+    for (int i = 0; i < 60; ++i) {
+        const double mid = 0.5 * (lo + hi);
+        (cubic(curve[0], curve[2], mid) < x ? lo : hi) = mid;
+    }
+    return float(0.5 * (lo + hi));
+}
+
 }  // namespace
 
 AnimationClip::AnimationClip(std::string name, float duration, int loops)
@@ -53,6 +63,8 @@ std::string AnimationClip::add_key(unsigned joint, ClipChannel channel, const Cl
         track = tracks_.end() - 1;
     }
     ClipKey stored = key;
+    if (key.easing == ClipEasing::bezier)
+        for (int i = 1; i < 8; ++i) stored.guesses[i] = parameter_at(key.curve, i / 8.0);
     if (!track->keys.empty()) {
         const ClipKey& last = track->keys.back();
         if (key.time < last.time)
@@ -80,16 +92,15 @@ std::string AnimationClip::add_event(float time, const std::string& name) {
     return {};
 }
 
-float AnimationClip::ease(const float curve[4], float x) {
-    if (x <= 0.0f) return 0.0f;
-    if (x >= 1.0f) return 1.0f;
-    // Finds u with x(u) = x: Newton steps kept inside a shrinking bracket, which x(u)
-    // being monotonic on [0, 1] (x1, x2 in 0..1) makes safe.
+namespace {
+
+// Finds u with x(u) = x from `u` in [lo, hi]: Newton steps kept inside a shrinking
+// bracket, which x(u) being monotonic on [0, 1] (x1, x2 in 0..1) makes safe; then y(u).
+float solve(const float curve[4], double x, double lo, double hi, double u) {
     const double x1 = curve[0], y1 = curve[1], x2 = curve[2], y2 = curve[3];
-    double lo = 0.0, hi = 1.0, u = x;
     for (int i = 0; i < 40; ++i) {
         const double f = cubic(x1, x2, u) - x;
-        if (std::fabs(f) < 1e-12) break;
+        if (std::fabs(f) < 1e-10) break;
         if (f < 0.0)
             lo = u;
         else
@@ -100,6 +111,25 @@ float AnimationClip::ease(const float curve[4], float x) {
         u = next;
     }
     return float(cubic(y1, y2, u));
+}
+
+}  // namespace
+
+float AnimationClip::ease(const float curve[4], float x) {
+    if (x <= 0.0f) return 0.0f;
+    if (x >= 1.0f) return 1.0f;
+    return solve(curve, x, 0.0, 1.0, x);
+}
+
+float AnimationClip::ease(const ClipKey& key, float x) {
+    if (x <= 0.0f) return 0.0f;
+    if (x >= 1.0f) return 1.0f;
+    const float at = x * 8.0f;
+    const int i = std::min(int(at), 7);
+    const float f = at - float(i);
+    // Widened by a little more than the guesses' float rounding.
+    const double lo = std::max(0.0, key.guesses[i] - 1e-6), hi = std::min(1.0, key.guesses[i + 1] + 1e-6);
+    return solve(key.curve, x, lo, hi, key.guesses[i] + (key.guesses[i + 1] - key.guesses[i]) * double(f));
 }
 
 void AnimationClip::sample(const ClipTrack& track, float time, float out[2]) {
@@ -122,7 +152,7 @@ void AnimationClip::sample(const ClipTrack& track, float time, float out[2]) {
     if (a.easing == ClipEasing::step)
         f = 0.0f;
     else if (a.easing == ClipEasing::bezier)
-        f = ease(a.curve, f);
+        f = ease(a, f);
     out[0] = a.value[0] + (b.value[0] - a.value[0]) * f;
     out[1] = a.value[1] + (b.value[1] - a.value[1]) * f;
 }
