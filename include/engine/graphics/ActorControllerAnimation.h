@@ -10,13 +10,15 @@
 namespace engine::graphics {
 
 class AnimationClip;
+class Skeleton;
 
 /// Plays the actor's clips (the actor database's clips of its data id) on layers:
 /// each layer has a current clip, the clip it fades out from, a queued clip, a weight,
 /// an optional joint mask and an additive mode. Layers apply in index order on top of
 /// the setup pose; the joints it ever drove are written each frame the pose changes.
 /// Callbacks are called from `update` (during scene.update), after the pose is
-/// written. An "unload" of the database stops every layer (the pose stays as it was).
+/// written. An "unload" of the database stops every layer (the pose stays as it was);
+/// another actor (or skeleton) starts it afresh, while the same one told again keeps it.
 /// Script thread only.
 ///
 ///     auto* anim = new ActorControllerAnimation;
@@ -142,6 +144,7 @@ private:
     EventCallback on_event_;             // script's, or null
     FinishedCallback on_finished_;       // script's, or null
     unsigned long generation_ = 0;       // the database's, when the clips were found
+    const Skeleton* skeleton_ = nullptr; // the skeleton the per-joint arrays are for (non-owning)
     bool dirty_ = true;                  // something may change the pose next update
 };
 

@@ -54,11 +54,14 @@ ActorControllerAnimation::ActorControllerAnimation() {
 ActorControllerAnimation::~ActorControllerAnimation() = default;
 
 void ActorControllerAnimation::on_actor(Actor* actor) {
+    // Told the same actor again (a stack handing it on, the actor re-set): keep playing.
+    Skeleton* skeleton = actor ? actor->get_skeleton() : nullptr;
+    if (actor && skeleton == skeleton_ && generation_ == ActorDatabase::generation()) return;
+    skeleton_ = skeleton;
     layers_.clear();
     pending_.clear();
     generation_ = ActorDatabase::generation();
     dirty_ = true;
-    Skeleton* skeleton = actor ? actor->get_skeleton() : nullptr;
     const unsigned count = skeleton ? skeleton->get_num_joints() : 0;
     setup_.assign(count, Pose{});
     pose_.assign(count, Pose{});
@@ -293,7 +296,9 @@ void ActorControllerAnimation::advance(int index, Play& play, float dt, bool rep
                 last = first + kMaxPassesPerStep;
         }
         const int count = int(events.size());
-        for (double k = forward ? first : last; forward ? k <= last : k >= first; k += forward ? 1.0 : -1.0) {
+        const int passes = int(last - first);  // at most kMaxPassesPerStep
+        for (int p = 0; p <= passes; ++p) {
+            const double k = forward ? first + p : last - p;
             for (int i = 0; i < count; ++i) {
                 const int e = forward ? i : count - 1 - i;
                 const double t = k * d + events[size_t(e)].time;
@@ -303,7 +308,9 @@ void ActorControllerAnimation::advance(int index, Play& play, float dt, bool rep
             }
         }
     }
-    play.elapsed = float(b);
+    // A play without end keeps its played time within one pass, so that it never
+    // grows past what a float counts exactly.
+    play.elapsed = float(play.loops == 0 ? std::fmod(b, d) : b);
     play.fresh = false;
     if (play.finished && report && on_finished_) pending_.push_back(Pending{play.clip, index, -1});
 }
@@ -338,7 +345,7 @@ void ActorControllerAnimation::apply(const Layer& layer, const Play& play, float
     const size_t count = pose_.size();
     for (const ClipTrack& track : play.clip->get_tracks()) {
         const unsigned j = track.joint;
-        if (j >= count || (!layer.mask.empty() && !layer.mask[j])) continue;
+        if (j >= count || (!layer.mask.empty() && (j >= layer.mask.size() || !layer.mask[j]))) continue;
         float value[2];
         AnimationClip::sample(track, time, value);
         driven_[j] = 1;

@@ -278,3 +278,30 @@ TEST_F(Clips, StackedControllersPoseInTurn) {
     EXPECT_FALSE(stack.remove(&nudge));
     actor->set_controller(nullptr);
 }
+
+TEST_F(Clips, AHugeStepOverAnEndlessClipReportsAtMostAThousandPassesAndReturns) {
+    int events = 0;
+    controller->set_event_callback(std::make_shared<const std::function<void(const std::string&, const std::string&, int)>>(
+        [&](const std::string&, const std::string&, int) { ++events; }));
+    ASSERT_EQ(controller->play("beat", 0.0f, 0, 1e30f), "");
+    controller->update(1.0f);
+    EXPECT_LE(events, 2 * 1001);
+    EXPECT_GE(controller->get_time(0), 0.0f);
+    EXPECT_LE(controller->get_time(0), 1.0f);
+}
+
+TEST_F(Clips, TheSameActorToldAgainKeepsPlaying) {
+    ASSERT_EQ(controller->play("turn", 0.0f, 0), "");
+    controller->update(0.25f);
+    ActorControllerStack stack;
+    stack.add(controller);  // hands it the stack's actor: none yet
+    EXPECT_EQ(controller->get_clip(0), nullptr);
+    EXPECT_NE(controller->play("turn", 0.0f, 0), "");  // no actor: refused
+    actor->set_controller(&stack);
+    ASSERT_EQ(controller->play("turn", 0.0f, 0), "");
+    controller->update(0.25f);
+    controller->set_actor(actor);  // the same actor again
+    EXPECT_EQ(controller->get_clip(0)->get_name(), "turn");
+    EXPECT_FLOAT_EQ(controller->get_time(0), 0.25f);
+    actor->set_controller(nullptr);
+}
