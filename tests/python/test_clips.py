@@ -135,6 +135,12 @@ def test_bad_input_raises_clear_errors(scene):
         c.play("nod", loops=-2)
     with pytest.raises(KeyError, match="tail"):
         c.set_mask(0, ["tail"])
+    with pytest.raises(ValueError, match="layer"):
+        c.stop(16)
+    with pytest.raises(ValueError, match="fade"):
+        c.stop(0, fade=-1.0)
+    with pytest.raises(ValueError, match="speed"):
+        c.set_speed(0, math.nan)
     with pytest.raises(TypeError, match="callable"):
         c.on_event(3)
     with pytest.raises(RuntimeError, match="no actor"):

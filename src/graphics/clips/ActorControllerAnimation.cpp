@@ -330,7 +330,7 @@ void ActorControllerAnimation::step(int index, Layer& layer, float dt) {
     }
     advance(index, layer.previous, dt, false);
     if (layer.fade > 0.0f) {
-        layer.faded += dt;
+        layer.faded += std::max(dt, 0.0f);  // a fade only goes forward
         if (layer.faded >= layer.fade) {
             layer.previous = Play{};
             layer.fade = 0.0f;

@@ -9,6 +9,8 @@
 #include "engine/graphics/AnimationClip.h"
 #include "engine/graphics/Skeleton.h"
 
+#include <cmath>
+
 namespace engine::graphics::python {
 
 namespace {
@@ -56,6 +58,29 @@ void queue(Controller& c, const std::string& clip, float fade, const bp::object&
     check_clip(c, clip, "queue()");
     const std::string why = c.queue(clip, fade, loops_of(loops), speed, layer);
     if (!why.empty()) raise(PyExc_ValueError, "queue(): " + why + ".");
+}
+
+void check_layer(int layer, const char* what) {
+    if (layer < 0 || layer >= Controller::kMaxLayers)
+        raise(PyExc_ValueError, std::string(what) + ": layer " + std::to_string(layer) + " is outside 0.." +
+                                    std::to_string(Controller::kMaxLayers - 1) + ".");
+}
+
+void stop(Controller& c, int layer, float fade) {
+    check_layer(layer, "stop()");
+    if (!std::isfinite(fade) || fade < 0.0f) raise(PyExc_ValueError, "stop(): fade must be a number of seconds >= 0.");
+    c.stop(layer, fade);
+}
+
+void set_additive(Controller& c, int layer, bool additive) {
+    check_layer(layer, "set_additive()");
+    c.set_additive(layer, additive);
+}
+
+void set_speed(Controller& c, int layer, float speed) {
+    check_layer(layer, "set_speed()");
+    if (!std::isfinite(speed)) raise(PyExc_ValueError, "set_speed(): speed must be a number.");
+    c.set_speed(layer, speed);
 }
 
 bp::object clip(const Controller& c, int layer) {
@@ -148,7 +173,7 @@ void define_actor_controller_animation() {
              "-> None\n\n"
              "Plays the clip when the layer's clip finishes (at once if the layer is idle). One\n"
              "clip waits per layer: queueing again replaces it.")
-        .def("stop", &Controller::stop, (bp::arg("layer") = 0, bp::arg("fade") = 0.0f),
+        .def("stop", &stop, (bp::arg("layer") = 0, bp::arg("fade") = 0.0f),
              "stop(layer: int = 0, fade: float = 0.0) -> None\n\n"
              "Fades the layer out over fade seconds (at once with 0) and forgets its queue.")
         .def("clip", &clip, bp::arg("layer") = 0,
@@ -165,7 +190,7 @@ void define_actor_controller_animation() {
              "set_weight(layer: int, weight: float) -> None\n\n"
              "How much the layer counts, 0..1 (ValueError otherwise).")
         .def("additive", &Controller::is_additive, bp::arg("layer") = 0, "additive(layer: int = 0) -> bool")
-        .def("set_additive", &Controller::set_additive, (bp::arg("layer"), bp::arg("additive")),
+        .def("set_additive", &set_additive, (bp::arg("layer"), bp::arg("additive")),
              "set_additive(layer: int, additive: bool) -> None\n\n"
              "An additive layer adds its clips' offsets to the layers below instead of\n"
              "blending toward them.")
@@ -173,7 +198,7 @@ void define_actor_controller_animation() {
              "set_mask(layer: int, joints: list[str] | None) -> None\n\n"
              "The joints the layer touches (None: all). KeyError for a joint the actor lacks.")
         .def("speed", &Controller::get_speed, bp::arg("layer") = 0, "speed(layer: int = 0) -> float")
-        .def("set_speed", &Controller::set_speed, (bp::arg("layer"), bp::arg("speed")),
+        .def("set_speed", &set_speed, (bp::arg("layer"), bp::arg("speed")),
              "set_speed(layer: int, speed: float) -> None\n\n"
              "The playing clip's speed (negative plays backward, 0 holds).")
         .def("on_event", &on_event, bp::arg("callback"),
