@@ -322,3 +322,20 @@ def test_the_actor_gets_up_from_a_ragdoll_pose_into_a_clip(scene):
     scene.update(0.6)  # the fade is over: the idle clip alone
     assert joints["thigh"].rotation == pytest.approx(3.14159, abs=1e-5)
     scene.remove_object(a)
+
+
+def test_part_tracks_hide_and_colour_a_mesh(scene):
+    actor_database.add_clip("puppet", "fade_out", 1.0, parts={
+        "body": {"visible": [(0.0, 1), (0.75, 0)], "colour": [(0.0, (1, 1, 1, 1)), (1.0, (1, 0, 0, 0.5))]}})
+    a, c = playing(scene)
+    assert c.sample("fade_out", 0.5)["body"] == {"visible": True, "colour": pytest.approx((1, 0.5, 0.5, 0.75))}
+    c.play("fade_out")
+    scene.update(0.5)
+    assert a.meshes["body"].visible
+    scene.update(0.3)
+    assert not a.meshes["body"].visible
+    with pytest.raises(ValueError, match="no mesh 'cape'"):
+        actor_database.add_clip("puppet", "x", 1.0, parts={"cape": {"visible": [(0, 1)]}})
+    with pytest.raises(ValueError, match="r, g, b, a"):
+        actor_database.add_clip("puppet", "x", 1.0, parts={"body": {"colour": [(0, (1, 1))]}})
+    scene.remove_object(a)

@@ -131,6 +131,8 @@ private:
     void take_snapshot();
     void apply_snapshot(float weight);
     bool write();
+    void pose_parts();
+    void part(const Play& play, float weight);
     void deliver();
 
     std::vector<Layer> layers_;          // grown by play
@@ -140,6 +142,13 @@ private:
     std::vector<Pose> written_;          // per joint, what was last written
     std::vector<Pose> snapshot_;         // per joint, the pose an idle layer 0 fades from
     std::vector<unsigned char> driven_;  // per joint: some clip ever moved it
+    // Per mesh of the actor: the frame's visibility (-1: no clip keys it) and colour
+    // (used when `part_coloured_`), and what was last set on the mesh.
+    std::vector<signed char> part_visible_;
+    std::vector<unsigned char> part_coloured_;
+    std::vector<Pose> part_colour_;
+    std::vector<signed char> shown_visible_;
+    std::vector<Pose> shown_colour_;
     std::vector<Pending> pending_;       // crossed this frame, told after the pose is written
     EventCallback on_event_;             // script's, or null
     FinishedCallback on_finished_;       // script's, or null

@@ -16,12 +16,15 @@ enum class ClipEasing : std::uint8_t {
 /// What a joint track animates. Values are offsets from the joint's setup pose:
 /// position adds to the setup position, rotation (radians) to the setup rotation, and
 /// scale multiplies the setup scale (1 leaves it).
-enum class ClipChannel : std::uint8_t { position, rotation, scale };
+/// Part channels animate a mesh of the actor (a "part", by mesh name): visible (1 shows
+/// it, 0 hides it; held from key to key) and colour (r, g, b, a, set on the mesh as
+/// `ActorMesh::set_colour` does).
+enum class ClipChannel : std::uint8_t { position, rotation, scale, visible, colour };
 
 /// One key of a joint track. Its easing shapes the way from it to the next key.
 struct ClipKey {
     float time = 0.0f;
-    float value[2] = {0.0f, 0.0f};  // x, y (rotation uses value[0])
+    float value[4] = {0.0f, 0.0f, 0.0f, 0.0f};  // x, y; rotation and visible use value[0]; colour all four
     ClipEasing easing = ClipEasing::linear;
     float curve[4] = {0.0f, 0.0f, 1.0f, 1.0f};  // x1, y1, x2, y2 of a bezier easing
     // The curve's parameter at x = 0, 1/8, ..., 1, filled by `add_key`: the start of
@@ -31,7 +34,7 @@ struct ClipKey {
 
 /// The keys of one channel of one joint, in time order.
 struct ClipTrack {
-    unsigned joint = 0;  // index in the actor's skeleton
+    unsigned joint = 0;  // index in the actor's skeleton, or of the mesh for a part channel
     ClipChannel channel = ClipChannel::rotation;
     std::vector<ClipKey> keys;
 };
@@ -57,7 +60,10 @@ public:
     const std::string& get_name() const { return name_; }
     float get_duration() const { return duration_; }
     int get_loops() const { return loops_; }
+    /// Joint tracks (position, rotation, scale).
     const std::vector<ClipTrack>& get_tracks() const { return tracks_; }
+    /// Part tracks (visible, colour), `joint` naming the mesh's index.
+    const std::vector<ClipTrack>& get_part_tracks() const { return part_tracks_; }
     /// In time order.
     const std::vector<ClipEvent>& get_events() const { return events_; }
 
@@ -70,8 +76,9 @@ public:
     /// Inserts an event in time order; why it was refused, or "".
     std::string add_event(float time, const std::string& name);
 
-    /// The value of `track` at `time` (clamped to the first and last key).
-    static void sample(const ClipTrack& track, float time, float out[2]);
+    /// The value of `track` at `time` (clamped to the first and last key); `out` takes
+    /// two values, or four for a colour track.
+    static void sample(const ClipTrack& track, float time, float* out);
     /// The eased fraction of a bezier easing at x in [0, 1].
     static float ease(const float curve[4], float x);
     /// The same, started from a key's filled guesses.
@@ -85,7 +92,8 @@ private:
     std::string name_;               // key in its actor's clips
     float duration_;                 // seconds, > 0
     int loops_;                      // default play count; 0: forever
-    std::vector<ClipTrack> tracks_;  // one per (joint, channel)
+    std::vector<ClipTrack> tracks_;       // one per (joint, channel)
+    std::vector<ClipTrack> part_tracks_;  // one per (mesh, channel)
     std::vector<ClipEvent> events_;  // in time order
 };
 

@@ -160,6 +160,8 @@ void ActorDatabaseParser::on_element_start(const std::string& name, const Attrib
         start_clip(a);
     else if (name == "ClipTrack")
         start_clip_track(a);
+    else if (name == "PartTrack")
+        start_part_track(a);
     else if (name == "ClipKey")
         start_clip_key(a);
     else if (name == "ClipEvent")
@@ -182,7 +184,7 @@ void ActorDatabaseParser::on_element_end(const std::string& name) {
         curve_ = nullptr;
     else if (name == "ActorClip")
         end_clip();
-    else if (name == "ClipTrack")
+    else if (name == "ClipTrack" || name == "PartTrack")
         track_joint_ = -1;
     // "ActorRigDynamics" clears nothing: its rig stays current until the next one starts
     // or the document ends, so a "RigidBody" after the end tag still joins it.
@@ -472,6 +474,25 @@ void ActorDatabaseParser::start_clip_track(const Attributes& a) {
     track_channel_ = c;
 }
 
+void ActorDatabaseParser::start_part_track(const Attributes& a) {
+    track_joint_ = -1;
+    if (!clip_) return problem("\"PartTrack\" outside an \"ActorClip\" (skipped with its keys)");
+    const std::string* part = find(a, "part");
+    const std::string* channel = find(a, "channel");
+    if (!part || !channel) return problem("\"PartTrack\" without \"part\" or \"channel\" (skipped with its keys)");
+    const auto& meshes = clip_actor_->get_meshes();
+    int index = -1;
+    for (size_t m = 0; m < meshes.size() && index < 0; ++m)
+        if (meshes[m]->id == *part) index = int(m);
+    if (index < 0)
+        return problem("\"PartTrack\" of clip " + quoted(clip_->get_name()) + ": actor " + quoted(clip_actor_->get_id()) +
+                       " has no mesh " + quoted(*part) + " (skipped with its keys)");
+    const int c = *channel == "visible" ? int(ClipChannel::visible) : *channel == "colour" ? int(ClipChannel::colour) : -1;
+    if (c < 0) return problem("\"PartTrack\" channel " + quoted(*channel) + " is not visible or colour (skipped with its keys)");
+    track_joint_ = index;
+    track_channel_ = c;
+}
+
 void ActorDatabaseParser::start_clip_key(const Attributes& a) {
     if (track_joint_ < 0) return problem("\"ClipKey\" outside a usable \"ClipTrack\" (skipped)");
     const std::string* time = find(a, "time");
@@ -480,13 +501,15 @@ void ActorDatabaseParser::start_clip_key(const Attributes& a) {
     ClipKey key;
     key.time = read_float("ClipKey", "time", *time);
     const auto channel = ClipChannel(track_channel_);
-    if (channel == ClipChannel::rotation) {
+    if (channel == ClipChannel::rotation || channel == ClipChannel::visible) {
         key.value[0] = read_float("ClipKey", "value", *value);
     } else {
+        const size_t count = channel == ClipChannel::colour ? 4 : 2;
         const std::vector<std::string> items = core::StringUtility::split(*value, ',');
-        if (items.size() != 2) return problem("\"ClipKey\" value " + quoted(*value) + " is not two numbers x,y (skipped)");
-        key.value[0] = read_float("ClipKey", "value", items[0]);
-        key.value[1] = read_float("ClipKey", "value", items[1]);
+        if (items.size() != count)
+            return problem("\"ClipKey\" value " + quoted(*value) + " is not " +
+                           (count == 4 ? "four numbers r,g,b,a" : "two numbers x,y") + " (skipped)");
+        for (size_t k = 0; k < count; ++k) key.value[k] = read_float("ClipKey", "value", items[k]);
     }
     if (const std::string* easing = find(a, "easing")) {
         if (*easing == "step") {

@@ -3,6 +3,7 @@
 #include "engine/graphics/Actor.h"
 #include "engine/graphics/ActorData.h"
 #include "engine/graphics/ActorDatabase.h"
+#include "engine/graphics/ActorMesh.h"
 #include "engine/graphics/AnimationClip.h"
 #include "engine/graphics/Skeleton.h"
 #include "engine/graphics/Transform.h"
@@ -70,6 +71,13 @@ void ActorControllerAnimation::on_actor(Actor* actor) {
     snapshot_.assign(count, Pose{});
     for (Pose& p : written_) std::fill(std::begin(p.v), std::end(p.v), std::numeric_limits<float>::quiet_NaN());
     driven_.assign(count, 0);
+    const unsigned meshes = actor ? actor->get_num_meshes() : 0;
+    part_visible_.assign(meshes, -1);
+    part_coloured_.assign(meshes, 0);
+    part_colour_.assign(meshes, Pose{});
+    shown_visible_.assign(meshes, -1);
+    shown_colour_.assign(meshes, Pose{});
+    for (Pose& p : shown_colour_) std::fill(std::begin(p.v), std::end(p.v), std::numeric_limits<float>::quiet_NaN());
     // The setup pose is the template's, so a pose the actor was given before this
     // controller does not shift every clip.
     const ActorData* data = ActorDatabase::find_actor_data(actor ? actor->get_data_id() : std::string());
@@ -346,7 +354,7 @@ void ActorControllerAnimation::apply(const Layer& layer, const Play& play, float
     for (const ClipTrack& track : play.clip->get_tracks()) {
         const unsigned j = track.joint;
         if (j >= count || (!layer.mask.empty() && (j >= layer.mask.size() || !layer.mask[j]))) continue;
-        float value[2];
+        float value[4];
         AnimationClip::sample(track, time, value);
         driven_[j] = 1;
         float* pose = pose_[j].v;
@@ -366,6 +374,9 @@ void ActorControllerAnimation::apply(const Layer& layer, const Play& play, float
                 // adds its whole angle.
                 pose[2] += weight * (layer.additive ? value[0] : short_way(value[0] - base[2]));
                 break;
+            case ClipChannel::visible:
+            case ClipChannel::colour:
+                break;  // part channels live in their own tracks
             case ClipChannel::scale:
                 // Kept as factor - 1, so that offsets blend and add like the others.
                 if (layer.additive) {
@@ -454,9 +465,66 @@ bool ActorControllerAnimation::update(float dt) {
     for (size_t i = 0; i < layers_.size(); ++i) step(int(i), layers_[i], dt);
     blend();
     const bool changed = write();
+    pose_parts();
     dirty_ = false;
     deliver();
     return changed;
+}
+
+// Parts take no weight from masks. A clip counting at least half decides a part's
+// visibility (the last such clip, layers in order, wins); colours mix by weight, the
+// first clip that colours a part setting it whole.
+void ActorControllerAnimation::part(const Play& play, float weight) {
+    if (weight <= 0.0f) return;
+    const float time = play.time();
+    for (const ClipTrack& track : play.clip->get_part_tracks()) {
+        const unsigned m = track.joint;
+        if (m >= part_visible_.size()) continue;
+        float value[4];
+        AnimationClip::sample(track, time, value);
+        if (track.channel == ClipChannel::visible) {
+            if (weight >= 0.5f) part_visible_[m] = value[0] >= 0.5f ? 1 : 0;
+        } else {
+            float* colour = part_colour_[m].v;
+            for (int c = 0; c < 4; ++c)
+                colour[c] = part_coloured_[m] ? colour[c] + weight * (value[c] - colour[c]) : value[c];
+            part_coloured_[m] = 1;
+        }
+    }
+}
+
+void ActorControllerAnimation::pose_parts() {
+    if (part_visible_.empty()) return;
+    std::fill(part_visible_.begin(), part_visible_.end(), -1);
+    std::fill(part_coloured_.begin(), part_coloured_.end(), 0);
+    bool any = false;
+    for (const Layer& layer : layers_) {
+        const float f = layer.fade > 0.0f ? std::min(layer.faded / layer.fade, 1.0f) : 1.0f;
+        if (layer.previous.clip && !layer.previous.clip->get_part_tracks().empty()) {
+            part(layer.previous, layer.weight * (1.0f - f));
+            any = true;
+        }
+        if (layer.current.clip && !layer.current.clip->get_part_tracks().empty()) {
+            part(layer.current, layer.weight * f);
+            any = true;
+        }
+    }
+    if (!any) return;
+    Actor* actor = get_actor();
+    const unsigned count = std::min(unsigned(part_visible_.size()), actor->get_num_meshes());
+    for (unsigned m = 0; m < count; ++m) {
+        ActorMesh* mesh = actor->get_mesh(m);
+        if (!mesh) continue;
+        if (part_visible_[m] >= 0 && part_visible_[m] != shown_visible_[m]) {
+            mesh->set_visible(part_visible_[m] == 1);
+            shown_visible_[m] = part_visible_[m];
+        }
+        const float* colour = part_colour_[m].v;
+        if (part_coloured_[m] && !std::equal(colour, colour + 4, shown_colour_[m].v)) {
+            mesh->set_colour(core::Colour(colour[0], colour[1], colour[2], colour[3]));
+            std::copy(colour, colour + 4, shown_colour_[m].v);
+        }
+    }
 }
 
 void ActorControllerAnimation::deliver() {

@@ -49,18 +49,21 @@ std::string AnimationClip::add_key(unsigned joint, ClipChannel channel, const Cl
     const std::string at = "clip \"" + name_ + "\" key at " + std::to_string(key.time);
     if (!finite(key.time) || key.time < 0.0f || key.time > duration_)
         return at + ": the time is outside 0.." + std::to_string(duration_);
-    if (!finite(key.value[0]) || !finite(key.value[1])) return at + ": the value is not a number";
+    for (float v : key.value)
+        if (!finite(v)) return at + ": the value is not a number";
     if (key.easing == ClipEasing::bezier) {
         for (float c : key.curve)
             if (!finite(c)) return at + ": the curve is not four numbers";
         if (key.curve[0] < 0.0f || key.curve[0] > 1.0f || key.curve[2] < 0.0f || key.curve[2] > 1.0f)
             return at + ": the curve's x1 and x2 must lie in 0..1";
     }
-    auto track = std::find_if(tracks_.begin(), tracks_.end(),
+    std::vector<ClipTrack>& tracks =
+        channel == ClipChannel::visible || channel == ClipChannel::colour ? part_tracks_ : tracks_;
+    auto track = std::find_if(tracks.begin(), tracks.end(),
                               [&](const ClipTrack& t) { return t.joint == joint && t.channel == channel; });
-    if (track == tracks_.end()) {
-        tracks_.push_back(ClipTrack{joint, channel, {}});
-        track = tracks_.end() - 1;
+    if (track == tracks.end()) {
+        tracks.push_back(ClipTrack{joint, channel, {}});
+        track = tracks.end() - 1;
     }
     ClipKey stored = key;
     if (key.easing == ClipEasing::bezier)
@@ -132,29 +135,28 @@ float AnimationClip::ease(const ClipKey& key, float x) {
     return solve(key.curve, x, lo, hi, key.guesses[i] + (key.guesses[i + 1] - key.guesses[i]) * double(f));
 }
 
-void AnimationClip::sample(const ClipTrack& track, float time, float out[2]) {
+void AnimationClip::sample(const ClipTrack& track, float time, float* out) {
     const std::vector<ClipKey>& keys = track.keys;
+    const int count = track.channel == ClipChannel::colour ? 4 : 2;
     if (keys.empty()) {
-        out[0] = out[1] = 0.0f;
+        std::fill(out, out + count, 0.0f);
         return;
     }
     // The first key later than `time`: a run of keys at one time jumps to the last.
     auto next = std::upper_bound(keys.begin(), keys.end(), time, [](float t, const ClipKey& k) { return t < k.time; });
     if (next == keys.begin() || next == keys.end()) {
         const ClipKey& k = next == keys.begin() ? keys.front() : keys.back();
-        out[0] = k.value[0];
-        out[1] = k.value[1];
+        std::copy(k.value, k.value + count, out);
         return;
     }
     const ClipKey& a = *(next - 1);
     const ClipKey& b = *next;
     float f = (time - a.time) / (b.time - a.time);
-    if (a.easing == ClipEasing::step)
+    if (a.easing == ClipEasing::step || track.channel == ClipChannel::visible)
         f = 0.0f;
     else if (a.easing == ClipEasing::bezier)
         f = ease(a, f);
-    out[0] = a.value[0] + (b.value[0] - a.value[0]) * f;
-    out[1] = a.value[1] + (b.value[1] - a.value[1]) * f;
+    for (int c = 0; c < count; ++c) out[c] = a.value[c] + (b.value[c] - a.value[c]) * f;
 }
 
 }  // namespace engine::graphics

@@ -136,13 +136,25 @@ bp::dict sample(const Controller& c, const std::string& name, float time) {
     const char* const channels[] = {"position", "rotation", "scale"};
     bp::dict result;
     for (const ClipTrack& track : found->get_tracks()) {
-        float value[2];
+        float value[4];
         AnimationClip::sample(track, time, value);
         const std::string joint = names.count(track.joint) ? names[track.joint] : std::to_string(track.joint);
         if (!result.has_key(joint)) result[joint] = bp::dict();
         bp::dict entry = bp::extract<bp::dict>(result[joint]);
         const char* key = channels[int(track.channel)];
         entry[key] = track.channel == ClipChannel::rotation ? bp::object(value[0]) : bp::object(pair(value));
+    }
+    for (const ClipTrack& track : found->get_part_tracks()) {
+        float value[4];
+        AnimationClip::sample(track, time, value);
+        const std::string part = data && track.joint < data->get_meshes().size() ? data->get_meshes()[track.joint]->id
+                                                                                 : std::to_string(track.joint);
+        if (!result.has_key(part)) result[part] = bp::dict();
+        bp::dict entry = bp::extract<bp::dict>(result[part]);
+        if (track.channel == ClipChannel::visible)
+            entry["visible"] = value[0] >= 0.5f;
+        else
+            entry["colour"] = bp::make_tuple(value[0], value[1], value[2], value[3]);
     }
     return result;
 }
@@ -208,9 +220,10 @@ void define_actor_controller_animation() {
              "on_finished(callback: Callable[[str, int], object] | None) -> None\n\n"
              "callback(clip, layer) when a clip has played all its loops, during scene.update.")
         .def("sample", &sample, (bp::arg("name"), bp::arg("time")),
-             "sample(name: str, time: float) -> dict[str, dict[str, float | tuple[float, float]]]\n\n"
+             "sample(name: str, time: float) -> dict[str, dict[str, object]]\n\n"
              "The clip's keyed values at time without playing it: {joint: {'position': (x, y),\n"
-             "'rotation': r, 'scale': (x, y)}}, offsets from the setup pose (scale as a factor).");
+             "'rotation': r, 'scale': (x, y)}}, offsets from the setup pose (scale as a factor), and\n"
+             "{part: {'visible': bool, 'colour': (r, g, b, a)}} for the meshes it keys.");
     register_with_factory(cls, "ActorControllerAnimation");
 }
 

@@ -58,13 +58,13 @@ void add_key(AnimationClip& clip, unsigned joint, ClipChannel channel, const bp:
     if (n < 2 || n > 4) fail("a key is (time, value[, easing[, turns]])");
     ClipKey key;
     key.time = number(item[0]);
-    if (channel == ClipChannel::rotation) {
+    if (channel == ClipChannel::rotation || channel == ClipChannel::visible) {
         key.value[0] = number(item[1]);
     } else {
         const bp::object v = item[1];
-        if (bp::len(v) != 2) fail("a position or scale value is (x, y)");
-        key.value[0] = number(v[0]);
-        key.value[1] = number(v[1]);
+        const int count = channel == ClipChannel::colour ? 4 : 2;
+        if (bp::len(v) != count) fail(count == 4 ? "a colour value is (r, g, b, a)" : "a position or scale value is (x, y)");
+        for (int k = 0; k < count; ++k) key.value[k] = number(v[k]);
     }
     if (n > 2) {
         const bp::object easing = item[2];
@@ -88,7 +88,7 @@ void add_key(AnimationClip& clip, unsigned joint, ClipChannel channel, const bp:
 
 // Builds the whole clip first, so that a bad value adds nothing.
 void add_clip(const std::string& actor, const std::string& name, float duration, int loops, const bp::object& tracks,
-              const bp::object& events) {
+              const bp::object& events, const bp::object& parts) {
     ActorData* data = ActorDatabase::find_actor_data(actor);
     if (!data) fail("no actor '" + actor + "' is loaded");
     const std::string why = AnimationClip::check(name, duration, loops);
@@ -112,6 +112,25 @@ void add_clip(const std::string& actor, const std::string& name, float duration,
                     kind = ClipChannel::scale;
                 else if (channel != "rotation")
                     fail("channel '" + channel + "' is not 'position', 'rotation' or 'scale'");
+                const bp::object keys = channels[c][1];
+                for (bp::ssize_t k = 0; k < bp::len(keys); ++k) add_key(*clip, unsigned(index), kind, keys[k]);
+            }
+        }
+    }
+    if (!parts.is_none()) {
+        const bp::list items = bp::dict(parts).items();
+        for (bp::ssize_t i = 0; i < bp::len(items); ++i) {
+            const std::string part = bp::extract<std::string>(items[i][0]);
+            int index = -1;
+            for (size_t m = 0; m < data->get_meshes().size() && index < 0; ++m)
+                if (data->get_meshes()[m]->id == part) index = int(m);
+            if (index < 0) fail("actor '" + actor + "' has no mesh '" + part + "'");
+            const bp::list channels = bp::dict(items[i][1]).items();
+            for (bp::ssize_t c = 0; c < bp::len(channels); ++c) {
+                const std::string channel = bp::extract<std::string>(channels[c][0]);
+                if (channel != "visible" && channel != "colour")
+                    fail("part channel '" + channel + "' is not 'visible' or 'colour'");
+                const ClipChannel kind = channel == "visible" ? ClipChannel::visible : ClipChannel::colour;
                 const bp::object keys = channels[c][1];
                 for (bp::ssize_t k = 0; k < bp::len(keys); ++k) add_key(*clip, unsigned(index), kind, keys[k]);
             }
@@ -171,12 +190,14 @@ void define_actor_database() {
         .staticmethod("clip_ids")
         .def("add_clip", &add_clip,
              (bp::arg("actor"), bp::arg("name"), bp::arg("duration"), bp::arg("loops") = 1,
-              bp::arg("tracks") = bp::object(), bp::arg("events") = bp::object()),
+              bp::arg("tracks") = bp::object(), bp::arg("events") = bp::object(), bp::arg("parts") = bp::object()),
              "add_clip(actor: str, name: str, duration: float, loops: int = 1, tracks: dict[str, dict[str, "
-             "list[tuple]]] | None = None, events: list[tuple[float, str]] | None = None) -> None\n\n"
+             "list[tuple]]] | None = None, events: list[tuple[float, str]] | None = None, parts: dict[str, "
+             "dict[str, list[tuple]]] | None = None) -> None\n\n"
              "Adds a clip to a loaded actor, as an ActorClip element would: tracks is\n"
              "{joint: {'position' | 'rotation' | 'scale': [(time, value[, easing[, turns]]), ...]}},\n"
-             "events [(time, name), ...]. ValueError, and nothing added, for any bad value.")
+             "events [(time, name), ...], parts {mesh: {'visible' | 'colour': [keys]}} (visible 1 or 0,\n"
+             "colour (r, g, b, a)). ValueError, and nothing added, for any bad value.")
         .staticmethod("add_clip");
 }
 

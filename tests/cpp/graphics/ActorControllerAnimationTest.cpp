@@ -4,6 +4,7 @@
 #include "engine/graphics/Actor.h"
 #include "engine/graphics/ActorData.h"
 #include "engine/graphics/ActorDatabase.h"
+#include "engine/graphics/ActorMesh.h"
 #include "engine/graphics/AnimationClip.h"
 #include "engine/graphics/Skeleton.h"
 #include "engine/graphics/Transform.h"
@@ -27,6 +28,13 @@ const char* kDocument = R"(<Actors>
     <Joint id="root" position="0, 0"/>
     <Joint id="arm" parent="root" position="5, 0" rotation="0.5" bind_rotation="0.5"/>
     <Joint id="leg" parent="root" position="0, 10"/>
+    <ActorMeshData id="skin"><Vertex position="0, 0" joint_indices="0" joint_weights="1"/></ActorMeshData>
+    <ActorClip id="blink" duration="1" loops="0">
+      <PartTrack part="skin" channel="visible"><ClipKey time="0" value="1"/><ClipKey time="0.5" value="0"/></PartTrack>
+      <PartTrack part="skin" channel="colour">
+        <ClipKey time="0" value="1, 1, 1, 1"/><ClipKey time="1" value="0, 0.5, 1, 0.5"/>
+      </PartTrack>
+    </ActorClip>
     <ActorClip id="turn" duration="1">
       <ClipTrack joint="arm" channel="rotation"><ClipKey time="0" value="0"/><ClipKey time="1" value="1"/></ClipTrack>
       <ClipTrack joint="leg" channel="position"><ClipKey time="0" value="0, 0"/><ClipKey time="1" value="10, 0"/></ClipTrack>
@@ -304,4 +312,18 @@ TEST_F(Clips, TheSameActorToldAgainKeepsPlaying) {
     EXPECT_EQ(controller->get_clip(0)->get_name(), "turn");
     EXPECT_FLOAT_EQ(controller->get_time(0), 0.25f);
     actor->set_controller(nullptr);
+}
+
+TEST_F(Clips, PartTracksShowHideAndColourTheActorsMeshes) {
+    ActorMesh* skin = actor->get_mesh("skin");
+    ASSERT_NE(skin, nullptr);
+    ASSERT_EQ(controller->play("blink"), "");
+    controller->update(0.25f);
+    EXPECT_TRUE(skin->is_visible());
+    EXPECT_FLOAT_EQ(skin->get_colour().g, 1.0f - 0.5f * 0.25f);
+    EXPECT_FLOAT_EQ(skin->get_colour().a, 1.0f - 0.5f * 0.25f);
+    controller->update(0.5f);  // visibility holds from key to key: hidden from 0.5
+    EXPECT_FALSE(skin->is_visible());
+    EXPECT_FLOAT_EQ(skin->get_colour().r, 0.25f);
+    EXPECT_FLOAT_EQ(skin->get_colour().b, 1.0f);
 }
