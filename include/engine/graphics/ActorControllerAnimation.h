@@ -50,8 +50,7 @@ public:
                      float weight = 1.0f);
     /// Plays `clip` when the layer's current clip finishes (at once if the layer is
     /// idle). One clip waits per layer: queueing again replaces it.
-    std::string queue(const std::string& clip, float fade = 0.0f, int loops = -1, float speed = 1.0f,
-                      int layer = 0);
+    std::string queue(const std::string& clip, float fade = 0.0f, int loops = -1, float speed = 1.0f, int layer = 0);
     /// Fades the layer out over `fade` seconds (at once with 0); forgets its queue.
     void stop(int layer = 0, float fade = 0.0f);
 
@@ -87,11 +86,11 @@ private:
         const AnimationClip* clip = nullptr;
         float elapsed = 0.0f;  // clip time played, signed with the speed
         float speed = 1.0f;
-        int loops = 1;         // 0: forever
-        bool fresh = true;     // the next step includes time 0 itself
+        int loops = 1;      // 0: forever
+        bool fresh = true;  // the next step includes time 0 itself
         bool finished = false;
-        float time() const;    // time in the clip
-        float end() const;     // |elapsed| at which it finishes
+        float time() const;  // time in the clip
+        float end() const;   // |elapsed| at which it finishes
     };
     struct Request {
         const AnimationClip* clip = nullptr;
@@ -101,9 +100,9 @@ private:
     };
     struct Layer {
         Play current;
-        Play previous;               // faded out over the fade
-        float fade = 0.0f;           // seconds of the crossfade
-        float faded = 0.0f;          // seconds of it done
+        Play previous;       // faded out over the fade
+        float fade = 0.0f;   // seconds of the crossfade
+        float faded = 0.0f;  // seconds of it done
         float weight = 1.0f;
         bool additive = false;
         Request queued;
@@ -149,12 +148,12 @@ private:
     std::vector<Pose> part_colour_;
     std::vector<signed char> shown_visible_;
     std::vector<Pose> shown_colour_;
-    std::vector<Pending> pending_;       // crossed this frame, told after the pose is written
-    EventCallback on_event_;             // script's, or null
-    FinishedCallback on_finished_;       // script's, or null
-    unsigned long generation_ = 0;       // the database's, when the clips were found
-    const Skeleton* skeleton_ = nullptr; // the skeleton the per-joint arrays are for (non-owning)
-    bool dirty_ = true;                  // something may change the pose next update
+    std::vector<Pending> pending_;        // crossed this frame, told after the pose is written
+    EventCallback on_event_;              // script's, or null
+    FinishedCallback on_finished_;        // script's, or null
+    unsigned long generation_ = 0;        // the database's, when the clips were found
+    const Skeleton* skeleton_ = nullptr;  // the skeleton the per-joint arrays are for (non-owning)
+    bool dirty_ = true;                   // something may change the pose next update
 };
 
 }  // namespace engine::graphics

@@ -44,9 +44,9 @@ public:
     float z = 0.0f;     // their depth in it
 
 private:
-    std::string id_;                                      // registry key
-    Skeleton* skeleton_;                                  // one reference
-    std::vector<std::unique_ptr<ActorMeshData>> meshes_;  // in document order
+    std::string id_;                                               // registry key
+    Skeleton* skeleton_;                                           // one reference
+    std::vector<std::unique_ptr<ActorMeshData>> meshes_;           // in document order
     std::map<std::string, std::unique_ptr<AnimationClip>> clips_;  // by name
 };
 

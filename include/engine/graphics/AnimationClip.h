@@ -89,12 +89,12 @@ public:
     static std::string check(const std::string& name, float duration, int loops);
 
 private:
-    std::string name_;               // key in its actor's clips
-    float duration_;                 // seconds, > 0
-    int loops_;                      // default play count; 0: forever
+    std::string name_;                    // key in its actor's clips
+    float duration_;                      // seconds, > 0
+    int loops_;                           // default play count; 0: forever
     std::vector<ClipTrack> tracks_;       // one per (joint, channel)
     std::vector<ClipTrack> part_tracks_;  // one per (mesh, channel)
-    std::vector<ClipEvent> events_;  // in time order
+    std::vector<ClipEvent> events_;       // in time order
 };
 
 }  // namespace engine::graphics

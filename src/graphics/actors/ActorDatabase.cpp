@@ -442,7 +442,8 @@ void ActorDatabaseParser::start_clip(const Attributes& a) {
     const std::string why = AnimationClip::check(*id, seconds, loops);
     if (!why.empty()) return problem("\"ActorClip\": " + why + " (skipped)");
     if (owner->get_clip(*id))
-        return problem("\"ActorClip\" " + quoted(*id) + " of " + quoted(owner->get_id()) + " is loaded already (skipped)");
+        return problem("\"ActorClip\" " + quoted(*id) + " of " + quoted(owner->get_id()) +
+                       " is loaded already (skipped)");
     clip_ = std::make_unique<AnimationClip>(*id, seconds, loops);
     clip_actor_ = owner;
 }
@@ -463,8 +464,8 @@ void ActorDatabaseParser::start_clip_track(const Attributes& a) {
     const Skeleton* skeleton = clip_actor_->get_skeleton();
     const Transform* found = skeleton ? skeleton->get_joint(*joint) : nullptr;
     if (!found)
-        return problem("\"ClipTrack\" of clip " + quoted(clip_->get_name()) + ": actor " + quoted(clip_actor_->get_id()) +
-                       " has no joint " + quoted(*joint) + " (skipped with its keys)");
+        return problem("\"ClipTrack\" of clip " + quoted(clip_->get_name()) + ": actor " +
+                       quoted(clip_actor_->get_id()) + " has no joint " + quoted(*joint) + " (skipped with its keys)");
     const int c = *channel == "position" ? 0 : *channel == "rotation" ? 1 : *channel == "scale" ? 2 : -1;
     if (c < 0)
         return problem("\"ClipTrack\" channel " + quoted(*channel) +
@@ -485,10 +486,14 @@ void ActorDatabaseParser::start_part_track(const Attributes& a) {
     for (size_t m = 0; m < meshes.size() && index < 0; ++m)
         if (meshes[m]->id == *part) index = int(m);
     if (index < 0)
-        return problem("\"PartTrack\" of clip " + quoted(clip_->get_name()) + ": actor " + quoted(clip_actor_->get_id()) +
-                       " has no mesh " + quoted(*part) + " (skipped with its keys)");
-    const int c = *channel == "visible" ? int(ClipChannel::visible) : *channel == "colour" ? int(ClipChannel::colour) : -1;
-    if (c < 0) return problem("\"PartTrack\" channel " + quoted(*channel) + " is not visible or colour (skipped with its keys)");
+        return problem("\"PartTrack\" of clip " + quoted(clip_->get_name()) + ": actor " +
+                       quoted(clip_actor_->get_id()) + " has no mesh " + quoted(*part) + " (skipped with its keys)");
+    const int c = *channel == "visible"  ? int(ClipChannel::visible)
+                  : *channel == "colour" ? int(ClipChannel::colour)
+                                         : -1;
+    if (c < 0)
+        return problem("\"PartTrack\" channel " + quoted(*channel) +
+                       " is not visible or colour (skipped with its keys)");
     track_joint_ = index;
     track_channel_ = c;
 }

@@ -18,7 +18,8 @@ struct BlendShape;
 
 /// Reads actor documents into the actor database's registries: "ActorData" with its
 /// "Joint", "ActorMeshData", "Vertex", "Face", "BlendShape", "AnimCurve", "Keyframe" and
-/// "Jiggle" elements, "ActorClip" with its "ClipTrack", "PartTrack", "ClipKey" and "ClipEvent" elements, "ActorRigIK" with its handles and "ActorRigDynamics" with its
+/// "Jiggle" elements, "ActorClip" with its "ClipTrack", "PartTrack", "ClipKey" and
+/// "ClipEvent" elements, "ActorRigIK" with its handles and "ActorRigDynamics" with its
 /// bodies and constraints. Other element names are passed over (a document may wrap
 /// everything in a root of any name). Elements that cannot be used are skipped and
 /// counted; `report` sums them up in one warning. Script thread only.
@@ -80,9 +81,9 @@ private:
     ActorData* clip_actor_ = nullptr;      // whose clip it is
     int track_joint_ = -1;                 // the current track's joint or mesh; -1: none or skipped
     int track_channel_ = 0;                // its ClipChannel
-    unsigned long generation_ = 0;  // the registries' generation these pointers belong to
-    int problems_ = 0;              // elements or values skipped or read in part
-    std::string first_problem_;     // where and what the first one was
+    unsigned long generation_ = 0;         // the registries' generation these pointers belong to
+    int problems_ = 0;                     // elements or values skipped or read in part
+    std::string first_problem_;            // where and what the first one was
 };
 
 }  // namespace engine::graphics

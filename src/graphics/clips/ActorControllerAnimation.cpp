@@ -329,7 +329,8 @@ void ActorControllerAnimation::step(int index, Layer& layer, float dt) {
         advance(index, layer.current, dt, true);
         if (layer.current.finished && layer.queued.clip) {
             // The time left over after the end starts the queued clip.
-            const float used = std::fabs(layer.current.elapsed - before) / std::max(std::fabs(layer.current.speed), 1e-30f);
+            const float used =
+                std::fabs(layer.current.elapsed - before) / std::max(std::fabs(layer.current.speed), 1e-30f);
             const Request next = layer.queued;
             layer.queued = Request{};
             start(layer, next, std::max(dt - used, 0.0f));
@@ -413,8 +414,7 @@ void ActorControllerAnimation::apply_snapshot(float weight) {
         float* pose = pose_[j].v;
         const float* base = base_[j].v;
         const float* value = snapshot_[j].v;
-        for (int c = 0; c < 5; ++c)
-            pose[c] += weight * (c == 2 ? short_way(value[c] - base[c]) : value[c] - base[c]);
+        for (int c = 0; c < 5; ++c) pose[c] += weight * (c == 2 ? short_way(value[c] - base[c]) : value[c] - base[c]);
     }
 }
 

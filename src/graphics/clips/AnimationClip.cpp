@@ -89,8 +89,8 @@ std::string AnimationClip::add_event(float time, const std::string& name) {
     if (!finite(time) || time < 0.0f || time > duration_)
         return "clip \"" + name_ + "\" event \"" + name + "\": time " + std::to_string(time) + " is outside 0.." +
                std::to_string(duration_);
-    auto at = std::upper_bound(events_.begin(), events_.end(), time,
-                               [](float t, const ClipEvent& e) { return t < e.time; });
+    auto at =
+        std::upper_bound(events_.begin(), events_.end(), time, [](float t, const ClipEvent& e) { return t < e.time; });
     events_.insert(at, ClipEvent{time, name});
     return {};
 }

@@ -43,8 +43,8 @@ int loops_of(const bp::object& loops) {
 void check_clip(const Controller& c, const std::string& clip, const char* what) {
     if (!c.get_actor()) raise(PyExc_RuntimeError, std::string(what) + ": the controller has no actor.");
     if (!c.find_clip(clip))
-        raise(PyExc_KeyError, std::string(what) + ": actor '" + c.get_actor()->get_data_id() + "' has no clip '" +
-                                  clip + "'.");
+        raise(PyExc_KeyError,
+              std::string(what) + ": actor '" + c.get_actor()->get_data_id() + "' has no clip '" + clip + "'.");
 }
 
 void play(Controller& c, const std::string& clip, float fade, const bp::object& loops, float speed, int layer,
@@ -110,9 +110,10 @@ void set_mask(Controller& c, int layer, const bp::object& joints) {
 
 void on_event(Controller& c, const bp::object& callback) {
     check_callable(callback, "on_event()");
-    c.set_event_callback(callback.is_none() ? nullptr
-                                            : std::make_shared<const std::function<void(
-                                                  const std::string&, const std::string&, int)>>(ScriptCallable{callback}));
+    c.set_event_callback(callback.is_none()
+                             ? nullptr
+                             : std::make_shared<const std::function<void(const std::string&, const std::string&, int)>>(
+                                   ScriptCallable{callback}));
 }
 
 void on_finished(Controller& c, const bp::object& callback) {

@@ -63,7 +63,8 @@ void add_key(AnimationClip& clip, unsigned joint, ClipChannel channel, const bp:
     } else {
         const bp::object v = item[1];
         const int count = channel == ClipChannel::colour ? 4 : 2;
-        if (bp::len(v) != count) fail(count == 4 ? "a colour value is (r, g, b, a)" : "a position or scale value is (x, y)");
+        if (bp::len(v) != count)
+            fail(count == 4 ? "a colour value is (r, g, b, a)" : "a position or scale value is (x, y)");
         for (int k = 0; k < count; ++k) key.value[k] = number(v[k]);
     }
     if (n > 2) {

@@ -176,10 +176,11 @@ TEST_F(Clips, ScaleKeysMultiplyTheSetupScale) {
 
 TEST_F(Clips, EventsFireOncePerCrossingEvenAcrossALongFrame) {
     std::vector<std::string> seen;
-    controller->set_event_callback(std::make_shared<const std::function<void(const std::string&, const std::string&, int)>>(
-        [&](const std::string& event, const std::string& clip, int layer) {
-            seen.push_back(event + ":" + clip + ":" + std::to_string(layer));
-        }));
+    controller->set_event_callback(
+        std::make_shared<const std::function<void(const std::string&, const std::string&, int)>>(
+            [&](const std::string& event, const std::string& clip, int layer) {
+                seen.push_back(event + ":" + clip + ":" + std::to_string(layer));
+            }));
     ASSERT_EQ(controller->play("beat"), "");
     controller->update(0.5f);
     EXPECT_EQ(seen, (std::vector<std::string>{"a:beat:0"}));
@@ -215,8 +216,9 @@ TEST_F(Clips, UnchangedPoseReportsNoChange) {
 TEST_F(Clips, SteppingAllocatesNothingOnceWarm) {
     ASSERT_EQ(controller->play("turn", 0.0f, 0), "");
     ASSERT_EQ(controller->play("beat", 0.0f, 0, 1.0f, 1, 0.5f), "");
-    controller->set_event_callback(std::make_shared<const std::function<void(const std::string&, const std::string&, int)>>(
-        [](const std::string&, const std::string&, int) {}));
+    controller->set_event_callback(
+        std::make_shared<const std::function<void(const std::string&, const std::string&, int)>>(
+            [](const std::string&, const std::string&, int) {}));
     for (int i = 0; i < 10; ++i) controller->update(0.3f);
     ASSERT_EQ(controller->play("still", 0.5f, 0), "");
     controller->update(0.1f);
@@ -289,8 +291,9 @@ TEST_F(Clips, StackedControllersPoseInTurn) {
 
 TEST_F(Clips, AHugeStepOverAnEndlessClipReportsAtMostAThousandPassesAndReturns) {
     int events = 0;
-    controller->set_event_callback(std::make_shared<const std::function<void(const std::string&, const std::string&, int)>>(
-        [&](const std::string&, const std::string&, int) { ++events; }));
+    controller->set_event_callback(
+        std::make_shared<const std::function<void(const std::string&, const std::string&, int)>>(
+            [&](const std::string&, const std::string&, int) { ++events; }));
     ASSERT_EQ(controller->play("beat", 0.0f, 0, 1e30f), "");
     controller->update(1.0f);
     EXPECT_LE(events, 2 * 1001);
