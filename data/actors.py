@@ -152,6 +152,54 @@ def ragdoll_rig():
     return dynamics_rig("puppet", bodies, hinges, [], parents)
 
 
+# The puppet's clips: (name, duration, loops, tracks, events). A track is (joint,
+# channel, keys), a key (time, value, easing); values are offsets from the setup pose
+# (radians for rotations, x, y for positions). EASE is a gentle in-and-out bezier.
+EASE = "bezier\" curve=\"0.42,0,0.58,1"
+CLIPS = [
+    ("idle", 2.0, 0, [
+        ("spine", "rotation", [(0, 0, EASE), (1, 0.04, EASE), (2, 0, None)]),
+        ("head", "rotation", [(0, -0.05, EASE), (1, 0.05, EASE), (2, -0.05, None)]),
+        ("upper_arm", "rotation", [(0, 0, EASE), (1, 0.06, EASE), (2, 0, None)]),
+        ("root", "position", [(0, "0, 0", EASE), (1, "0, 1", EASE), (2, "0, 0", None)]),
+    ], []),
+    ("walk", 1.0, 0, [
+        ("thigh", "rotation", [(0, 0.45, EASE), (0.5, -0.45, EASE), (1, 0.45, None)]),
+        ("thigh_back", "rotation", [(0, -0.45, EASE), (0.5, 0.45, EASE), (1, -0.45, None)]),
+        ("shin", "rotation", [(0, 0, None), (0.25, -0.6, None), (0.5, 0, None), (1, 0, None)]),
+        ("shin_back", "rotation", [(0, 0, None), (0.5, 0, None), (0.75, -0.6, None), (1, 0, None)]),
+        ("upper_arm", "rotation", [(0, -0.35, EASE), (0.5, 0.35, EASE), (1, -0.35, None)]),
+        ("forearm", "rotation", [(0, 0.2, None)]),
+        ("spine", "rotation", [(0, 0.06, None)]),
+        ("root", "position", [(0, "0, 0", EASE), (0.25, "0, -3", EASE), (0.5, "0, 0", EASE),
+                              (0.75, "0, -3", EASE), (1, "0, 0", None)]),
+    ], [(0, "step"), (0.5, "step")]),
+    ("wave", 1.2, 2, [
+        ("upper_arm", "rotation", [(0, 0, EASE), (0.3, 2.7, None), (0.9, 2.7, EASE), (1.2, 0, None)]),
+        ("forearm", "rotation", [(0, 0, None), (0.3, 0, EASE), (0.45, 0.6, EASE), (0.6, -0.3, EASE),
+                                 (0.75, 0.6, EASE), (0.9, 0, None)]),
+        ("head", "rotation", [(0, 0, EASE), (0.3, 0.15, None), (0.9, 0.15, EASE), (1.2, 0, None)]),
+    ], [(0.45, "wave"), (0.75, "wave")]),
+]
+
+
+def clip_lines(clips=CLIPS):
+    out = []
+    for name, duration, loops, tracks, events in clips:
+        out.append(f'    <ActorClip id="{name}" duration="{fmt(duration)}" loops="{loops}">')
+        for joint, channel, keys in tracks:
+            out.append(f'      <ClipTrack joint="{joint}" channel="{channel}">')
+            for time, value, easing in keys:
+                value = value if isinstance(value, str) else fmt(value)
+                easing = f' easing="{easing}"' if easing else ""
+                out.append(f'        <ClipKey time="{fmt(time)}" value="{value}"{easing}/>')
+            out.append("      </ClipTrack>")
+        for time, event in events:
+            out.append(f'      <ClipEvent time="{fmt(time)}" name="{event}"/>')
+        out.append("    </ActorClip>")
+    return out
+
+
 def document():
     vertices, faces, torso, arm = build()
     out = ['<?xml version="1.0" encoding="UTF-8"?>',
@@ -187,6 +235,7 @@ def document():
         out.append(f'        <Vertex weight="{0.6 if i in torso else 0}"/>')
     out.append("      </Jiggle>")
     out.append("    </ActorMeshData>")
+    out += clip_lines()
     out.append("  </ActorData>")
     # The rigs the IK and dynamics controllers find by the actor's id.
     out.append('  <ActorRigIK id="puppet">')

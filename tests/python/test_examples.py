@@ -6,7 +6,8 @@ import sys
 import pytest
 
 EXAMPLES = os.path.join(os.path.dirname(__file__), "..", "..", "examples")
-NAMES = ["first_window.py", "layers.py", "sprites.py", "animators.py", "particles.py", "actors.py", "dynamics.py"]
+NAMES = ["first_window.py", "layers.py", "sprites.py", "animators.py", "particles.py", "actors.py", "dynamics.py",
+         "clips.py"]
 
 
 def run_example(*args, timeout):

@@ -1,7 +1,9 @@
 #pragma once
 
 #include "engine/graphics/ActorMeshData.h"
+#include "engine/graphics/AnimationClip.h"
 
+#include <map>
 #include <memory>
 #include <string>
 #include <vector>
@@ -32,14 +34,21 @@ public:
     /// Appends a finished mesh record (owned here from now on) and returns it. Records
     /// join only once complete and checked: whatever can see them may draw them.
     ActorMeshData* add_mesh(std::unique_ptr<ActorMeshData> mesh);
+    /// The clip of that name, or null. Clips stay put until the record goes, so
+    /// players may keep the pointer until "unload".
+    const AnimationClip* get_clip(const std::string& name) const;
+    const std::map<std::string, std::unique_ptr<AnimationClip>>& get_clips() const { return clips_; }
+    /// Takes the clip; false (and the clip dropped) when one of that name exists.
+    bool add_clip(std::unique_ptr<AnimationClip> clip);
 
     std::string layer;  // scene layer of actors made from it; empty: none
     float z = 0.0f;     // their depth in it
 
 private:
-    std::string id_;                                      // registry key
-    Skeleton* skeleton_;                                  // one reference
-    std::vector<std::unique_ptr<ActorMeshData>> meshes_;  // in document order
+    std::string id_;                                               // registry key
+    Skeleton* skeleton_;                                           // one reference
+    std::vector<std::unique_ptr<ActorMeshData>> meshes_;           // in document order
+    std::map<std::string, std::unique_ptr<AnimationClip>> clips_;  // by name
 };
 
 }  // namespace engine::graphics

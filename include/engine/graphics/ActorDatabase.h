@@ -27,9 +27,9 @@ bool load_text(const std::string& document, const std::string& name = "<text>");
 void unload();
 
 /// Grows with every `unload`. Code that holds a record across a call into script code
-/// (a factory class, a hook) compares it before and after: a record of an older
-/// generation is gone.
-unsigned long get_generation();
+/// (a factory class, a hook) or keeps pointers into records (clip players) compares it
+/// before and after: a record of an older generation is gone.
+unsigned long generation();
 
 /// Null for an unknown id. The records stay owned by the registries.
 ActorData* find_actor_data(const std::string& id);

@@ -25,18 +25,18 @@ Actor::Actor(const std::string& data_id) : data_id_(data_id) {
     // Skeletons, joints and meshes come from the class factory, whose script classes
     // may unload the database: the template skeleton is held across the copy, and the
     // record is used only while no unload happened.
-    const unsigned long generation = ActorDatabase::get_generation();
+    const unsigned long generation = ActorDatabase::generation();
     const core::Ref<Skeleton> source(data->get_skeleton());
     const std::string layer = data->layer;
     const float z = data->z;
     skeleton_ = create_through_factory<Skeleton>("Skeleton");
     skeleton_created_ = true;
     if (skeleton_ && source) *skeleton_ = *source;
-    const std::size_t count = ActorDatabase::get_generation() == generation ? data->get_meshes().size() : 0;
+    const std::size_t count = ActorDatabase::generation() == generation ? data->get_meshes().size() : 0;
     meshes_.reserve(count);
     for (std::size_t i = 0; i < count; ++i) {
         ActorMesh* mesh = create_through_factory<ActorMesh>("ActorMesh");
-        if (ActorDatabase::get_generation() != generation) {
+        if (ActorDatabase::generation() != generation) {
             release_created(mesh);
             break;
         }
@@ -44,7 +44,7 @@ Actor::Actor(const std::string& data_id) : data_id_(data_id) {
         mesh->set_data(data->get_meshes()[i].get());
         meshes_.push_back(mesh);
     }
-    if (ActorDatabase::get_generation() != generation)
+    if (ActorDatabase::generation() != generation)
         core::Log::warning("graphics", "Actor '%s': the actor database was unloaded while the actor was made "
                                        "(by a factory class); it has no meshes.",
                            data_id.c_str());

@@ -24,4 +24,14 @@ ActorMeshData* ActorData::add_mesh(std::unique_ptr<ActorMeshData> mesh) {
     return meshes_.back().get();
 }
 
+const AnimationClip* ActorData::get_clip(const std::string& name) const {
+    auto it = clips_.find(name);
+    return it == clips_.end() ? nullptr : it->second.get();
+}
+
+bool ActorData::add_clip(std::unique_ptr<AnimationClip> clip) {
+    const std::string name = clip->get_name();
+    return clips_.emplace(name, std::move(clip)).second;
+}
+
 }  // namespace engine::graphics

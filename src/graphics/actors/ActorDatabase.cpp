@@ -11,6 +11,7 @@
 #include "engine/graphics/ActorControllerIK.h"
 #include "engine/graphics/ActorData.h"
 #include "engine/graphics/ActorMesh.h"
+#include "engine/graphics/AnimationClip.h"
 #include "engine/graphics/ActorControllerDynamics.h"
 #include "engine/graphics/ActorRigDynamics.h"
 #include "engine/graphics/ActorRigIK.h"
@@ -112,6 +113,9 @@ void ActorDatabaseParser::follow_registries() {
         curve_ = nullptr;
         dynamics_rig_ = nullptr;
         ik_rig_ = nullptr;
+        clip_.reset();
+        clip_actor_ = nullptr;
+        track_joint_ = -1;
         generation_ = registries().generation;
     }
 }
@@ -119,6 +123,7 @@ void ActorDatabaseParser::follow_registries() {
 void ActorDatabaseParser::finish() {
     follow_registries();
     end_mesh();
+    end_clip();
 }
 
 void ActorDatabaseParser::on_element_start(const std::string& name, const Attributes& a) {
@@ -153,6 +158,16 @@ void ActorDatabaseParser::on_element_start(const std::string& name, const Attrib
         start_ik_handle_position(a);
     else if (name == "IKHandleRotation")
         start_ik_handle_rotation(a);
+    else if (name == "ActorClip")
+        start_clip(a);
+    else if (name == "ClipTrack")
+        start_clip_track(a);
+    else if (name == "PartTrack")
+        start_part_track(a);
+    else if (name == "ClipKey")
+        start_clip_key(a);
+    else if (name == "ClipEvent")
+        start_clip_event(a);
 }
 
 void ActorDatabaseParser::on_element_end(const std::string& name) {
@@ -169,6 +184,10 @@ void ActorDatabaseParser::on_element_end(const std::string& name) {
         ik_rig_ = nullptr;
     else if (name == "AnimCurve")
         curve_ = nullptr;
+    else if (name == "ActorClip")
+        end_clip();
+    else if (name == "ClipTrack" || name == "PartTrack")
+        track_joint_ = -1;
     // "ActorRigDynamics" clears nothing: its rig stays current until the next one starts
     // or the document ends, so a "RigidBody" after the end tag still joins it.
 }
@@ -419,6 +438,127 @@ void ActorDatabaseParser::start_ik_handle_rotation(const Attributes& a) {
         handle->set_bind_rotation(read_float("IKHandleRotation", "bind_rotation", *v));
 }
 
+// Clips: each is checked as it is read and stored whole at its end tag; a key, track
+// or event that cannot be used is skipped and counted, the rest of the clip kept.
+void ActorDatabaseParser::start_clip(const Attributes& a) {
+    end_clip();
+    ActorData* owner = actor_;
+    if (const std::string* v = find(a, "actor")) {
+        owner = ActorDatabase::find_actor_data(*v);
+        if (!owner) return problem("\"ActorClip\" for actor " + quoted(*v) + ", which is not loaded (skipped)");
+    }
+    if (!owner) return problem("\"ActorClip\" outside an \"ActorData\" and without \"actor\" (skipped)");
+    const std::string* id = find(a, "id");
+    const std::string* duration = find(a, "duration");
+    if (!id || !duration) return problem("\"ActorClip\" without \"id\" or \"duration\" (skipped)");
+    const float seconds = read_float("ActorClip", "duration", *duration);
+    const int loops = find(a, "loops") ? read_int("ActorClip", "loops", *find(a, "loops")) : 1;
+    const std::string why = AnimationClip::check(*id, seconds, loops);
+    if (!why.empty()) return problem("\"ActorClip\": " + why + " (skipped)");
+    if (owner->get_clip(*id))
+        return problem("\"ActorClip\" " + quoted(*id) + " of " + quoted(owner->get_id()) +
+                       " is loaded already (skipped)");
+    clip_ = std::make_unique<AnimationClip>(*id, seconds, loops);
+    clip_actor_ = owner;
+}
+
+void ActorDatabaseParser::end_clip() {
+    track_joint_ = -1;
+    if (clip_ && clip_actor_) clip_actor_->add_clip(std::move(clip_));
+    clip_.reset();
+    clip_actor_ = nullptr;
+}
+
+void ActorDatabaseParser::start_clip_track(const Attributes& a) {
+    track_joint_ = -1;
+    if (!clip_) return problem("\"ClipTrack\" outside an \"ActorClip\" (skipped with its keys)");
+    const std::string* joint = find(a, "joint");
+    const std::string* channel = find(a, "channel");
+    if (!joint || !channel) return problem("\"ClipTrack\" without \"joint\" or \"channel\" (skipped with its keys)");
+    const Skeleton* skeleton = clip_actor_->get_skeleton();
+    const Transform* found = skeleton ? skeleton->get_joint(*joint) : nullptr;
+    if (!found)
+        return problem("\"ClipTrack\" of clip " + quoted(clip_->get_name()) + ": actor " +
+                       quoted(clip_actor_->get_id()) + " has no joint " + quoted(*joint) + " (skipped with its keys)");
+    const int c = *channel == "position" ? 0 : *channel == "rotation" ? 1 : *channel == "scale" ? 2 : -1;
+    if (c < 0)
+        return problem("\"ClipTrack\" channel " + quoted(*channel) +
+                       " is not position, rotation or scale (skipped with its keys)");
+    for (unsigned j = 0; j < skeleton->get_num_joints(); ++j)
+        if (skeleton->get_joint(j) == found) track_joint_ = int(j);
+    track_channel_ = c;
+}
+
+void ActorDatabaseParser::start_part_track(const Attributes& a) {
+    track_joint_ = -1;
+    if (!clip_) return problem("\"PartTrack\" outside an \"ActorClip\" (skipped with its keys)");
+    const std::string* part = find(a, "part");
+    const std::string* channel = find(a, "channel");
+    if (!part || !channel) return problem("\"PartTrack\" without \"part\" or \"channel\" (skipped with its keys)");
+    const auto& meshes = clip_actor_->get_meshes();
+    int index = -1;
+    for (size_t m = 0; m < meshes.size() && index < 0; ++m)
+        if (meshes[m]->id == *part) index = int(m);
+    if (index < 0)
+        return problem("\"PartTrack\" of clip " + quoted(clip_->get_name()) + ": actor " +
+                       quoted(clip_actor_->get_id()) + " has no mesh " + quoted(*part) + " (skipped with its keys)");
+    const int c = *channel == "visible"  ? int(ClipChannel::visible)
+                  : *channel == "colour" ? int(ClipChannel::colour)
+                                         : -1;
+    if (c < 0)
+        return problem("\"PartTrack\" channel " + quoted(*channel) +
+                       " is not visible or colour (skipped with its keys)");
+    track_joint_ = index;
+    track_channel_ = c;
+}
+
+void ActorDatabaseParser::start_clip_key(const Attributes& a) {
+    if (track_joint_ < 0) return problem("\"ClipKey\" outside a usable \"ClipTrack\" (skipped)");
+    const std::string* time = find(a, "time");
+    const std::string* value = find(a, "value");
+    if (!time || !value) return problem("\"ClipKey\" without \"time\" or \"value\" (skipped)");
+    ClipKey key;
+    key.time = read_float("ClipKey", "time", *time);
+    const auto channel = ClipChannel(track_channel_);
+    if (channel == ClipChannel::rotation || channel == ClipChannel::visible) {
+        key.value[0] = read_float("ClipKey", "value", *value);
+    } else {
+        const size_t count = channel == ClipChannel::colour ? 4 : 2;
+        const std::vector<std::string> items = core::StringUtility::split(*value, ',');
+        if (items.size() != count)
+            return problem("\"ClipKey\" value " + quoted(*value) + " is not " +
+                           (count == 4 ? "four numbers r,g,b,a" : "two numbers x,y") + " (skipped)");
+        for (size_t k = 0; k < count; ++k) key.value[k] = read_float("ClipKey", "value", items[k]);
+    }
+    if (const std::string* easing = find(a, "easing")) {
+        if (*easing == "step") {
+            key.easing = ClipEasing::step;
+        } else if (*easing == "bezier") {
+            key.easing = ClipEasing::bezier;
+            const std::string* curve = find(a, "curve");
+            const std::vector<std::string> items =
+                curve ? core::StringUtility::split(*curve, ',') : std::vector<std::string>();
+            if (items.size() != 4)
+                return problem("\"ClipKey\" with easing \"bezier\" needs curve=\"x1,y1,x2,y2\" (skipped)");
+            for (size_t k = 0; k < 4; ++k) key.curve[k] = read_float("ClipKey", "curve", items[k]);
+        } else if (*easing != "linear") {
+            return problem("\"ClipKey\" easing " + quoted(*easing) + " is not step, linear or bezier (skipped)");
+        }
+    }
+    const int turns = find(a, "turns") ? read_int("ClipKey", "turns", *find(a, "turns")) : 0;
+    const std::string why = clip_->add_key(unsigned(track_joint_), channel, key, turns);
+    if (!why.empty()) problem("\"ClipKey\": " + why + " (skipped)");
+}
+
+void ActorDatabaseParser::start_clip_event(const Attributes& a) {
+    if (!clip_) return problem("\"ClipEvent\" outside an \"ActorClip\" (skipped)");
+    const std::string* time = find(a, "time");
+    const std::string* name = find(a, "name");
+    if (!time || !name) return problem("\"ClipEvent\" without \"time\" or \"name\" (skipped)");
+    const std::string why = clip_->add_event(read_float("ClipEvent", "time", *time), *name);
+    if (!why.empty()) problem("\"ClipEvent\": " + why + " (skipped)");
+}
+
 // Registries ---------------------------------------------------------------------------
 
 namespace ActorDatabase {
@@ -445,8 +585,6 @@ bool load_text(const std::string& document, const std::string& name) {
     return true;
 }
 
-unsigned long get_generation() { return registries().generation; }
-
 void unload() {
     Registries& r = registries();
     ++r.generation;
@@ -464,6 +602,8 @@ void unload() {
     r.ik_rigs.clear();
     r.dynamics_rigs.clear();
 }
+
+unsigned long generation() { return registries().generation; }
 
 ActorData* find_actor_data(const std::string& id) {
     auto& m = registries().actors;

@@ -12,12 +12,14 @@ class ActorMeshData;
 class ActorRigDynamics;
 class ActorRigIK;
 class AnimCurve;
+class AnimationClip;
 class Jiggle;
 struct BlendShape;
 
 /// Reads actor documents into the actor database's registries: "ActorData" with its
 /// "Joint", "ActorMeshData", "Vertex", "Face", "BlendShape", "AnimCurve", "Keyframe" and
-/// "Jiggle" elements, "ActorRigIK" with its handles and "ActorRigDynamics" with its
+/// "Jiggle" elements, "ActorClip" with its "ClipTrack", "PartTrack", "ClipKey" and
+/// "ClipEvent" elements, "ActorRigIK" with its handles and "ActorRigDynamics" with its
 /// bodies and constraints. Other element names are passed over (a document may wrap
 /// everything in a root of any name). Elements that cannot be used are skipped and
 /// counted; `report` sums them up in one warning. Script thread only.
@@ -60,6 +62,12 @@ private:
     void start_ik_handle_position(const Attributes& a);
     void start_ik_handle_rotation(const Attributes& a);
     void end_mesh();
+    void start_clip(const Attributes& a);
+    void start_clip_track(const Attributes& a);
+    void start_part_track(const Attributes& a);
+    void start_clip_key(const Attributes& a);
+    void start_clip_event(const Attributes& a);
+    void end_clip();
 
     // The records being filled, none owned (the registries own them).
     ActorData* actor_ = nullptr;
@@ -70,9 +78,13 @@ private:
     AnimCurve* curve_ = nullptr;
     ActorRigDynamics* dynamics_rig_ = nullptr;
     ActorRigIK* ik_rig_ = nullptr;
-    unsigned long generation_ = 0;  // the registries' generation these pointers belong to
-    int problems_ = 0;              // elements or values skipped or read in part
-    std::string first_problem_;     // where and what the first one was
+    std::unique_ptr<AnimationClip> clip_;  // being read; stored at its end tag
+    ActorData* clip_actor_ = nullptr;      // whose clip it is
+    int track_joint_ = -1;                 // the current track's joint or mesh; -1: none or skipped
+    int track_channel_ = 0;                // its ClipChannel
+    unsigned long generation_ = 0;         // the registries' generation these pointers belong to
+    int problems_ = 0;                     // elements or values skipped or read in part
+    std::string first_problem_;            // where and what the first one was
 };
 
 }  // namespace engine::graphics

@@ -162,18 +162,18 @@ void ActorControllerIK::set_bind_pose() {
     // The constraints come from the class factory, whose script classes may unload the
     // database and with it the rig: each handle's values are read before the call, and
     // the rig is not touched again once an unload happened.
-    const unsigned long generation = ActorDatabase::get_generation();
+    const unsigned long generation = ActorDatabase::generation();
     const ActorRigIK* rig = rig_;
     const unsigned positions = rig->get_num_position_handles();
-    for (unsigned i = 0; i < positions && ActorDatabase::get_generation() == generation; ++i) {
+    for (unsigned i = 0; i < positions && ActorDatabase::generation() == generation; ++i) {
         const IKHandlePosition* handle = rig->get_position_handle(i);
         const std::string effector = handle->get_effector_id();
         IKConstraintPosition* constraint = create_fixed_position_constraint(handle->get_bind_position());
         set_position_constraint(effector, constraint);
         adopt(constraint);
     }
-    const unsigned rotations = ActorDatabase::get_generation() == generation ? rig->get_num_rotation_handles() : 0;
-    for (unsigned i = 0; i < rotations && ActorDatabase::get_generation() == generation; ++i) {
+    const unsigned rotations = ActorDatabase::generation() == generation ? rig->get_num_rotation_handles() : 0;
+    for (unsigned i = 0; i < rotations && ActorDatabase::generation() == generation; ++i) {
         const IKHandleRotation* handle = rig->get_rotation_handle(i);
         const std::string joint = handle->get_joint_id();
         IKConstraintRotation* constraint = create_fixed_rotation_constraint(handle->get_bind_rotation(), false);

@@ -194,9 +194,9 @@ bool ActorRigIK::solve_constraints(ActorControllerIK* controller) {
     // after each target is asked, the solve goes on only if neither happened.
     const core::Ref<Skeleton> skeleton(actor ? actor->get_skeleton() : nullptr);
     if (!skeleton) return false;
-    const unsigned long generation = ActorDatabase::get_generation();
+    const unsigned long generation = ActorDatabase::generation();
     const auto still_valid = [&] {
-        return ActorDatabase::get_generation() == generation && controller->get_actor() == actor &&
+        return ActorDatabase::generation() == generation && controller->get_actor() == actor &&
                actor->get_skeleton() == skeleton.get();
     };
     bool changed = false;

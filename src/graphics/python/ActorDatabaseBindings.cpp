@@ -2,6 +2,7 @@
 
 #include "engine/graphics/ActorData.h"
 #include "engine/graphics/ActorDatabase.h"
+#include "engine/graphics/AnimationClip.h"
 #include "engine/graphics/Skeleton.h"
 
 namespace engine::graphics::python {
@@ -35,6 +36,118 @@ bp::list mesh_ids(const std::string& id) {
     return result;
 }
 
+bp::list clip_ids(const std::string& id) {
+    bp::list result;
+    if (const ActorData* data = ActorDatabase::find_actor_data(id))
+        for (const auto& [name, clip] : data->get_clips()) result.append(name);
+    return result;
+}
+
+void fail(const std::string& why) { raise(PyExc_ValueError, "add_clip(): " + why + "."); }
+
+float number(const bp::object& value) {
+    bp::extract<float> x(value);
+    if (!x.check()) fail("a number was expected, not " + std::string(Py_TYPE(value.ptr())->tp_name));
+    return x();
+}
+
+// A key (time, value[, easing[, turns]]): value a number for rotation, (x, y) otherwise;
+// easing "step", "linear" or (x1, y1, x2, y2) of a bezier easing.
+void add_key(AnimationClip& clip, unsigned joint, ClipChannel channel, const bp::object& item) {
+    const bp::ssize_t n = bp::len(item);
+    if (n < 2 || n > 4) fail("a key is (time, value[, easing[, turns]])");
+    ClipKey key;
+    key.time = number(item[0]);
+    if (channel == ClipChannel::rotation || channel == ClipChannel::visible) {
+        key.value[0] = number(item[1]);
+    } else {
+        const bp::object v = item[1];
+        const int count = channel == ClipChannel::colour ? 4 : 2;
+        if (bp::len(v) != count)
+            fail(count == 4 ? "a colour value is (r, g, b, a)" : "a position or scale value is (x, y)");
+        for (int k = 0; k < count; ++k) key.value[k] = number(v[k]);
+    }
+    if (n > 2) {
+        const bp::object easing = item[2];
+        bp::extract<std::string> text(easing);
+        if (text.check()) {
+            const std::string e = text();
+            if (e == "step")
+                key.easing = ClipEasing::step;
+            else if (e != "linear")
+                fail("easing '" + e + "' is not 'step', 'linear' or (x1, y1, x2, y2)");
+        } else {
+            if (bp::len(easing) != 4) fail("a bezier easing is (x1, y1, x2, y2)");
+            key.easing = ClipEasing::bezier;
+            for (int k = 0; k < 4; ++k) key.curve[k] = number(easing[k]);
+        }
+    }
+    const int turns = n > 3 ? bp::extract<int>(item[3])() : 0;
+    const std::string why = clip.add_key(joint, channel, key, turns);
+    if (!why.empty()) fail(why);
+}
+
+// Builds the whole clip first, so that a bad value adds nothing.
+void add_clip(const std::string& actor, const std::string& name, float duration, int loops, const bp::object& tracks,
+              const bp::object& events, const bp::object& parts) {
+    ActorData* data = ActorDatabase::find_actor_data(actor);
+    if (!data) fail("no actor '" + actor + "' is loaded");
+    const std::string why = AnimationClip::check(name, duration, loops);
+    if (!why.empty()) fail(why);
+    if (data->get_clip(name)) fail("actor '" + actor + "' has a clip '" + name + "' already");
+    auto clip = std::make_unique<AnimationClip>(name, duration, loops);
+    const Skeleton* skeleton = data->get_skeleton();
+    if (!tracks.is_none()) {
+        const bp::list joints = bp::dict(tracks).items();
+        for (bp::ssize_t i = 0; i < bp::len(joints); ++i) {
+            const std::string joint = bp::extract<std::string>(joints[i][0]);
+            const int index = skeleton ? skeleton->get_joint_index(joint) : -1;
+            if (index < 0) fail("actor '" + actor + "' has no joint '" + joint + "'");
+            const bp::list channels = bp::dict(joints[i][1]).items();
+            for (bp::ssize_t c = 0; c < bp::len(channels); ++c) {
+                const std::string channel = bp::extract<std::string>(channels[c][0]);
+                ClipChannel kind = ClipChannel::rotation;
+                if (channel == "position")
+                    kind = ClipChannel::position;
+                else if (channel == "scale")
+                    kind = ClipChannel::scale;
+                else if (channel != "rotation")
+                    fail("channel '" + channel + "' is not 'position', 'rotation' or 'scale'");
+                const bp::object keys = channels[c][1];
+                for (bp::ssize_t k = 0; k < bp::len(keys); ++k) add_key(*clip, unsigned(index), kind, keys[k]);
+            }
+        }
+    }
+    if (!parts.is_none()) {
+        const bp::list items = bp::dict(parts).items();
+        for (bp::ssize_t i = 0; i < bp::len(items); ++i) {
+            const std::string part = bp::extract<std::string>(items[i][0]);
+            int index = -1;
+            for (size_t m = 0; m < data->get_meshes().size() && index < 0; ++m)
+                if (data->get_meshes()[m]->id == part) index = int(m);
+            if (index < 0) fail("actor '" + actor + "' has no mesh '" + part + "'");
+            const bp::list channels = bp::dict(items[i][1]).items();
+            for (bp::ssize_t c = 0; c < bp::len(channels); ++c) {
+                const std::string channel = bp::extract<std::string>(channels[c][0]);
+                if (channel != "visible" && channel != "colour")
+                    fail("part channel '" + channel + "' is not 'visible' or 'colour'");
+                const ClipChannel kind = channel == "visible" ? ClipChannel::visible : ClipChannel::colour;
+                const bp::object keys = channels[c][1];
+                for (bp::ssize_t k = 0; k < bp::len(keys); ++k) add_key(*clip, unsigned(index), kind, keys[k]);
+            }
+        }
+    }
+    if (!events.is_none()) {
+        for (bp::ssize_t i = 0; i < bp::len(events); ++i) {
+            const bp::object event = events[i];
+            if (bp::len(event) != 2) fail("an event is (time, name)");
+            const std::string problem = clip->add_event(number(event[0]), bp::extract<std::string>(event[1]));
+            if (!problem.empty()) fail(problem);
+        }
+    }
+    data->add_clip(std::move(clip));
+}
+
 }  // namespace
 
 void define_actor_database() {
@@ -49,7 +162,7 @@ void define_actor_database() {
         .staticmethod("load")
         .def("unload", &ActorDatabase::unload,
              "unload() -> None\n\n"
-             "Forgets every actor and rig.")
+             "Forgets every actor, clip and rig.")
         .staticmethod("unload")
         // What is loaded, for scripts and tools.
         .def("actor_ids", &actor_ids,
@@ -71,7 +184,22 @@ void define_actor_database() {
         .def("mesh_ids", &mesh_ids, bp::arg("id"),
              "mesh_ids(id: str) -> list[str]\n\n"
              "The actor's mesh ids, in order.")
-        .staticmethod("mesh_ids");
+        .staticmethod("mesh_ids")
+        .def("clip_ids", &clip_ids, bp::arg("id"),
+             "clip_ids(id: str) -> list[str]\n\n"
+             "The actor's clip names, sorted.")
+        .staticmethod("clip_ids")
+        .def("add_clip", &add_clip,
+             (bp::arg("actor"), bp::arg("name"), bp::arg("duration"), bp::arg("loops") = 1,
+              bp::arg("tracks") = bp::object(), bp::arg("events") = bp::object(), bp::arg("parts") = bp::object()),
+             "add_clip(actor: str, name: str, duration: float, loops: int = 1, tracks: dict[str, dict[str, "
+             "list[tuple]]] | None = None, events: list[tuple[float, str]] | None = None, parts: dict[str, "
+             "dict[str, list[tuple]]] | None = None) -> None\n\n"
+             "Adds a clip to a loaded actor, as an ActorClip element would: tracks is\n"
+             "{joint: {'position' | 'rotation' | 'scale': [(time, value[, easing[, turns]]), ...]}},\n"
+             "events [(time, name), ...], parts {mesh: {'visible' | 'colour': [keys]}} (visible 1 or 0,\n"
+             "colour (r, g, b, a)). ValueError, and nothing added, for any bad value.")
+        .staticmethod("add_clip");
 }
 
 }  // namespace engine::graphics::python

@@ -26,6 +26,8 @@ void define_actor_controller();                  // ActorController, subclassabl
 void define_actor_controller_dynamics();         // DynamicsBody, ActorControllerDynamics
 void define_actor_controller_ik();               // the IK handle proxies, ActorControllerIK
 void define_actor_controller_shared_skeleton();  // ActorControllerSharedSkeleton
+void define_actor_controller_animation();        // ActorControllerAnimation
+void define_actor_controller_stack();            // ActorControllerStack
 void define_ik_constraint();  // IKConstraintPosition, ...Fixed, ...Hold, IKConstraintRotation, ...Fixed
 void define_framebuffer();     // Framebuffer, FramebufferDisplay
 void define_text();            // Text

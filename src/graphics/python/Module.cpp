@@ -98,6 +98,8 @@ BOOST_PYTHON_MODULE(libgraphics) {
     define_actor_controller_dynamics();
     define_actor_controller_ik();
     define_actor_controller_shared_skeleton();
+    define_actor_controller_animation();
+    define_actor_controller_stack();
     define_ik_constraint();
     define_framebuffer();
     define_text();

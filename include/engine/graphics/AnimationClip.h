@@ -1,0 +1,100 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace engine::graphics {
+
+/// How a key moves on to the next one of its track.
+enum class ClipEasing : std::uint8_t {
+    step,    // holds the key's value until the next key
+    linear,  // straight line
+    bezier,  // cubic easing through (0, 0), (x1, y1), (x2, y2), (1, 1) over the interval
+};
+
+/// What a joint track animates. Values are offsets from the joint's setup pose:
+/// position adds to the setup position, rotation (radians) to the setup rotation, and
+/// scale multiplies the setup scale (1 leaves it).
+/// Part channels animate a mesh of the actor (a "part", by mesh name): visible (1 shows
+/// it, 0 hides it; held from key to key) and colour (r, g, b, a, set on the mesh as
+/// `ActorMesh::set_colour` does).
+enum class ClipChannel : std::uint8_t { position, rotation, scale, visible, colour };
+
+/// One key of a joint track. Its easing shapes the way from it to the next key.
+struct ClipKey {
+    float time = 0.0f;
+    float value[4] = {0.0f, 0.0f, 0.0f, 0.0f};  // x, y; rotation and visible use value[0]; colour all four
+    ClipEasing easing = ClipEasing::linear;
+    float curve[4] = {0.0f, 0.0f, 1.0f, 1.0f};  // x1, y1, x2, y2 of a bezier easing
+    // The curve's parameter at x = 0, 1/8, ..., 1, filled by `add_key`: the start of
+    // each solve, which then takes a step or two instead of a dozen.
+    float guesses[9] = {0.0f, 0.125f, 0.25f, 0.375f, 0.5f, 0.625f, 0.75f, 0.875f, 1.0f};
+};
+
+/// The keys of one channel of one joint, in time order.
+struct ClipTrack {
+    unsigned joint = 0;  // index in the actor's skeleton, or of the mesh for a part channel
+    ClipChannel channel = ClipChannel::rotation;
+    std::vector<ClipKey> keys;
+};
+
+/// A named instant of a clip, told to scripts when playback crosses it.
+struct ClipEvent {
+    float time = 0.0f;
+    std::string name;
+};
+
+/// A keyframed clip of one actor: joint tracks and events over [0, duration], played by
+/// ActorControllerAnimation. Owned by the actor database (its actor record) until
+/// "unload". Built by the XML parser and by actor_database.add_clip through the same
+/// `add_key` / `add_event` checks. Script thread only.
+///
+///     AnimationClip clip("wave", 1.0f, 0);
+///     clip.add_key(arm, ClipChannel::rotation, key, 0);
+class AnimationClip {
+public:
+    /// `loops` is how many times it plays by default; 0 plays it forever.
+    AnimationClip(std::string name, float duration, int loops);
+
+    const std::string& get_name() const { return name_; }
+    float get_duration() const { return duration_; }
+    int get_loops() const { return loops_; }
+    /// Joint tracks (position, rotation, scale).
+    const std::vector<ClipTrack>& get_tracks() const { return tracks_; }
+    /// Part tracks (visible, colour), `joint` naming the mesh's index.
+    const std::vector<ClipTrack>& get_part_tracks() const { return part_tracks_; }
+    /// In time order.
+    const std::vector<ClipEvent>& get_events() const { return events_; }
+
+    /// Appends a key to the track of (joint, channel), made on first use. `turns` adds
+    /// whole turns to a rotation key's way from the previous key, which otherwise takes
+    /// the shorter arc. Returns why the key was refused ("" when added): a time outside
+    /// [0, duration] or before the track's last key, or a value or curve that is not
+    /// finite, or a curve x outside [0, 1].
+    std::string add_key(unsigned joint, ClipChannel channel, const ClipKey& key, int turns = 0);
+    /// Inserts an event in time order; why it was refused, or "".
+    std::string add_event(float time, const std::string& name);
+
+    /// The value of `track` at `time` (clamped to the first and last key); `out` takes
+    /// two values, or four for a colour track.
+    static void sample(const ClipTrack& track, float time, float* out);
+    /// The eased fraction of a bezier easing at x in [0, 1].
+    static float ease(const float curve[4], float x);
+    /// The same, started from a key's filled guesses.
+    static float ease(const ClipKey& key, float x);
+
+    /// Why a clip header is refused (empty name, duration not finite and positive,
+    /// negative loops), or "".
+    static std::string check(const std::string& name, float duration, int loops);
+
+private:
+    std::string name_;                    // key in its actor's clips
+    float duration_;                      // seconds, > 0
+    int loops_;                           // default play count; 0: forever
+    std::vector<ClipTrack> tracks_;       // one per (joint, channel)
+    std::vector<ClipTrack> part_tracks_;  // one per (mesh, channel)
+    std::vector<ClipEvent> events_;       // in time order
+};
+
+}  // namespace engine::graphics
