@@ -193,8 +193,8 @@ void define_actor_database() {
              (bp::arg("actor"), bp::arg("name"), bp::arg("duration"), bp::arg("loops") = 1,
               bp::arg("tracks") = bp::object(), bp::arg("events") = bp::object(), bp::arg("parts") = bp::object()),
              "add_clip(actor: str, name: str, duration: float, loops: int = 1, tracks: dict[str, dict[str, "
-             "list[tuple]]] | None = None, events: list[tuple[float, str]] | None = None, parts: dict[str, "
-             "dict[str, list[tuple]]] | None = None) -> None\n\n"
+             "list[tuple[object, ...]]]] | None = None, events: list[tuple[float, str]] | None = None, parts: dict[str, "
+             "dict[str, list[tuple[object, ...]]]] | None = None) -> None\n\n"
              "Adds a clip to a loaded actor, as an ActorClip element would: tracks is\n"
              "{joint: {'position' | 'rotation' | 'scale': [(time, value[, easing[, turns]]), ...]}},\n"
              "events [(time, name), ...], parts {mesh: {'visible' | 'colour': [keys]}} (visible 1 or 0,\n"
