@@ -62,7 +62,10 @@ public:
     /// with the object it names; "after a scene listener's hook" without one), logs one
     /// error "GL state <when> [of <object>] differs from the baseline: <differences>" and
     /// applies the baseline. Returns whether the state matched.
-    static bool check(const char* when, const SceneObject* object = nullptr, int modelview_depth = -1);
+    /// Inline so that, with the check off, a frame pays one flag test per object.
+    static bool check(const char* when, const SceneObject* object = nullptr, int modelview_depth = -1) {
+        return !checking_ || compare(when, object, modelview_depth);
+    }
 
     /// The modelview stack depth now (for the depth a later check expects).
     static int get_modelview_depth();
@@ -75,6 +78,9 @@ public:
     static std::string describe(const SceneObject& object);
 
 private:
+    // The comparison behind `check`, run only while checking.
+    static bool compare(const char* when, const SceneObject* object, int modelview_depth);
+
     static bool checking_;          // compare after every step
     static std::size_t violations_; // checks that found a difference
     static ObjectNamer namer_;      // class names in reports

@@ -9,6 +9,7 @@
 
 #include <GL/gl.h>
 
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <cxxabi.h>
@@ -234,8 +235,7 @@ std::string GLState::describe(const SceneObject& object) {
     return text + (id.empty() ? std::string(" (no id)") : " '" + id + "'");
 }
 
-bool GLState::check(const char* when, const SceneObject* object, int modelview_depth) {
-    if (!checking_) return true;
+bool GLState::compare(const char* when, const SceneObject* object, int modelview_depth) {
     const std::vector<std::string> found = differences(modelview_depth);
     if (found.empty()) return true;
     ++violations_;
