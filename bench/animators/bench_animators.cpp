@@ -4,6 +4,7 @@
 // Durations are so long that nothing finishes while it is measured.
 #include "Timing.h"
 
+#include "engine/core/Ref.h"
 #include "engine/graphics/Scene.h"
 #include "engine/graphics/SceneLayer.h"
 #include "engine/graphics/SceneObject.h"
@@ -36,7 +37,7 @@ namespace {
 constexpr float kForever = 1e9f;  // a duration that outlasts the measurement
 constexpr float kDt = 1.0f / 60.0f;
 
-using Make = std::function<std::unique_ptr<SceneObjectAnimator>()>;
+using Make = std::function<engine::core::Ref<SceneObjectAnimator>()>;
 
 struct Kind {
     const char* name;
@@ -45,19 +46,19 @@ struct Kind {
 
 const std::vector<Kind>& kinds() {
     static const std::vector<Kind> all = {
-        {"AlphaPulse", [] { return std::make_unique<SceneObjectAnimatorAlphaPulse>(0.0f, 1.0f, 2.0f); }},
-        {"Pulse", [] { return std::make_unique<SceneObjectAnimatorPulse>(1.0f, 2.0f, kForever); }},
-        {"Rotate", [] { return std::make_unique<SceneObjectAnimatorRotate>(1.0f, 0.5f, 0.0f); }},
-        {"Scale", [] { return std::make_unique<SceneObjectAnimatorScale>(2.0f, kForever); }},
-        {"SpriteFade", [] { return std::make_unique<SceneObjectAnimatorSpriteFade>(0.0f, kForever); }},
-        {"SpriteWipe", [] { return std::make_unique<SceneObjectAnimatorSpriteWipe>(true, kForever); }},
+        {"AlphaPulse", [] { return engine::core::make_ref<SceneObjectAnimatorAlphaPulse>(0.0f, 1.0f, 2.0f); }},
+        {"Pulse", [] { return engine::core::make_ref<SceneObjectAnimatorPulse>(1.0f, 2.0f, kForever); }},
+        {"Rotate", [] { return engine::core::make_ref<SceneObjectAnimatorRotate>(1.0f, 0.5f, 0.0f); }},
+        {"Scale", [] { return engine::core::make_ref<SceneObjectAnimatorScale>(2.0f, kForever); }},
+        {"SpriteFade", [] { return engine::core::make_ref<SceneObjectAnimatorSpriteFade>(0.0f, kForever); }},
+        {"SpriteWipe", [] { return engine::core::make_ref<SceneObjectAnimatorSpriteWipe>(true, kForever); }},
         // Moves at most 1e-3 per step towards a target 1e9 away.
-        {"Move", [] { return std::make_unique<SceneObjectAnimatorMove>(Vec(kForever, 0.0f), 1.0f, 1e-3f); }},
-        {"MoveFixed", [] { return std::make_unique<SceneObjectAnimatorMoveFixed>(Vec(1.0f, -1.0f)); }},
-        {"MoveNewtonian", [] { return std::make_unique<SceneObjectAnimatorMoveNewtonian>(Vec(1.0f, -1.0f)); }},
+        {"Move", [] { return engine::core::make_ref<SceneObjectAnimatorMove>(Vec(kForever, 0.0f), 1.0f, 1e-3f); }},
+        {"MoveFixed", [] { return engine::core::make_ref<SceneObjectAnimatorMoveFixed>(Vec(1.0f, -1.0f)); }},
+        {"MoveNewtonian", [] { return engine::core::make_ref<SceneObjectAnimatorMoveNewtonian>(Vec(1.0f, -1.0f)); }},
         {"MoveSmooth",
-         [] { return std::make_unique<SceneObjectAnimatorMoveSmooth>(Vec(100.0f, 100.0f), kForever, false); }},
-        {"Slide", [] { return std::make_unique<SceneObjectAnimatorSlide>(Vec(100.0f, 100.0f), kForever, true); }},
+         [] { return engine::core::make_ref<SceneObjectAnimatorMoveSmooth>(Vec(100.0f, 100.0f), kForever, false); }},
+        {"Slide", [] { return engine::core::make_ref<SceneObjectAnimatorSlide>(Vec(100.0f, 100.0f), kForever, true); }},
     };
     return all;
 }
@@ -66,24 +67,24 @@ const std::vector<Kind>& kinds() {
 // Declared so that objects go first (telling their animators), then the animators,
 // the scene and the layers.
 struct World {
-    std::vector<std::unique_ptr<SceneLayer>> layers;
+    std::vector<engine::core::Ref<SceneLayer>> layers;
     Scene scene;
-    std::vector<std::unique_ptr<SceneObjectAnimator>> animators;
-    std::vector<std::unique_ptr<SceneObject>> objects;
+    std::vector<engine::core::Ref<SceneObjectAnimator>> animators;
+    std::vector<engine::core::Ref<SceneObject>> objects;
 
     // `per_object` animators on each object, made by `pick(object, slot)`.
     World(int object_count, int per_object, const std::function<const Kind&(int, int)>& pick) {
         for (int l = 0; l < 10; ++l) {
-            layers.push_back(std::make_unique<SceneLayer>("layer" + std::to_string(l), float(l), 0, true));
+            layers.push_back(engine::core::make_ref<SceneLayer>("layer" + std::to_string(l), float(l), 0, true));
             scene.add_layer(layers.back().get());
         }
         objects.reserve(std::size_t(object_count));
         animators.reserve(std::size_t(object_count) * std::size_t(per_object));
         for (int i = 0; i < object_count; ++i) {
             if (i % 2)
-                objects.push_back(std::make_unique<Sprite>(""));
+                objects.push_back(engine::core::make_ref<Sprite>(""));
             else
-                objects.push_back(std::make_unique<SceneObject>());
+                objects.push_back(engine::core::make_ref<SceneObject>());
             SceneObject& o = *objects.back();
             o.set_position({float(i % 800), float(i % 600)});
             scene.add_object(&o, "layer" + std::to_string(i % 10));

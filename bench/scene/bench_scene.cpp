@@ -3,6 +3,7 @@
 // visibility, layer matrix, matrix push/pop), not drawing.
 #include "Timing.h"
 
+#include "engine/core/Ref.h"
 #include "engine/graphics/Module.h"
 #include "engine/graphics/Scene.h"
 #include "engine/graphics/SceneLayer.h"
@@ -24,20 +25,20 @@ namespace {
 // Native objects have no script object to count references on: the world owns them.
 // Declared so that objects go first, then the scene, then the layers.
 struct World {
-    std::vector<std::unique_ptr<SceneLayer>> layers;
+    std::vector<engine::core::Ref<SceneLayer>> layers;
     Scene scene;
-    std::vector<std::unique_ptr<SceneObject>> objects;
+    std::vector<engine::core::Ref<SceneObject>> objects;
 
     World(int count, int layer_count) {
         scene.set_scale({2.0f, 1.5f});
         for (int l = 0; l < layer_count; ++l) {
             const int flags = l % 2 ? Scene::SCALE_MIN | Scene::TRANSLATE : 0;
-            layers.push_back(std::make_unique<SceneLayer>("layer" + std::to_string(l), float(l), flags, true));
+            layers.push_back(engine::core::make_ref<SceneLayer>("layer" + std::to_string(l), float(l), flags, true));
             scene.add_layer(layers.back().get());
         }
         objects.reserve(std::size_t(count));
         for (int i = 0; i < count; ++i) {
-            objects.push_back(std::make_unique<SceneObject>());
+            objects.push_back(engine::core::make_ref<SceneObject>());
             SceneObject& o = *objects.back();
             o.set_position({float(i % 800), float(i % 600)});
             o.set_z(float(i % 7));

@@ -30,7 +30,7 @@ public:
     Actor(const Actor&) = delete;
     Actor& operator=(const Actor&) = delete;
     /// Releases the meshes, the skeleton and the controller; controllers that point at
-    /// this actor forget it.
+    /// this actor see their weak link read null.
     ~Actor() override;
 
     /// The id the actor was made from, known to the database or not: an IK controller
@@ -43,8 +43,8 @@ public:
     void set_skeleton(Skeleton* skeleton);
 
     ActorController* get_controller() const { return controller_; }
-    /// Releases the old controller; the new one is told this actor (`set_actor`)
-    /// before the actor takes its reference on it. Null allowed.
+    /// Holds the new controller in place of the old one, then tells it this actor
+    /// (`set_actor`). Null allowed.
     void set_controller(ActorController* controller);
 
     void set_debug(bool debug) { debug_ = debug; }
@@ -79,22 +79,13 @@ public:
     void on_render() override;
 
 private:
-    friend class ActorController;
-    friend class ActorControllerSharedSkeleton;
-    friend class ActorControllerDynamics;
-    /// Controllers whose actor, source or collision actor this is register here, to be told when it dies.
-    void watch(ActorController* controller) { watchers_.push_back(controller); }
-    void unwatch(ActorController* controller);
-
-    std::string data_id_;                      // the id asked for (records may be unloaded)
-    Skeleton* skeleton_ = nullptr;             // one reference (or created here, see release)
-    bool skeleton_created_ = false;            // skeleton_ is the one the constructor made
-    std::vector<ActorMesh*> meshes_;           // one reference each, in the record's order
-    bool debug_ = false;                       // draw the skeleton after the meshes
-    bool vertices_transformed_ = false;        // skinned at least once
-    bool transformed_this_frame_ = false;      // re-skinned in the current frame
-    ActorController* controller_ = nullptr;    // one reference
-    std::vector<ActorController*> watchers_;   // non-owning: controllers pointing here
+    std::string data_id_;                        // the id asked for (records may be unloaded)
+    core::Ref<Skeleton> skeleton_;               // null allowed
+    std::vector<core::Ref<ActorMesh>> meshes_;   // in the record's order
+    bool debug_ = false;                         // draw the skeleton after the meshes
+    bool vertices_transformed_ = false;          // skinned at least once
+    bool transformed_this_frame_ = false;        // re-skinned in the current frame
+    core::Ref<ActorController> controller_;      // null allowed
 };
 
 }  // namespace engine::graphics

@@ -1,6 +1,7 @@
 #pragma once
 
-#include "engine/core/script/Object.h"
+#include "engine/core/Object.h"
+#include "engine/core/Ref.h"
 
 namespace engine::graphics {
 
@@ -8,8 +9,8 @@ class Actor;
 
 /// What poses an actor: each frame the actor calls `update`, and re-skins its meshes
 /// when it returns true. Script classes derive from it and override "update", "render"
-/// and "on_actor". An actor holds one reference on its controller; the controller's
-/// actor is non-owning and becomes null when that actor dies. Script thread only.
+/// and "on_actor". An actor holds its controller; the controller's actor is a weak
+/// link that reads null once that actor dies. Script thread only.
 ///
 ///     class Wave(ActorController):
 ///         def update(self, dt):
@@ -19,7 +20,6 @@ public:
     ActorController() = default;
     ActorController(const ActorController&) = delete;
     ActorController& operator=(const ActorController&) = delete;
-    /// Stops watching its actor.
     ~ActorController() override;
 
     /// Poses the actor's skeleton; true when the pose changed this frame. Does nothing here.
@@ -27,19 +27,17 @@ public:
     /// Debug drawing, in the actor's space (called from the actor's skeleton drawing).
     virtual void render();
 
-    /// Stores the actor (non-owning, null allowed), then tells `on_actor`.
+    /// Stores the actor (a weak link, null allowed), then tells `on_actor`.
     void set_actor(Actor* actor);
-    Actor* get_actor() const { return actor_; }
+    Actor* get_actor() const { return actor_.get(); }
 
 protected:
     friend class Actor;
     /// Told the new actor after `set_actor`. Does nothing here.
     virtual void on_actor(Actor* actor);
-    /// `actor` is being destroyed: every pointer to it goes. Never calls a script.
-    virtual void forget_actor(const Actor* actor);
 
 private:
-    Actor* actor_ = nullptr;  // non-owning; null once that actor died
+    core::WeakRef<Actor> actor_;  // null once that actor died
 };
 
 }  // namespace engine::graphics

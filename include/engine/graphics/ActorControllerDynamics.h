@@ -108,7 +108,7 @@ public:
     /// Not owned. Flags the collision body for rebuilding on the next update (also when
     /// `actor` is the one already set, so setting it again picks up its new pose).
     void set_collision_actor(Actor* actor);
-    Actor* get_collision_actor() const { return collision_actor_; }
+    Actor* get_collision_actor() const { return collision_actor_.get(); }
     /// Flags the collision body for rebuilding on the next update, placed in `space`.
     void set_collision_space(CollisionSpace space);
     CollisionSpace get_collision_space() const { return collision_space_; }
@@ -136,12 +136,8 @@ public:
     /// Logs what is wrong with a constraint of the rig (`problem` says what it does then).
     void warn_problem(const char* constraint, const std::string& problem) const;
 
-    /// The actor database forgets `rig`: every controller using it drops its world.
-    static void forget_rig(const ActorRigDynamics* rig);
-
 protected:
     void on_actor(Actor* actor) override;
-    void forget_actor(const Actor* actor) override;
 
 private:
     void destroy_system();
@@ -151,12 +147,12 @@ private:
     core::Vector<float> spine_point(const Transform& joint) const;
     float spine_width() const;
 
-    const ActorRigDynamics* rig_ = nullptr;   // non-owning, from the database
+    core::Ref<const ActorRigDynamics> rig_;   // the actor's record; kept across unloads
     std::unique_ptr<b2World> world_;          // owned; null without a rig
     std::map<std::string, b2Body*> bodies_;   // rig name -> body of world_; keys name the bodies
     float accumulator_ = 0.0f;                // seconds not yet simulated
     unsigned long step_count_ = 0;            // steps since the world was built
-    Actor* collision_actor_ = nullptr;        // non-owning; null once that actor died
+    core::WeakRef<Actor> collision_actor_;    // null once that actor died
     b2Body* collision_body_ = nullptr;        // static, in world_
     bool collision_dirty_ = false;            // rebuild the collision body on the next update
     CollisionSpace collision_space_ = CollisionSpace::Skeleton;  // how the spine is placed

@@ -32,7 +32,7 @@ public:
     void render() override;
 
     /// The rig, or null (no actor, or no rig under its data id). Owned by the database.
-    ActorRigIK* get_rig() const { return rig_; }
+    ActorRigIK* get_rig() const { return rig_.get(); }
 
     /// Replaces the constraint under `joint` (null removes it), takes a reference on
     /// the new one and tells it the joint's world position ((0, 0) without that joint).
@@ -45,8 +45,12 @@ public:
     /// Releases and forgets it; an unknown name does nothing.
     void remove_position_constraint(const std::string& joint);
     void remove_rotation_constraint(const std::string& joint);
-    const std::map<std::string, IKConstraintPosition*>& get_position_constraints() const { return positions_; }
-    const std::map<std::string, IKConstraintRotation*>& get_rotation_constraints() const { return rotations_; }
+    const std::map<std::string, core::Ref<IKConstraintPosition>>& get_position_constraints() const {
+        return positions_;
+    }
+    const std::map<std::string, core::Ref<IKConstraintRotation>>& get_rotation_constraints() const {
+        return rotations_;
+    }
 
     /// Fixed constraints at the rig's bind positions and rotations, made through the
     /// class factory ("IKConstraintPositionFixed", "IKConstraintRotationFixed"). Nothing
@@ -56,25 +60,19 @@ public:
     bool is_ignoring_chain_offsets() const { return ignoring_chain_offsets_; }
     void set_ignoring_chain_offsets(bool ignore) { ignoring_chain_offsets_ = ignore; }
 
-    /// The actor database forgets `rig`: every controller using it goes rig-less.
-    static void forget_rig(const ActorRigIK* rig);
-
 protected:
     void on_actor(Actor* actor) override;
 
 private:
-    void release(core::Object* constraint);
-    void drop(core::Object* constraint);
-    void adopt(core::Object* constraint);
+    void release(core::Ref<const core::Object> constraint);
     void finish_stepping();
 
-    ActorRigIK* rig_ = nullptr;                                // non-owning, from the database
-    std::map<std::string, IKConstraintPosition*> positions_;  // one reference each; null: removed while stepping
-    std::map<std::string, IKConstraintRotation*> rotations_;  // one reference each; null: removed while stepping
-    bool ignoring_chain_offsets_ = false;                      // chain offsets left out of the solve
-    int stepping_ = 0;                                         // updates or solves under way
-    std::vector<core::Object*> released_while_stepping_;       // released when the step ends
-    std::vector<core::Object*> owned_;                         // native bind-pose constraints made here
+    core::Ref<ActorRigIK> rig_;                                          // the actor's record; kept across unloads
+    std::map<std::string, core::Ref<IKConstraintPosition>> positions_;  // null: removed while stepping
+    std::map<std::string, core::Ref<IKConstraintRotation>> rotations_;  // null: removed while stepping
+    bool ignoring_chain_offsets_ = false;                                // chain offsets left out of the solve
+    int stepping_ = 0;                                                   // updates or solves under way
+    std::vector<core::Ref<const core::Object>> released_while_stepping_;  // released when the step ends
 };
 
 }  // namespace engine::graphics

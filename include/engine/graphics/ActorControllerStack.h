@@ -31,14 +31,15 @@ public:
     bool add(ActorController* controller);
     /// Takes its actor away, removes and releases it; false when it is not in the stack.
     bool remove(ActorController* controller);
-    const std::vector<ActorController*>& get_controllers() const { return controllers_; }
+    const std::vector<core::Ref<ActorController>>& get_controllers() const { return controllers_; }
 
 protected:
     void on_actor(Actor* actor) override;
 
 private:
-    std::vector<ActorController*> controllers_;  // one reference each, in update order
-    std::vector<ActorController*> stepping_;     // the list being updated (a snapshot)
+    std::vector<core::Ref<ActorController>> controllers_;  // in update order
+    std::vector<core::Ref<ActorController>> stepping_;   // the list being updated (a snapshot)
+    std::vector<core::Ref<ActorController>> rendering_;  // the list being drawn (a snapshot)
 };
 
 }  // namespace engine::graphics

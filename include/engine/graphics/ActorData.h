@@ -1,5 +1,7 @@
 #pragma once
 
+#include "engine/core/Ref.h"
+#include "engine/core/SharedObject.h"
 #include "engine/graphics/ActorMeshData.h"
 #include "engine/graphics/AnimationClip.h"
 
@@ -15,7 +17,7 @@ class Skeleton;
 /// One actor template of the actor database ("ActorData"): its skeleton, its meshes,
 /// and the layer and depth of actors made from it. Owned by the database's registry
 /// until "unload". Script thread only.
-class ActorData {
+class ActorData : public core::SharedObject {
 public:
     /// Makes the skeleton through the class factory under "Skeleton" (a script subclass
     /// registered under that name is used).
@@ -46,7 +48,7 @@ public:
 
 private:
     std::string id_;                                               // registry key
-    Skeleton* skeleton_;                                           // one reference
+    core::Ref<Skeleton> skeleton_;                                 // the setup pose; null when the factory failed
     std::vector<std::unique_ptr<ActorMeshData>> meshes_;           // in document order
     std::map<std::string, std::unique_ptr<AnimationClip>> clips_;  // by name
 };

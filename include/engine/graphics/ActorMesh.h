@@ -2,7 +2,9 @@
 
 #include "engine/core/Colour.h"
 #include "engine/core/Matrix.h"
-#include "engine/core/script/Object.h"
+#include "engine/core/Object.h"
+#include "engine/core/Ref.h"
+#include "engine/core/SharedObject.h"
 #include "engine/core/Vector.h"
 #include "engine/graphics/Spring.h"
 
@@ -51,13 +53,12 @@ public:
 
     /// Sets the mesh record (not owned; it must outlive the mesh) and makes one jiggle
     /// state per jiggle of it. Only the first call does anything.
-    void set_data(const ActorMeshData* data);
+    void set_data(const ActorMeshData* data, core::Ref<const core::SharedObject> owner = {});
     const ActorMeshData* get_data() const { return data_; }
     /// Every live mesh drawing `data` lets go of it (and of its jiggle states), as if
     /// it had never been given a record: the actor database calls this before deleting
     /// records, so a mesh that outlives "unload" draws nothing instead of reading freed
     /// memory.
-    static void forget_data(const ActorMeshData* data);
     /// The record's id (the mesh name); empty without a record.
     const std::string& get_id() const;
 
@@ -114,7 +115,9 @@ public:
     /// Releases every attached object of that name.
     void remove_scene_objects(const std::string& name);
     void remove_all_scene_objects();
-    const std::vector<std::pair<std::string, SceneObject*>>& get_scene_objects() const { return scene_objects_; }
+    const std::vector<std::pair<std::string, core::Ref<SceneObject>>>& get_scene_objects() const {
+        return scene_objects_;
+    }
 
     /// Sets the strength of every jiggle of that id.
     void set_jiggle_scale(const std::string& id, float scale);
@@ -130,7 +133,8 @@ public:
 private:
     void draw_triangles() const;
 
-    const ActorMeshData* data_ = nullptr;              // the record; not owned
+    const ActorMeshData* data_ = nullptr;              // the record, kept by owner_
+    core::Ref<const core::SharedObject> owner_;        // what keeps data_ (its actor record), or null
     std::vector<JiggleState> jiggles_;                 // one per jiggle of the record
     std::vector<core::Vector<float>> rest_positions_;  // skinned, input of the jiggle pass
     std::vector<core::Vector<float>> positions_;       // skinned then jiggled: drawn
@@ -141,7 +145,7 @@ private:
     std::vector<std::pair<std::string, std::unique_ptr<Texture>>> textures_;  // layers, drawn in order
     core::Matrix texture_matrix_;                                             // used unless identity
     bool texture_matrix_identity_ = true;                                     // the texture matrix is off
-    std::vector<std::pair<std::string, SceneObject*>> scene_objects_;         // ascending z, one reference each
+    std::vector<std::pair<std::string, core::Ref<SceneObject>>> scene_objects_;  // ascending z
     struct ActiveShape {
         const std::vector<core::Vector<float>>* offsets;  // the shape's offsets
         float weight;                                     // its weight this pass, not zero

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "engine/core/SharedObject.h"
 #include "engine/graphics/DynamicsConstraint.h"
 #include "engine/graphics/DynamicsConstraintHinge.h"
 #include "engine/graphics/DynamicsConstraintJoint.h"
@@ -18,7 +19,7 @@ class ActorControllerDynamics;
 /// The rigid bodies and constraints of one actor type ("ActorRigDynamics"), found by
 /// the actor's data id. Owned by the actor database's dynamics rig registry until
 /// "unload"; script thread only.
-class ActorRigDynamics {
+class ActorRigDynamics : public core::SharedObject {
 public:
     /// A new body, or null when the rig already has one of that name. Owned by the rig.
     DynamicsRigidBody* add_rigid_body(const std::string& name);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "engine/core/SharedObject.h"
 #include "engine/graphics/IKHandlePosition.h"
 #include "engine/graphics/IKHandleRotation.h"
 
@@ -13,7 +14,7 @@ class ActorControllerIK;
 
 /// The IK handles of one actor type ("ActorRigIK"), found by the actor's data id. Owned
 /// by the actor database's IK rig registry until "unload"; script thread only.
-class ActorRigIK {
+class ActorRigIK : public core::SharedObject {
 public:
     /// A new handle, or null when the effector already has one or `type` is not exactly
     /// "point", "aim", "chain" or "spine". Owned by the rig.

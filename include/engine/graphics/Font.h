@@ -1,5 +1,6 @@
 #pragma once
 
+#include "engine/core/Ref.h"
 #include "engine/core/SharedObject.h"
 #include "engine/window/GpuResource.h"
 
@@ -19,7 +20,7 @@ namespace engine::graphics {
 /// hold one reference each. Script thread only (the thread that imported libgraphics
 /// and owns the GL context).
 ///
-///     Font* font = Font::acquire(Font::default_path(), 24);   // one reference, or null
+///     core::Ref<Font> font = Font::acquire(Font::default_path(), 24);   // or null
 ///     const Font::Glyph& g = font->glyph('A');                // rasterised once
 class Font : public core::SharedObject, public window::GpuResource {
 public:
@@ -35,7 +36,7 @@ public:
     /// at `pixel_size`, shared with every other user of that pair, with one reference
     /// for the caller. Null, with one warning naming the path, when the file cannot be
     /// read or is no font.
-    static Font* acquire(const std::string& path, int pixel_size);
+    static core::Ref<Font> acquire(const std::string& path, int pixel_size);
     /// DejaVu Sans, from Debian's fonts-dejavu-core.
     static const std::string& default_path();
 

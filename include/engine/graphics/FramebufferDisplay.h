@@ -32,7 +32,7 @@ public:
     void on_render() override;
 
 private:
-    Framebuffer* framebuffer_;                // one reference held
+    core::Ref<Framebuffer> framebuffer_;      // may be null
     core::Vector<float> dimensions_{-1, -1};  // (-1, -1): the framebuffer's size
     core::Vector<float> origin_;              // pivot in the rectangle
     core::Colour colour_;                     // tint, opaque white

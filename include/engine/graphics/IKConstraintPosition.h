@@ -1,6 +1,6 @@
 #pragma once
 
-#include "engine/core/script/Object.h"
+#include "engine/core/Object.h"
 #include "engine/core/Vector.h"
 
 namespace engine::graphics {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "engine/core/Ref.h"
 #include "engine/graphics/IKConstraintPosition.h"
 
 namespace engine::graphics {
@@ -21,7 +22,7 @@ public:
     Transform* get_transform() const { return transform_; }
 
 private:
-    Transform* transform_;        // one reference; may be null
+    core::Ref<Transform> transform_;  // may be null
     core::Vector<float> local_;   // point in the transform's space
     core::Vector<float> offset_;  // added afterwards, in the skeleton's space
 };

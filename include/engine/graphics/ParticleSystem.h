@@ -48,7 +48,7 @@ public:
 
     /// The emitters in definition order; an entry the factory failed to make is null.
     /// Each is held by one reference and is a child transform of the system.
-    const std::vector<ParticleEmitter*>& get_emitters() const { return emitters_; }
+    const std::vector<core::Ref<ParticleEmitter>>& get_emitters() const { return emitters_; }
 
     /// A new particle record in the pool of `data`'s texture, for an emitter to fill.
     /// Allocates only when the pool needs a new block or the texture a new pool.
@@ -78,9 +78,9 @@ public:
     void on_render() override;
 
 private:
-    ParticleSystemData* data_ = nullptr;            // one reference, or null
+    core::Ref<ParticleSystemData> data_;            // or null
     core::Vector<float> gravity_{0.0f, 9.8f};       // pixels per second squared
-    std::vector<ParticleEmitter*> emitters_;        // one reference each, or null
+    std::vector<core::Ref<ParticleEmitter>> emitters_;  // each may be null
     std::vector<std::unique_ptr<ParticlePool>> pools_;  // by texture, in order of first use
     ParticlePool* last_pool_ = nullptr;             // the pool the last take used
 };

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "engine/core/script/PythonFwd.h"
+#include "engine/core/Ref.h"
 #include "engine/core/SharedObject.h"
 #include "engine/core/Vector.h"
 #include "engine/graphics/ParticleEmitterData.h"
@@ -38,8 +39,8 @@ bool load_text(const std::string& document, const std::string& base_path);
 void unload();
 /// The definition of `id`, not counted for the caller, or null.
 ParticleSystemData* find(const std::string& id);
-/// The definition of `id` with one reference for the caller, or null.
-ParticleSystemData* acquire(const std::string& id);
+/// The definition of `id`, held for the caller, or null.
+core::Ref<ParticleSystemData> acquire(const std::string& id);
 /// How many definitions the table holds.
 std::size_t size();
 

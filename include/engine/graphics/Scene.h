@@ -3,7 +3,8 @@
 #include "engine/core/Colour.h"
 #include "engine/core/Matrix.h"
 #include "engine/core/Vector.h"
-#include "engine/core/script/Object.h"
+#include "engine/core/Object.h"
+#include "engine/core/Ref.h"
 #include "engine/core/script/PythonFwd.h"
 #include "engine/graphics/SpriteBatch.h"
 
@@ -129,7 +130,7 @@ public:
 private:
     struct Redirection {
         SceneObject* object;       // non-owning: the object leaves on destruction
-        Framebuffer* framebuffer;  // one reference held
+        core::Ref<Framebuffer> framebuffer;
     };
     friend class SceneObject;  // leaves its layer without a release when destroyed
     class Pass;                // marks a frame pass during which removals defer their release
@@ -140,20 +141,19 @@ private:
     void erase_redirection(SceneObject* object);
     bool take_object(SceneObject* object, bool release);
     bool erase_object(SceneLayer& layer, SceneObject* object, bool release);
-    void release_later(const core::Object* object);
+    void release_later(core::Ref<const core::Object> object);
     template <class Hook>
     void notify(Hook hook);
 
     core::Vector<float> scale_{1.0f, 1.0f};                                 // global scene scale
-    std::vector<SceneLayer*> layers_;                                       // drawing order, one reference each
-    std::set<SceneListener*> listeners_;                                    // by pointer, one reference each
-    std::map<PyObject*, std::unique_ptr<SceneListener>> script_listeners_;  // adapters we own
+    std::vector<core::Ref<SceneLayer>> layers_;                             // drawing order
+    std::set<core::Ref<SceneListener>, std::less<>> listeners_;             // by pointer
+    std::map<PyObject*, SceneListener*> script_listeners_;                  // their adapters, in listeners_
     std::vector<Redirection> redirections_;                                 // drawing order of their objects
     std::size_t cursor_ = 0;                                                // next redirection to switch at
     int passes_ = 0;                                                        // frame passes under way
-    std::vector<const core::Object*> deferred_;                             // released when the pass ends
+    std::vector<core::Ref<const core::Object>> deferred_;                   // released when the pass ends
     std::vector<SceneListener*> listener_snapshot_;                         // reused by every notification
-    std::vector<std::unique_ptr<SceneListener>> retired_listeners_;         // removed adapters, freed after the pass
     bool batching_ = true;                                                  // render passes batch sprites
     std::optional<core::Colour> clear_colour_;                              // begin_frame clears the window to it
     SpriteBatch batch_;                                                     // empty between objects that draw themselves

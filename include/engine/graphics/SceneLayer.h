@@ -1,6 +1,7 @@
 #pragma once
 
-#include "engine/core/script/Object.h"
+#include "engine/core/Object.h"
+#include "engine/core/Ref.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -36,7 +37,7 @@ public:
     void set_common(bool common) { common_ = common; }
 
     /// In drawing order.
-    const std::vector<SceneObject*>& get_objects() const { return objects_; }
+    const std::vector<core::Ref<SceneObject>>& get_objects() const { return objects_; }
 
     /// Visits the layer's objects in order while objects join and leave it. Each pass
     /// visits only objects that were in the layer when it began, each at most once: an
@@ -79,7 +80,7 @@ private:
     float z_;                            // ordering key among layers
     int scale_flags_;                    // ScaleFlag combination
     bool common_;                        // drawn by Scene::render()
-    std::vector<SceneObject*> objects_;  // drawing order; one reference each
+    std::vector<core::Ref<SceneObject>> objects_;  // drawing order
     std::ptrdiff_t walk_ = kNoWalk;      // object being visited by a pass (-1 before the first)
     std::uint64_t walk_pass_ = 0;        // the pass under way, 0 when none
 };

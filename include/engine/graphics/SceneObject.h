@@ -1,6 +1,7 @@
 #pragma once
 
 #include "engine/graphics/FinishedCallback.h"
+#include "engine/graphics/SceneObjectAnimator.h"
 #include "engine/graphics/Transform.h"
 
 #include <utility>
@@ -10,7 +11,6 @@
 
 namespace engine::graphics {
 
-class SceneObjectAnimator;
 class SpriteBatch;
 
 /// Base of everything a scene draws: a transform with an id in the global registry,
@@ -61,7 +61,7 @@ public:
     void remove_animator(SceneObjectAnimator* animator);
     bool any_animators() const { return !animators_.empty(); }
     /// (name, animator) pairs in name order.
-    using AnimatorList = std::vector<std::pair<std::string, SceneObjectAnimator*>>;
+    using AnimatorList = std::vector<std::pair<std::string, core::Ref<SceneObjectAnimator>>>;
     const AnimatorList& get_animators() const { return animators_; }
 
     /// One frame: the animators in name order (from a snapshot, so they may remove
@@ -79,7 +79,7 @@ public:
         if (!animators_.empty()) __builtin_prefetch(animators_.data());
     }
     void prefetch_animators() const {
-        for (const auto& entry : animators_) __builtin_prefetch(entry.second);
+        for (const auto& entry : animators_) __builtin_prefetch(entry.second.get());
     }
 
     /// Hooks, called by the scene; they do nothing here.
@@ -97,21 +97,16 @@ private:
     friend class SceneLayer;
     friend class SceneObjectAnimator;
     void step_animators(float dt);
-    /// Animators whose object is this one register here, so that they can be told when
-    /// it dies (removal leaves an animator's object as it is).
-    void watch(SceneObjectAnimator* animator);
-    void forget(SceneObjectAnimator* animator);
-    void release(SceneObjectAnimator* animator);
+    void release(core::Ref<SceneObjectAnimator> animator);
 
     std::string id_;                                            // name in the global registry
     bool visible_ = true;                                       // drawn and redirected when true
     std::string layer_;                                         // id of the holding layer
     float z_ = 0.0f;                                            // depth within the layer
     int scale_flags_ = -1;                                      // -1: the layer's flags
-    AnimatorList animators_;                                    // name order, one reference each
-    std::vector<SceneObjectAnimator*> removed_while_stepping_;  // released when the step ends
-    int stepping_ = 0;                                          // animator steps under way
-    std::vector<SceneObjectAnimator*> watchers_;                // animators naming this object
+    AnimatorList animators_;                                             // name order
+    std::vector<core::Ref<SceneObjectAnimator>> removed_while_stepping_;  // released when the step ends
+    int stepping_ = 0;                                                   // animator steps under way
     std::uint64_t last_pass_ = 0;                               // the latest layer walk that visited it
 };
 

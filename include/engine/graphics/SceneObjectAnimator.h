@@ -1,6 +1,7 @@
 #pragma once
 
-#include "engine/core/script/Object.h"
+#include "engine/core/Object.h"
+#include "engine/core/Ref.h"
 #include "engine/graphics/FinishedCallback.h"
 
 namespace engine::graphics {
@@ -24,7 +25,7 @@ public:
     /// One step: waits out the delay first, then steps by the part of `dt` past it.
     void update(float dt);
 
-    /// The animated object (non-owning; null before it is added and after the object
+    /// The animated object (a weak link: null before it is added and after the object
     /// is destroyed).
     void set_object(SceneObject* object);
     SceneObject* get_object() const { return object_; }
@@ -49,7 +50,7 @@ protected:
     /// and touch no member afterwards.
     void finish();
 
-    SceneObject* object_ = nullptr;  // non-owning; nulled when the object dies
+    core::WeakRef<SceneObject> object_;  // reads null once the object is gone
 
 private:
     friend class SceneObject;

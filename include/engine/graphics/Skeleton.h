@@ -1,6 +1,7 @@
 #pragma once
 
-#include "engine/core/script/Object.h"
+#include "engine/core/Object.h"
+#include "engine/core/Ref.h"
 
 #include <map>
 #include <string>
@@ -43,7 +44,7 @@ public:
     Transform* add_joint(const std::string& name);
 
     /// The joint at `index`, or null past the end.
-    Transform* get_joint(unsigned index) const { return index < joints_.size() ? joints_[index] : nullptr; }
+    Transform* get_joint(unsigned index) const { return index < joints_.size() ? joints_[index].get() : nullptr; }
     /// The joint named `name`, or null.
     Transform* get_joint(const std::string& name) const;
     /// The index of the joint named `name`, or -1.
@@ -57,9 +58,9 @@ public:
     void generate_bind_transforms();
 
 private:
-    Transform* make_joint();
+    core::Ref<Transform> make_joint();
 
-    std::vector<Transform*> joints_;         // one reference each (null after a factory failure)
+    std::vector<core::Ref<Transform>> joints_;  // null after a factory failure
     std::map<std::string, unsigned> names_;  // joint name to index
 };
 

@@ -122,7 +122,7 @@ private:
     std::size_t triangle_count() const;
     void write_triangles(SpriteBatch::Vertex* out, float alpha_factor) const;
 
-    SpriteData* data_ = nullptr;                        // one reference and one use, or null
+    core::Ref<SpriteData> data_;                        // one use too, or null
     core::Vector<float> origin_;                        // pivot within the rectangle
     core::Vector<float> dimensions_;                    // size of the rectangle
     core::Vector<float> top_left_;                      // texture rectangle drawn

@@ -2,6 +2,7 @@
 
 #include "engine/core/Colour.h"
 #include "engine/core/script/PythonFwd.h"
+#include "engine/core/Ref.h"
 #include "engine/core/SharedObject.h"
 #include "engine/core/Vector.h"
 #include "engine/graphics/SpriteAnimation.h"
@@ -100,8 +101,8 @@ int load_grid(const std::string& image, int columns, int rows, const core::Vecto
               const std::map<std::string, std::vector<int>>& animations, const SheetOptions& options);
 /// Drops every record (sprites keep theirs).
 void unload();
-/// The record of `id` with one reference for the caller, or null.
-SpriteData* acquire(const std::string& id);
+/// The record of `id`, held for the caller, or null.
+core::Ref<SpriteData> acquire(const std::string& id);
 SpriteData* find(const std::string& id);
 
 }  // namespace SpriteDatabase

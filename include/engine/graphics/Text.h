@@ -66,7 +66,7 @@ private:
     core::Colour colour_;                 // opaque white by default
     Align align_ = Align::Left;           // where lines sit against the position
     float line_spacing_ = 1.0f;           // in line heights
-    Font* font_ = nullptr;                // one reference, null when unreadable
+    core::Ref<Font> font_;                // null when unreadable
     std::vector<std::uint32_t> code_points_;  // the string decoded, reused
     std::vector<float> vertices_;         // x, y, u, v per vertex, six per glyph, reused
     core::Vector<float> dimensions_;      // of the last layout

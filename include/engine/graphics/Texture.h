@@ -1,5 +1,6 @@
 #pragma once
 
+#include "engine/core/Ref.h"
 #include "engine/core/SharedObject.h"
 #include "engine/core/Vector.h"
 
@@ -68,7 +69,7 @@ public:
     static void unbind(int unit);
 
 private:
-    TextureData* data_ = nullptr;      // one reference held; null only without data
+    core::Ref<TextureData> data_;      // null only without data
     unsigned int wrap_mode_ = 0x812F;  // GL_CLAMP_TO_EDGE
 };
 

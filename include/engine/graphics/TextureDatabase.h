@@ -1,6 +1,7 @@
 #pragma once
 
-#include "engine/core/script/Object.h"
+#include "engine/core/Object.h"
+#include "engine/core/Ref.h"
 
 #include <string>
 
@@ -25,7 +26,7 @@ public:
     /// The data of `path` with one reference for the caller, loaded on its first
     /// acquire (at full resolution when the switch is on or `force_full_resolution`).
     /// Later acquires of the same exact path share it and ignore both choices.
-    static TextureData* acquire(const std::string& path, bool asynchronous, bool force_full_resolution);
+    static core::Ref<TextureData> acquire(const std::string& path, bool asynchronous, bool force_full_resolution);
     /// Enters pictures made from bytes under `name`, in the table of paths: a later
     /// acquire of that exact string (a Texture path, a sprite record's texture) shares
     /// them. The table takes a reference. False, changing nothing, when the name is

@@ -1,7 +1,8 @@
 #pragma once
 
 #include "engine/core/Matrix.h"
-#include "engine/core/script/Object.h"
+#include "engine/core/Object.h"
+#include "engine/core/Ref.h"
 #include "engine/core/Vector.h"
 
 #include <cstdint>

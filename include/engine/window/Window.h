@@ -50,12 +50,12 @@ public:
     ~Window();
 
     /// Registers a listener; one that is already registered is not added twice (false).
-    /// While a context exists, the new listener is told `on_create` at once. Not owned,
-    /// but a script listener's Python object is kept alive (`inc_ref`) while registered.
+    /// While a context exists, the new listener is told `on_create` at once. Held (a
+    /// script listener's Python object with it) while registered.
     /// Listeners are told in the order they were added; they may add and remove
     /// listeners, themselves included, from inside a callback.
     static bool add_listener(WindowListener* listener);
-    /// Unregisters a listener (`dec_ref`, which may destroy a script listener); false
+    /// Unregisters a listener (letting go of it, which may destroy it); false
     /// when it was not registered. A listener removed during a dispatch is not called
     /// for the rest of it.
     static bool remove_listener(WindowListener* listener);

@@ -1,11 +1,12 @@
 #include "python/Bindings.h"
 
 #include "core/python/support/ArgumentErrors.h"
+#include "core/python/support/ObjectWrapper.h"
 
 #include "engine/core/Log.h"
 #include "engine/core/Maths.h"
 #include "engine/core/SharedObject.h"
-#include "engine/core/script/Object.h"
+#include "engine/core/Object.h"
 #include "engine/core/script/Python.h"
 #include "engine/core/script/PythonLog.h"
 
@@ -82,6 +83,7 @@ void define_functions() {
 BOOST_PYTHON_MODULE(libcore) {
     using namespace engine::core::python;
     const ScriptDocstrings docstrings;
+    install_self_hooks();
     install_argument_errors();
     define_value_copies();
     define_value_type();

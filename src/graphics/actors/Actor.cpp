@@ -30,19 +30,15 @@ Actor::Actor(const std::string& data_id) : data_id_(data_id) {
     const std::string layer = data->layer;
     const float z = data->z;
     skeleton_ = create_through_factory<Skeleton>("Skeleton");
-    skeleton_created_ = true;
     if (skeleton_ && source) *skeleton_ = *source;
     const std::size_t count = ActorDatabase::generation() == generation ? data->get_meshes().size() : 0;
     meshes_.reserve(count);
     for (std::size_t i = 0; i < count; ++i) {
-        ActorMesh* mesh = create_through_factory<ActorMesh>("ActorMesh");
-        if (ActorDatabase::generation() != generation) {
-            release_created(mesh);
-            break;
-        }
+        core::Ref<ActorMesh> mesh = create_through_factory<ActorMesh>("ActorMesh");
+        if (ActorDatabase::generation() != generation) break;
         if (!mesh) continue;  // printed by the factory
-        mesh->set_data(data->get_meshes()[i].get());
-        meshes_.push_back(mesh);
+        mesh->set_data(data->get_meshes()[i].get(), data);
+        meshes_.push_back(std::move(mesh));
     }
     if (ActorDatabase::generation() != generation)
         core::Log::warning("graphics", "Actor '%s': the actor database was unloaded while the actor was made "
@@ -52,38 +48,18 @@ Actor::Actor(const std::string& data_id) : data_id_(data_id) {
     set_z(z);
 }
 
-Actor::~Actor() {
-    // Controllers may outlive the actor: they lose it, and no script runs for that.
-    for (ActorController* watcher : std::vector<ActorController*>(watchers_)) watcher->forget_actor(this);
-    watchers_.clear();
-    set_controller(nullptr);
-    for (ActorMesh* mesh : meshes_) release_created(mesh);
-    meshes_.clear();
-    set_skeleton(nullptr);
-}
+// Controllers may outlive the actor: their weak links read null, and no script runs.
+Actor::~Actor() = default;
 
-void Actor::set_skeleton(Skeleton* skeleton) {
-    if (skeleton == skeleton_) return;
-    if (skeleton) skeleton->inc_ref();
-    Skeleton* old = skeleton_;
-    const bool created = skeleton_created_;
-    skeleton_ = skeleton;
-    skeleton_created_ = false;
-    // The constructor's skeleton is the actor's own: a native one is deleted with it.
-    if (created)
-        release_created(old);
-    else if (old)
-        old->dec_ref();
-}
+void Actor::set_skeleton(Skeleton* skeleton) { skeleton_ = skeleton; }
 
 void Actor::set_controller(ActorController* controller) {
-    ActorController* old = controller_;
-    controller_ = controller;
-    if (controller) {
-        controller->set_actor(this);
-        controller->inc_ref();
-    }
-    if (old) old->dec_ref();
+    // Stored before it is told (on_actor sees itself as this actor's controller), and
+    // held across the telling: on_actor may be script code that takes it off again.
+    const core::Ref<ActorController> held(controller);
+    const core::Ref<ActorController> old = std::move(controller_);
+    controller_ = held;
+    if (controller) controller->set_actor(this);
 }
 
 ActorMesh* Actor::get_mesh(unsigned index) const { return index < meshes_.size() ? meshes_[index] : nullptr; }
@@ -114,20 +90,13 @@ void Actor::reset_jiggle_scales() {
     for (ActorMesh* mesh : meshes_) mesh->reset_jiggle_scales();
 }
 
-void Actor::unwatch(ActorController* controller) {
-    auto it = std::find(watchers_.begin(), watchers_.end(), controller);
-    if (it != watchers_.end()) watchers_.erase(it);
-}
-
 void Actor::on_update(float dt) {
     transformed_this_frame_ = false;
     // No controller: never skinned, never jiggled; the meshes keep their bind pose.
     if (!controller_) return;
     // Held for the step: a script controller may drop itself from the actor.
-    ActorController* controller = controller_;
-    controller->inc_ref();
+    const core::Ref<ActorController> controller = controller_;
     const bool changed = controller->update(dt);
-    controller->dec_ref();
     if (changed || !vertices_transformed_) {
         for (ActorMesh* mesh : meshes_) mesh->transform_vertices(skeleton_);
         vertices_transformed_ = true;

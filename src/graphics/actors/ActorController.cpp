@@ -5,40 +5,24 @@
 
 namespace engine::graphics {
 
-ActorController::~ActorController() {
-    if (actor_) actor_->unwatch(this);
-}
+ActorController::~ActorController() = default;
 
 bool ActorController::update(float) { return false; }
 void ActorController::render() {}
 void ActorController::on_actor(Actor*) {}
 
 void ActorController::set_actor(Actor* actor) {
-    if (actor != actor_) {
-        if (actor_) actor_->unwatch(this);
-        if (actor) actor->watch(this);
-        actor_ = actor;
-    }
+    actor_ = actor;
     on_actor(actor);
 }
 
-void ActorController::forget_actor(const Actor* actor) {
-    if (actor_ == actor) actor_ = nullptr;
-}
+ActorControllerSharedSkeleton::ActorControllerSharedSkeleton(Actor* source) : source_(source) {}
 
-ActorControllerSharedSkeleton::ActorControllerSharedSkeleton(Actor* source) : source_(source) {
-    if (source_) source_->watch(this);
-}
+ActorControllerSharedSkeleton::~ActorControllerSharedSkeleton() = default;
 
-ActorControllerSharedSkeleton::~ActorControllerSharedSkeleton() {
-    if (source_) source_->unwatch(this);
-}
-
-bool ActorControllerSharedSkeleton::update(float) { return source_ && source_->transformed_vertices_this_frame(); }
-
-void ActorControllerSharedSkeleton::forget_actor(const Actor* actor) {
-    ActorController::forget_actor(actor);
-    if (source_ == actor) source_ = nullptr;
+bool ActorControllerSharedSkeleton::update(float) {
+    const Actor* source = source_;
+    return source && source->transformed_vertices_this_frame();
 }
 
 }  // namespace engine::graphics

@@ -4,32 +4,29 @@
 
 namespace engine::graphics {
 
-ActorControllerStack::~ActorControllerStack() {
-    for (ActorController* c : controllers_) c->dec_ref();
-}
+ActorControllerStack::~ActorControllerStack() = default;
 
 bool ActorControllerStack::update(float dt) {
-    // A controller may change the stack from a script hook: step a snapshot, each
-    // held for its step.
+    // A controller may change the stack from a script hook: step a snapshot, held
+    // until the step ends.
     stepping_.assign(controllers_.begin(), controllers_.end());
     bool changed = false;
-    for (ActorController* c : stepping_) {
-        c->inc_ref();
-        changed = c->update(dt) || changed;
-        c->dec_ref();
-    }
+    for (ActorController* c : stepping_) changed = c->update(dt) || changed;
+    stepping_.clear();  // keeps its capacity
     return changed;
 }
 
 void ActorControllerStack::render() {
-    for (ActorController* c : controllers_) c->render();
+    // A script's drawing may change the stack too.
+    rendering_.assign(controllers_.begin(), controllers_.end());
+    for (ActorController* c : rendering_) c->render();
+    rendering_.clear();
 }
 
 bool ActorControllerStack::add(ActorController* controller) {
     if (!controller || controller == this ||
         std::find(controllers_.begin(), controllers_.end(), controller) != controllers_.end())
         return false;
-    controller->inc_ref();
     controllers_.push_back(controller);
     controller->set_actor(get_actor());
     return true;
@@ -38,9 +35,9 @@ bool ActorControllerStack::add(ActorController* controller) {
 bool ActorControllerStack::remove(ActorController* controller) {
     auto it = std::find(controllers_.begin(), controllers_.end(), controller);
     if (it == controllers_.end()) return false;
+    const core::Ref<ActorController> held = std::move(*it);
     controllers_.erase(it);
     controller->set_actor(nullptr);
-    controller->dec_ref();
     return true;
 }
 

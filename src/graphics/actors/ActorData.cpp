@@ -8,10 +8,7 @@ namespace engine::graphics {
 
 ActorData::ActorData(std::string id) : id_(std::move(id)), skeleton_(create_through_factory<Skeleton>("Skeleton")) {}
 
-ActorData::~ActorData() {
-    meshes_.clear();
-    release_created(skeleton_);
-}
+ActorData::~ActorData() = default;
 
 const ActorMeshData* ActorData::get_mesh(const std::string& id) const {
     for (const auto& mesh : meshes_)

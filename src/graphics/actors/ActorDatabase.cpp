@@ -30,9 +30,11 @@ namespace engine::graphics {
 namespace {
 
 struct Registries {
-    std::map<std::string, std::unique_ptr<ActorData>> actors;
-    std::map<std::string, std::unique_ptr<ActorRigIK>> ik_rigs;
-    std::map<std::string, std::unique_ptr<ActorRigDynamics>> dynamics_rigs;
+    // Held by their users too (actors' meshes, controllers, the parser): an unload
+    // forgets the names, and a record goes when its last user does.
+    std::map<std::string, core::Ref<ActorData>> actors;
+    std::map<std::string, core::Ref<ActorRigIK>> ik_rigs;
+    std::map<std::string, core::Ref<ActorRigDynamics>> dynamics_rigs;
     unsigned long generation = 0;  // grows with every unload
 };
 
@@ -200,9 +202,8 @@ void ActorDatabaseParser::start_actor_data(const Attributes& a) {
         actor_ = nullptr;
         return problem("\"ActorData\" " + quoted(*id) + " is loaded already (skipped with its contents)");
     }
-    auto data = std::make_unique<ActorData>(*id);
-    actor_ = data.get();
-    actors[*id] = std::move(data);
+    actor_ = core::make_ref<ActorData>(*id);
+    actors[*id] = actor_;
     if (const std::string* v = find(a, "layer")) actor_->layer = *v;
     if (const std::string* v = find(a, "z")) actor_->z = read_float("ActorData", "z", *v);
 }
@@ -357,9 +358,8 @@ void ActorDatabaseParser::start_dynamics_rig(const Attributes& a) {
     if (!id) return problem("\"ActorRigDynamics\" without \"id\" (skipped)");
     auto& rigs = registries().dynamics_rigs;
     if (rigs.count(*id)) return problem("\"ActorRigDynamics\" " + quoted(*id) + " is loaded already (skipped)");
-    auto rig = std::make_unique<ActorRigDynamics>();
-    dynamics_rig_ = rig.get();
-    rigs[*id] = std::move(rig);
+    dynamics_rig_ = core::make_ref<ActorRigDynamics>();
+    rigs[*id] = dynamics_rig_;
 }
 
 void ActorDatabaseParser::start_rigid_body(const Attributes& a) {
@@ -403,9 +403,8 @@ void ActorDatabaseParser::start_ik_rig(const Attributes& a) {
     auto& rigs = registries().ik_rigs;
     if (rigs.count(*id))
         return problem("\"ActorRigIK\" " + quoted(*id) + " is loaded already (skipped with its contents)");
-    auto rig = std::make_unique<ActorRigIK>();
-    ik_rig_ = rig.get();
-    rigs[*id] = std::move(rig);
+    ik_rig_ = core::make_ref<ActorRigIK>();
+    rigs[*id] = ik_rig_;
 }
 
 void ActorDatabaseParser::start_ik_handle_position(const Attributes& a) {
@@ -588,16 +587,11 @@ bool load_text(const std::string& document, const std::string& name) {
 void unload() {
     Registries& r = registries();
     ++r.generation;
-    // Moved out first: a skeleton's script subclass may run code while it goes.
+    // Moved out first: a skeleton's script subclass may run code while it goes. Records
+    // still in use (by actors' meshes, controllers) stay with their users.
     auto actors = std::move(r.actors);
     auto ik_rigs = std::move(r.ik_rigs);
     auto dynamics_rigs = std::move(r.dynamics_rigs);
-    for (const auto& [id, data] : actors)
-        for (const auto& mesh : data->get_meshes()) ActorMesh::forget_data(mesh.get());
-    // Controllers that outlive "unload" go rig-less and report no change; dynamics
-    // controllers drop their worlds, whose bodies the rig named.
-    for (const auto& [id, rig] : ik_rigs) ActorControllerIK::forget_rig(rig.get());
-    for (const auto& [id, rig] : dynamics_rigs) ActorControllerDynamics::forget_rig(rig.get());
     r.actors.clear();
     r.ik_rigs.clear();
     r.dynamics_rigs.clear();

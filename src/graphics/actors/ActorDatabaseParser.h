@@ -1,5 +1,6 @@
 #pragma once
 
+#include "engine/core/Ref.h"
 #include "engine/core/XMLParser.h"
 
 #include <memory>
@@ -69,17 +70,18 @@ private:
     void start_clip_event(const Attributes& a);
     void end_clip();
 
-    // The records being filled, none owned (the registries own them).
-    ActorData* actor_ = nullptr;
+    // The records being filled, held so that an unload by a factory class while they
+    // are read frees none of them under the parser.
+    core::Ref<ActorData> actor_;
     ActorMeshData* mesh_ = nullptr;                   // pending_mesh_, while it is read
     std::unique_ptr<ActorMeshData> pending_mesh_;     // joins its actor at its end tag, checked
     BlendShape* blend_shape_ = nullptr;
     Jiggle* jiggle_ = nullptr;
     AnimCurve* curve_ = nullptr;
-    ActorRigDynamics* dynamics_rig_ = nullptr;
-    ActorRigIK* ik_rig_ = nullptr;
+    core::Ref<ActorRigDynamics> dynamics_rig_;
+    core::Ref<ActorRigIK> ik_rig_;
     std::unique_ptr<AnimationClip> clip_;  // being read; stored at its end tag
-    ActorData* clip_actor_ = nullptr;      // whose clip it is
+    core::Ref<ActorData> clip_actor_;      // whose clip it is
     int track_joint_ = -1;                 // the current track's joint or mesh; -1: none or skipped
     int track_channel_ = 0;                // its ClipChannel
     unsigned long generation_ = 0;         // the registries' generation these pointers belong to

@@ -24,30 +24,14 @@ constexpr float kJiggleStiffnessUnit = 6000.0f;
 constexpr float kJiggleMaxStretch = 5.0f;
 constexpr float kJiggleRestThreshold = 1.0f;
 
-// Every live mesh, so that records deleted by the actor database can be taken from the
-// meshes drawing them. Never destroyed: meshes may go during exit.
-std::unordered_set<ActorMesh*>& live_meshes() {
-    static auto* meshes = new std::unordered_set<ActorMesh*>;
-    return *meshes;
-}
 }  // namespace
 
-ActorMesh::ActorMesh() { live_meshes().insert(this); }
-
-void ActorMesh::forget_data(const ActorMeshData* data) {
-    for (ActorMesh* mesh : live_meshes()) {
-        if (mesh->data_ != data) continue;
-        mesh->data_ = nullptr;
-        mesh->jiggles_.clear();
-        mesh->positions_.clear();
-        mesh->rest_positions_.clear();
-        mesh->vertex_colours_.clear();
-    }
-}
+ActorMesh::ActorMesh() = default;
 
 ActorMesh::ActorMesh(const ActorMesh& other)
     : core::Object(other),
       data_(other.data_),
+      owner_(other.owner_),
       jiggles_(other.jiggles_),
       rest_positions_(other.rest_positions_),
       positions_(other.positions_),
@@ -58,20 +42,16 @@ ActorMesh::ActorMesh(const ActorMesh& other)
       texture_matrix_(other.texture_matrix_),
       texture_matrix_identity_(other.texture_matrix_identity_),
       scene_objects_(other.scene_objects_) {
-    live_meshes().insert(this);
     for (const auto& [name, texture] : other.textures_)
         textures_.emplace_back(name, std::make_unique<Texture>(*texture));
-    for (const auto& entry : scene_objects_) entry.second->inc_ref();
 }
 
-ActorMesh::~ActorMesh() {
-    live_meshes().erase(this);
-    remove_all_scene_objects();
-}
+ActorMesh::~ActorMesh() { remove_all_scene_objects(); }
 
-void ActorMesh::set_data(const ActorMeshData* data) {
+void ActorMesh::set_data(const ActorMeshData* data, core::Ref<const core::SharedObject> owner) {
     if (data_ || !data) return;
     data_ = data;
+    owner_ = std::move(owner);
     jiggles_.reserve(data->jiggles.size());
     for (const auto& jiggle : data->jiggles) {
         JiggleState state;
@@ -164,11 +144,9 @@ bool ActorMesh::update(float dt) {
     // Attached objects step with the mesh; a hook may detach any of them (itself
     // included), so each is held for its own step and the walk re-checks the list.
     for (size_t i = 0; i < scene_objects_.size(); ++i) {
-        SceneObject* object = scene_objects_[i].second;
-        object->inc_ref();
+        const core::Ref<SceneObject> object = scene_objects_[i].second;
         object->update(dt);
         const bool still_here = i < scene_objects_.size() && scene_objects_[i].second == object;
-        object->dec_ref();
         if (!still_here) --i;  // the list shifted under us: look at this place again
     }
     return moving;
@@ -230,10 +208,9 @@ core::Matrix ActorMesh::get_texture_transform() const {
 
 bool ActorMesh::add_scene_object(const std::string& name, SceneObject* object) {
     if (!object || is_carried_by(object)) return false;
-    object->inc_ref();
     auto at = std::find_if(scene_objects_.begin(), scene_objects_.end(),
                            [&](const auto& entry) { return entry.second->get_z() >= object->get_z(); });
-    scene_objects_.insert(at, {name, object});
+    scene_objects_.insert(at, {name, core::Ref<SceneObject>(object)});
     return true;
 }
 
@@ -258,23 +235,21 @@ bool ActorMesh::is_carried_by(const SceneObject* object) const {
 }
 
 void ActorMesh::remove_scene_objects(const std::string& name) {
-    std::vector<SceneObject*> released;
+    std::vector<core::Ref<SceneObject>> released;
     for (auto it = scene_objects_.begin(); it != scene_objects_.end();) {
         if (it->first == name) {
-            released.push_back(it->second);
+            released.push_back(std::move(it->second));
             it = scene_objects_.erase(it);
         } else {
             ++it;
         }
     }
-    // Released once the list is consistent: a destructor may look at the mesh.
-    for (SceneObject* object : released) object->dec_ref();
+    // Released once the list is consistent (on leaving): a destructor may look at the mesh.
 }
 
 void ActorMesh::remove_all_scene_objects() {
-    std::vector<std::pair<std::string, SceneObject*>> released;
+    std::vector<std::pair<std::string, core::Ref<SceneObject>>> released;
     released.swap(scene_objects_);
-    for (auto& entry : released) entry.second->dec_ref();
 }
 
 void ActorMesh::set_jiggle_scale(const std::string& id, float scale) {
@@ -282,13 +257,13 @@ void ActorMesh::set_jiggle_scale(const std::string& id, float scale) {
         if (state.jiggle->id == id) state.scale = scale;
     // Actors riding on the mesh jiggle along with it.
     for (const auto& entry : scene_objects_)
-        if (auto* actor = dynamic_cast<Actor*>(entry.second)) actor->set_jiggle_scale(id, scale);
+        if (auto* actor = dynamic_cast<Actor*>(entry.second.get())) actor->set_jiggle_scale(id, scale);
 }
 
 void ActorMesh::reset_jiggle_scales() {
     for (JiggleState& state : jiggles_) state.scale = 1.0f;
     for (const auto& entry : scene_objects_)
-        if (auto* actor = dynamic_cast<Actor*>(entry.second)) actor->reset_jiggle_scales();
+        if (auto* actor = dynamic_cast<Actor*>(entry.second.get())) actor->reset_jiggle_scales();
 }
 
 // Drawing -----------------------------------------------------------------------------
@@ -356,11 +331,9 @@ void ActorMesh::render(const Transform& transform) {
 
     // A hook may detach objects while they draw: each is held for its own turn.
     for (size_t i = 0; i < scene_objects_.size(); ++i) {
-        SceneObject* object = scene_objects_[i].second;
-        object->inc_ref();
+        const core::Ref<SceneObject> object = scene_objects_[i].second;
         object->render(false);
         const bool still_here = i < scene_objects_.size() && scene_objects_[i].second == object;
-        object->dec_ref();
         if (!still_here) --i;
     }
 

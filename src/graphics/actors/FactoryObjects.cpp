@@ -16,7 +16,7 @@ namespace {
 // The instance the factory makes from `args` (a tuple, or null for none), or null
 // after printing why; `native` makes the object when no class is registered.
 template <class T, class Native>
-T* create_with(const char* name, Native native, PyObject* (*make_args)(const void*), const void* context) {
+core::Ref<T> create_with(const char* name, Native native, PyObject* (*make_args)(const void*), const void* context) {
     namespace bp = boost::python;
     if (!Py_IsInitialized() || !core::Factory::get_class(name)) return native();
     PyObject* args = make_args ? make_args(context) : nullptr;
@@ -34,17 +34,20 @@ T* create_with(const char* name, Native native, PyObject* (*make_args)(const voi
         Py_DECREF(made);
         return nullptr;
     }
-    return instance();  // the new reference is the caller's
+    // Held here before the call's own reference goes: the object keeps its self.
+    core::Ref<T> held(instance());
+    Py_DECREF(made);
+    return held;
 }
 
 }  // namespace
 
 template <class T>
-T* create_through_factory(const char* name) {
+core::Ref<T> create_through_factory(const char* name) {
     return create_with<T>(name, [] { return new T; }, nullptr, nullptr);
 }
 
-IKConstraintPosition* create_fixed_position_constraint(const core::Vector<float>& position) {
+core::Ref<IKConstraintPosition> create_fixed_position_constraint(const core::Vector<float>& position) {
     auto args = [](const void* p) -> PyObject* {
         return boost::python::incref(boost::python::make_tuple(*static_cast<const core::Vector<float>*>(p)).ptr());
     };
@@ -53,7 +56,7 @@ IKConstraintPosition* create_fixed_position_constraint(const core::Vector<float>
         args, &position);
 }
 
-IKConstraintRotation* create_fixed_rotation_constraint(float rotation, bool in_world_space) {
+core::Ref<IKConstraintRotation> create_fixed_rotation_constraint(float rotation, bool in_world_space) {
     struct Args {
         float rotation;
         bool world;
@@ -68,16 +71,8 @@ IKConstraintRotation* create_fixed_rotation_constraint(float rotation, bool in_w
         &values);
 }
 
-void release_created(const core::Object* object) {
-    if (!object) return;
-    if (object->get_python_self())
-        object->dec_ref();
-    else
-        delete object;
-}
-
-template Transform* create_through_factory<Transform>(const char*);
-template Skeleton* create_through_factory<Skeleton>(const char*);
-template ActorMesh* create_through_factory<ActorMesh>(const char*);
+template core::Ref<Transform> create_through_factory<Transform>(const char*);
+template core::Ref<Skeleton> create_through_factory<Skeleton>(const char*);
+template core::Ref<ActorMesh> create_through_factory<ActorMesh>(const char*);
 
 }  // namespace engine::graphics

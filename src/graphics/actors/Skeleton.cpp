@@ -7,14 +7,10 @@
 
 namespace engine::graphics {
 
-Skeleton::~Skeleton() {
-    // A joint a script still holds lives on; destroying one unlinks it from the others.
-    for (Transform* joint : joints_) release_created(joint);
-    joints_.clear();
-    names_.clear();
-}
+// A joint a script still holds lives on; destroying one unlinks it from the others.
+Skeleton::~Skeleton() = default;
 
-Transform* Skeleton::make_joint() { return create_through_factory<Transform>("Transform"); }
+core::Ref<Transform> Skeleton::make_joint() { return create_through_factory<Transform>("Transform"); }
 
 Transform* Skeleton::add_joint(const std::string& name) {
     if (!name.empty()) {
@@ -22,9 +18,8 @@ Transform* Skeleton::add_joint(const std::string& name) {
         if (it != names_.end() && get_joint(it->second)) return nullptr;
         names_[name] = unsigned(joints_.size());  // replaces a name left on a null joint
     }
-    Transform* joint = make_joint();
-    joints_.push_back(joint);
-    return joint;
+    joints_.push_back(make_joint());
+    return joints_.back();
 }
 
 Transform* Skeleton::get_joint(const std::string& name) const {
@@ -47,27 +42,34 @@ Skeleton& Skeleton::operator=(const Skeleton& other) {
     // The copy takes the template's indices, which meshes, rigs and names refer to; the
     // joints already here (a factory subclass's own, made in its constructor) follow
     // them under their own names.
-    std::vector<Transform*> own;
+    std::vector<core::Ref<Transform>> own;
     own.swap(joints_);
     std::map<std::string, unsigned> own_names;
     own_names.swap(names_);
-    joints_.reserve(other.joints_.size() + own.size());
-    for (const Transform* source : other.joints_) {
-        Transform* joint = make_joint();
+    // The template's joints and names as they stand now, held: the factory's script
+    // classes run between the copies and may change or drop the template.
+    const std::vector<core::Ref<Transform>> sources = other.joints_;
+    const std::map<std::string, unsigned> source_names = other.names_;
+    joints_.reserve(sources.size() + own.size());
+    for (const Transform* source : sources) {
+        core::Ref<Transform> joint = make_joint();
         if (joint && source) {
             *joint = *source;
             joint->set_rotation(joint->get_bind_rotation());
         }
-        joints_.push_back(joint);
+        joints_.push_back(std::move(joint));
     }
-    names_ = other.names_;
+    // Joints a factory class added to this skeleton meanwhile follow the copies too.
+    for (std::size_t i = sources.size(); i < joints_.size(); ++i) own.push_back(joints_[i]);
+    joints_.resize(sources.size());
+    names_ = source_names;
     // Link each new joint to the new twin of its source's parent; a parent outside the
     // source skeleton (or a later joint) is not linked, and joint 0 never is.
-    for (size_t i = 1; i < other.joints_.size(); ++i) {
-        const Transform* source = other.joints_[i];
+    for (size_t i = 1; i < sources.size(); ++i) {
+        const Transform* source = sources[i];
         if (!source || !source->get_parent()) continue;
         for (size_t j = 0; j < i; ++j) {
-            if (other.joints_[j] == source->get_parent()) {
+            if (sources[j] == source->get_parent()) {
                 if (joints_[j] && joints_[i]) joints_[j]->attach(joints_[i]);
                 break;
             }

@@ -22,7 +22,7 @@ void SceneObjectAnimatorAlphaPulse::on_update(float dt) {
     const float k = std::cos(phase) * -1.0f * 0.5f + 0.5f;
     const float alpha = (alpha_peak_ - alpha_start_) * k + alpha_start_;
     // Not a sprite: nothing to change, but the clock above keeps running.
-    if (Sprite* sprite = dynamic_cast<Sprite*>(object_))
+    if (Sprite* sprite = dynamic_cast<Sprite*>(object_.get()))
         sprite->set_colour(core::Colour(1.0f, 1.0f, 1.0f, alpha));  // the whole colour: see the header
 }
 

@@ -122,7 +122,7 @@ bool SceneObjectAnimatorFrames::advance(float dt) {
 
 void SceneObjectAnimatorFrames::on_update(float dt) {
     if (!object_) return;
-    Sprite* sprite = dynamic_cast<Sprite*>(object_);
+    Sprite* sprite = dynamic_cast<Sprite*>(object_.get());
     if (!started_) {
         started_ = true;
         if (!sprite || !start(*sprite)) {

@@ -11,7 +11,7 @@ SceneObjectAnimatorSpriteFade::SceneObjectAnimatorSpriteFade(float target_alpha,
 void SceneObjectAnimatorSpriteFade::on_update(float dt) {
     if (!object_) return;
     // Meant for sprites only; another object is left alone but the fade still ends on time.
-    Sprite* sprite = dynamic_cast<Sprite*>(object_);
+    Sprite* sprite = dynamic_cast<Sprite*>(object_.get());
     if (!started_) {
         if (sprite) {
             for (int i = 0; i < 4; ++i) start_alpha_[i] = sprite->get_colour(i).a;

@@ -16,7 +16,7 @@ SceneObjectAnimatorSpriteWipe::SceneObjectAnimatorSpriteWipe(bool reveal, float 
 void SceneObjectAnimatorSpriteWipe::on_update(float dt) {
     if (!object_) return;
     // Meant for sprites only; another object is left alone but the wipe still ends on time.
-    Sprite* sprite = dynamic_cast<Sprite*>(object_);
+    Sprite* sprite = dynamic_cast<Sprite*>(object_.get());
     if (!started_) {
         // One band before the left side, so the first frame shows no hard edge; the wipe
         // then lasts 1.2 times the duration (see the header).

@@ -24,12 +24,6 @@ using core::Vector;
 
 namespace {
 
-// Live controllers, so that the database's "unload" can take their rigs away.
-std::vector<ActorControllerDynamics*>& live_controllers() {
-    static std::vector<ActorControllerDynamics*> controllers;
-    return controllers;
-}
-
 // Rig bodies never collide with each other (hinged bodies overlap at their joints);
 // they do collide with the collision body, which is in no group.
 constexpr int16 kRigGroup = -1;
@@ -50,19 +44,9 @@ float mean_scale(const Vector<float>& scale) { return 0.5f * (std::fabs(scale.x)
 
 }  // namespace
 
-ActorControllerDynamics::ActorControllerDynamics() { live_controllers().push_back(this); }
+ActorControllerDynamics::ActorControllerDynamics() = default;
 
-ActorControllerDynamics::~ActorControllerDynamics() {
-    auto& live = live_controllers();
-    live.erase(std::find(live.begin(), live.end(), this));
-    if (collision_actor_) collision_actor_->unwatch(this);
-    destroy_system();
-}
-
-void ActorControllerDynamics::forget_rig(const ActorRigDynamics* rig) {
-    for (ActorControllerDynamics* controller : live_controllers())
-        if (controller->rig_ == rig) controller->destroy_system();
-}
+ActorControllerDynamics::~ActorControllerDynamics() { destroy_system(); }
 
 void ActorControllerDynamics::destroy_system() {
     bodies_.clear();
@@ -77,6 +61,7 @@ void ActorControllerDynamics::on_actor(Actor* actor) {
     destroy_system();
     if (!actor) return;
     rig_ = ActorDatabase::find_dynamics_rig(actor->get_data_id());
+    const core::Ref<const ActorRigDynamics> rig = rig_;  // held: the system's making may run script code
     // The actor keeps its pose without a rig; say why once, here.
     if (!rig_) {
         core::Log::warning("graphics", "ActorControllerDynamics: no dynamics rig '%s' is loaded; the actor is not posed.",
@@ -85,19 +70,9 @@ void ActorControllerDynamics::on_actor(Actor* actor) {
     }
     world_ = std::make_unique<b2World>(b2Vec2(0.0f, 98.0f));
     world_->SetAllowSleeping(false);
-    rig_->create_system(*this);
+    rig->create_system(*this);
     // The old collision body went with the old world.
     if (collision_actor_) collision_dirty_ = true;
-}
-
-void ActorControllerDynamics::forget_actor(const Actor* actor) {
-    if (collision_actor_ == actor) {
-        collision_actor_ = nullptr;
-        collision_dirty_ = true;
-    }
-    // The world belongs to the actor it poses.
-    if (actor == get_actor()) destroy_system();
-    ActorController::forget_actor(actor);
 }
 
 b2Body* ActorControllerDynamics::create_body(const DynamicsRigidBody& rigid_body) {
@@ -194,12 +169,7 @@ void ActorControllerDynamics::warn_problem(const char* constraint, const std::st
 }
 
 void ActorControllerDynamics::set_collision_actor(Actor* actor) {
-    if (actor != collision_actor_) {
-        // Watched apart from the controlled actor, even when it is the same one.
-        if (collision_actor_) collision_actor_->unwatch(this);
-        if (actor) actor->watch(this);
-        collision_actor_ = actor;
-    }
+    collision_actor_ = actor;
     collision_dirty_ = true;
 }
 
@@ -218,7 +188,14 @@ void ActorControllerDynamics::set_clock(Clock clock) { clock_ = clock; }
 
 bool ActorControllerDynamics::update(float dt) {
     if (!world_) return false;
-    if (collision_dirty_) rebuild_collision_body();
+    // The world belongs to the actor it poses: once that actor is gone, so is the world.
+    if (!get_actor()) {
+        destroy_system();
+        return false;
+    }
+    // A collision actor that died leaves its shape behind until rebuilt without it.
+    if (collision_dirty_ || (!collision_actor_ && collision_body_ && collision_body_->GetFixtureList()))
+        rebuild_collision_body();
     if (core::is_time_step(dt)) {
         catch_up(dt);
     } else {
@@ -227,7 +204,7 @@ bool ActorControllerDynamics::update(float dt) {
                            "ActorControllerDynamics: update(dt) needs a finite time of 0 or more, got %g (ignored).",
                            double(dt));
     }
-    return rig_->on_step(*this);
+    return rig_ && rig_->on_step(*this);
 }
 
 void ActorControllerDynamics::catch_up(float dt) {
@@ -273,7 +250,7 @@ void ActorControllerDynamics::rebuild_collision_body() {
     } else {
         while (b2Fixture* fixture = collision_body_->GetFixtureList()) collision_body_->DestroyFixture(fixture);
     }
-    Actor* source = collision_actor_;
+    Actor* source = collision_actor_.get();
     const Skeleton* skeleton = source ? source->get_skeleton() : nullptr;
     if (!skeleton) return;
 

@@ -20,12 +20,6 @@ namespace engine::graphics {
 
 namespace {
 
-// Live controllers, so that the database's "unload" can take their rigs away.
-std::vector<ActorControllerIK*>& live_controllers() {
-    static std::vector<ActorControllerIK*> controllers;
-    return controllers;
-}
-
 // Constraints removed while the controller steps are erased when the step ends.
 template <class Map>
 void erase_removed(Map& map) {
@@ -34,29 +28,9 @@ void erase_removed(Map& map) {
 
 }  // namespace
 
-ActorControllerIK::ActorControllerIK() { live_controllers().push_back(this); }
+ActorControllerIK::ActorControllerIK() = default;
 
-ActorControllerIK::~ActorControllerIK() {
-    auto& live = live_controllers();
-    live.erase(std::find(live.begin(), live.end(), this));
-    for (auto& [name, constraint] : positions_) drop(constraint);
-    for (auto& [name, constraint] : rotations_) drop(constraint);
-    for (core::Object* constraint : released_while_stepping_) drop(constraint);
-    for (core::Object* constraint : owned_) delete constraint;
-}
-
-void ActorControllerIK::drop(core::Object* constraint) {
-    if (!constraint) return;
-    auto mine = std::find(owned_.begin(), owned_.end(), constraint);
-    if (mine == owned_.end() || constraint->get_python_self()) return constraint->dec_ref();
-    owned_.erase(mine);
-    delete constraint;
-}
-
-void ActorControllerIK::forget_rig(const ActorRigIK* rig) {
-    for (ActorControllerIK* controller : live_controllers())
-        if (controller->rig_ == rig) controller->rig_ = nullptr;
-}
+ActorControllerIK::~ActorControllerIK() = default;
 
 void ActorControllerIK::on_actor(Actor* actor) {
     rig_ = actor ? ActorDatabase::find_ik_rig(actor->get_data_id()) : nullptr;
@@ -84,13 +58,9 @@ void ActorControllerIK::on_actor(Actor* actor) {
     }
 }
 
-void ActorControllerIK::release(core::Object* constraint) {
-    if (!constraint) return;
+void ActorControllerIK::release(core::Ref<const core::Object> constraint) {
     // A constraint's own hook may be removing it: it lives until the step ends.
-    if (stepping_ > 0)
-        released_while_stepping_.push_back(constraint);
-    else
-        drop(constraint);
+    if (constraint && stepping_ > 0) released_while_stepping_.push_back(std::move(constraint));
 }
 
 void ActorControllerIK::finish_stepping() {
@@ -98,15 +68,13 @@ void ActorControllerIK::finish_stepping() {
     erase_removed(positions_);
     erase_removed(rotations_);
     if (released_while_stepping_.empty()) return;
-    std::vector<core::Object*> released;
+    std::vector<core::Ref<const core::Object>> released;
     released.swap(released_while_stepping_);
-    for (core::Object* constraint : released) drop(constraint);
 }
 
 void ActorControllerIK::set_position_constraint(const std::string& joint, IKConstraintPosition* constraint) {
     remove_position_constraint(joint);
     if (!constraint) return;
-    constraint->inc_ref();
     positions_[joint] = constraint;
     Actor* actor = get_actor();
     const Skeleton* skeleton = actor ? actor->get_skeleton() : nullptr;
@@ -117,7 +85,6 @@ void ActorControllerIK::set_position_constraint(const std::string& joint, IKCons
 void ActorControllerIK::set_rotation_constraint(const std::string& joint, IKConstraintRotation* constraint) {
     remove_rotation_constraint(joint);
     if (!constraint) return;
-    constraint->inc_ref();
     rotations_[joint] = constraint;
     Actor* actor = get_actor();
     const Skeleton* skeleton = actor ? actor->get_skeleton() : nullptr;
@@ -138,58 +105,35 @@ IKConstraintRotation* ActorControllerIK::get_rotation_constraint(const std::stri
 void ActorControllerIK::remove_position_constraint(const std::string& joint) {
     auto it = positions_.find(joint);
     if (it == positions_.end()) return;
-    IKConstraintPosition* old = it->second;
-    if (stepping_ > 0)
-        it->second = nullptr;  // the loop under way holds an iterator to it
-    else
-        positions_.erase(it);
-    release(old);
+    core::Ref<IKConstraintPosition> old = std::move(it->second);  // null in place: a loop may hold the iterator
+    if (stepping_ == 0) positions_.erase(it);
+    release(std::move(old));
 }
 
 void ActorControllerIK::remove_rotation_constraint(const std::string& joint) {
     auto it = rotations_.find(joint);
     if (it == rotations_.end()) return;
-    IKConstraintRotation* old = it->second;
-    if (stepping_ > 0)
-        it->second = nullptr;
-    else
-        rotations_.erase(it);
-    release(old);
+    core::Ref<IKConstraintRotation> old = std::move(it->second);
+    if (stepping_ == 0) rotations_.erase(it);
+    release(std::move(old));
 }
 
 void ActorControllerIK::set_bind_pose() {
-    if (!rig_) return;
     // The constraints come from the class factory, whose script classes may unload the
-    // database and with it the rig: each handle's values are read before the call, and
-    // the rig is not touched again once an unload happened.
-    const unsigned long generation = ActorDatabase::generation();
-    const ActorRigIK* rig = rig_;
-    const unsigned positions = rig->get_num_position_handles();
-    for (unsigned i = 0; i < positions && ActorDatabase::generation() == generation; ++i) {
+    // database or give the actor another rig: the rig is held for the loop, and each
+    // handle's values are read before the call.
+    const core::Ref<ActorRigIK> rig = rig_;
+    if (!rig) return;
+    for (unsigned i = 0; i < rig->get_num_position_handles(); ++i) {
         const IKHandlePosition* handle = rig->get_position_handle(i);
         const std::string effector = handle->get_effector_id();
-        IKConstraintPosition* constraint = create_fixed_position_constraint(handle->get_bind_position());
-        set_position_constraint(effector, constraint);
-        adopt(constraint);
+        set_position_constraint(effector, create_fixed_position_constraint(handle->get_bind_position()));
     }
-    const unsigned rotations = ActorDatabase::generation() == generation ? rig->get_num_rotation_handles() : 0;
-    for (unsigned i = 0; i < rotations && ActorDatabase::generation() == generation; ++i) {
+    for (unsigned i = 0; i < rig->get_num_rotation_handles(); ++i) {
         const IKHandleRotation* handle = rig->get_rotation_handle(i);
         const std::string joint = handle->get_joint_id();
-        IKConstraintRotation* constraint = create_fixed_rotation_constraint(handle->get_bind_rotation(), false);
-        set_rotation_constraint(joint, constraint);
-        adopt(constraint);
+        set_rotation_constraint(joint, create_fixed_rotation_constraint(handle->get_bind_rotation(), false));
     }
-}
-
-void ActorControllerIK::adopt(core::Object* constraint) {
-    if (!constraint) return;
-    // A script object: the controller's own reference keeps it; the factory's goes.
-    // A native one: the controller deletes it when it lets go of it.
-    if (constraint->get_python_self())
-        constraint->dec_ref();
-    else
-        owned_.push_back(constraint);
 }
 
 bool ActorControllerIK::update(float dt) {
@@ -198,7 +142,9 @@ bool ActorControllerIK::update(float dt) {
         if (constraint) constraint->update(dt);
     for (auto& [name, constraint] : rotations_)
         if (constraint) constraint->update(dt);
-    const bool changed = rig_ && rig_->solve_constraints(this);
+    // Held for the solve: a target's hook may take the actor or its rig away.
+    const core::Ref<ActorRigIK> rig = rig_;
+    const bool changed = rig && rig->solve_constraints(this);
     finish_stepping();
     return changed;
 }

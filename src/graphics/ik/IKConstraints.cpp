@@ -11,13 +11,9 @@ core::Vector<float> IKConstraintPosition::get_position() { return {}; }
 
 IKConstraintPositionHold::IKConstraintPositionHold(Transform* transform, const core::Vector<float>& local,
                                                    const core::Vector<float>& offset)
-    : transform_(transform), local_(local), offset_(offset) {
-    if (transform_) transform_->inc_ref();
-}
+    : transform_(transform), local_(local), offset_(offset) {}
 
-IKConstraintPositionHold::~IKConstraintPositionHold() {
-    if (transform_) transform_->dec_ref();
-}
+IKConstraintPositionHold::~IKConstraintPositionHold() = default;
 
 core::Vector<float> IKConstraintPositionHold::get_position() {
     if (!transform_) return offset_;

@@ -84,7 +84,7 @@ private:
         if (!id) return skip("a 'ParticleSystemData' element has no id; it is skipped.");
         if (table.contains(*id))
             return skip("system '" + *id + "' is defined already; the earlier definition stands.");
-        auto* data = new ParticleSystemData;
+        const core::Ref<ParticleSystemData> data = core::make_ref<ParticleSystemData>();
         data->id = *id;
         if (const std::string* v = get(attributes, "layer")) data->layer = *v;
         if (const std::string* v = get(attributes, "gravity")) data->gravity = core::Vector<float>(*v);
@@ -175,7 +175,7 @@ void unload() { table.clear(); }
 
 ParticleSystemData* find(const std::string& id) { return table.find(id); }
 
-ParticleSystemData* acquire(const std::string& id) { return table.acquire(id); }
+core::Ref<ParticleSystemData> acquire(const std::string& id) { return table.acquire(id); }
 
 std::size_t size() { return table.size(); }
 

@@ -23,38 +23,24 @@ namespace {
 constexpr std::size_t kInitialVertices = 4096;  // capacity of a new pool's buffer
 
 // Makes an emitter through the factory, so that a script class registered as
-// "ParticleEmitter" is used, and holds one reference to it. Without the script module
-// (a native program) the class is the native one, owned by the system alone. A failure
-// prints the Python error and gives null.
-ParticleEmitter* make_emitter() {
-    if (!Py_IsInitialized() || !core::Factory::get_class("ParticleEmitter")) {
-        auto* emitter = new ParticleEmitter;
-        emitter->inc_ref();
-        return emitter;
-    }
+// "ParticleEmitter" is used. Without the script module (a native program) the class is
+// the native one. A failure prints the Python error and gives null.
+core::Ref<ParticleEmitter> make_emitter() {
+    if (!Py_IsInitialized() || !core::Factory::get_class("ParticleEmitter")) return core::make_ref<ParticleEmitter>();
     PyObject* object = core::Factory::new_object_raw("ParticleEmitter", nullptr);
     if (!object) {
         PyErr_Print();
         return nullptr;
     }
-    ParticleEmitter* emitter = nullptr;
+    core::Ref<ParticleEmitter> emitter;
     if (object != Py_None) {
         boost::python::extract<ParticleEmitter*> get(object);
         if (get.check()) emitter = get();
     }
-    if (emitter)
-        emitter->inc_ref();
-    else if (object != Py_None)
+    if (!emitter && object != Py_None)
         core::Log::warning("graphics", "The factory's 'ParticleEmitter' made something else; the emitter is left out.");
     Py_DECREF(object);
     return emitter;
-}
-
-void release_emitter(ParticleEmitter* emitter) {
-    if (emitter->get_python_self())
-        emitter->dec_ref();
-    else
-        delete emitter;  // native-only: the system is its one owner
 }
 
 // One quad per particle, s being its half extent: corners clockwise on screen from the
@@ -93,27 +79,27 @@ ParticleSystem::ParticleSystem(const std::string& data_id) : data_(ParticleDatab
     gravity_ = data_->gravity;
     emitters_.reserve(data_->emitters.size());
     for (const auto& definition : data_->emitters) {
-        ParticleEmitter* emitter = make_emitter();
+        core::Ref<ParticleEmitter> emitter = make_emitter();
         if (emitter) {
             emitter->adopt(this, definition.get());
             attach(emitter);
         }
-        emitters_.push_back(emitter);
+        emitters_.push_back(std::move(emitter));
     }
     set_layer(data_->layer);
 }
 
 ParticleSystem::~ParticleSystem() {
-    std::vector<ParticleEmitter*> emitters = std::move(emitters_);
+    std::vector<core::Ref<ParticleEmitter>> emitters = std::move(emitters_);
     emitters_.clear();
     for (ParticleEmitter* emitter : emitters) {
         if (!emitter) continue;
         detach(emitter);
         emitter->adopt(nullptr, nullptr);  // a script may keep it: it must not reach us or our data
-        release_emitter(emitter);
     }
+    emitters.clear();
     pools_.clear();  // buffers first, while the records they describe still exist
-    if (data_) data_->dec_ref();
+    data_.reset();
 }
 
 std::string ParticleSystem::get_data_id() const { return data_ ? data_->id : std::string(); }

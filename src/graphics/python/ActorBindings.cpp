@@ -88,7 +88,7 @@ void define_actor() {
     register_with_factory(proxy, "ActorMeshProxy");
 
     using Wrapper = SceneObjectWrapper<Actor, const std::string&>;
-    bp::object cls = bp::class_<Actor, Wrapper, bp::bases<SceneObject>, boost::noncopyable>(
+    bp::object cls = bp::class_<Actor, Held<Wrapper>, bp::bases<SceneObject>, boost::noncopyable>(
                          "Actor",
                          "Actor(data_id: str)\n\n"
                          "A skeletal character from the actor database, posed by its controller.\n"

@@ -164,7 +164,7 @@ bp::dict sample(const Controller& c, const std::string& name, float time) {
 
 void define_actor_controller_animation() {
     using Wrapper = ActorControllerWrapper<Controller>;
-    bp::class_<Controller, Wrapper, bp::bases<ActorController>, boost::noncopyable> cls(
+    bp::class_<Controller, Held<Wrapper>, bp::bases<ActorController>, boost::noncopyable> cls(
         "ActorControllerAnimation",
         "ActorControllerAnimation()\n\n"
         "Plays the actor's clips (actor_database clips of its data id) on layers, with\n"

@@ -14,7 +14,7 @@ bp::object actor(const ActorController& c) { return to_python(c.get_actor()); }
 
 void define_actor_controller() {
     using Wrapper = ActorControllerWrapper<ActorController>;
-    bp::class_<ActorController, Wrapper, boost::noncopyable> cls(
+    bp::class_<ActorController, Held<Wrapper>, boost::noncopyable> cls(
         "ActorController",
         "ActorController()\n\n"
         "Poses an actor each frame. Subclass it and override update(dt) (return True when\n"

@@ -194,7 +194,7 @@ void define_actor_controller_dynamics() {
              "A push (mass times velocity) at a point of the actor's space, the body's centre by default.");
 
     using Wrapper = ActorControllerWrapper<ActorControllerDynamics>;
-    bp::class_<ActorControllerDynamics, Wrapper, bp::bases<ActorController>, boost::noncopyable> cls(
+    bp::class_<ActorControllerDynamics, Held<Wrapper>, bp::bases<ActorController>, boost::noncopyable> cls(
         "ActorControllerDynamics",
         "ActorControllerDynamics()\n\n"
         "Poses its actor from a rigid-body simulation built from the dynamics rig of the actor's data id,\n"

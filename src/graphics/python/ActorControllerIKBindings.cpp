@@ -187,7 +187,7 @@ void define_actor_controller_ik() {
                       "rotation_handles: ActorRigIKRotationHandleProxy");
 
     using Wrapper = ActorControllerWrapper<ActorControllerIK>;
-    bp::class_<ActorControllerIK, Wrapper, bp::bases<ActorController>, boost::noncopyable> cls(
+    bp::class_<ActorControllerIK, Held<Wrapper>, bp::bases<ActorController>, boost::noncopyable> cls(
         "ActorControllerIK",
         "ActorControllerIK()\n\n"
         "Poses its actor by the IK rig of the actor's data id. Give it targets with\n"

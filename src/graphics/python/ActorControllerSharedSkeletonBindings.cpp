@@ -14,7 +14,7 @@ bp::object source(const ActorControllerSharedSkeleton& c) { return to_python(c.g
 
 void define_actor_controller_shared_skeleton() {
     using Wrapper = ActorControllerWrapper<ActorControllerSharedSkeleton, Actor*>;
-    bp::class_<ActorControllerSharedSkeleton, Wrapper, bp::bases<ActorController>, boost::noncopyable> cls(
+    bp::class_<ActorControllerSharedSkeleton, Held<Wrapper>, bp::bases<ActorController>, boost::noncopyable> cls(
         "ActorControllerSharedSkeleton",
         "ActorControllerSharedSkeleton(source: Actor)\n\n"
         "Re-skins its actor in the frames the source actor re-skinned.\n"

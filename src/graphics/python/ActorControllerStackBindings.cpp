@@ -26,7 +26,7 @@ bp::list controllers(const ActorControllerStack& s) {
 
 void define_actor_controller_stack() {
     using Wrapper = ActorControllerWrapper<ActorControllerStack>;
-    bp::class_<ActorControllerStack, Wrapper, bp::bases<ActorController>, boost::noncopyable> cls(
+    bp::class_<ActorControllerStack, Held<Wrapper>, bp::bases<ActorController>, boost::noncopyable> cls(
         "ActorControllerStack",
         "ActorControllerStack()\n\n"
         "Controllers posing one actor in turn, each from the pose the one before left\n"

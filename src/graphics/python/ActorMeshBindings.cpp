@@ -19,7 +19,7 @@ bool set_data(ActorMesh& mesh, const std::string& actor_id, const std::string& m
     const ActorData* data = ActorDatabase::find_actor_data(actor_id);
     const ActorMeshData* record = data ? data->get_mesh(mesh_id) : nullptr;
     if (!record || mesh.get_data()) return false;
-    mesh.set_data(record);
+    mesh.set_data(record, data);
     return true;
 }
 
@@ -83,7 +83,7 @@ std::string id(const ActorMesh& mesh) { return mesh.get_id(); }
 
 void define_actor_mesh() {
     bp::object cls =
-        bp::class_<ActorMesh, ObjectWrapper<ActorMesh>, boost::noncopyable>(
+        bp::class_<ActorMesh, Held<ObjectWrapper<ActorMesh>>, boost::noncopyable>(
             "ActorMesh",
             "ActorMesh()\n\n"
             "One skinned mesh of an actor: its textures, colours, attached scene objects and\n"

@@ -25,7 +25,7 @@ namespace {
 using Vector = core::Vector<float>;
 
 template <class T, class... Args>
-using AnimatorClass = bp::class_<T, ObjectWrapper<T, Args...>, bp::bases<SceneObjectAnimator>, boost::noncopyable>;
+using AnimatorClass = bp::class_<T, Held<ObjectWrapper<T, Args...>>, bp::bases<SceneObjectAnimator>, boost::noncopyable>;
 
 // The script class of one kind of animator T, constructed from Args named by
 // `keywords` and documented by `doc`; script classes may derive from it.

@@ -37,6 +37,7 @@ void define_gl_state();        // GLState, the baseline every draw path keeps
 // The shared helpers by their short names.
 namespace bp = boost::python;
 using core::python::get_item;
+using core::python::Held;
 using core::python::ObjectWrapper;
 using core::python::overloaded;
 using core::python::overrides;

@@ -26,7 +26,7 @@ bp::object current_framebuffer() { return to_python(Framebuffer::get_current_fra
 
 void define_framebuffer() {
     bp::object cls =
-        bp::class_<Framebuffer, ObjectWrapper<Framebuffer>, boost::noncopyable>(
+        bp::class_<Framebuffer, Held<ObjectWrapper<Framebuffer>>, boost::noncopyable>(
             "Framebuffer",
             "Framebuffer()\n\n"
             "An off-screen render target with a colour texture: create() it, draw between\n"
@@ -76,7 +76,7 @@ void define_framebuffer() {
 
     using Wrapper = SceneObjectWrapper<FramebufferDisplay, Framebuffer*>;
     bp::object display =
-        bp::class_<FramebufferDisplay, Wrapper, bp::bases<SceneObject>, boost::noncopyable>(
+        bp::class_<FramebufferDisplay, Held<Wrapper>, bp::bases<SceneObject>, boost::noncopyable>(
             "FramebufferDisplay",
             "FramebufferDisplay(framebuffer: Framebuffer)\n\n"
             "A scene object that draws a framebuffer's texture; registered for redirection\n"

@@ -141,7 +141,7 @@ bp::object hold_transform(const IKConstraintPositionHold& c) { return to_python(
 void define_ik_constraint() {
     {
         using Wrapper = IKConstraintPositionWrapper<IKConstraintPosition>;
-        bp::class_<IKConstraintPosition, Wrapper, boost::noncopyable> cls(
+        bp::class_<IKConstraintPosition, Held<Wrapper>, boost::noncopyable> cls(
             "IKConstraintPosition",
             "IKConstraintPosition()\n\n"
             "The target of an IK position handle. Subclass it and override\n"
@@ -161,7 +161,7 @@ void define_ik_constraint() {
     }
     {
         using Wrapper = IKConstraintPositionWrapper<IKConstraintPositionFixed, const core::Vector<float>&>;
-        bp::class_<IKConstraintPositionFixed, Wrapper, bp::bases<IKConstraintPosition>, boost::noncopyable> cls(
+        bp::class_<IKConstraintPositionFixed, Held<Wrapper>, bp::bases<IKConstraintPosition>, boost::noncopyable> cls(
             "IKConstraintPositionFixed",
             "IKConstraintPositionFixed(position: VectorLike)\n\n"
             "A target that stays where it is put.",
@@ -175,7 +175,7 @@ void define_ik_constraint() {
     {
         using Wrapper = IKConstraintPositionWrapper<IKConstraintPositionHold, Transform*, const core::Vector<float>&,
                                                     const core::Vector<float>&>;
-        bp::class_<IKConstraintPositionHold, Wrapper, bp::bases<IKConstraintPosition>, boost::noncopyable> cls(
+        bp::class_<IKConstraintPositionHold, Held<Wrapper>, bp::bases<IKConstraintPosition>, boost::noncopyable> cls(
             "IKConstraintPositionHold",
             "IKConstraintPositionHold(transform: Transform, local: VectorLike, offset: VectorLike)\n\n"
             "Follows `local` in the transform's space, plus\n"
@@ -190,7 +190,7 @@ void define_ik_constraint() {
     }
     {
         using Wrapper = IKConstraintRotationWrapper<IKConstraintRotation, bool>;
-        bp::class_<IKConstraintRotation, Wrapper, boost::noncopyable> cls(
+        bp::class_<IKConstraintRotation, Held<Wrapper>, boost::noncopyable> cls(
             "IKConstraintRotation",
             "IKConstraintRotation(in_world_space: bool = False)\n\n"
             "The target of an IK rotation handle. Subclass it and\n"
@@ -204,7 +204,7 @@ void define_ik_constraint() {
     }
     {
         using Wrapper = IKConstraintRotationWrapper<IKConstraintRotationFixed, float, bool>;
-        bp::class_<IKConstraintRotationFixed, Wrapper, bp::bases<IKConstraintRotation>, boost::noncopyable> cls(
+        bp::class_<IKConstraintRotationFixed, Held<Wrapper>, bp::bases<IKConstraintRotation>, boost::noncopyable> cls(
             "IKConstraintRotationFixed",
             "IKConstraintRotationFixed(rotation: float, in_world_space: bool = False)\n\n"
             "A rotation that stays what it is set to.",

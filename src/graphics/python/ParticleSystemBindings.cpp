@@ -72,7 +72,7 @@ void define_particle_system() {
         .staticmethod("unload");
 
     bp::object emitter =
-        bp::class_<ParticleEmitter, ObjectWrapper<ParticleEmitter>, bp::bases<Transform>, boost::noncopyable>(
+        bp::class_<ParticleEmitter, Held<ObjectWrapper<ParticleEmitter>>, bp::bases<Transform>, boost::noncopyable>(
             "ParticleEmitter",
             "ParticleEmitter()\n\n"
             "One emitter of a ParticleSystem: a child transform of the system, made through the\n"
@@ -113,7 +113,7 @@ void define_particle_system() {
     register_with_factory(proxy, "ParticleEmitterProxy");
 
     using Wrapper = SceneObjectWrapper<ParticleSystem, const std::string&>;
-    bp::object cls = bp::class_<ParticleSystem, Wrapper, bp::bases<SceneObject>, boost::noncopyable>(
+    bp::object cls = bp::class_<ParticleSystem, Held<Wrapper>, bp::bases<SceneObject>, boost::noncopyable>(
                          "ParticleSystem",
                          "ParticleSystem(data_id: str)\n\n"
                          "A scene object that emits, moves and draws particles from the particle database's\n"

@@ -97,7 +97,7 @@ core::Matrix layer_transform(const Scene& s, bp::object flags_or_id, const core:
 
 void define_scene() {
     bp::scope scene_scope =
-        bp::class_<Scene, ObjectWrapper<Scene>, boost::noncopyable>("Scene", kSceneDoc, bp::init<>())
+        bp::class_<Scene, Held<ObjectWrapper<Scene>>, boost::noncopyable>("Scene", kSceneDoc, bp::init<>())
             .def("add_layer", &add_layer, bp::arg("layer"),
                  "add_layer(layer: SceneLayer) -> bool\n\n"
                  "Adds a layer; False, with a warning, when its id is taken.")

@@ -30,7 +30,7 @@ bool SceneLayerProxy::append(SceneLayer* layer) const { return owner().add_layer
 void define_scene_layer() {
     using Wrapper = ObjectWrapper<SceneLayer, const std::string&, float, int, bool>;
     bp::object cls =
-        bp::class_<SceneLayer, Wrapper, boost::noncopyable>(
+        bp::class_<SceneLayer, Held<Wrapper>, boost::noncopyable>(
             "SceneLayer",
             "SceneLayer(id: str, z: float = 0.0, scale_flags: int = 0, common: bool = True)\n\n"
             "A named layer of a scene, drawn in z order; its scale flags (Scene.ScaleFlag)\n"

@@ -35,7 +35,7 @@ private:
 }  // namespace
 
 void define_scene_listener() {
-    bp::object cls = bp::class_<SceneListener, SceneListenerWrapper, boost::noncopyable>(
+    bp::object cls = bp::class_<SceneListener, Held<SceneListenerWrapper>, boost::noncopyable>(
         "SceneListener",
         "SceneListener()\n\n"
         "Hears every phase of a scene's frame: subclasses define any of OnPreUpdate(dt),\n"

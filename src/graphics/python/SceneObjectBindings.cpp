@@ -36,7 +36,7 @@ bp::dict animators(const SceneObject& o) {
 
 void define_scene_object() {
     bp::object cls =
-        bp::class_<SceneObject, SceneObjectWrapper<SceneObject>, bp::bases<Transform>, boost::noncopyable>(
+        bp::class_<SceneObject, Held<SceneObjectWrapper<SceneObject>>, bp::bases<Transform>, boost::noncopyable>(
             "SceneObject",
             "SceneObject()\n\n"
             "Something drawn and updated in a scene layer: set layer to a layer's id to add it.\n"

@@ -70,7 +70,7 @@ void define_skeleton() {
             .def("__contains__", &SkeletonJointProxy::contains, "__contains__(key: object, /) -> bool");
     register_with_factory(proxy, "SkeletonJointProxy");
 
-    bp::object cls = bp::class_<Skeleton, ObjectWrapper<Skeleton>, boost::noncopyable>(
+    bp::object cls = bp::class_<Skeleton, Held<ObjectWrapper<Skeleton>>, boost::noncopyable>(
                          "Skeleton",
                          "Skeleton()\n\n"
                          "A hierarchy of joints (Transforms) that an actor's meshes are skinned to.",

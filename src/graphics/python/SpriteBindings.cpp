@@ -85,7 +85,7 @@ bool add(const std::string& id, const std::string& texture, const core::Vector<f
          const core::Colour& colour, const std::string& layer, int scale_flags, bool auto_load,
          bool force_full_resolution) {
     if (SpriteDatabase::find(id)) return false;  // the first definition stands
-    auto* data = new SpriteData;
+    const core::Ref<SpriteData> data = core::make_ref<SpriteData>();
     data->id = id;
     // In the XML's order: pinned and resolution known before the texture loads.
     if (auto_load) data->pin();
@@ -185,7 +185,7 @@ void define_sprite() {
 
     using Wrapper = SceneObjectWrapper<Sprite, const std::string&>;
     bp::object cls =
-        bp::class_<Sprite, Wrapper, bp::bases<SceneObject>, boost::noncopyable>(
+        bp::class_<Sprite, Held<Wrapper>, bp::bases<SceneObject>, boost::noncopyable>(
             "Sprite",
             "Sprite(data_id: str)\n\n"
             "A textured rectangle from the sprite database's record data_id, in that record's\n"

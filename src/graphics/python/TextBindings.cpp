@@ -48,7 +48,7 @@ void set_size(Text& t, int size) {
 void define_text() {
     using Wrapper = SceneObjectWrapper<Text, const std::string&, const std::string&, int>;
     bp::object cls =
-        bp::class_<Text, Wrapper, bp::bases<SceneObject>, boost::noncopyable>(
+        bp::class_<Text, Held<Wrapper>, bp::bases<SceneObject>, boost::noncopyable>(
             "Text",
             "Text(text: str = '', font: str = '', size: int = 16)\n\n"
             "A scene object drawing a string in a TrueType font (font: a path found through the\n"

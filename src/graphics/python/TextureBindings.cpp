@@ -244,7 +244,7 @@ void define_texture() {
     register_with_factory(cls, "Texture");
 
     bp::object database =
-        bp::class_<TextureDatabase, DatabaseWrapper, boost::noncopyable>(
+        bp::class_<TextureDatabase, Held<DatabaseWrapper>, boost::noncopyable>(
             "TextureDatabase",
             "TextureDatabase\n\n"
             "The textures by path, and by name those made from pixels\n"
@@ -281,7 +281,7 @@ void define_texture() {
     register_with_factory(database, "TextureDatabase");
 
     // Named in lower case for scripts, unlike its factory name: kept as it is.
-    bp::object loader = bp::class_<TextureLoader, LoaderWrapper, boost::noncopyable>(
+    bp::object loader = bp::class_<TextureLoader, Held<LoaderWrapper>, boost::noncopyable>(
                             "texture_loader",
                             "texture_loader\n\n"
                             "The background loader of textures (libgraphics.texture_loader, the only instance).",

@@ -48,7 +48,7 @@ void detach(Transform& t, Transform* child) { t.detach(&require(child, "The chil
 
 void define_transform() {
     bp::object cls =
-        bp::class_<Transform, ObjectWrapper<Transform>, boost::noncopyable>(
+        bp::class_<Transform, Held<ObjectWrapper<Transform>>, boost::noncopyable>(
             "Transform",
             "Transform()\n\n"
             "A position, scale and rotation in a hierarchy of transforms: a child's world\n"

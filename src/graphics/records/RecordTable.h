@@ -1,13 +1,15 @@
 #pragma once
 
+#include "engine/core/Ref.h"
+
 #include <map>
 #include <string>
 #include <utility>
 
 namespace engine::graphics {
 
-/// The records of a database by id, each shared (intrusively counted): the table holds
-/// one reference per record, and the first record of an id stands. Script thread only,
+/// The records of a database by id, each shared (intrusively counted): the table is one
+/// holder of each record, and the first record of an id stands. Script thread only,
 /// as the databases are.
 template <class Record>
 class RecordTable {
@@ -18,11 +20,9 @@ public:
 
     bool contains(const std::string& id) const { return records_.count(id) != 0; }
 
-    /// Takes a reference on `record` under `id`; false (and nothing taken) when the id
-    /// is taken already.
+    /// Holds `record` under `id`; false (and nothing held) when the id is taken already.
     bool add(const std::string& id, Record* record) {
         if (!record || contains(id)) return false;
-        record->inc_ref();
         records_[id] = record;
         return true;
     }
@@ -33,25 +33,20 @@ public:
         return it == records_.end() ? nullptr : it->second;
     }
 
-    /// The record of that id with one more reference for the caller, or null.
-    Record* acquire(const std::string& id) const {
-        Record* record = find(id);
-        if (record) record->inc_ref();
-        return record;
-    }
+    /// The record of that id, held for the caller, or null.
+    core::Ref<Record> acquire(const std::string& id) const { return find(id); }
 
     /// Lets go of every record. The table is empty before the first one goes, so a
     /// record whose destruction reaches back into its database finds nothing.
     void clear() {
-        std::map<std::string, Record*> records = std::move(records_);
+        std::map<std::string, core::Ref<Record>> records = std::move(records_);
         records_.clear();
-        for (auto& [id, record] : records) record->dec_ref();
     }
 
     std::size_t size() const { return records_.size(); }
 
 private:
-    std::map<std::string, Record*> records_;  // one reference each
+    std::map<std::string, core::Ref<Record>> records_;
 };
 
 }  // namespace engine::graphics

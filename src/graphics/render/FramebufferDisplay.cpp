@@ -6,13 +6,9 @@
 
 namespace engine::graphics {
 
-FramebufferDisplay::FramebufferDisplay(Framebuffer* framebuffer) : framebuffer_(framebuffer) {
-    if (framebuffer_) framebuffer_->inc_ref();
-}
+FramebufferDisplay::FramebufferDisplay(Framebuffer* framebuffer) : framebuffer_(framebuffer) {}
 
-FramebufferDisplay::~FramebufferDisplay() {
-    if (framebuffer_) framebuffer_->dec_ref();
-}
+FramebufferDisplay::~FramebufferDisplay() = default;
 
 core::Vector<float> FramebufferDisplay::get_dimensions() const {
     if (dimensions_.x != -1.0f || dimensions_.y != -1.0f || !framebuffer_) return dimensions_;

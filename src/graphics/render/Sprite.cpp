@@ -163,9 +163,7 @@ Sprite::Sprite(const std::string& data_id) : data_(SpriteDatabase::acquire(data_
 }
 
 Sprite::~Sprite() {
-    if (!data_) return;
-    data_->remove_use();
-    data_->dec_ref();
+    if (data_) data_->remove_use();
 }
 
 std::string Sprite::get_data_id() const { return data_ ? data_->id : std::string(); }

@@ -54,7 +54,7 @@ public:
         auto id = attributes.find("id");
         if (id == attributes.end() || table.contains(id->second)) return;  // the first definition wins
 
-        auto* data = new SpriteData;
+        const core::Ref<SpriteData> data = core::make_ref<SpriteData>();
         data->id = id->second;
         // In this order, so that "force_full_resolution" is known when "texture" is set.
         auto get = [&](const char* key) -> const std::string* {
@@ -72,7 +72,7 @@ public:
         if (const std::string* v = get("bottom_right")) data->bottom_right = core::Vector<float>(*v);
         if (const std::string* v = get("scale_flags")) data->scale_flags = std::atoi(v->c_str());
         if (const std::string* v = get("layer")) data->layer = *v;
-        if (!add(data)) delete data;  // not reached: the id was checked above
+        add(data);  // the id was checked above
     }
 
 private:
@@ -99,7 +99,7 @@ void unload() { table.clear(); }
 
 SpriteData* find(const std::string& id) { return table.find(id); }
 
-SpriteData* acquire(const std::string& id) { return table.acquire(id); }
+core::Ref<SpriteData> acquire(const std::string& id) { return table.acquire(id); }
 
 }  // namespace SpriteDatabase
 }  // namespace engine::graphics

@@ -178,7 +178,7 @@ private:
             skip("record '" + id + "' (already defined)");
             return;
         }
-        auto* data = new SpriteData;
+        const core::Ref<SpriteData> data = core::make_ref<SpriteData>();
         data->id = id;
         if (options_.auto_load) data->pin();
         data->origin = frame.origin;
@@ -189,7 +189,7 @@ private:
         data->layer = options_.layer;
         data->animations = std::move(animations);
         data->set_texture_path(texture_);
-        if (!add(data)) delete data;  // not reached: the id was checked above
+        add(data);  // the id was checked above
     }
 
     std::string source_;                                 // names the sheet in the warning

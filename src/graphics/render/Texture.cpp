@@ -18,8 +18,7 @@ Texture::Texture(const std::string& path, bool asynchronous, bool force_full_res
     : data_(TextureDatabase::acquire(path, asynchronous, force_full_resolution)) {}
 
 Texture::Texture(const unsigned char* pixels, const core::Vector<int>& dimensions, unsigned int format)
-    : data_(new TextureData) {
-    data_->inc_ref();
+    : data_(core::make_ref<TextureData>()) {
     // Any format but 3 is RGBA bytes uploaded with that internal format; 0 keeps nothing.
     if (format != 0) data_->keep_pixels(pixels, dimensions, format == 3 ? 3 : 4, format);
 }
@@ -29,21 +28,11 @@ bool Texture::update_pixels(const unsigned char* pixels, int channels, const cor
     return data_ && data_->update_pixels(pixels, channels, offset, size);
 }
 
-Texture::Texture(const Texture& other) : data_(other.data_), wrap_mode_(other.wrap_mode_) {
-    if (data_) data_->inc_ref();
-}
+Texture::Texture(const Texture& other) = default;
 
-Texture& Texture::operator=(const Texture& other) {
-    if (other.data_) other.data_->inc_ref();
-    if (data_) data_->dec_ref();
-    data_ = other.data_;
-    wrap_mode_ = other.wrap_mode_;
-    return *this;
-}
+Texture& Texture::operator=(const Texture& other) = default;
 
-Texture::~Texture() {
-    if (data_) data_->dec_ref();
-}
+Texture::~Texture() = default;
 
 const core::Vector<int>& Texture::get_dimensions() const {
     static const core::Vector<int> none;

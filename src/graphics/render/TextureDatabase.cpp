@@ -11,7 +11,9 @@ namespace engine::graphics {
 namespace {
 
 // Process-wide: one table, one switch, one live database.
-std::map<std::string, TextureData*> table;  // one reference per entry
+// Never destroyed: what is still in it at exit is not released after the GL context
+// and the interpreter have gone.
+std::map<std::string, core::Ref<TextureData>>& table = *new std::map<std::string, core::Ref<TextureData>>;
 bool full_resolution = true;
 TextureDatabase* instance = nullptr;
 
@@ -22,30 +24,25 @@ TextureDatabase::TextureDatabase() { instance = this; }
 TextureDatabase::~TextureDatabase() {
     if (instance != this) return;
     // Emptied first: each data leaves the table by name while being destroyed.
-    std::map<std::string, TextureData*> entries;
+    std::map<std::string, core::Ref<TextureData>> entries;
     entries.swap(table);
-    for (auto& [path, data] : entries) data->dec_ref();
+    entries.clear();
     instance = nullptr;
 }
 
-TextureData* TextureDatabase::acquire(const std::string& path, bool asynchronous, bool force_full_resolution) {
+core::Ref<TextureData> TextureDatabase::acquire(const std::string& path, bool asynchronous,
+                                               bool force_full_resolution) {
     auto it = table.find(path);
-    if (it != table.end()) {
-        it->second->inc_ref();
-        return it->second;
-    }
-    auto* data = new TextureData;
-    data->inc_ref();  // the table's
+    if (it != table.end()) return it->second;
+    const core::Ref<TextureData> data = core::make_ref<TextureData>();
     table[path] = data;
     data->load(path, asynchronous, full_resolution || force_full_resolution);
-    data->inc_ref();  // the caller's
     return data;
 }
 
 bool TextureDatabase::add(const std::string& name, TextureData* data) {
     if (name.empty() || !data || !data->get_path().empty() || !data->has_pixels() || table.count(name)) return false;
     data->set_name(name);
-    data->inc_ref();  // the table's
     table[name] = data;
     return true;
 }
@@ -53,9 +50,8 @@ bool TextureDatabase::add(const std::string& name, TextureData* data) {
 bool TextureDatabase::forget(const std::string& path) {
     auto it = table.find(path);
     if (it == table.end()) return false;
-    TextureData* data = it->second;
-    table.erase(it);
-    data->dec_ref();  // may run its release, which finds the entry gone
+    const core::Ref<TextureData> data = std::move(it->second);
+    table.erase(it);  // released on leaving: its release finds the entry gone
     return true;
 }
 
@@ -70,16 +66,16 @@ void TextureDatabase::purge() {
     if (TextureLoader::is_loading()) return;
     // Taken out of the table first and released afterwards: a release runs code (its
     // log line, a script's handler) that may use the table again.
-    std::vector<TextureData*> unused;
+    std::vector<core::Ref<TextureData>> unused;
     for (auto it = table.begin(); it != table.end();) {
         if (it->second->get_ref_count() == 1 && !it->second->has_pixels()) {
-            unused.push_back(it->second);
+            unused.push_back(std::move(it->second));
             it = table.erase(it);
         } else {
             ++it;
         }
     }
-    for (TextureData* data : unused) data->dec_ref();
+    unused.clear();
 }
 
 void TextureDatabase::reload() {

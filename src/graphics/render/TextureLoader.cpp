@@ -2,6 +2,7 @@
 
 #include "engine/core/Log.h"
 #include "engine/core/Mutex.h"
+#include "engine/core/Ref.h"
 #include "engine/core/Thread.h"
 #include "engine/graphics/TextureData.h"
 
@@ -18,13 +19,13 @@ namespace engine::graphics {
 namespace {
 
 struct Request {
-    TextureData* data;  // one reference held while queued
+    core::Ref<TextureData> data;  // held while queued; only moved on the loading thread
     std::string path;   // copied, so the thread never reads the data itself
     bool full_resolution;
 };
 
 struct Result {
-    TextureData* data;                    // the request's reference
+    core::Ref<TextureData> data;          // the request's
     std::unique_ptr<ImageBuffer> buffer;  // null when the decode failed
 };
 
@@ -96,7 +97,7 @@ void loop() {
         std::unique_ptr<ImageBuffer> buffer = ImageBuffer::decode(request.path, request.full_resolution);
         {
             core::MutexLock hold(s.lock);
-            s.results.push_back(Result{request.data, std::move(buffer)});
+            s.results.push_back(Result{std::move(request.data), std::move(buffer)});
         }
         announce_result();
     }
@@ -126,7 +127,7 @@ void TextureLoader::stop() {
     State& s = state();
     {
         core::MutexLock hold(s.lock);
-        for (Request& r : s.requests) s.results.push_back(Result{r.data, nullptr});
+        for (Request& r : s.requests) s.results.push_back(Result{std::move(r.data), nullptr});
         s.requests.clear();
     }
     announce_result();
@@ -140,11 +141,10 @@ bool TextureLoader::is_running() { return running; }
 bool TextureLoader::exists() { return instance != nullptr; }
 
 void TextureLoader::enqueue(TextureData* data) {
-    data->inc_ref();
     {
         State& s = state();
         core::MutexLock hold(s.lock);
-        s.requests.push_back(Request{data, data->get_path(), data->is_full_resolution()});
+        s.requests.push_back(Request{core::Ref<TextureData>(data), data->get_path(), data->is_full_resolution()});
     }
     ++pending;  // outside the lock: only the script thread reads or changes it
     wake_up();
@@ -160,10 +160,7 @@ void TextureLoader::process_results() {
     }
     pending -= int(finished.size());
     if (!finished.empty()) core::Log::deliver_soon();  // the thread's decode warnings
-    for (Result& r : finished) {
-        r.data->accept(r.buffer.get());
-        r.data->dec_ref();
-    }
+    for (Result& r : finished) r.data->accept(r.buffer.get());
 }
 
 void TextureLoader::wait_for_result() {

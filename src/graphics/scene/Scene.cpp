@@ -48,11 +48,9 @@ public:
     ~Pass() {
         if (--scene_.passes_ > 0) return;
         while (!scene_.deferred_.empty()) {
-            const core::Object* object = scene_.deferred_.back();
+            const core::Ref<const core::Object> object = std::move(scene_.deferred_.back());
             scene_.deferred_.pop_back();
-            object->dec_ref();
         }
-        scene_.retired_listeners_.clear();
     }
 
 private:
@@ -73,22 +71,16 @@ Scene::~Scene() {
                            "A scene was destroyed while other scenes exist: no scene is current now, "
                            "so objects cannot join layers until a new Scene is made.");
     current_scene = nullptr;
-    std::vector<SceneLayer*> layers;
+    std::vector<core::Ref<SceneLayer>> layers;
     layers.swap(layers_);
-    for (SceneLayer* layer : layers) layer->dec_ref();
-    for (SceneListener* listener : listeners_) listener->dec_ref();
+    layers.clear();
     listeners_.clear();
-    for (const Redirection& r : redirections_) r.framebuffer->dec_ref();
-    for (const core::Object* object : deferred_) object->dec_ref();
 }
 
 Scene* Scene::get() { return current_scene; }
 
-void Scene::release_later(const core::Object* object) {
-    if (passes_ > 0)
-        deferred_.push_back(object);
-    else
-        object->dec_ref();
+void Scene::release_later(core::Ref<const core::Object> object) {
+    if (passes_ > 0) deferred_.push_back(std::move(object));
 }
 
 template <class Hook>
@@ -96,11 +88,12 @@ void Scene::notify(Hook hook) {
     // A snapshot, so that listeners may add or remove listeners while being told;
     // one removed before its turn is skipped.
     const std::size_t begin = listener_snapshot_.size();
-    listener_snapshot_.insert(listener_snapshot_.end(), listeners_.begin(), listeners_.end());
+    for (SceneListener* listener : listeners_) listener_snapshot_.push_back(listener);
     const std::size_t end = listener_snapshot_.size();
     for (std::size_t i = begin; i < end; ++i) {
         SceneListener* listener = listener_snapshot_[i];
         if (!listeners_.count(listener)) continue;
+        const core::Ref<SceneListener> held(listener);  // the hook may remove it
         hook(*listener);
         GLState::check("after a scene listener's hook");
     }
@@ -117,8 +110,7 @@ bool Scene::add_layer(SceneLayer* layer) {
     }
     auto at =
         std::find_if(layers_.begin(), layers_.end(), [&](const SceneLayer* l) { return l->get_z() >= layer->get_z(); });
-    layers_.insert(at, layer);
-    layer->inc_ref();
+    layers_.insert(at, core::Ref<SceneLayer>(layer));
     return true;
 }
 
@@ -144,12 +136,12 @@ bool Scene::add_object(SceneObject* object, const std::string& layer_id) {
             core::Log::warning("graphics", "Unknown layer '%s': the object was not added to it.", layer_id.c_str());
         return false;
     }
-    object->inc_ref();  // the new layer's reference, taken first so the move cannot destroy it
+    core::Ref<SceneObject> held(object);  // the new layer's reference, taken first so the move cannot destroy it
     take_object(object, true);
     auto& objects = layer->objects_;
     auto at = std::find_if(objects.begin(), objects.end(),
                            [&](const SceneObject* o) { return o->get_z() > object->get_z(); });
-    const auto inserted = objects.insert(at, object);
+    const auto inserted = objects.insert(at, std::move(held));
     layer->inserted(inserted - objects.begin());
     object->layer_ = layer_id;
     object->on_add(layer_id);
@@ -176,12 +168,13 @@ bool Scene::erase_object(SceneLayer& layer, SceneObject* object, bool release) {
     auto it = std::find(objects.begin(), objects.end(), object);
     if (it == objects.end()) return false;
     const std::ptrdiff_t index = it - objects.begin();
+    core::Ref<SceneObject> held = std::move(*it);
     objects.erase(it);
     layer.erased(index);
     if (release) {
         object->layer_.clear();
         object->on_remove(layer.get_id());
-        release_later(object);
+        release_later(std::move(held));
     }
     return true;
 }
@@ -200,26 +193,26 @@ void Scene::sort_layer(const std::string& layer_id) {
 // Listeners ------------------------------------------------------------------------
 
 void Scene::add_listener(SceneListener* listener) {
-    if (listeners_.insert(listener).second) listener->inc_ref();
+    listeners_.insert(core::Ref<SceneListener>(listener));
 }
 
 void Scene::remove_listener(SceneListener* listener) {
-    if (listeners_.erase(listener)) release_later(listener);
+    auto it = listeners_.find(listener);
+    if (it != listeners_.end()) release_later(listeners_.extract(it).value());
 }
 
 void Scene::add_script_listener(PyObject* object) {
     if (script_listeners_.count(object)) return;
-    auto adapter = std::make_unique<SceneListenerPython>(object);
-    listeners_.insert(adapter.get());
-    script_listeners_.emplace(object, std::move(adapter));
+    const core::Ref<SceneListener> adapter(new SceneListenerPython(object));
+    listeners_.insert(adapter);
+    script_listeners_.emplace(object, adapter.get());
 }
 
 bool Scene::remove_script_listener(PyObject* object) {
     auto it = script_listeners_.find(object);
     if (it == script_listeners_.end()) return false;
-    listeners_.erase(it->second.get());
     // It may be the listener being called right now: destroyed when the pass ends.
-    if (passes_ > 0) retired_listeners_.push_back(std::move(it->second));
+    remove_listener(it->second);
     script_listeners_.erase(it);
     return true;
 }
@@ -233,7 +226,6 @@ void Scene::register_framebuffer(SceneObject* object, Framebuffer* framebuffer) 
         for (SceneObject* walked : layer->get_objects()) {
             if (cursor < redirections_.size() && redirections_[cursor].object == walked) ++cursor;
             if (walked == object) {
-                framebuffer->inc_ref();
                 redirections_.insert(redirections_.begin() + std::ptrdiff_t(cursor), {object, framebuffer});
                 return;
             }
@@ -245,14 +237,14 @@ void Scene::erase_redirection(SceneObject* object) {
     auto it = std::find_if(redirections_.begin(), redirections_.end(),
                            [&](const Redirection& r) { return r.object == object; });
     if (it == redirections_.end()) return;
-    Framebuffer* framebuffer = it->framebuffer;
+    core::Ref<Framebuffer> framebuffer = std::move(it->framebuffer);
     // The cursor is left where it is: a redirection removed during a render changes
     // targets from the next frame on, and the rest of this frame may keep drawing into
     // the current target (end_frame then warns and shows it) rather than switching
     // halfway through a layer. begin_frame starts the cursor afresh
     // (test_redirection_removed_during_a_render_changes_targets_from_the_next_frame).
     redirections_.erase(it);
-    release_later(framebuffer);
+    release_later(std::move(framebuffer));
 }
 
 void Scene::begin_frame() {

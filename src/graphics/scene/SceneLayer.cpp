@@ -11,12 +11,9 @@ SceneLayer::SceneLayer(const std::string& id, float z, int scale_flags, bool com
 
 SceneLayer::~SceneLayer() {
     // Emptied first, so that an object destroyed by its release finds itself in no layer.
-    std::vector<SceneObject*> objects;
+    std::vector<core::Ref<SceneObject>> objects;
     objects.swap(objects_);
-    for (SceneObject* object : objects) {
-        object->layer_.clear();
-        object->dec_ref();
-    }
+    for (SceneObject* object : objects) object->layer_.clear();
 }
 
 namespace {

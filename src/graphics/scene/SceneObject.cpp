@@ -34,13 +34,10 @@ std::vector<SceneObjectAnimator*>& animator_snapshot() {
 
 SceneObject::~SceneObject() {
     set_id(std::string());
-    // Every animator that still names this object forgets it, attached or not: a
-    // script may keep an animator after removing it.
-    for (SceneObjectAnimator* animator : watchers_) animator->object_ = nullptr;
-    watchers_.clear();
-    for (auto& [name, animator] : animators_) animator->dec_ref();
+    // Animators that still name this object (a script may keep one after removing it)
+    // see their weak link read null from here on.
     animators_.clear();
-    for (SceneObjectAnimator* animator : removed_while_stepping_) animator->dec_ref();
+    removed_while_stepping_.clear();
     if (Scene* scene = Scene::get()) scene->take_object(this, false);
 }
 
@@ -91,10 +88,10 @@ auto find_slot(List& list, const std::string& name) {
 void SceneObject::add_animator(const std::string& name, SceneObjectAnimator* animator,
                                FinishedCallback on_finished) {
     remove_animator(name);
-    animator->inc_ref();
+    core::Ref<SceneObjectAnimator> held(animator);
     animator->set_object(this);
     animator->on_finished_ = std::move(on_finished);
-    animators_.emplace(find_slot(animators_, name), name, animator);
+    animators_.emplace(find_slot(animators_, name), name, std::move(held));
 }
 
 SceneObjectAnimator* SceneObject::get_animator(const std::string& name) const {
@@ -105,37 +102,28 @@ SceneObjectAnimator* SceneObject::get_animator(const std::string& name) const {
 void SceneObject::remove_animator(const std::string& name) {
     auto it = find_slot(animators_, name);
     if (it == animators_.end() || it->first != name) return;
-    SceneObjectAnimator* animator = it->second;
+    core::Ref<SceneObjectAnimator> animator = std::move(it->second);
     animators_.erase(it);
-    release(animator);
+    release(std::move(animator));
 }
 
 void SceneObject::remove_animator(SceneObjectAnimator* animator) {
     for (auto it = animators_.begin(); it != animators_.end(); ++it) {
         if (it->second == animator) {
+            core::Ref<SceneObjectAnimator> held = std::move(it->second);
             animators_.erase(it);
-            release(animator);
+            release(std::move(held));
             return;
         }
     }
 }
 
-void SceneObject::release(SceneObjectAnimator* animator) {
+void SceneObject::release(core::Ref<SceneObjectAnimator> animator) {
     // Removed before finishing: nobody is told, and what the callback holds goes now.
     animator->on_finished_.reset();
     // While the animators step, a removed one (often the one stepping, finishing) is
     // released only when they are done: it may still be in the step's snapshot.
-    if (stepping_ > 0)
-        removed_while_stepping_.push_back(animator);
-    else
-        animator->dec_ref();
-}
-
-void SceneObject::watch(SceneObjectAnimator* animator) { watchers_.push_back(animator); }
-
-void SceneObject::forget(SceneObjectAnimator* animator) {
-    auto it = std::find(watchers_.begin(), watchers_.end(), animator);
-    if (it != watchers_.end()) watchers_.erase(it);
+    if (stepping_ > 0) removed_while_stepping_.push_back(std::move(animator));
 }
 
 void SceneObject::step_animators(float dt) {
@@ -147,10 +135,7 @@ void SceneObject::step_animators(float dt) {
     for (std::size_t i = begin; i < end; ++i) snapshot[i]->update(dt);
     --stepping_;
     snapshot.resize(begin);
-    if (stepping_ == 0 && !removed_while_stepping_.empty()) {
-        for (SceneObjectAnimator* animator : removed_while_stepping_) animator->dec_ref();
-        removed_while_stepping_.clear();  // keeps its capacity: no allocation next time
-    }
+    if (stepping_ == 0) removed_while_stepping_.clear();  // keeps its capacity: no allocation next time
 }
 
 void SceneObject::update(float dt) {

@@ -4,16 +4,9 @@
 
 namespace engine::graphics {
 
-SceneObjectAnimator::~SceneObjectAnimator() {
-    if (object_) object_->forget(this);
-}
+SceneObjectAnimator::~SceneObjectAnimator() = default;
 
-void SceneObjectAnimator::set_object(SceneObject* object) {
-    if (object == object_) return;
-    if (object_) object_->forget(this);
-    object_ = object;
-    if (object_) object_->watch(this);
-}
+void SceneObjectAnimator::set_object(SceneObject* object) { object_ = object; }
 
 void SceneObjectAnimator::update(float dt) {
     if (delay_ > 0.0f) {
@@ -32,7 +25,7 @@ void SceneObjectAnimator::finish() {
     // so the callback is taken out first. It runs once the animator has left, so that
     // it may put another under the same name; the object's step tolerates that.
     FinishedCallback on_finished = std::move(on_finished_);
-    object_->remove_animator(this);
+    if (SceneObject* object = object_) object->remove_animator(this);
     if (on_finished && *on_finished) (*on_finished)();
 }
 

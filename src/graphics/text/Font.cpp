@@ -42,14 +42,11 @@ const std::string& Font::default_path() {
     return path;
 }
 
-Font* Font::acquire(const std::string& path, int pixel_size) {
+core::Ref<Font> Font::acquire(const std::string& path, int pixel_size) {
     pixel_size = std::clamp(pixel_size, 1, 1024);
     auto& table = fonts();
     auto it = table.find({path, pixel_size});
-    if (it != table.end()) {
-        it->second->inc_ref();
-        return it->second;
-    }
+    if (it != table.end()) return it->second;
     std::string data;
     if (!core::PathDatabase::read(path, data)) {
         core::Log::warning("graphics", "Cannot read the font '%s': no such file.", path.c_str());
@@ -69,9 +66,8 @@ Font* Font::acquire(const std::string& path, int pixel_size) {
         FT_Done_Face(face);
         return nullptr;
     }
-    Font* font = new Font(path, pixel_size, std::move(data), face);
-    font->inc_ref();
-    table[{path, pixel_size}] = font;
+    core::Ref<Font> font(new Font(path, pixel_size, std::move(data), face));
+    table[{path, pixel_size}] = font.get();  // not a holder: the font leaves the table when it goes
     return font;
 }
 

@@ -42,14 +42,10 @@ Text::Text(const std::string& string, const std::string& font_path, int pixel_si
     load_font();
 }
 
-Text::~Text() {
-    if (font_) font_->dec_ref();
-}
+Text::~Text() = default;
 
 void Text::load_font() {
-    Font* font = Font::acquire(font_path_.empty() ? Font::default_path() : font_path_, pixel_size_);
-    if (font_) font_->dec_ref();
-    font_ = font;
+    font_ = Font::acquire(font_path_.empty() ? Font::default_path() : font_path_, pixel_size_);
     dirty_ = true;
 }
 

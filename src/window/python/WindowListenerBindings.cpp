@@ -105,7 +105,7 @@ void base_on_text(WindowListener& l, Window* w, bp::object) { l.WindowListener::
 }  // namespace
 
 void define_window_listener() {
-    bp::class_<WindowListener, ListenerWrapper, boost::noncopyable>(
+    bp::class_<WindowListener, core::python::Held<ListenerWrapper>, boost::noncopyable>(
         "WindowListener",
         "WindowListener()\n\n"
         "Hears the windows' events: subclass it, override the on_... methods needed and\n"

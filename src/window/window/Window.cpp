@@ -10,6 +10,7 @@
 
 #include "engine/core/script/Python.h"
 #include "engine/core/Log.h"
+#include "engine/core/Ref.h"
 
 #include <algorithm>
 #include <deque>
@@ -22,8 +23,8 @@ namespace {
 
 // Listeners hear of every window, so their list belongs to the process. Never
 // destroyed: native listeners may unregister from static destructors at exit.
-std::vector<WindowListener*>& listeners() {
-    static auto* list = new std::vector<WindowListener*>;
+std::vector<core::Ref<WindowListener>>& listeners() {
+    static auto* list = new std::vector<core::Ref<WindowListener>>;
     return *list;
 }
 
@@ -34,28 +35,14 @@ bool is_registered(const WindowListener* listener) {
     return std::find(list.begin(), list.end(), listener) != list.end();
 }
 
-// Keeps a listener (and a script listener's Python object) alive for one callback, so
-// that it may unregister itself, dropping the list's reference, from inside it.
-class KeepAlive {
-public:
-    explicit KeepAlive(const WindowListener* listener) : listener_(listener) { listener_->inc_ref(); }
-    KeepAlive(const KeepAlive&) = delete;
-    KeepAlive& operator=(const KeepAlive&) = delete;
-    ~KeepAlive() { listener_->dec_ref(); }
-
-private:
-    const WindowListener* listener_;
-};
-
 // Calls `call` for every listener registered when the dispatch began, in the order they
-// were added. The snapshot lets callbacks add and remove listeners; one removed
-// meanwhile is skipped (it may already be gone).
+// were added. The snapshot holds them, so that callbacks may add and remove listeners
+// (themselves included); one removed meanwhile is skipped.
 template <class Call>
 void dispatch(Call&& call) {
-    const std::vector<WindowListener*> snapshot = listeners();
+    const std::vector<core::Ref<WindowListener>> snapshot = listeners();
     for (WindowListener* listener : snapshot) {
         if (!is_registered(listener)) continue;
-        KeepAlive keep(listener);
         call(*listener);
     }
 }
@@ -174,13 +161,10 @@ Window::~Window() { close(); }
 
 bool Window::add_listener(WindowListener* listener) {
     if (!listener || is_registered(listener)) return false;
-    // The list keeps a script listener's Python object alive while it is registered.
-    listener->inc_ref();
-    listeners().push_back(listener);
-    if (current_window && is_registered(listener)) {
-        KeepAlive keep(listener);
-        listener->on_create(current_window);
-    }
+    // The list holds the listener (a script listener's Python object too) while it is registered.
+    const core::Ref<WindowListener> held(listener);  // on_create may unregister it
+    listeners().push_back(held);
+    if (current_window && is_registered(listener)) listener->on_create(current_window);
     return true;
 }
 
@@ -188,8 +172,8 @@ bool Window::remove_listener(WindowListener* listener) {
     auto& list = listeners();
     auto it = std::find(list.begin(), list.end(), listener);
     if (it == list.end()) return false;
+    const core::Ref<WindowListener> released = std::move(*it);  // goes last: it may destroy the listener
     list.erase(it);
-    listener->dec_ref();  // last: this may destroy the listener
     return true;
 }
 

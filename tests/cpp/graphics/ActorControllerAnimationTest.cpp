@@ -57,21 +57,20 @@ const char* kDocument = R"(<Actors>
 struct Clips : ::testing::Test {
     void SetUp() override {
         ASSERT_TRUE(ActorDatabase::load_text(kDocument));
-        // Made natively, so owned here: the counts only keep a tally.
-        actor = new Actor("body");
-        controller = new ActorControllerAnimation;
+        actor = engine::core::make_ref<Actor>("body");
+        controller = engine::core::make_ref<ActorControllerAnimation>();
         actor->set_controller(controller);
     }
     void TearDown() override {
-        delete actor;
-        delete controller;
+        actor.reset();
+        controller.reset();
         ActorDatabase::unload();
     }
     Transform* joint(const char* name) const { return actor->get_skeleton()->get_joint(name); }
     float arm() const { return joint("arm")->get_local_rotation(); }
 
-    Actor* actor = nullptr;
-    ActorControllerAnimation* controller = nullptr;
+    engine::core::Ref<Actor> actor;
+    engine::core::Ref<ActorControllerAnimation> controller;
 };
 
 }  // namespace

@@ -260,17 +260,22 @@ TEST_F(ActorMeshTest, IdentityTextureTransformReadsBackAsIdentity) {
     EXPECT_TRUE(mesh.get_texture_transform().is_identity());
 }
 
-TEST_F(ActorMeshTest, ForgetDataLeavesTheMeshEmpty) {
-    data.vertices.push_back(vertex({0, 0}, {0}, {1}));
-    add_jiggle(data, {1.0f});
+TEST_F(ActorMeshTest, TheMeshHoldsTheRecordThatOwnsItsData) {
+    // Records are held by their users: the database may forget the record, and the
+    // mesh keeps drawing from it until the mesh goes.
+    struct Owner : engine::core::SharedObject {
+        ActorMeshData mesh{"held"};
+    };
+    engine::core::Ref<Owner> owner(new Owner);
+    owner->mesh.vertices.push_back(vertex({3, 4}, {0}, {1}));
     ActorMesh mesh;
-    mesh.set_data(&data);
+    mesh.set_data(&owner->mesh, owner);
+    const Owner* record = owner.get();
+    EXPECT_EQ(record->get_ref_count(), 2);
+    owner.reset();  // the database's entry goes
+    EXPECT_EQ(mesh.get_data(), &record->mesh);
     mesh.transform_vertices(&skeleton);
-    ActorMesh::forget_data(&data);
-    EXPECT_EQ(mesh.get_data(), nullptr);
-    EXPECT_TRUE(mesh.get_jiggles().empty());
-    mesh.transform_vertices(&skeleton);
-    EXPECT_TRUE(mesh.get_positions().empty());
+    ASSERT_EQ(mesh.get_positions().size(), 1u);
 }
 
 TEST_F(ActorMeshTest, SkinningAllocatesNothingOnceSized) {

@@ -1,3 +1,4 @@
+#include "engine/core/Ref.h"
 #include "engine/graphics/SceneObjectAnimator.h"
 
 #include "engine/core/Colour.h"
@@ -172,8 +173,8 @@ TEST(SceneObjectAnimator, FinishedCallbackMayAddAnAnimatorUnderTheSameName) {
 }
 
 TEST(SceneObjectAnimator, ObjectDestructionClearsTheObjectAndStepsDoNothing) {
-    auto rotate = std::make_unique<SceneObjectAnimatorRotate>(1.0f, 0.0f, 0.0f);
-    auto move = std::make_unique<SceneObjectAnimatorMove>(Vector<float>(10, 0), 100.0f, 1.0f);
+    auto rotate = engine::core::make_ref<SceneObjectAnimatorRotate>(1.0f, 0.0f, 0.0f);
+    auto move = engine::core::make_ref<SceneObjectAnimatorMove>(Vector<float>(10, 0), 100.0f, 1.0f);
     {
         SceneObject o;
         o.add_animator("r", rotate.get());
@@ -189,21 +190,21 @@ TEST(SceneObjectAnimator, ObjectDestructionClearsTheObjectAndStepsDoNothing) {
 // Every kind, stepped without an object: nothing happens, and nothing is captured,
 // so the first step with an object is still its first step.
 TEST(SceneObjectAnimator, EveryKindIsInertWithoutAnObject) {
-    std::vector<std::unique_ptr<SceneObjectAnimator>> all;
-    all.push_back(std::make_unique<SceneObjectAnimatorAlphaPulse>(0.0f, 1.0f, 2.0f));
-    all.push_back(std::make_unique<SceneObjectAnimatorPulse>(1.0f, 2.0f, 1.0f));
-    all.push_back(std::make_unique<SceneObjectAnimatorRotate>(1.0f, 0.0f, 1.0f));
-    all.push_back(std::make_unique<SceneObjectAnimatorScale>(2.0f, 1.0f));
-    all.push_back(std::make_unique<SceneObjectAnimatorSpriteFade>(0.0f, 1.0f));
-    all.push_back(std::make_unique<SceneObjectAnimatorSpriteWipe>(true, 1.0f));
-    all.push_back(std::make_unique<SceneObjectAnimatorMove>(Vector<float>(10, 0), 100.0f, 1.0f));
-    all.push_back(std::make_unique<SceneObjectAnimatorMoveFixed>(Vector<float>(1, 0)));
-    all.push_back(std::make_unique<SceneObjectAnimatorMoveNewtonian>(Vector<float>(1, 0)));
-    all.push_back(std::make_unique<SceneObjectAnimatorMoveSmooth>(Vector<float>(10, 0), 1.0f, false));
-    auto spline = std::make_unique<SceneObjectAnimatorMoveSpline>(1.0f);
+    std::vector<engine::core::Ref<SceneObjectAnimator>> all;
+    all.push_back(engine::core::make_ref<SceneObjectAnimatorAlphaPulse>(0.0f, 1.0f, 2.0f));
+    all.push_back(engine::core::make_ref<SceneObjectAnimatorPulse>(1.0f, 2.0f, 1.0f));
+    all.push_back(engine::core::make_ref<SceneObjectAnimatorRotate>(1.0f, 0.0f, 1.0f));
+    all.push_back(engine::core::make_ref<SceneObjectAnimatorScale>(2.0f, 1.0f));
+    all.push_back(engine::core::make_ref<SceneObjectAnimatorSpriteFade>(0.0f, 1.0f));
+    all.push_back(engine::core::make_ref<SceneObjectAnimatorSpriteWipe>(true, 1.0f));
+    all.push_back(engine::core::make_ref<SceneObjectAnimatorMove>(Vector<float>(10, 0), 100.0f, 1.0f));
+    all.push_back(engine::core::make_ref<SceneObjectAnimatorMoveFixed>(Vector<float>(1, 0)));
+    all.push_back(engine::core::make_ref<SceneObjectAnimatorMoveNewtonian>(Vector<float>(1, 0)));
+    all.push_back(engine::core::make_ref<SceneObjectAnimatorMoveSmooth>(Vector<float>(10, 0), 1.0f, false));
+    auto spline = engine::core::make_ref<SceneObjectAnimatorMoveSpline>(1.0f);
     spline->add_control_point({5, 5});
     all.push_back(std::move(spline));
-    all.push_back(std::make_unique<SceneObjectAnimatorSlide>(Vector<float>(10, 0), 1.0f, false));
+    all.push_back(engine::core::make_ref<SceneObjectAnimatorSlide>(Vector<float>(10, 0), 1.0f, false));
     for (auto& a : all) a->update(0.5f);
     EXPECT_EQ(static_cast<SceneObjectAnimatorAlphaPulse&>(*all[0]).get_time(), 0.0f);
     EXPECT_EQ(static_cast<SceneObjectAnimatorSpriteFade&>(*all[4]).get_progress(), 0.0f);
@@ -219,7 +220,7 @@ TEST(SceneObjectAnimator, EveryKindIsInertWithoutAnObject) {
 // --- AlphaPulse ---
 
 TEST(SceneObjectAnimatorAlphaPulse, PulsesTheAlphaOfAWhiteSprite) {
-    auto a = std::make_unique<SceneObjectAnimatorAlphaPulse>(0.0f, 1.0f, 2.0f);
+    auto a = engine::core::make_ref<SceneObjectAnimatorAlphaPulse>(0.0f, 1.0f, 2.0f);
     Sprite s("");
     s.set_colour(Colour(0.2f, 0.3f, 0.4f, 0.5f));
     s.add_animator("a", a.get());
@@ -241,7 +242,7 @@ TEST(SceneObjectAnimatorAlphaPulse, PulsesTheAlphaOfAWhiteSprite) {
 }
 
 TEST(SceneObjectAnimatorAlphaPulse, BlendsBetweenStartAndPeak) {
-    auto a = std::make_unique<SceneObjectAnimatorAlphaPulse>(0.25f, 0.75f, 4.0f);
+    auto a = engine::core::make_ref<SceneObjectAnimatorAlphaPulse>(0.25f, 0.75f, 4.0f);
     Sprite s("");
     s.add_animator("a", a.get());
     s.update(1.0f);
@@ -253,7 +254,7 @@ TEST(SceneObjectAnimatorAlphaPulse, BlendsBetweenStartAndPeak) {
 }
 
 TEST(SceneObjectAnimatorAlphaPulse, OnAnotherObjectOnlyTheClockRuns) {
-    auto a = std::make_unique<SceneObjectAnimatorAlphaPulse>(0.0f, 1.0f, 2.0f);
+    auto a = engine::core::make_ref<SceneObjectAnimatorAlphaPulse>(0.0f, 1.0f, 2.0f);
     SceneObject o;
     o.add_animator("a", a.get());
     o.update(0.75f);
@@ -264,7 +265,7 @@ TEST(SceneObjectAnimatorAlphaPulse, OnAnotherObjectOnlyTheClockRuns) {
 }
 
 TEST(SceneObjectAnimatorAlphaPulse, ZeroPeriodGivesNan) {
-    auto a = std::make_unique<SceneObjectAnimatorAlphaPulse>(0.0f, 1.0f, 0.0f);
+    auto a = engine::core::make_ref<SceneObjectAnimatorAlphaPulse>(0.0f, 1.0f, 0.0f);
     Sprite s("");
     s.add_animator("a", a.get());
     s.update(0.5f);
@@ -276,7 +277,7 @@ TEST(SceneObjectAnimatorAlphaPulse, ZeroPeriodGivesNan) {
 // --- Pulse ---
 
 TEST(SceneObjectAnimatorPulse, OnePulseThenBackToTheStartScale) {
-    auto p = std::make_unique<SceneObjectAnimatorPulse>(1.0f, 2.0f, 1.0f);
+    auto p = engine::core::make_ref<SceneObjectAnimatorPulse>(1.0f, 2.0f, 1.0f);
     SceneObject o;
     o.add_animator("p", p.get());
     const float expected[] = {1.5f, 2.0f, 1.5f};
@@ -291,7 +292,7 @@ TEST(SceneObjectAnimatorPulse, OnePulseThenBackToTheStartScale) {
 }
 
 TEST(SceneObjectAnimatorPulse, ZeroDurationFinishesAtTheFirstStep) {
-    auto p = std::make_unique<SceneObjectAnimatorPulse>(0.5f, 2.0f, 0.0f);
+    auto p = engine::core::make_ref<SceneObjectAnimatorPulse>(0.5f, 2.0f, 0.0f);
     SceneObject o;
     o.add_animator("p", p.get());
     o.update(0.0f);
@@ -302,7 +303,7 @@ TEST(SceneObjectAnimatorPulse, ZeroDurationFinishesAtTheFirstStep) {
 // --- Rotate ---
 
 TEST(SceneObjectAnimatorRotate, WithoutAccelerationTurnsAtFullSpeedForEver) {
-    auto r = std::make_unique<SceneObjectAnimatorRotate>(90.0f, 0.0f, 0.0f);
+    auto r = engine::core::make_ref<SceneObjectAnimatorRotate>(90.0f, 0.0f, 0.0f);
     EXPECT_EQ(r->get_velocity(), 90.0f);
     SceneObject o;
     o.add_animator("r", r.get());
@@ -316,7 +317,7 @@ TEST(SceneObjectAnimatorRotate, WithoutAccelerationTurnsAtFullSpeedForEver) {
 }
 
 TEST(SceneObjectAnimatorRotate, AcceleratesToTheTargetAndNeverBeyond) {
-    auto r = std::make_unique<SceneObjectAnimatorRotate>(90.0f, 45.0f, 0.0f);
+    auto r = engine::core::make_ref<SceneObjectAnimatorRotate>(90.0f, 45.0f, 0.0f);
     EXPECT_EQ(r->get_velocity(), 0.0f);
     SceneObject o;
     o.add_animator("r", r.get());
@@ -328,7 +329,7 @@ TEST(SceneObjectAnimatorRotate, AcceleratesToTheTargetAndNeverBeyond) {
 }
 
 TEST(SceneObjectAnimatorRotate, ClampsAtTheTargetWhenAStepPassesIt) {
-    auto r = std::make_unique<SceneObjectAnimatorRotate>(1.0f, 3.0f, 0.0f);
+    auto r = engine::core::make_ref<SceneObjectAnimatorRotate>(1.0f, 3.0f, 0.0f);
     SceneObject o;
     o.add_animator("r", r.get());
     o.update(0.5f);
@@ -337,7 +338,7 @@ TEST(SceneObjectAnimatorRotate, ClampsAtTheTargetWhenAStepPassesIt) {
 }
 
 TEST(SceneObjectAnimatorRotate, SetVelocitySlowsThroughZero) {
-    auto r = std::make_unique<SceneObjectAnimatorRotate>(90.0f, 45.0f, 0.0f);
+    auto r = engine::core::make_ref<SceneObjectAnimatorRotate>(90.0f, 45.0f, 0.0f);
     SceneObject o;
     o.add_animator("r", r.get());
     step(o, 0.5f, 4);
@@ -355,7 +356,7 @@ TEST(SceneObjectAnimatorRotate, SetVelocitySlowsThroughZero) {
 }
 
 TEST(SceneObjectAnimatorRotate, PositiveDurationEndsWithoutTurningTheLastStep) {
-    auto r = std::make_unique<SceneObjectAnimatorRotate>(1.0f, 0.0f, 1.0f);
+    auto r = engine::core::make_ref<SceneObjectAnimatorRotate>(1.0f, 0.0f, 1.0f);
     SceneObject o;
     o.add_animator("r", r.get());
     o.update(0.5f);
@@ -369,7 +370,7 @@ TEST(SceneObjectAnimatorRotate, PositiveDurationEndsWithoutTurningTheLastStep) {
 // --- Scale ---
 
 TEST(SceneObjectAnimatorScale, StartsFromTheXScaleAndEndsOnTheTarget) {
-    auto s = std::make_unique<SceneObjectAnimatorScale>(2.0f, 1.0f);
+    auto s = engine::core::make_ref<SceneObjectAnimatorScale>(2.0f, 1.0f);
     SceneObject o;
     o.set_scale({3, 5});
     o.add_animator("s", s.get());
@@ -384,7 +385,7 @@ TEST(SceneObjectAnimatorScale, StartsFromTheXScaleAndEndsOnTheTarget) {
 }
 
 TEST(SceneObjectAnimatorScale, CapturesTheStartAtTheFirstStepAfterTheDelay) {
-    auto s = std::make_unique<SceneObjectAnimatorScale>(1.0f, 1.0f);
+    auto s = engine::core::make_ref<SceneObjectAnimatorScale>(1.0f, 1.0f);
     SceneObject o;
     s->set_delay(0.5f);
     o.add_animator("s", s.get());
@@ -395,7 +396,7 @@ TEST(SceneObjectAnimatorScale, CapturesTheStartAtTheFirstStepAfterTheDelay) {
 }
 
 TEST(SceneObjectAnimatorScale, ZeroDurationFinishesAtTheFirstStep) {
-    auto s = std::make_unique<SceneObjectAnimatorScale>(0.5f, 0.0f);
+    auto s = engine::core::make_ref<SceneObjectAnimatorScale>(0.5f, 0.0f);
     SceneObject o;
     o.add_animator("s", s.get());
     o.update(0.0f);
@@ -406,7 +407,7 @@ TEST(SceneObjectAnimatorScale, ZeroDurationFinishesAtTheFirstStep) {
 // --- SpriteFade ---
 
 TEST(SceneObjectAnimatorSpriteFade, FadesEachCornerFromItsOwnAlpha) {
-    auto f = std::make_unique<SceneObjectAnimatorSpriteFade>(0.0f, 0.5f);
+    auto f = engine::core::make_ref<SceneObjectAnimatorSpriteFade>(0.0f, 0.5f);
     Sprite s("");
     const Colour start[4] = {{1, 0, 0, 1}, {0, 1, 0, 0.8f}, {0, 0, 1, 0.6f}, {0.5f, 0.5f, 0.5f, 0.4f}};
     for (int i = 0; i < 4; ++i) s.set_colour(i, start[i]);
@@ -432,7 +433,7 @@ TEST(SceneObjectAnimatorSpriteFade, FadesEachCornerFromItsOwnAlpha) {
 }
 
 TEST(SceneObjectAnimatorSpriteFade, ProgressIsClampedAtOne) {
-    auto f = std::make_unique<SceneObjectAnimatorSpriteFade>(0.5f, 1.0f);
+    auto f = engine::core::make_ref<SceneObjectAnimatorSpriteFade>(0.5f, 1.0f);
     Sprite s("");
     s.add_animator("f", f.get());
     s.update(3.0f);
@@ -442,7 +443,7 @@ TEST(SceneObjectAnimatorSpriteFade, ProgressIsClampedAtOne) {
 }
 
 TEST(SceneObjectAnimatorSpriteFade, ZeroDurationFinishesAtTheFirstStepWithTime) {
-    auto f = std::make_unique<SceneObjectAnimatorSpriteFade>(0.25f, 0.0f);
+    auto f = engine::core::make_ref<SceneObjectAnimatorSpriteFade>(0.25f, 0.0f);
     Sprite s("");
     s.add_animator("f", f.get());
     s.update(0.01f);
@@ -451,7 +452,7 @@ TEST(SceneObjectAnimatorSpriteFade, ZeroDurationFinishesAtTheFirstStepWithTime) 
 }
 
 TEST(SceneObjectAnimatorSpriteFade, ZeroDurationAndZeroStepGiveNan) {
-    auto f = std::make_unique<SceneObjectAnimatorSpriteFade>(0.25f, 0.0f);
+    auto f = engine::core::make_ref<SceneObjectAnimatorSpriteFade>(0.25f, 0.0f);
     Sprite s("");
     s.add_animator("f", f.get());
     s.update(0.0f);  // infinity * 0
@@ -461,7 +462,7 @@ TEST(SceneObjectAnimatorSpriteFade, ZeroDurationAndZeroStepGiveNan) {
 }
 
 TEST(SceneObjectAnimatorSpriteFade, OnAnotherObjectStillEndsOnTime) {
-    auto f = std::make_unique<SceneObjectAnimatorSpriteFade>(0.0f, 0.5f);
+    auto f = engine::core::make_ref<SceneObjectAnimatorSpriteFade>(0.0f, 0.5f);
     SceneObject o;
     o.set_visibility(false);
     o.add_animator("f", f.get());
@@ -475,7 +476,7 @@ TEST(SceneObjectAnimatorSpriteFade, OnAnotherObjectStillEndsOnTime) {
 // --- SpriteWipe ---
 
 TEST(SceneObjectAnimatorSpriteWipe, RevealFirstStepSoftensTheLeftSide) {
-    auto w = std::make_unique<SceneObjectAnimatorSpriteWipe>(true, 1.0f);
+    auto w = engine::core::make_ref<SceneObjectAnimatorSpriteWipe>(true, 1.0f);
     Sprite s("");
     s.set_visibility(false);
     s.set_alpha_stop(0.5f, 0.3f);  // replaced at the first step
@@ -487,7 +488,7 @@ TEST(SceneObjectAnimatorSpriteWipe, RevealFirstStepSoftensTheLeftSide) {
 }
 
 TEST(SceneObjectAnimatorSpriteWipe, RevealInsideTheSprite) {
-    auto w = std::make_unique<SceneObjectAnimatorSpriteWipe>(true, 1.0f);
+    auto w = engine::core::make_ref<SceneObjectAnimatorSpriteWipe>(true, 1.0f);
     Sprite s("");
     s.add_animator("w", w.get());
     s.update(0.25f);
@@ -498,7 +499,7 @@ TEST(SceneObjectAnimatorSpriteWipe, RevealInsideTheSprite) {
 }
 
 TEST(SceneObjectAnimatorSpriteWipe, WipeOutStops) {
-    auto w = std::make_unique<SceneObjectAnimatorSpriteWipe>(false, 1.0f);
+    auto w = engine::core::make_ref<SceneObjectAnimatorSpriteWipe>(false, 1.0f);
     Sprite s("");
     s.add_animator("w", w.get());
     s.update(0.1f);
@@ -510,7 +511,7 @@ TEST(SceneObjectAnimatorSpriteWipe, WipeOutStops) {
 }
 
 TEST(SceneObjectAnimatorSpriteWipe, RevealTakesAboutOnePointTwoTimesItsDuration) {
-    auto w = std::make_unique<SceneObjectAnimatorSpriteWipe>(true, 1.0f);
+    auto w = engine::core::make_ref<SceneObjectAnimatorSpriteWipe>(true, 1.0f);
     Sprite s("");
     s.add_animator("w", w.get());
     float edge = -0.2f, before = edge;
@@ -529,7 +530,7 @@ TEST(SceneObjectAnimatorSpriteWipe, RevealTakesAboutOnePointTwoTimesItsDuration)
 }
 
 TEST(SceneObjectAnimatorSpriteWipe, WipeOutHidesTheSpriteAtTheEnd) {
-    auto w = std::make_unique<SceneObjectAnimatorSpriteWipe>(false, 0.5f);
+    auto w = engine::core::make_ref<SceneObjectAnimatorSpriteWipe>(false, 0.5f);
     Sprite s("");
     s.add_animator("w", w.get());
     s.update(0.55f);
@@ -542,7 +543,7 @@ TEST(SceneObjectAnimatorSpriteWipe, WipeOutHidesTheSpriteAtTheEnd) {
 }
 
 TEST(SceneObjectAnimatorSpriteWipe, ZeroDurationFinishesAtTheFirstStepWithTime) {
-    auto w = std::make_unique<SceneObjectAnimatorSpriteWipe>(false, 0.0f);
+    auto w = engine::core::make_ref<SceneObjectAnimatorSpriteWipe>(false, 0.0f);
     Sprite s("");
     s.add_animator("w", w.get());
     s.update(0.01f);
@@ -551,7 +552,7 @@ TEST(SceneObjectAnimatorSpriteWipe, ZeroDurationFinishesAtTheFirstStepWithTime) 
 }
 
 TEST(SceneObjectAnimatorSpriteWipe, OnAnotherObjectStillEndsOnTime) {
-    auto w = std::make_unique<SceneObjectAnimatorSpriteWipe>(false, 1.0f);
+    auto w = engine::core::make_ref<SceneObjectAnimatorSpriteWipe>(false, 1.0f);
     SceneObject o;
     o.add_animator("w", w.get());
     step(o, 0.5f, 2);
@@ -564,7 +565,7 @@ TEST(SceneObjectAnimatorSpriteWipe, OnAnotherObjectStillEndsOnTime) {
 // --- Move ---
 
 TEST(SceneObjectAnimatorMove, WithoutAccelerationNeverMovesNorFinishes) {
-    auto m = std::make_unique<SceneObjectAnimatorMove>(Vector<float>(100, 0), 0.0f, 10.0f);
+    auto m = engine::core::make_ref<SceneObjectAnimatorMove>(Vector<float>(100, 0), 0.0f, 10.0f);
     SceneObject o;
     o.add_animator("m", m.get());
     step(o, 0.5f, 100);
@@ -574,7 +575,7 @@ TEST(SceneObjectAnimatorMove, WithoutAccelerationNeverMovesNorFinishes) {
 
 TEST(SceneObjectAnimatorMove, AdvancesItsSpeedPerStepAndLandsOnTheTarget) {
     for (float dt : {0.01f, 0.1f, 1.0f}) {
-        auto m = std::make_unique<SceneObjectAnimatorMove>(Vector<float>(100, 0), 1000.0f, 10.0f);
+        auto m = engine::core::make_ref<SceneObjectAnimatorMove>(Vector<float>(100, 0), 1000.0f, 10.0f);
         SceneObject o;
         o.add_animator("m", m.get());
         for (int i = 1; i <= 9; ++i) {
@@ -589,7 +590,7 @@ TEST(SceneObjectAnimatorMove, AdvancesItsSpeedPerStepAndLandsOnTheTarget) {
 }
 
 TEST(SceneObjectAnimatorMove, AcceleratesFromItsStartAlongTheDirection) {
-    auto m = std::make_unique<SceneObjectAnimatorMove>(Vector<float>(13, 24), 2.0f, 100.0f);
+    auto m = engine::core::make_ref<SceneObjectAnimatorMove>(Vector<float>(13, 24), 2.0f, 100.0f);
     SceneObject o;
     o.set_position({10, 20});
     o.add_animator("m", m.get());
@@ -603,7 +604,7 @@ TEST(SceneObjectAnimatorMove, AcceleratesFromItsStartAlongTheDirection) {
 }
 
 TEST(SceneObjectAnimatorMove, ToItsOwnStartFinishesAtOnce) {
-    auto m = std::make_unique<SceneObjectAnimatorMove>(Vector<float>(5, 5), 0.0f, 0.0f);
+    auto m = engine::core::make_ref<SceneObjectAnimatorMove>(Vector<float>(5, 5), 0.0f, 0.0f);
     SceneObject o;
     o.set_position({5, 5});
     o.add_animator("m", m.get());
@@ -615,7 +616,7 @@ TEST(SceneObjectAnimatorMove, ToItsOwnStartFinishesAtOnce) {
 // --- MoveFixed ---
 
 TEST(SceneObjectAnimatorMoveFixed, MovesByVelocityTimesDtForEver) {
-    auto m = std::make_unique<SceneObjectAnimatorMoveFixed>(Vector<float>(10, -5));
+    auto m = engine::core::make_ref<SceneObjectAnimatorMoveFixed>(Vector<float>(10, -5));
     SceneObject o;
     o.add_animator("m", m.get());
     for (int i = 1; i <= 4; ++i) {
@@ -637,7 +638,7 @@ TEST(SceneObjectAnimatorMoveNewtonian, Defaults) {
 }
 
 TEST(SceneObjectAnimatorMoveNewtonian, WithoutALineFliesForEver) {
-    auto m = std::make_unique<SceneObjectAnimatorMoveNewtonian>(Vector<float>(10, -100));
+    auto m = engine::core::make_ref<SceneObjectAnimatorMoveNewtonian>(Vector<float>(10, -100));
     SceneObject o;
     o.add_animator("m", m.get());
     Vector<float> v(10, -100), p;
@@ -652,7 +653,7 @@ TEST(SceneObjectAnimatorMoveNewtonian, WithoutALineFliesForEver) {
 }
 
 TEST(SceneObjectAnimatorMoveNewtonian, FallsOntoTheLineAndEnds) {
-    auto m = std::make_unique<SceneObjectAnimatorMoveNewtonian>(Vector<float>(0, 0));
+    auto m = engine::core::make_ref<SceneObjectAnimatorMoveNewtonian>(Vector<float>(0, 0));
     m->set_bounce_target(100.0f);
     SceneObject o;
     o.set_position({7, 0});
@@ -674,7 +675,7 @@ TEST(SceneObjectAnimatorMoveNewtonian, FallsOntoTheLineAndEnds) {
 }
 
 TEST(SceneObjectAnimatorMoveNewtonian, BouncesMirrorDampAndThenEnd) {
-    auto m = std::make_unique<SceneObjectAnimatorMoveNewtonian>(Vector<float>(3, 0));
+    auto m = engine::core::make_ref<SceneObjectAnimatorMoveNewtonian>(Vector<float>(3, 0));
     m->set_bounce_target(100.0f);
     m->set_num_bounces(2);
     m->set_bounce_damping(0.5f);
@@ -708,7 +709,7 @@ TEST(SceneObjectAnimatorMoveNewtonian, BouncesMirrorDampAndThenEnd) {
 }
 
 TEST(SceneObjectAnimatorMoveNewtonian, NegativeGravityHitsFromBelow) {
-    auto m = std::make_unique<SceneObjectAnimatorMoveNewtonian>(Vector<float>(0, 0));
+    auto m = engine::core::make_ref<SceneObjectAnimatorMoveNewtonian>(Vector<float>(0, 0));
     m->set_gravity(-100.0f);
     m->set_bounce_target(50.0f);
     SceneObject o;
@@ -720,7 +721,7 @@ TEST(SceneObjectAnimatorMoveNewtonian, NegativeGravityHitsFromBelow) {
 }
 
 TEST(SceneObjectAnimatorMoveNewtonian, ZeroGravityNeverHits) {
-    auto m = std::make_unique<SceneObjectAnimatorMoveNewtonian>(Vector<float>(0, 100));
+    auto m = engine::core::make_ref<SceneObjectAnimatorMoveNewtonian>(Vector<float>(0, 100));
     m->set_gravity(0.0f);
     m->set_bounce_target(50.0f);
     SceneObject o;
@@ -739,7 +740,7 @@ float smooth_k(float t, bool ease_in) {
 }  // namespace
 
 TEST(SceneObjectAnimatorMoveSmooth, EaseOutPassesOvershootsAndLands) {
-    auto m = std::make_unique<SceneObjectAnimatorMoveSmooth>(Vector<float>(100, 0), 1.0f, false);
+    auto m = engine::core::make_ref<SceneObjectAnimatorMoveSmooth>(Vector<float>(100, 0), 1.0f, false);
     SceneObject o;
     o.add_animator("m", m.get());
     o.update(0.25f);
@@ -755,7 +756,7 @@ TEST(SceneObjectAnimatorMoveSmooth, EaseOutPassesOvershootsAndLands) {
 }
 
 TEST(SceneObjectAnimatorMoveSmooth, EaseInDipsBackwardsFirst) {
-    auto m = std::make_unique<SceneObjectAnimatorMoveSmooth>(Vector<float>(110, 20), 1.0f, true);
+    auto m = engine::core::make_ref<SceneObjectAnimatorMoveSmooth>(Vector<float>(110, 20), 1.0f, true);
     SceneObject o;
     o.set_position({10, 20});
     o.add_animator("m", m.get());
@@ -771,7 +772,7 @@ TEST(SceneObjectAnimatorMoveSmooth, EaseInDipsBackwardsFirst) {
 }
 
 TEST(SceneObjectAnimatorMoveSmooth, ZeroDurationFinishesAtTheFirstStep) {
-    auto m = std::make_unique<SceneObjectAnimatorMoveSmooth>(Vector<float>(1, 2), 0.0f, false);
+    auto m = engine::core::make_ref<SceneObjectAnimatorMoveSmooth>(Vector<float>(1, 2), 0.0f, false);
     SceneObject o;
     o.add_animator("m", m.get());
     o.update(0.0f);
@@ -782,7 +783,7 @@ TEST(SceneObjectAnimatorMoveSmooth, ZeroDurationFinishesAtTheFirstStep) {
 // --- MoveSpline ---
 
 TEST(SceneObjectAnimatorMoveSpline, WithoutPointsIsInert) {
-    auto m = std::make_unique<SceneObjectAnimatorMoveSpline>(1.0f);
+    auto m = engine::core::make_ref<SceneObjectAnimatorMoveSpline>(1.0f);
     SceneObject o;
     o.set_position({3, 4});
     o.add_animator("m", m.get());
@@ -796,7 +797,7 @@ TEST(SceneObjectAnimatorMoveSpline, WithoutPointsIsInert) {
 }
 
 TEST(SceneObjectAnimatorMoveSpline, OnePointJumpsThere) {
-    auto m = std::make_unique<SceneObjectAnimatorMoveSpline>(1.0f);
+    auto m = engine::core::make_ref<SceneObjectAnimatorMoveSpline>(1.0f);
     m->add_control_point({7, -3});
     SceneObject o;
     o.add_animator("m", m.get());
@@ -806,7 +807,7 @@ TEST(SceneObjectAnimatorMoveSpline, OnePointJumpsThere) {
 }
 
 TEST(SceneObjectAnimatorMoveSpline, QuadraticCurveAndItsEnd) {
-    auto m = std::make_unique<SceneObjectAnimatorMoveSpline>(1.0f);
+    auto m = engine::core::make_ref<SceneObjectAnimatorMoveSpline>(1.0f);
     m->add_control_point({0, 0});
     m->add_control_point({100, 0});
     m->add_control_point({100, 100});
@@ -823,7 +824,7 @@ TEST(SceneObjectAnimatorMoveSpline, QuadraticCurveAndItsEnd) {
 
 TEST(SceneObjectAnimatorMoveSpline, CubicMatchesBernsteinForm) {
     const Vector<float> p[4] = {{0, 0}, {30, 90}, {70, -40}, {100, 10}};
-    auto m = std::make_unique<SceneObjectAnimatorMoveSpline>(2.0f);
+    auto m = engine::core::make_ref<SceneObjectAnimatorMoveSpline>(2.0f);
     for (const auto& q : p) m->add_control_point(q);
     SceneObject o;
     o.add_animator("m", m.get());
@@ -840,7 +841,7 @@ TEST(SceneObjectAnimatorMoveSpline, CubicMatchesBernsteinForm) {
 // --- Slide ---
 
 TEST(SceneObjectAnimatorSlide, EaseOutQuarterSteps) {
-    auto s = std::make_unique<SceneObjectAnimatorSlide>(Vector<float>(100, 50), 1.0f, false);
+    auto s = engine::core::make_ref<SceneObjectAnimatorSlide>(Vector<float>(100, 50), 1.0f, false);
     SceneObject o;
     o.set_position({20, 10});
     o.add_animator("s", s.get());
@@ -857,7 +858,7 @@ TEST(SceneObjectAnimatorSlide, EaseOutQuarterSteps) {
 }
 
 TEST(SceneObjectAnimatorSlide, EaseInDipsThenArrives) {
-    auto s = std::make_unique<SceneObjectAnimatorSlide>(Vector<float>(100, 0), 1.0f, true);
+    auto s = engine::core::make_ref<SceneObjectAnimatorSlide>(Vector<float>(100, 0), 1.0f, true);
     SceneObject o;
     o.add_animator("s", s.get());
     o.update(0.25f);  // a = 0.75, b = 0.25
@@ -872,7 +873,7 @@ TEST(SceneObjectAnimatorSlide, EaseInDipsThenArrives) {
 }
 
 TEST(SceneObjectAnimatorSlide, EaseOutOvershootsByUnderOnePercent) {
-    auto s = std::make_unique<SceneObjectAnimatorSlide>(Vector<float>(1000, 0), 1.0f, false);
+    auto s = engine::core::make_ref<SceneObjectAnimatorSlide>(Vector<float>(1000, 0), 1.0f, false);
     SceneObject o;
     o.add_animator("s", s.get());
     float most = 0.0f;
@@ -890,9 +891,9 @@ TEST(SceneObjectAnimatorSlide, EaseOutOvershootsByUnderOnePercent) {
 // --- Several animators in one frame ---
 
 TEST(SceneObjectAnimators, SeveralFinishInTheSameFrame) {
-    auto pulse = std::make_unique<SceneObjectAnimatorPulse>(1.0f, 2.0f, 0.5f);
-    auto move = std::make_unique<SceneObjectAnimatorMove>(Vector<float>(1, 0), 100.0f, 10.0f);
-    auto rotate = std::make_unique<SceneObjectAnimatorRotate>(1.0f, 0.0f, 0.0f);
+    auto pulse = engine::core::make_ref<SceneObjectAnimatorPulse>(1.0f, 2.0f, 0.5f);
+    auto move = engine::core::make_ref<SceneObjectAnimatorMove>(Vector<float>(1, 0), 100.0f, 10.0f);
+    auto rotate = engine::core::make_ref<SceneObjectAnimatorRotate>(1.0f, 0.0f, 0.0f);
     SceneObject o;
     o.add_animator("a", pulse.get());
     o.add_animator("b", move.get());
@@ -906,7 +907,7 @@ TEST(SceneObjectAnimators, SeveralFinishInTheSameFrame) {
 }
 
 TEST(SceneObjectAnimators, AnAnimatorRemovingAFinishingOneInTheSameFrame) {
-    auto scale = std::make_unique<SceneObjectAnimatorScale>(2.0f, 0.25f);
+    auto scale = engine::core::make_ref<SceneObjectAnimatorScale>(2.0f, 0.25f);
     Probe remover;
     SceneObject o;
     o.add_animator("a", &remover);
@@ -920,8 +921,8 @@ TEST(SceneObjectAnimators, AnAnimatorRemovingAFinishingOneInTheSameFrame) {
 }
 
 TEST(SceneObjectAnimators, ReplacingUnderTheSameNameKeepsOnlyTheNewOne) {
-    auto first = std::make_unique<SceneObjectAnimatorMoveFixed>(Vector<float>(1, 0));
-    auto second = std::make_unique<SceneObjectAnimatorMoveFixed>(Vector<float>(0, 1));
+    auto first = engine::core::make_ref<SceneObjectAnimatorMoveFixed>(Vector<float>(1, 0));
+    auto second = engine::core::make_ref<SceneObjectAnimatorMoveFixed>(Vector<float>(0, 1));
     SceneObject o;
     o.add_animator("m", first.get());
     o.add_animator("m", second.get());

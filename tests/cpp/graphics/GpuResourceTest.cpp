@@ -1,5 +1,6 @@
 #include "support/GraphicsContext.h"
 
+#include "engine/core/Ref.h"
 #include "engine/graphics/Framebuffer.h"
 #include "engine/graphics/Program.h"
 #include "engine/graphics/Texture.h"
@@ -92,9 +93,9 @@ TEST_F(GpuResources, EveryKindComesBackWithANewContextAndLeavesNothingBehind) {
     if (!engine::window::glGenFramebuffersEXT || !engine::window::glGenBuffers) GTEST_SKIP() << "no FBOs or VBOs";
     std::vector<unsigned int> framebuffers, textures, buffers;
     {
-        std::vector<std::unique_ptr<Framebuffer>> targets;
+        std::vector<engine::core::Ref<Framebuffer>> targets;
         for (int i = 0; i < 5; ++i) {
-            targets.push_back(std::make_unique<Framebuffer>());
+            targets.push_back(engine::core::make_ref<Framebuffer>());
             ASSERT_TRUE(targets.back()->create({16 + i, 8}));
         }
         FragmentProgram program;

@@ -192,10 +192,9 @@ TEST_F(ParticleDatabaseTest, TexturePathsJoinLikeOsPathJoin) {
 
 TEST_F(ParticleDatabaseTest, UnloadEmptiesTheTableButHoldersKeepTheirs) {
     ParticleDatabase::load_text("<P><ParticleSystemData id='s'/></P>", "");
-    ParticleSystemData* held = ParticleDatabase::acquire("s");
+    const engine::core::Ref<ParticleSystemData> held = ParticleDatabase::acquire("s");
     ParticleDatabase::unload();
     EXPECT_EQ(ParticleDatabase::find("s"), nullptr);
     EXPECT_EQ(held->id, "s");
     EXPECT_EQ(held->get_ref_count(), 1);
-    held->dec_ref();
 }

@@ -1,3 +1,4 @@
+#include "engine/core/Ref.h"
 #include "engine/graphics/ParticleSystem.h"
 
 #include "core/TestSupport.h"
@@ -35,7 +36,7 @@ struct ParticleSystemTest : ::testing::Test {
     ~ParticleSystemTest() override { ParticleDatabase::unload(); }
 
     // One system "s" with one emitter of one untextured particle kind.
-    static std::unique_ptr<ParticleSystem> make(const std::string& emitter_attributes,
+    static engine::core::Ref<ParticleSystem> make(const std::string& emitter_attributes,
                                                 const std::string& particle_attributes = "life='10 10' size='2 2'",
                                                 const std::string& system_attributes = "gravity='0 0'") {
         ParticleDatabase::unload();
@@ -43,7 +44,7 @@ struct ParticleSystemTest : ::testing::Test {
                                         emitter_attributes + "><ParticleData " + particle_attributes +
                                         "/></ParticleEmitterData></ParticleSystemData></P>",
                                     "");
-        return std::make_unique<ParticleSystem>("s");
+        return engine::core::make_ref<ParticleSystem>("s");
     }
 
     static float angle_of(const Vector<float>& direction) {

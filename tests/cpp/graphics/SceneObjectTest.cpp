@@ -1,3 +1,4 @@
+#include "engine/core/Ref.h"
 #include "engine/graphics/SceneObject.h"
 
 #include "engine/graphics/Scene.h"
@@ -273,10 +274,10 @@ TEST_F(SceneWithTwoLayers, SetZToItsCurrentValueDoesNotReSort) {
 }
 
 TEST_F(SceneWithTwoLayers, SetZToItsCurrentValueKeepsTheOrderOfEqualObjects) {
-    std::vector<std::unique_ptr<SceneObject>> objects;
+    std::vector<engine::core::Ref<SceneObject>> objects;
     std::vector<const SceneObject*> order;
     for (int i = 0; i < 40; ++i) {
-        objects.push_back(std::make_unique<SceneObject>());
+        objects.push_back(engine::core::make_ref<SceneObject>());
         objects.back()->set_layer("a");
         order.push_back(objects.back().get());
     }

@@ -1,3 +1,4 @@
+#include "engine/core/Ref.h"
 #include "engine/graphics/Sprite.h"
 
 #include "core/TestSupport.h"
@@ -460,7 +461,7 @@ TEST_F(SpriteDatabaseTest, RecordWithoutTextureNeverMakesOne) {
 
 TEST_F(SpriteDatabaseTest, UnloadEmptiesTheTableAndSpritesKeepTheirRecords) {
     load_one(R"(<Sprite id="s" origin="1 1" texture="kept.png"/>)");
-    auto sprite = std::make_unique<Sprite>("s");
+    auto sprite = engine::core::make_ref<Sprite>("s");
     SpriteData* data = SpriteDatabase::find("s");
     ASSERT_NE(data, nullptr);
     EXPECT_EQ(data->get_ref_count(), 2);
@@ -484,9 +485,12 @@ TEST_F(SpriteDatabaseTest, AcquireAddsAReferenceAndFindDoesNot) {
     ASSERT_NE(data, nullptr);
     EXPECT_EQ(SpriteDatabase::find("s"), data);
     EXPECT_EQ(data->get_ref_count(), 1);
-    EXPECT_EQ(SpriteDatabase::acquire("s"), data);
-    EXPECT_EQ(data->get_ref_count(), 2);
-    data->dec_ref();
+    {
+        const engine::core::Ref<SpriteData> held = SpriteDatabase::acquire("s");
+        EXPECT_EQ(held.get(), data);
+        EXPECT_EQ(data->get_ref_count(), 2);
+    }
+    EXPECT_EQ(data->get_ref_count(), 1);
     EXPECT_EQ(SpriteDatabase::acquire("other"), nullptr);
     EXPECT_EQ(SpriteDatabase::find("other"), nullptr);
 }

@@ -3,6 +3,7 @@
 // until then (no GL object is made without a context). Run under ThreadSanitizer by
 // `make test-tsan`, these drive the queue, the wake-up, the log from the loader
 // thread and the path database from both threads at once.
+#include "engine/core/Ref.h"
 #include "engine/graphics/TextureData.h"
 #include "engine/graphics/TextureLoader.h"
 
@@ -45,21 +46,16 @@ bool settle() {
 }
 
 // Texture data loaded in the background, released by the test.
-std::vector<TextureData*> load_all(const std::vector<std::string>& paths) {
-    std::vector<TextureData*> all;
+std::vector<engine::core::Ref<TextureData>> load_all(const std::vector<std::string>& paths) {
+    std::vector<engine::core::Ref<TextureData>> all;
     for (const std::string& path : paths) {
-        auto* data = new TextureData;
-        data->inc_ref();
-        data->load(path, true, true);
-        all.push_back(data);
+        all.push_back(engine::core::make_ref<TextureData>());
+        all.back()->load(path, true, true);
     }
     return all;
 }
 
-void release(std::vector<TextureData*>& all) {
-    for (TextureData* data : all) data->dec_ref();
-    all.clear();
-}
+void release(std::vector<engine::core::Ref<TextureData>>& all) { all.clear(); }
 
 }  // namespace
 
@@ -69,7 +65,7 @@ TEST(TextureLoaderThread, QueuedLoadsEndOnTheScriptThread) {
     std::vector<std::string> paths;
     for (int i = 0; i < 16; ++i) paths.push_back(directory.write("p" + std::to_string(i) + ".png", seed_png()));
     TextureLoader loader;
-    std::vector<TextureData*> all = load_all(paths);
+    std::vector<engine::core::Ref<TextureData>> all = load_all(paths);
     for (TextureData* data : all) EXPECT_TRUE(data->is_pending());
     EXPECT_TRUE(settle());
     for (TextureData* data : all) EXPECT_FALSE(data->is_pending());
@@ -84,7 +80,7 @@ TEST(TextureLoaderThread, CorruptFilesAreLoggedFromTheLoaderThread) {
     std::vector<std::string> paths;
     for (int i = 0; i < 8; ++i) paths.push_back(directory.write("c" + std::to_string(i) + ".png", corrupt));
     TextureLoader loader;
-    std::vector<TextureData*> all = load_all(paths);
+    std::vector<engine::core::Ref<TextureData>> all = load_all(paths);
     EXPECT_TRUE(settle());
     release(all);
     int warnings = 0;
@@ -103,7 +99,7 @@ TEST(TextureLoaderThread, RootsMayChangeWhileTheLoaderResolvesPaths) {
     }
     TextureLoader loader;
     PathDatabase::add_root(directory.path());
-    std::vector<TextureData*> all = load_all(names);
+    std::vector<engine::core::Ref<TextureData>> all = load_all(names);
     for (int i = 0; i < 200; ++i) {
         PathDatabase::add_root(directory.path() + "/other" + std::to_string(i % 4));
         PathDatabase::remove_root(directory.path() + "/other" + std::to_string(i % 4));
@@ -118,7 +114,7 @@ TEST(TextureLoaderThread, DestroyingTheLoaderEndsLoadsItHadNotStarted) {
     TemporaryDirectory directory;
     std::vector<std::string> paths;
     for (int i = 0; i < 32; ++i) paths.push_back(directory.write("d" + std::to_string(i) + ".png", seed_png()));
-    std::vector<TextureData*> all;
+    std::vector<engine::core::Ref<TextureData>> all;
     {
         TextureLoader loader;
         all = load_all(paths);

@@ -5,7 +5,8 @@
 #include <boost/python/object/function.hpp>
 
 #include "engine/core/script/Factory.h"
-#include "engine/core/script/Object.h"
+#include "engine/core/Object.h"
+#include "engine/core/Ref.h"
 #include "engine/core/script/Python.h"
 
 #include <string>
@@ -22,8 +23,12 @@ struct ScriptDocstrings : bp::docstring_options {
     ScriptDocstrings() : bp::docstring_options(true, false, false) {}
 };
 
-/// The script object of a native object (the same Python object every time), or None.
-inline bp::object to_python(const Object* object) { return object ? object->get_pyobject() : bp::object(); }
+/// The script object of a native object (the same Python object every time), or None
+/// for a natively made one.
+inline bp::object to_python(const Object* object) {
+    PyObject* self = object ? object->get_python_self() : nullptr;
+    return self ? bp::object(bp::handle<>(bp::borrowed(self))) : bp::object();
+}
 
 /// Raises a Python exception of `type` with `message` from native binding code.
 [[noreturn]] inline void raise(PyObject* type, const std::string& message) {

@@ -60,15 +60,14 @@ void set_item(const bp::object& key, long length, Store store, Find find_index) 
 template <class Owner>
 class Proxy {
 public:
-    explicit Proxy(Owner* owner) : owner_(owner) { owner_->inc_ref(); }
-    Proxy(const Proxy& other) : owner_(other.owner_) { owner_->inc_ref(); }
+    explicit Proxy(Owner* owner) : owner_(owner) {}
+    Proxy(const Proxy& other) = default;
     Proxy& operator=(const Proxy&) = delete;
-    ~Proxy() { owner_->dec_ref(); }
 
     Owner& owner() const { return *owner_; }
 
 private:
-    Owner* owner_;  // one reference held
+    Ref<Owner> owner_;
 };
 
 }  // namespace engine::core::python
