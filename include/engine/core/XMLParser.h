@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <map>
 #include <string>
 
@@ -13,6 +14,12 @@ namespace engine::core {
 /// Any thread may parse, one parse per parser at a time, with the callbacks on it.
 /// Scripts' sources (paths or file-like objects) go through `parse_xml_source`
 /// (core/script/XMLSource.h).
+class XMLParser;
+
+/// Where a database's loader gets its document: given the loader's parser, it feeds
+/// the parser a document (`parse_text`, `parse_file`, or a script's file object).
+using XMLFeed = std::function<void(XMLParser& parser)>;
+
 class XMLParser {
 public:
     using Attributes = std::map<std::string, std::string>;

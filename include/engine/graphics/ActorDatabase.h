@@ -1,6 +1,6 @@
 #pragma once
 
-#include "engine/core/script/PythonFwd.h"
+#include "engine/core/XMLParser.h"
 
 #include <string>
 #include <vector>
@@ -17,10 +17,11 @@ class ActorRigIK;
 /// replaced. Script thread only.
 namespace ActorDatabase {
 
-/// Reads a document from a path or a file-like object (what `XMLParser::parse`
-/// takes). Returns true whatever the document held: what could be read is
-/// registered, and anything skipped is summed up in one warning.
-bool load(PyObject* source);
+/// Reads the document `feed` gives (a file, or a script's path or file object through
+/// the extension); `name` is used in messages. Returns true whatever the document
+/// held: what could be read is registered, and anything skipped is summed up in one
+/// warning. An exception from `feed` leaves the call with nothing reported.
+bool load(const core::XMLFeed& feed, const std::string& name);
 /// Reads a document held in memory; `name` is used in messages.
 bool load_text(const std::string& document, const std::string& name = "<text>");
 /// Deletes every record of the three registries. Pointers into them die with them.

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "engine/core/script/PythonFwd.h"
+#include "engine/core/XMLParser.h"
 #include "engine/core/Ref.h"
 #include "engine/core/SharedObject.h"
 #include "engine/core/Vector.h"
@@ -28,11 +28,11 @@ public:
 /// script thread only.
 namespace ParticleDatabase {
 
-/// Reads a particle database document from a path or a file-like object; "texture"
+/// Reads the particle database document `feed` gives; "texture"
 /// paths are joined to `base_path` like os.path.join. Elements that cannot be used are
 /// skipped with a warning each, malformed XML keeps what was read before it (warned by
 /// the XML parser); nothing is thrown. Returns true.
-bool load(PyObject* source, const std::string& base_path);
+bool load(const core::XMLFeed& feed, const std::string& base_path);
 /// The same from a document held in memory.
 bool load_text(const std::string& document, const std::string& base_path);
 /// Drops every definition; systems keep theirs.

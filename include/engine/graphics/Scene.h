@@ -5,7 +5,6 @@
 #include "engine/core/Vector.h"
 #include "engine/core/Object.h"
 #include "engine/core/Ref.h"
-#include "engine/core/script/PythonFwd.h"
 #include "engine/graphics/SpriteBatch.h"
 
 #include <map>
@@ -86,13 +85,14 @@ public:
     /// no buffer, so it allocates nothing per frame. Give objects distinct z where their
     /// order matters.
     void sort_layer(const std::string& layer_id);
-
     void add_listener(SceneListener* listener);
     void remove_listener(SceneListener* listener);
-    /// Adds a script object with hook methods, wrapped in a SceneListenerPython.
-    void add_script_listener(PyObject* object);
-    /// Removes what add_script_listener added for that object; false when none.
-    bool remove_script_listener(PyObject* object);
+    /// Adds `adapter` as the listener standing for `key` (a script object without the
+    /// listener class, wrapped by the extension), unless one stands for that key
+    /// already; `remove_keyed_listener(key)` finds it again.
+    void add_keyed_listener(const void* key, SceneListener* adapter);
+    /// Removes the listener standing for `key`; false when there is none.
+    bool remove_keyed_listener(const void* key);
 
     /// From now on, everything drawn before `object` in a frame goes into `framebuffer`,
     /// and `object` itself into the next target. Objects in no common layer get none.
@@ -148,7 +148,7 @@ private:
     core::Vector<float> scale_{1.0f, 1.0f};                                 // global scene scale
     std::vector<core::Ref<SceneLayer>> layers_;                             // drawing order
     std::set<core::Ref<SceneListener>, std::less<>> listeners_;             // by pointer
-    std::map<PyObject*, SceneListener*> script_listeners_;                  // their adapters, in listeners_
+    std::map<const void*, SceneListener*> keyed_listeners_;                 // adapters by key, in listeners_
     std::vector<Redirection> redirections_;                                 // drawing order of their objects
     std::size_t cursor_ = 0;                                                // next redirection to switch at
     int passes_ = 0;                                                        // frame passes under way

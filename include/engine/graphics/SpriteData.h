@@ -1,7 +1,7 @@
 #pragma once
 
 #include "engine/core/Colour.h"
-#include "engine/core/script/PythonFwd.h"
+#include "engine/core/XMLParser.h"
 #include "engine/core/Ref.h"
 #include "engine/core/SharedObject.h"
 #include "engine/core/Vector.h"
@@ -67,10 +67,10 @@ private:
 /// process-wide; script thread only.
 namespace SpriteDatabase {
 
-/// Reads "Sprite" elements from a path or a file-like object; texture paths are
+/// Reads "Sprite" elements from the document `feed` gives; texture paths are
 /// joined to `base_path`. An element without an id, or with an id already present, is
 /// skipped whole. Returns true.
-bool load(PyObject* source, const std::string& base_path);
+bool load(const core::XMLFeed& feed, const std::string& base_path);
 /// Reads "Sprite" elements from a document held in memory.
 bool load_text(const std::string& document, const std::string& base_path);
 /// Adds a record made by code (a script's `sprite_database.add`) under its id, with the

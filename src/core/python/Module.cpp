@@ -5,6 +5,7 @@
 
 #include "engine/core/Log.h"
 #include "engine/core/Maths.h"
+#include "engine/core/ScriptHooks.h"
 #include "engine/core/SharedObject.h"
 #include "engine/core/Object.h"
 #include "engine/core/script/Python.h"
@@ -84,6 +85,7 @@ BOOST_PYTHON_MODULE(libcore) {
     using namespace engine::core::python;
     const ScriptDocstrings docstrings;
     install_self_hooks();
+    engine::core::set_script_hooks({&engine::core::is_script_error_held});
     install_argument_errors();
     define_value_copies();
     define_value_type();

@@ -1,5 +1,3 @@
-#include <Python.h>
-
 #include "engine/graphics/ActorDatabase.h"
 
 #include "actors/ActorDatabaseParser.h"
@@ -7,7 +5,6 @@
 #include "engine/core/Log.h"
 #include "engine/core/Ref.h"
 #include "engine/core/StringUtility.h"
-#include "engine/core/script/XMLSource.h"
 #include "engine/graphics/ActorControllerIK.h"
 #include "engine/graphics/ActorData.h"
 #include "engine/graphics/ActorMesh.h"
@@ -562,15 +559,9 @@ void ActorDatabaseParser::start_clip_event(const Attributes& a) {
 
 namespace ActorDatabase {
 
-bool load(PyObject* source) {
+bool load(const core::XMLFeed& feed, const std::string& name) {
     ActorDatabaseParser parser;
-    std::string name = "<stream>";
-    if (PyUnicode_Check(source)) {
-        const char* path = PyUnicode_AsUTF8(source);
-        if (path) name = std::string("'") + path + "'";
-        PyErr_Clear();
-    }
-    parse_xml_source(parser, source);  // a source of the wrong kind raises TypeError here
+    feed(parser);  // may throw (a script's source of the wrong kind): nothing is reported then
     parser.finish();
     parser.report(name);
     return true;

@@ -6,7 +6,6 @@
 #include "engine/core/Log.h"
 #include "engine/core/PathDatabase.h"
 #include "engine/core/XMLParser.h"
-#include "engine/core/script/XMLSource.h"
 
 #include <cstdlib>
 #include <map>
@@ -159,9 +158,9 @@ private:
 
 }  // namespace
 
-bool load(PyObject* source, const std::string& base_path) {
+bool load(const core::XMLFeed& feed, const std::string& base_path) {
     Parser parser(base_path);
-    parse_xml_source(parser, source);
+    feed(parser);
     return true;
 }
 

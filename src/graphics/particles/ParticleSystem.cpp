@@ -1,18 +1,14 @@
-#include <Python.h>
-
 #include "engine/graphics/ParticleSystem.h"
 
 #include "particles/ParticlePool.h"
 
-#include "engine/core/script/Factory.h"
+#include "actors/FactoryObjects.h"
 #include "engine/core/Log.h"
 #include "engine/core/Maths.h"
 #include "engine/graphics/ParticleEmitter.h"
 #include "engine/graphics/ParticleSystemData.h"
 #include "engine/window/OpenGLEntryPoints.h"
 #include "engine/window/VertexBuffer.h"
-
-#include <boost/python/extract.hpp>
 
 #include <cstring>
 
@@ -23,25 +19,9 @@ namespace {
 constexpr std::size_t kInitialVertices = 4096;  // capacity of a new pool's buffer
 
 // Makes an emitter through the factory, so that a script class registered as
-// "ParticleEmitter" is used. Without the script module (a native program) the class is
-// the native one. A failure prints the Python error and gives null.
-core::Ref<ParticleEmitter> make_emitter() {
-    if (!Py_IsInitialized() || !core::Factory::get_class("ParticleEmitter")) return core::make_ref<ParticleEmitter>();
-    PyObject* object = core::Factory::new_object_raw("ParticleEmitter", nullptr);
-    if (!object) {
-        PyErr_Print();
-        return nullptr;
-    }
-    core::Ref<ParticleEmitter> emitter;
-    if (object != Py_None) {
-        boost::python::extract<ParticleEmitter*> get(object);
-        if (get.check()) emitter = get();
-    }
-    if (!emitter && object != Py_None)
-        core::Log::warning("graphics", "The factory's 'ParticleEmitter' made something else; the emitter is left out.");
-    Py_DECREF(object);
-    return emitter;
-}
+// "ParticleEmitter" is used; natively the class is the native one. Null after a
+// reported failure.
+core::Ref<ParticleEmitter> make_emitter() { return create_through_factory<ParticleEmitter>("ParticleEmitter"); }
 
 // One quad per particle, s being its half extent: corners clockwise on screen from the
 // top left, each with its texture corner.

@@ -1,5 +1,7 @@
 #include "python/Bindings.h"
 
+#include "engine/core/script/XMLSource.h"
+
 #include "engine/graphics/ActorData.h"
 #include "engine/graphics/ActorDatabase.h"
 #include "engine/graphics/AnimationClip.h"
@@ -12,7 +14,12 @@ namespace {
 // The database functions appear to scripts as static methods of "actor_database".
 struct ActorDatabaseScope {};
 
-bool load(bp::object source) { return ActorDatabase::load(source.ptr()); }
+bool load(bp::object source) {
+    std::string name = "<stream>";
+    if (PyUnicode_Check(source.ptr())) name = "'" + std::string(bp::extract<std::string>(source)) + "'";
+    // A source of the wrong kind raises TypeError out of the feed.
+    return ActorDatabase::load([&](core::XMLParser& parser) { core::parse_xml_source(parser, source.ptr()); }, name);
+}
 
 bp::list to_list(const std::vector<std::string>& items) {
     bp::list result;

@@ -34,6 +34,10 @@ void define_text();            // Text
 void define_run();             // run, the frame loop of a small game
 void define_gl_state();        // GLState, the baseline every draw path keeps
 
+/// Lets data files and the engine make objects of the script classes registered with the
+/// factory (ObjectMaker.cpp); called once by the module entry.
+void install_object_maker();
+
 // The shared helpers by their short names.
 namespace bp = boost::python;
 using core::python::get_item;

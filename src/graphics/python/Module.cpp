@@ -81,6 +81,7 @@ BOOST_PYTHON_MODULE(libgraphics) {
     using namespace engine::graphics::python;
     const engine::core::python::ScriptDocstrings docstrings;
     // Classes in dependency order: a base class always before the classes derived from it.
+    install_object_maker();
     define_transform();
     define_skeleton();
     define_scene_object();

@@ -1,4 +1,6 @@
 #include "python/Bindings.h"
+
+#include "engine/core/script/XMLSource.h"
 #include "python/SceneObjectWrapper.h"
 
 #include "engine/graphics/ParticleEmitter.h"
@@ -12,7 +14,10 @@ namespace {
 // The database functions appear to scripts as static methods of "particle_database".
 struct ParticleDatabaseScope {};
 
-bool load(bp::object source, const std::string& base_path) { return ParticleDatabase::load(source.ptr(), base_path); }
+bool load(bp::object source, const std::string& base_path) {
+    return ParticleDatabase::load([&](core::XMLParser& parser) { core::parse_xml_source(parser, source.ptr()); },
+                                  base_path);
+}
 
 /// The emitters of a particle system as scripts index them ("emitters"): by position;
 /// a name finds nothing, since emitters have none.

@@ -2,6 +2,7 @@
 
 #include "core/python/support/ArgumentErrors.h"
 #include "python/SceneLayerProxy.h"
+#include "python/ScriptSceneListener.h"
 
 #include "engine/graphics/Framebuffer.h"
 #include "engine/graphics/Scene.h"
@@ -50,7 +51,7 @@ void add_listener(Scene& s, bp::object listener) {
     if (native.check())
         s.add_listener(native());
     else
-        s.add_script_listener(listener.ptr());
+        s.add_keyed_listener(listener.ptr(), new SceneListenerPython(listener.ptr()));
 }
 
 void remove_listener(Scene& s, bp::object listener) {
@@ -58,7 +59,7 @@ void remove_listener(Scene& s, bp::object listener) {
     if (native.check() && native())
         s.remove_listener(native());
     else
-        s.remove_script_listener(listener.ptr());
+        s.remove_keyed_listener(listener.ptr());
 }
 
 void register_framebuffer(Scene& s, SceneObject* object, Framebuffer* framebuffer) {

@@ -1,4 +1,6 @@
 #include "python/Bindings.h"
+
+#include "engine/core/script/XMLSource.h"
 #include "python/SceneObjectWrapper.h"
 #include "python/SpriteProxy.h"
 
@@ -76,7 +78,10 @@ void set_on_fades_finished(Sprite& s, bp::object callback) {
 // The database functions appear to scripts as static methods of "sprite_database".
 struct SpriteDatabaseScope {};
 
-bool load(bp::object source, const std::string& base_path) { return SpriteDatabase::load(source.ptr(), base_path); }
+bool load(bp::object source, const std::string& base_path) {
+    return SpriteDatabase::load([&](core::XMLParser& parser) { core::parse_xml_source(parser, source.ptr()); },
+                                base_path);
+}
 
 // A record from keywords, with the XML record's rules and defaults but one: the texture
 // rectangle is the whole picture unless given (see the docstring below).

@@ -4,7 +4,6 @@
 
 #include "engine/core/PathDatabase.h"
 #include "engine/core/XMLParser.h"
-#include "engine/core/script/XMLSource.h"
 #include "engine/graphics/Texture.h"
 
 #include <cstdlib>
@@ -81,9 +80,9 @@ private:
 
 }  // namespace
 
-bool load(PyObject* source, const std::string& base_path) {
+bool load(const core::XMLFeed& feed, const std::string& base_path) {
     Parser parser(base_path);
-    parse_xml_source(parser, source);
+    feed(parser);
     return true;
 }
 

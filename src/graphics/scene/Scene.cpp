@@ -201,19 +201,20 @@ void Scene::remove_listener(SceneListener* listener) {
     if (it != listeners_.end()) release_later(listeners_.extract(it).value());
 }
 
-void Scene::add_script_listener(PyObject* object) {
-    if (script_listeners_.count(object)) return;
-    const core::Ref<SceneListener> adapter(new SceneListenerPython(object));
-    listeners_.insert(adapter);
-    script_listeners_.emplace(object, adapter.get());
+void Scene::add_keyed_listener(const void* key, SceneListener* adapter) {
+    if (keyed_listeners_.count(key)) return;
+    const core::Ref<SceneListener> held(adapter);  // released here when it is not added
+    if (!listeners_.insert(held).second) return;
+    keyed_listeners_.emplace(key, adapter);
 }
 
-bool Scene::remove_script_listener(PyObject* object) {
-    auto it = script_listeners_.find(object);
-    if (it == script_listeners_.end()) return false;
+bool Scene::remove_keyed_listener(const void* key) {
+    auto it = keyed_listeners_.find(key);
+    if (it == keyed_listeners_.end()) return false;
+    SceneListener* adapter = it->second;
+    keyed_listeners_.erase(it);
     // It may be the listener being called right now: destroyed when the pass ends.
-    remove_listener(it->second);
-    script_listeners_.erase(it);
+    remove_listener(adapter);
     return true;
 }
 

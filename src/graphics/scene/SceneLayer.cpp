@@ -2,7 +2,7 @@
 
 #include "engine/graphics/SceneObject.h"
 
-#include "engine/core/script/Python.h"
+#include "engine/core/ScriptHooks.h"
 
 namespace engine::graphics {
 
@@ -32,7 +32,7 @@ SceneLayer::Walk::Walk(SceneLayer& layer)
 
 bool SceneLayer::Walk::next() {
     // A hook's exception that must leave the engine call ends the pass.
-    if (core::is_script_error_held()) return false;
+    if (core::script_error_held()) return false;
     const auto& objects = layer_.objects_;
     const std::ptrdiff_t size = std::ptrdiff_t(objects.size());
     while (++layer_.walk_ < size) {

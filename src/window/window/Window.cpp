@@ -8,7 +8,7 @@
 #include "engine/window/Window.h"
 #include "engine/window/WindowListener.h"
 
-#include "engine/core/script/Python.h"
+#include "engine/core/ScriptHooks.h"
 #include "engine/core/Log.h"
 #include "engine/core/Ref.h"
 
@@ -254,7 +254,7 @@ bool Window::process_events() {
     SDL_Event event;
     // A listener's exception that must leave this call ends it; the events after it
     // wait for the next call.
-    while (is_open() && !core::is_script_error_held() && SDL_PollEvent(&event)) {
+    while (is_open() && !core::script_error_held() && SDL_PollEvent(&event)) {
         switch (event.type) {
             case SDL_QUIT:
                 handle(WindowEvent::close_event());
@@ -315,7 +315,7 @@ bool Window::process_events() {
     }
     // Posted events after the system's, those posted before this point only: a
     // listener that posts from its callback is heard on the next call.
-    for (std::size_t count = impl_->posted.size(); count > 0 && is_open() && !core::is_script_error_held();
+    for (std::size_t count = impl_->posted.size(); count > 0 && is_open() && !core::script_error_held();
          --count) {
         const WindowEvent posted = impl_->posted.front();
         impl_->posted.pop_front();
