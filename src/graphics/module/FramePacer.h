@@ -1,22 +1,10 @@
 #pragma once
 
+#include "engine/graphics/FrameLoop.h"
+
 #include <chrono>
 
 namespace engine::graphics {
-
-/// Where the frame loop reads the time and how it waits: the steady clock in a game,
-/// a clock the test drives in the tests of the loop. Times count from any fixed start.
-/// Called from the script thread only.
-class FrameClock {
-public:
-    using Duration = std::chrono::nanoseconds;
-
-    virtual ~FrameClock() = default;
-    /// The time now.
-    virtual Duration now() = 0;
-    /// Returns at `deadline`, or at once when it has passed.
-    virtual void sleep_until(Duration deadline) = 0;
-};
 
 /// The pace of the frame loop. Frames start a period (1/fps) apart; a frame late by less
 /// than a period keeps the schedule (the next one starts on time, sooner after it), and

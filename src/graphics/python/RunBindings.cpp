@@ -1,12 +1,12 @@
 #include "python/Bindings.h"
 
 #include "engine/core/Ref.h"
+#include "engine/graphics/FrameLoop.h"
 #include "engine/graphics/Module.h"
 #include "engine/graphics/Scene.h"
 
 #include "engine/window/Window.h"
 
-#include "module/FramePacer.h"
 
 #include <chrono>
 #include <cmath>
@@ -35,11 +35,6 @@ public:
     }
 };
 
-// The paced frame periods: from a day (slower would be a slide show of one picture) to
-// a nanosecond (the clock's resolution); either bound keeps the period well inside the
-// clock's range.
-constexpr double lowest_fps = 1.0 / 86400.0;
-constexpr double highest_fps = 1e9;
 
 // A clock given by a script (the tests of the loop): now() and sleep_until(deadline)
 // in integer nanoseconds, so that the times run measures are exact.
@@ -97,7 +92,7 @@ int run(bp::object window_object, bp::object update, double fps, bp::object clea
     if (!update.is_none() && !PyCallable_Check(update.ptr()))
         raise(PyExc_TypeError, std::string("run(): update must be callable (update(dt)) or None, not ") +
                                    Py_TYPE(update.ptr())->tp_name + ".");
-    if (!(fps == 0.0 || (fps >= lowest_fps && fps <= highest_fps))) {
+    if (!FrameLoop::is_valid_fps(fps)) {
         char got[32];
         std::snprintf(got, sizeof got, "%g", fps);
         raise(PyExc_ValueError, std::string("run(): fps must be from 1/86400 (a frame a day) to 1e9, or 0 for no "
@@ -116,36 +111,16 @@ int run(bp::object window_object, bp::object update, double fps, bp::object clea
     std::optional<ScriptClock> given_clock;
     if (script_clock) given_clock.emplace(script_clock);
     FrameClock& clock = given_clock ? static_cast<FrameClock&>(*given_clock) : steady_clock;
-    FramePacer pacer(fps, clock.now());
-    int frames = 0;
-    while (window->process_events()) {
-        // A hook's stop request (or any exception in "raise" mode) comes out of run.
-        if (core::is_script_error_held()) break;
-        // Ctrl-C reaches a loop that runs no Python code of its own.
+    FrameLoop loop(*window, fps, clock);
+    loop.set_clear_colour(clear_colour);
+    // An exception the update raises leaves through the loop; None keeps going.
+    if (!update.is_none()) loop.set_update([&update](double dt) { return bp::object(update(dt)).ptr() != Py_False; });
+    // Ctrl-C reaches a loop that runs no Python code of its own.
+    loop.set_stop_check([] {
         if (PyErr_CheckSignals() != 0) bp::throw_error_already_set();
-        // Before update(dt), which may draw too: a moving object leaves no copies.
-        if (clear_colour) window->clear(*clear_colour);
-        const double dt = pacer.dt();
-        if (!update.is_none()) {
-            const bp::object result = update(dt);
-            if (result.ptr() == Py_False) break;
-        }
-        // The current scene is held while it works, and asked for again after its
-        // update: a hook may replace libgraphics.scene (a level change), which would
-        // otherwise free the scene under its own walk.
-        if (const core::Ref<Scene> scene{Scene::get()}) scene->update(float(dt));
-        if (core::is_script_error_held()) break;
-        if (const core::Ref<Scene> scene{Scene::get()}) {
-            scene->begin_frame();
-            scene->render();
-            scene->end_frame();
-        }
-        if (core::is_script_error_held()) break;
-        window->swap_buffers();
-        ++frames;
-        pacer.next_frame(clock);
-    }
-    return frames;
+        return false;
+    });
+    return loop.run();
 }
 
 }  // namespace
