@@ -1,5 +1,7 @@
 #pragma once
 
+#include "engine/graphics/RenderContext.h"
+
 namespace engine::window {
 class Window;
 }
@@ -10,32 +12,10 @@ namespace engine::graphics {
 // libgraphics and owns the GL context. The same holds for every class of this module
 // but TextureLoader's own thread (which only decodes), ImageBuffer::decode and Spring.
 
-/// The window the graphics module draws into, or null. Setting one installs the
-/// module's window listener (which creates and releases the module's GL objects with
-/// the context and follows resizes); null detaches it.
+/// Makes `window` the one the graphics module draws into (null: none). Setting one
+/// installs the module's window listener (which creates and releases the module's GL
+/// objects with the context and follows resizes); null detaches it. What the module
+/// knows of the context is in RenderContext.h.
 void set_window(window::Window* window);
-window::Window* get_window();
-
-/// Pixel projection: origin at the top-left corner, x right, y down, one unit a pixel,
-/// with alpha blending on, for the window's size now. Resizes and new contexts
-/// (set_video_mode) keep it: the picture then fills the new size until it is called
-/// again. Does nothing while no window is set.
-void set_ortho();
-
-/// Whether set_ortho() has set the projection since the window was set.
-bool is_ortho_set();
-
-/// The largest texture (and framebuffer) side the current context accepts; 0 while
-/// no context is open.
-int get_max_texture_size();
-/// Whether a texture or framebuffer of these dimensions may be handed to the context:
-/// both sides between 1 and get_max_texture_size(). Sizes are checked before any GL
-/// call, since some drivers abort the process on sizes far beyond their limits.
-bool is_texture_size_supported(int width, int height);
-
-/// Whether the window's GL context exists (between its on_create and on_destroy).
-bool is_context_open();
-/// Whether the current context supports vertex buffer objects.
-bool are_vertex_buffer_objects_supported();
 
 }  // namespace engine::graphics

@@ -1,6 +1,6 @@
 #include "engine/graphics/Actor.h"
 
-#include "actors/FactoryObjects.h"
+#include "common/FactoryObjects.h"
 #include "engine/core/Log.h"
 #include "engine/core/Ref.h"
 #include "engine/graphics/ActorController.h"

@@ -1,8 +1,9 @@
 #include "engine/graphics/ActorData.h"
 
-#include "actors/FactoryObjects.h"
+#include "common/FactoryObjects.h"
 
 #include "engine/graphics/Skeleton.h"
+#include "engine/graphics/Transform.h"
 
 namespace engine::graphics {
 

@@ -1,6 +1,6 @@
 #include "engine/graphics/Skeleton.h"
 
-#include "actors/FactoryObjects.h"
+#include "common/FactoryObjects.h"
 
 #include "engine/core/Log.h"
 #include "engine/graphics/Transform.h"

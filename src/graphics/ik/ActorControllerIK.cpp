@@ -3,10 +3,12 @@
 #include "engine/core/Log.h"
 #include "engine/graphics/Actor.h"
 #include "engine/graphics/ActorDatabase.h"
-#include "actors/FactoryObjects.h"
+#include "common/FactoryObjects.h"
 #include "engine/graphics/ActorRigIK.h"
 #include "engine/graphics/IKConstraintPosition.h"
+#include "engine/graphics/IKConstraintPositionFixed.h"
 #include "engine/graphics/IKConstraintRotation.h"
+#include "engine/graphics/IKConstraintRotationFixed.h"
 #include "engine/graphics/Skeleton.h"
 #include "engine/graphics/Transform.h"
 
@@ -19,6 +21,21 @@
 namespace engine::graphics {
 
 namespace {
+
+// The fixed targets of a bind pose, made through the factory under
+// "IKConstraintPositionFixed" and "IKConstraintRotationFixed" with their constructor
+// arguments; natively plain objects. Null after a reported failure.
+core::Ref<IKConstraintPosition> create_fixed_position_constraint(const core::Vector<float>& position) {
+    return create_through_factory<IKConstraintPosition>("IKConstraintPositionFixed", {position}, [&] {
+        return core::Ref<IKConstraintPosition>(new IKConstraintPositionFixed(position));
+    });
+}
+
+core::Ref<IKConstraintRotation> create_fixed_rotation_constraint(float rotation, bool in_world_space) {
+    return create_through_factory<IKConstraintRotation>("IKConstraintRotationFixed", {rotation, in_world_space}, [&] {
+        return core::Ref<IKConstraintRotation>(new IKConstraintRotationFixed(rotation, in_world_space));
+    });
+}
 
 // Constraints removed while the controller steps are erased when the step ends.
 template <class Map>

@@ -1,6 +1,6 @@
 #include "engine/graphics/ParticleSystemData.h"
 
-#include "records/RecordTable.h"
+#include "common/RecordTable.h"
 
 #include "engine/core/Colour.h"
 #include "engine/core/Log.h"

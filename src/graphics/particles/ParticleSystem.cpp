@@ -2,7 +2,7 @@
 
 #include "particles/ParticlePool.h"
 
-#include "actors/FactoryObjects.h"
+#include "common/FactoryObjects.h"
 #include "engine/core/Log.h"
 #include "engine/core/Maths.h"
 #include "engine/graphics/ParticleEmitter.h"

@@ -1,6 +1,6 @@
 #include "python/Bindings.h"
 
-#include "actors/FactoryObjects.h"
+#include "common/FactoryObjects.h"
 
 #include "engine/graphics/ActorMesh.h"
 #include "engine/graphics/IKConstraintPosition.h"

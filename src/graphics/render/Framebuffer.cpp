@@ -2,7 +2,7 @@
 #include "render/GLCheck.h"
 
 #include "engine/core/Log.h"
-#include "engine/graphics/Module.h"
+#include "engine/graphics/RenderContext.h"
 #include "engine/window/OpenGL.h"
 #include "engine/window/OpenGLEntryPoints.h"
 #include "engine/window/Window.h"

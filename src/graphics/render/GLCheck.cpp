@@ -1,7 +1,7 @@
 #include "render/GLCheck.h"
 
 #include "engine/core/Log.h"
-#include "engine/graphics/Module.h"
+#include "engine/graphics/RenderContext.h"
 
 #include <GL/gl.h>
 

@@ -4,7 +4,7 @@
 #include "engine/core/Log.h"
 #include "engine/graphics/Framebuffer.h"
 #include "engine/graphics/GLState.h"
-#include "engine/graphics/Module.h"
+#include "engine/graphics/RenderContext.h"
 #include "engine/graphics/SceneLayer.h"
 #include "engine/graphics/SceneListener.h"
 #include "engine/graphics/SceneObject.h"

@@ -2,7 +2,7 @@
 
 #include "engine/core/Log.h"
 #include "engine/core/PathDatabase.h"
-#include "engine/graphics/Module.h"
+#include "engine/graphics/RenderContext.h"
 #include "engine/window/Window.h"
 
 #include <ft2build.h>

@@ -241,8 +241,7 @@ TEST_F(Clips, UnloadStopsEveryLayerAndKeepsThePose) {
 
 TEST_F(Clips, ControllerOutlivesItsActor) {
     ASSERT_EQ(controller->play("turn"), "");
-    delete actor;
-    actor = new Actor("body");
+    actor = engine::core::make_ref<Actor>("body");  // the first actor goes
     EXPECT_EQ(controller->get_actor(), nullptr);
     EXPECT_FALSE(controller->update(0.1f));
     EXPECT_NE(controller->play("turn"), "");

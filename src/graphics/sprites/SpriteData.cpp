@@ -1,6 +1,6 @@
 #include "engine/graphics/SpriteData.h"
 
-#include "records/RecordTable.h"
+#include "common/RecordTable.h"
 
 #include "engine/core/PathDatabase.h"
 #include "engine/core/XMLParser.h"

@@ -10,9 +10,6 @@
 
 namespace engine::graphics {
 
-class IKConstraintPosition;
-class IKConstraintRotation;
-
 /// The constructor arguments of a factory-made object.
 using FactoryArgument = std::variant<float, bool, core::Vector<float>>;
 using FactoryArguments = std::vector<FactoryArgument>;
@@ -31,17 +28,25 @@ struct ObjectMaker {
 };
 
 void set_object_maker(const ObjectMaker& maker) noexcept;
+const ObjectMaker& get_object_maker() noexcept;
 
-/// A new instance of the class registered under `name` (`T` is its native type), or a
-/// plain native T when no class is registered. Null after a reported failure. Script
-/// thread only.
+/// A new instance of the class registered under `name` (`T` is its native type), made
+/// with `arguments`, or `native()` when no class is registered. Null after a reported
+/// failure. Script thread only.
+///
+///     core::Ref<Transform> joint = create_through_factory<Transform>("Transform");
+template <class T, class Native>
+core::Ref<T> create_through_factory(const char* name, const FactoryArguments& arguments, Native native) {
+    const ObjectMaker& maker = get_object_maker();
+    if (!maker.has_class || !maker.has_class(name)) return native();
+    const core::Ref<core::Object> made = maker.make(name, arguments, typeid(T));
+    return core::Ref<T>(dynamic_cast<T*>(made.get()));  // the maker checked the type
+}
+
+/// The same for a class made without arguments, natively a plain T.
 template <class T>
-core::Ref<T> create_through_factory(const char* name);
-
-/// The fixed IK targets of a bind pose, made the same way under
-/// "IKConstraintPositionFixed" and "IKConstraintRotationFixed" with their constructor
-/// arguments; natively a plain object. Null after a reported failure.
-core::Ref<IKConstraintPosition> create_fixed_position_constraint(const core::Vector<float>& position);
-core::Ref<IKConstraintRotation> create_fixed_rotation_constraint(float rotation, bool in_world_space);
+core::Ref<T> create_through_factory(const char* name) {
+    return create_through_factory<T>(name, {}, [] { return core::make_ref<T>(); });
+}
 
 }  // namespace engine::graphics
