@@ -1,5 +1,6 @@
 #include "engine/graphics/Scene.h"
 #include "render/GLCheck.h"
+#include "scene/OverlapIndex.h"
 
 #include "engine/core/Log.h"
 #include "engine/graphics/Framebuffer.h"
@@ -8,6 +9,8 @@
 #include "engine/graphics/SceneLayer.h"
 #include "engine/graphics/SceneListener.h"
 #include "engine/graphics/SceneObject.h"
+#include "engine/graphics/Shape.h"
+#include "engine/graphics/Sprite.h"
 #include "engine/window/OpenGL.h"
 #include "engine/window/Window.h"
 
@@ -59,7 +62,7 @@ private:
     Scene& scene_;
 };
 
-Scene::Scene() {
+Scene::Scene() : overlap_index_(std::make_unique<OverlapIndex>()) {
     current_scene = this;
     ++live_scenes;
 }
@@ -151,6 +154,7 @@ bool Scene::add_object(SceneObject* object, const std::string& layer_id) {
                            [&](const SceneObject* o) { return o->get_z() > object->get_z(); });
     const auto inserted = objects.insert(at, object);
     layer->inserted(inserted - objects.begin());
+    Transform::note_change();  // the overlap index holds no references: it must see this
     object->layer_ = layer_id;
     object->on_add(layer_id);
     return true;
@@ -178,6 +182,7 @@ bool Scene::erase_object(SceneLayer& layer, SceneObject* object, bool release) {
     const std::ptrdiff_t index = it - objects.begin();
     objects.erase(it);
     layer.erased(index);
+    Transform::note_change();
     if (release) {
         object->layer_.clear();
         object->on_remove(layer.get_id());
@@ -195,6 +200,40 @@ void Scene::sort_layer(const std::string& layer_id) {
     // this runs at every z change (see Scene.h).
     std::sort(layer->objects_.begin(), layer->objects_.end(),
               [](const SceneObject* a, const SceneObject* b) { return a->get_z() < b->get_z(); });
+    Transform::note_change();  // the drawing order, which picking follows
+}
+
+void Scene::set_scale(const core::Vector<float>& scale) {
+    if (scale == scale_) return;
+    scale_ = scale;
+    Transform::note_change();
+}
+
+// Picking and overlap ------------------------------------------------------------------
+
+void Scene::objects_at(const Vector<float>& point, const SceneLayer* layer, float alpha_threshold,
+                       std::vector<SceneObject*>& out) {
+    out.clear();
+    overlap_index_->refresh(*this, layers_);
+    overlap_index_->objects_at(point, layer, out);
+    if (alpha_threshold < 0.0f) return;
+    // Sprites that see through where the point falls drop out, in their layer's coordinates.
+    auto transparent = [&](SceneObject* object) {
+        auto* sprite = dynamic_cast<Sprite*>(object);
+        if (!sprite) return false;
+        const Vector<float> local = point * sprite->get_layer_transform().inverse();
+        return !sprite->contains(local, alpha_threshold);
+    };
+    out.erase(std::remove_if(out.begin(), out.end(), transparent), out.end());
+}
+
+void Scene::overlapping(SceneObject& object, const SceneLayer* layer, std::vector<SceneObject*>& out) {
+    out.clear();
+    if (!object.is_visible()) return;
+    overlap_index_->refresh(*this, layers_);
+    static Shape shape;  // reused by every question; script thread only
+    object.get_drawn_shape(shape);
+    overlap_index_->overlapping(shape, &object, layer, out);
 }
 
 // Listeners ------------------------------------------------------------------------

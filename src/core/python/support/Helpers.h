@@ -67,6 +67,20 @@ bp::object overloaded(const char* doc, Functions... functions) {
 
 /// The last step of a class's definition when data files or the module create it by
 /// name: the class becomes creatable through the factory under `name`.
+/// An optional threshold or factor: None gives `none`, a Python int or float its value
+/// (bool is refused: True is no threshold); anything else is a TypeError and NaN a
+/// ValueError, each naming `what` ("Sprite.contains: alpha_threshold").
+inline float number_or_none(const bp::object& value, float none, const std::string& what) {
+    if (value.is_none()) return none;
+    PyObject* p = value.ptr();
+    if (PyBool_Check(p) || !(PyFloat_Check(p) || PyLong_Check(p)))
+        raise(PyExc_TypeError, what + " must be a number or None.");
+    const double number = PyFloat_AsDouble(p);
+    if (number == -1.0 && PyErr_Occurred()) bp::throw_error_already_set();
+    if (number != number) raise(PyExc_ValueError, what + " is NaN.");
+    return float(number);
+}
+
 inline void register_with_factory(const bp::object& cls, const char* name) { Factory::register_class(name, cls.ptr()); }
 
 }  // namespace engine::core::python
