@@ -125,6 +125,12 @@ public:
     /// scene's shapes, built at the first question after anything moved or changed
     /// and reused until something does.
     void overlapping(SceneObject& object, const SceneLayer* layer, std::vector<SceneObject*>& out);
+    /// Every pair of visible objects whose drawn shapes share interior, once each, into
+    /// `out` (cleared first): (object of `first`, object of `second`) when both layers
+    /// are given and differ, else the pairs within `first` (within the whole scene when
+    /// it is null too). Ordered by the first object, top-most first. The same index.
+    void overlapping_pairs(const SceneLayer* first, const SceneLayer* second,
+                           std::vector<std::pair<SceneObject*, SceneObject*>>& out);
     /// The index behind objects_at and overlapping (tests and diagnostics).
     const OverlapIndex& get_overlap_index() const { return *overlap_index_; }
 

@@ -59,6 +59,9 @@ public:
     const core::Vector<float>* get_piece(std::size_t index, std::size_t& count) const;
     /// The box around every piece (empty for an empty shape).
     const Bounds& get_bounds() const { return bounds_; }
+    /// Whether the shape is exactly its box: one rectangle, not turned. Such shapes are
+    /// tested as boxes, the common case of sprites that do not rotate.
+    bool is_box() const { return box_; }
 
     /// Whether `point` lies in a piece or on its edge; false for a point that is not finite.
     bool contains(const core::Vector<float>& point) const;
@@ -83,6 +86,7 @@ private:
     std::vector<core::Vector<float>> points_;  // every piece's corners, piece after piece
     std::vector<std::uint32_t> ends_;          // one past each piece's last corner
     Bounds bounds_;                            // around every piece
+    bool box_ = false;                         // one unturned rectangle: the shape is bounds_
 };
 
 }  // namespace engine::graphics

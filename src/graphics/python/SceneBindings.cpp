@@ -88,6 +88,17 @@ bp::list overlapping(Scene& s, SceneObject* object, bp::object layer) {
     return as_list(found());
 }
 
+bp::list overlapping_pairs(Scene& s, bp::object first, bp::object second) {
+    static std::vector<std::pair<SceneObject*, SceneObject*>> pairs;  // reused, as found() is
+    const SceneLayer* a = layer_argument(s, first, "overlapping_pairs");
+    const SceneLayer* b = layer_argument(s, second, "overlapping_pairs");
+    if (b && !a) raise(PyExc_ValueError, "Scene.overlapping_pairs: other_layer needs layer too.");
+    s.overlapping_pairs(a, b, pairs);
+    bp::list result;
+    for (const auto& [x, y] : pairs) result.append(bp::make_tuple(to_python(x), to_python(y)));
+    return result;
+}
+
 bool remove_object(Scene& s, SceneObject* object) { return s.remove_object(&require(object, "The object")); }
 
 // A SceneListener is added as it is; any other object through a SceneListenerPython.
@@ -221,6 +232,15 @@ void define_scene() {
                  "be in the scene. The scene keeps an index of its shapes, built at the first\n"
                  "question after something moved or changed and reused until something does: ask\n"
                  "about every object after moving them all, and the frame builds it once.")
+            .def("overlapping_pairs", &overlapping_pairs,
+                 (bp::arg("layer") = bp::object(), bp::arg("other_layer") = bp::object()),
+                 "overlapping_pairs(layer: str | SceneLayer | None = None, other_layer: str | SceneLayer | None = "
+                 "None) -> list[tuple[SceneObject, SceneObject]]\n\n"
+                 "Every pair of visible objects whose shapes, as drawn, overlap, each pair once, in one\n"
+                 "call: (an object of layer, an object of other_layer) when both are given (shots\n"
+                 "against aliens), else the pairs within layer, or within the whole scene. Ordered\n"
+                 "by the first object, top-most first. It answers what calling overlapping for every\n"
+                 "object would, without a script call per object.")
             .def("add_object", &add_object, (bp::arg("object"), bp::arg("layer_id")),
                  "add_object(object: SceneObject, layer_id: str) -> bool\n\n"
                  "Puts object into that layer; False for an unknown layer.")

@@ -49,9 +49,11 @@ void OverlapIndex::build(const Scene& scene, const std::vector<SceneLayer*>& lay
             ++count_;
         }
     }
-    // Cells the size of an average object: most objects cover one to four of them, and
-    // a question about one looks at about as many.
-    cell_ = count_ ? std::max(float(extent / double(count_)), 1.0e-3f) : 1.0f;
+    // Cells twice the size of an average object: most objects cover one or two of them,
+    // and a question about one looks at as many.
+    cell_ = count_ ? std::max(float(2.0 * extent / double(count_)), 1.0e-3f) : 1.0f;
+
+    per_cell_ = 1.0f / cell_;
 
     std::uint32_t buckets = 64;
     while (buckets < 2 * count_) buckets *= 2;
@@ -59,11 +61,6 @@ void OverlapIndex::build(const Scene& scene, const std::vector<SceneLayer*>& lay
     large_.clear();
     // Count each entry once per bucket of its cells, then place them: bucket_start_[b]
     // first holds the end of bucket b, and counts down to its start while filling.
-    auto each_cell = [&](std::size_t i, auto&& file) {
-        const CellRange r = cells(entries_[i].bounds);
-        for (int y = r.y0; y <= r.y1; ++y)
-            for (int x = r.x0; x <= r.x1; ++x) file(bucket(x, y));
-    };
     std::size_t filed = 0;
     for (std::size_t i = 0; i < count_; ++i) {
         const CellRange r = cells(entries_[i].bounds);
@@ -84,16 +81,17 @@ void OverlapIndex::build(const Scene& scene, const std::vector<SceneLayer*>& lay
             ++next_large;
             continue;
         }
-        each_cell(i, [&](std::uint32_t b) { filed_[--bucket_start_[b]] = std::uint32_t(i); });
+        const CellRange r = cells(entries_[i].bounds);
+        for (int y = r.y0; y <= r.y1; ++y)
+            for (int x = r.x0; x <= r.x1; ++x)
+                filed_[--bucket_start_[bucket(x, y)]] = Filed{std::uint32_t(i), x, y, entries_[i].bounds, shapes_[i].is_box()};
     }
     bucket_start_[buckets] = std::uint32_t(filed);
-    seen_.assign(std::max(seen_.size(), count_), 0u);
-    question_ = 0;
 }
 
 OverlapIndex::CellRange OverlapIndex::cells(const Bounds& bounds) const {
-    const float x0 = std::floor(bounds.min.x / cell_), y0 = std::floor(bounds.min.y / cell_);
-    const float x1 = std::floor(bounds.max.x / cell_), y1 = std::floor(bounds.max.y / cell_);
+    const float x0 = std::floor(bounds.min.x * per_cell_), y0 = std::floor(bounds.min.y * per_cell_);
+    const float x1 = std::floor(bounds.max.x * per_cell_), y1 = std::floor(bounds.max.y * per_cell_);
     const float limit = kMaxCellCoordinate;
     // Not finite or beyond the cells' range: an empty range, which callers keep aside.
     if (!(std::fabs(x0) < limit && std::fabs(y0) < limit && std::fabs(x1) < limit && std::fabs(y1) < limit))
@@ -108,32 +106,51 @@ std::uint32_t OverlapIndex::bucket(int x, int y) const {
 
 template <class Visit>
 void OverlapIndex::candidates(const Bounds& bounds, Visit visit) {
-    if (++question_ == 0) {  // the stamps wrapped: start them again
-        std::fill(seen_.begin(), seen_.end(), 0u);
-        question_ = 1;
-    }
     const CellRange r = cells(bounds);
     const long area = long(r.x1 - r.x0 + 1) * long(r.y1 - r.y0 + 1);
     if (r.x0 > r.x1 || area > long(bucket_start_.size())) {
         // A question about a box larger than the grid's buckets looks at everything once.
         for (std::size_t i = 0; i < count_; ++i)
-            if (entries_[i].bounds.intersects(bounds)) visit(std::uint32_t(i));
+            if (entries_[i].bounds.intersects(bounds)) visit(filed_for(i));
         return;
     }
     for (std::uint32_t i : large_)
-        if (entries_[i].bounds.intersects(bounds)) visit(i);
+        if (entries_[i].bounds.intersects(bounds)) visit(filed_for(i));
     for (int y = r.y0; y <= r.y1; ++y) {
         for (int x = r.x0; x <= r.x1; ++x) {
             const std::uint32_t b = bucket(x, y);
-            for (std::uint32_t k = bucket_start_[b]; k < bucket_start_[b + 1]; ++k) {
-                const std::uint32_t i = filed_[k];
-                if (seen_[i] == question_) continue;
-                seen_[i] = question_;
-                if (entries_[i].bounds.intersects(bounds)) visit(i);
+            const Filed* f = filed_.data() + bucket_start_[b];
+            const Filed* end = filed_.data() + bucket_start_[b + 1];
+            for (; f != end; ++f) {
+                // One branch a record: most fail, and which ones is anybody's guess.
+                const Bounds& o = f->bounds;
+                const bool meets = (f->x == x) & (f->y == y) & (o.min.x <= bounds.max.x) & (bounds.min.x <= o.max.x) &
+                                   (o.min.y <= bounds.max.y) & (bounds.min.y <= o.max.y);
+                if (!meets) continue;
+                // Boxes meeting in several cells are reported from one: the cell holding
+                // the lowest corner of where they meet (clamped to the cells looked at).
+                const int rx = std::max(r.x0, int(std::floor(std::max(bounds.min.x, f->bounds.min.x) * per_cell_)));
+                const int ry = std::max(r.y0, int(std::floor(std::max(bounds.min.y, f->bounds.min.y) * per_cell_)));
+                if (rx == x && ry == y) visit(*f);
             }
         }
     }
 }
+
+OverlapIndex::Filed OverlapIndex::filed_for(std::uint32_t i) const {
+    return Filed{i, 0, 0, entries_[i].bounds, shapes_[i].is_box()};
+}
+
+namespace {
+
+// Whether the shapes share interior, from the box alone when both are boxes: the common
+// case reads nothing beyond the record the grid holds.
+bool exact(const Bounds& a, bool a_box, const Shape& a_shape, const Bounds& b, bool b_box, const Shape& b_shape) {
+    if (a_box && b_box) return a.min.x < b.max.x && b.min.x < a.max.x && a.min.y < b.max.y && b.min.y < a.max.y;
+    return a_shape.overlaps(b_shape);
+}
+
+}  // namespace
 
 void OverlapIndex::deliver(std::vector<SceneObject*>& out) {
     // Later in drawing order is drawn over: top-most first.
@@ -147,8 +164,9 @@ void OverlapIndex::objects_at(const core::Vector<float>& point, const SceneLayer
     if (!std::isfinite(point.x) || !std::isfinite(point.y) || count_ == 0) return;
     Bounds box;
     box.add(point);
-    candidates(box, [&](std::uint32_t i) {
-        if ((!layer || entries_[i].layer == layer) && shapes_[i].contains(point)) found_.push_back(i);
+    candidates(box, [&](const Filed& f) {
+        if ((!layer || entries_[f.index].layer == layer) && (f.box || shapes_[f.index].contains(point)))
+            found_.push_back(f.index);
     });
     deliver(out);
 }
@@ -157,11 +175,35 @@ void OverlapIndex::overlapping(const Shape& shape, const SceneObject* skip, cons
                                std::vector<SceneObject*>& out) {
     found_.clear();
     if (shape.empty() || count_ == 0) return;
-    candidates(shape.get_bounds(), [&](std::uint32_t i) {
-        const Entry& e = entries_[i];
-        if (e.object != skip && (!layer || e.layer == layer) && shapes_[i].overlaps(shape)) found_.push_back(i);
+    const Bounds& bounds = shape.get_bounds();
+    candidates(bounds, [&](const Filed& f) {
+        if (!exact(f.bounds, f.box, shapes_[f.index], bounds, shape.is_box(), shape)) return;
+        const Entry& e = entries_[f.index];
+        if (e.object != skip && (!layer || e.layer == layer)) found_.push_back(f.index);
     });
     deliver(out);
+}
+
+void OverlapIndex::pairs(const SceneLayer* first, const SceneLayer* second,
+                         std::vector<std::pair<SceneObject*, SceneObject*>>& out) {
+    const bool across = first && second && first != second;
+    for (std::size_t n = count_; n-- > 0;) {
+        const Entry& a = entries_[n];
+        if (first && a.layer != first) continue;
+        const std::uint32_t i = std::uint32_t(n);
+        found_.clear();
+        const bool a_box = shapes_[i].is_box();
+        candidates(a.bounds, [&](const Filed& f) {
+            const std::uint32_t j = f.index;
+            // Within one set each pair is met twice: keep it where the other comes first.
+            if (!across && j >= i) return;
+            if (!exact(a.bounds, a_box, shapes_[i], f.bounds, f.box, shapes_[j])) return;
+            const Entry& b = entries_[j];
+            if (across ? b.layer == second : !first || b.layer == first) found_.push_back(j);
+        });
+        std::sort(found_.begin(), found_.end(), std::greater<std::uint32_t>());
+        for (std::uint32_t j : found_) out.emplace_back(a.object, entries_[j].object);
+    }
 }
 
 }  // namespace engine::graphics

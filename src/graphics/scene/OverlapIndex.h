@@ -4,6 +4,7 @@
 #include "engine/graphics/Shape.h"
 
 #include <cstdint>
+#include <utility>
 #include <vector>
 
 namespace engine::graphics {
@@ -33,6 +34,13 @@ public:
     void overlapping(const Shape& shape, const SceneObject* skip, const SceneLayer* layer,
                      std::vector<SceneObject*>& out);
 
+    /// Every pair of indexed objects whose shapes share interior, once each: pairs of
+    /// (`first` object, `second` object) when both layers are given and differ, else
+    /// pairs within `first` (within the whole scene when it is null too). Appended to
+    /// `out`, the first objects top-most first.
+    void pairs(const SceneLayer* first, const SceneLayer* second,
+               std::vector<std::pair<SceneObject*, SceneObject*>>& out);
+
     /// Objects indexed at the last build (those with a visible, finite shape).
     std::size_t size() const { return count_; }
     /// Builds so far: a test sees whether questions reused the index.
@@ -44,6 +52,13 @@ private:
         const SceneLayer* layer;  // the layer holding it
         Bounds bounds;            // around its shape
     };
+    /// One entry filed in one cell: what a question reads, side by side in its bucket.
+    struct Filed {
+        std::uint32_t index;  // the entry
+        int x, y;             // the cell (buckets mix cells)
+        Bounds bounds;        // the entry's box
+        bool box;             // the entry's shape is its box (Shape::is_box)
+    };
     struct CellRange {
         int x0, y0, x1, y1;  // the cells a box covers, inclusive
     };
@@ -51,7 +66,9 @@ private:
     void build(const Scene& scene, const std::vector<SceneLayer*>& layers);
     CellRange cells(const Bounds& bounds) const;
     std::uint32_t bucket(int x, int y) const;
-    /// Calls `visit(index)` once per entry whose box may meet `bounds`.
+    /// The record of entry `i` outside the grid (the large ones, a question about everything).
+    Filed filed_for(std::uint32_t i) const;
+    /// Calls `visit(filed)` once per entry whose box meets `bounds`.
     template <class Visit>
     void candidates(const Bounds& bounds, Visit visit);
     /// Sorts the found entries top-most first and appends their objects to `out`.
@@ -61,11 +78,10 @@ private:
     std::vector<Shape> shapes_;               // one per entry, kept to reuse their storage
     std::size_t count_ = 0;                   // entries in use
     float cell_ = 1.0f;                       // side of a grid cell
+    float per_cell_ = 1.0f;                   // 1 / cell_: cells are found by multiplying
     std::vector<std::uint32_t> bucket_start_; // per bucket, the first of its entries in filed_ (plus an end)
-    std::vector<std::uint32_t> filed_;        // entry indices, bucket after bucket
+    std::vector<Filed> filed_;                // entries by cell, bucket after bucket
     std::vector<std::uint32_t> large_;        // entries covering too many cells to file
-    std::vector<std::uint32_t> seen_;         // per entry, the question that last looked at it
-    std::uint32_t question_ = 0;              // stamp of the question under way
     std::vector<std::uint32_t> found_;        // entry indices found by the question under way
     std::uint64_t built_at_ = 0;              // the change count the index was built at
     bool built_ = false;                      // built at least once

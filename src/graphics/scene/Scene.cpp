@@ -227,6 +227,13 @@ void Scene::objects_at(const Vector<float>& point, const SceneLayer* layer, floa
     out.erase(std::remove_if(out.begin(), out.end(), transparent), out.end());
 }
 
+void Scene::overlapping_pairs(const SceneLayer* first, const SceneLayer* second,
+                              std::vector<std::pair<SceneObject*, SceneObject*>>& out) {
+    out.clear();
+    overlap_index_->refresh(*this, layers_);
+    overlap_index_->pairs(first, second, out);
+}
+
 void Scene::overlapping(SceneObject& object, const SceneLayer* layer, std::vector<SceneObject*>& out) {
     out.clear();
     if (!object.is_visible()) return;

@@ -67,6 +67,7 @@ void Shape::clear() {
     points_.clear();
     ends_.clear();
     bounds_ = Bounds();
+    box_ = false;
 }
 
 void Shape::end_piece(std::size_t start) {
@@ -80,15 +81,19 @@ void Shape::end_piece(std::size_t start) {
     }
     for (std::size_t i = start; i < points_.size(); ++i) bounds_.add(points_[i]);
     ends_.push_back(std::uint32_t(points_.size()));
+    box_ = false;  // add_rectangle sets it again for a lone unturned rectangle
 }
 
 void Shape::add_rectangle(const Vector<float>& min, const Vector<float>& max, const Matrix& transform) {
     const std::size_t start = points_.size();
+    const bool first = empty();
     points_.push_back(Vector<float>(min.x, min.y) * transform);
     points_.push_back(Vector<float>(max.x, min.y) * transform);
     points_.push_back(Vector<float>(max.x, max.y) * transform);
     points_.push_back(Vector<float>(min.x, max.y) * transform);
     end_piece(start);
+    // Unturned (a scale, a mirror, a move) keeps the rectangle aligned with the axes.
+    box_ = first && !empty() && transform[1] == 0.0f && transform[2] == 0.0f;
 }
 
 void Shape::add_convex(const Vector<float>* points, std::size_t count) {
@@ -116,6 +121,7 @@ void Shape::add_shape(const Shape& other, const Matrix& transform) {
 }
 
 void Shape::transform(const Matrix& transform) {
+    box_ = box_ && transform[1] == 0.0f && transform[2] == 0.0f;
     for (Vector<float>& p : points_) p = p * transform;
     bounds_ = Bounds();
     for (const Vector<float>& p : points_) bounds_.add(p);
@@ -129,6 +135,7 @@ const Vector<float>* Shape::get_piece(std::size_t index, std::size_t& count) con
 
 bool Shape::contains(const Vector<float>& point) const {
     if (!std::isfinite(point.x) || !std::isfinite(point.y) || !bounds_.contains(point)) return false;
+    if (box_) return true;
     std::size_t count = 0;
     for (std::size_t i = 0; i < ends_.size(); ++i) {
         const Vector<float>* piece = get_piece(i, count);
@@ -139,6 +146,12 @@ bool Shape::contains(const Vector<float>& point) const {
 
 bool Shape::overlaps(const Shape& other) const {
     if (empty() || other.empty() || !bounds_.intersects(other.bounds_)) return false;
+    if (box_ && other.box_) {
+        // Boxes share interior when they overlap by more than a touch on both axes.
+        const Bounds& a = bounds_;
+        const Bounds& b = other.bounds_;
+        return a.min.x < b.max.x && b.min.x < a.max.x && a.min.y < b.max.y && b.min.y < a.max.y;
+    }
     std::size_t na = 0, nb = 0;
     for (std::size_t i = 0; i < ends_.size(); ++i) {
         const Vector<float>* a = get_piece(i, na);
