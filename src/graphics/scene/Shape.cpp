@@ -72,10 +72,13 @@ void Shape::clear() {
 
 void Shape::end_piece(std::size_t start) {
     const std::size_t n = points_.size() - start;
-    const float area = n >= 3 ? twice_area(points_.data() + start, n) : 0.0f;
-    // A piece of no area covers nothing; NaN or infinite corners give a NaN or
-    // infinite area, which is refused with it.
-    if (!(std::fabs(area) > 0.0f) || !std::isfinite(area)) {
+    bool finite = true;
+    for (std::size_t i = start; i < points_.size(); ++i)
+        finite = finite && std::isfinite(points_[i].x) && std::isfinite(points_[i].y);
+    // A piece of no area covers nothing, nor does one with a corner at infinity or NaN.
+    // (An area too large for a float is still an area.)
+    const float area = n >= 3 && finite ? twice_area(points_.data() + start, n) : 0.0f;
+    if (!(std::fabs(area) > 0.0f)) {
         points_.resize(start);
         return;
     }
