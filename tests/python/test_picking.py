@@ -2,6 +2,7 @@
 window coordinates, against what each kind of object draws (sprites under rotation,
 scale, flips and parents, text boxes, actor triangles and outlines, framebuffer
 displays), read back in pixels where the point is a drawn pixel."""
+import gc
 import io
 import math
 
@@ -19,6 +20,7 @@ INF, NAN = float("inf"), float("nan")
 
 @pytest.fixture
 def scene(gl, pictures):
+    gc.collect()  # an earlier test's scene destroyed later would leave none current
     s = Scene()
     s.add_layer(SceneLayer("main", 0, 0, True))
     s.add_layer(SceneLayer("top", 1, 0, True))
