@@ -63,6 +63,8 @@ class Frame:
         self.enemies = [(x, y, e.frame) for (x, y), e in zip(state["enemies"], game.enemies)]
         self.explosions = [(x, y, e.age) for (x, y), e in zip(state["explosions"], game.explosions)]
         self.text_box = (*game.score_text.position, *game.score_text.dimensions)
+        # What a click on each crab's centre would pick, top-most first.
+        self.picked = [((x, y), e, game.scene.objects_at((x, y))) for (x, y), e in zip(state["enemies"], game.enemies)]
 
     def rgb(self, x, y):
         i = (int(y) * self.width + int(x)) * 4
@@ -195,6 +197,14 @@ def test_crabs_show_the_frame_of_their_animation_the_game_says(played):
             eye = (x - 7.5, y - 3.75)
             assert (frame.share(eye, yellow, half=0) == 1) == (f == 0), \
                 f"frame {frame.number}: the crab at {(x, y)} shows frame {1 - f}, the game says {f}"
+
+
+def test_a_click_on_a_crab_picks_it_over_the_sky(played):
+    for frame in played["quiet"].values():
+        for centre, crab, picked in frame.picked:
+            if frame.clear(centre):
+                assert picked[0] is crab
+                assert [o.data_id for o in picked[1:]] == ["shooter.tile"]
 
 
 def test_the_sky_covers_the_window(played):
