@@ -8,6 +8,7 @@ import math
 
 import pytest
 
+import libcore
 import libgraphics
 from libcore import Vector
 from libgraphics import (Actor, Framebuffer, FramebufferDisplay, ParticleSystem, Scene, SceneLayer, SceneObject,
@@ -331,14 +332,25 @@ def test_mixed_scene_lists_every_kind_under_the_point(scene):
     assert scene.objects_at((110, 310)) == [text, sprite, actor]
 
 
+def test_a_mouse_position_is_a_window_point(window, scene):
+    sprite = box((100, 120))
+    window.post_event("mouse_move", position=(104, 117))
+    window.process_events()
+    assert isinstance(window.mouse_position, libcore.IntVector)
+    assert scene.objects_at(window.mouse_position) == [sprite]
+    assert sprite.contains(window.mouse_position)
+
+
 # Wrong arguments -----------------------------------------------------------------------
 
 def test_wrong_arguments_are_type_and_value_errors(scene):
     sprite = box((0, 0))
-    with pytest.raises(TypeError):
+    with pytest.raises(TypeError, match="Sprite.contains: point: expected a pair of numbers"):
         sprite.contains("here")
-    with pytest.raises(TypeError):
+    with pytest.raises(TypeError, match="got NoneType"):
         scene.objects_at(None)
+    with pytest.raises(TypeError):
+        SceneObject().contains((1, 2, 3))
     with pytest.raises(TypeError, match="layer must be"):
         scene.objects_at((0, 0), layer=3)
     with pytest.raises(ValueError, match="no layer 'nowhere'"):

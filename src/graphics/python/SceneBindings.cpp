@@ -73,7 +73,8 @@ std::vector<SceneObject*>& found() {
     return objects;
 }
 
-bp::list objects_at(Scene& s, const core::Vector<float>& point, bp::object layer, bp::object alpha_threshold) {
+bp::list objects_at(Scene& s, const bp::object& position, bp::object layer, bp::object alpha_threshold) {
+    const core::Vector<float> point = core::python::point_argument(position, "Scene.objects_at: point");
     const SceneLayer* only = layer_argument(s, layer, "objects_at");
     // Below zero natively means "the shapes alone"; every alpha exceeds such a threshold anyway.
     const float threshold =
@@ -216,7 +217,7 @@ void define_scene() {
                  "Everything drawn before object in the frame goes into framebuffer.")
             .def("objects_at", &objects_at,
                  (bp::arg("point"), bp::arg("layer") = bp::object(), bp::arg("alpha_threshold") = bp::object()),
-                 "objects_at(point: VectorLike, layer: str | SceneLayer | None = None, "
+                 "objects_at(point: VectorLike | IntVector, layer: str | SceneLayer | None = None, "
                  "alpha_threshold: float | None = None) -> list[SceneObject]\n\n"
                  "The visible objects drawn at point, top-most first (the reverse of drawing order),\n"
                  "from every layer or only from layer. point is in window coordinates (what\n"

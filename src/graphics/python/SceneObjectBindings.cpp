@@ -27,7 +27,9 @@ void remove_animator(SceneObject& o, bp::object key) {
     raise(PyExc_TypeError, "remove_animator() takes a name or an animator.");
 }
 
-bool contains(SceneObject& o, const core::Vector<float>& point) { return o.contains(point); }
+bool contains(SceneObject& o, const bp::object& point) {
+    return o.contains(core::python::point_argument(point, "SceneObject.contains: point"));
+}
 
 bool overlaps(SceneObject& o, SceneObject* other) { return o.overlaps(require(other, "The other object")); }
 
@@ -81,7 +83,7 @@ void define_scene_object() {
                  "remove_animator(name_or_animator: str | SceneObjectAnimator) -> None\n\n"
                  "Detaches the animator of that name, or that animator.")
             .def("contains", &contains, bp::arg("point"),
-                 "contains(point: VectorLike) -> bool\n\n"
+                 "contains(point: VectorLike | IntVector) -> bool\n\n"
                  "Whether point, in the object's layer coordinates (the space its position is in,\n"
                  "before the layer's matrix), lies in what it draws, edges included: a sprite's\n"
                  "rectangle, a text's box, an actor's triangles or bounding polygons, a framebuffer\n"

@@ -172,7 +172,8 @@ int load_grid(const std::string& id, const std::string& image, int columns, int 
 }  // namespace
 
 // alpha_threshold is a number from 0 to 1, or None for the rectangle alone.
-bool contains(Sprite& s, const core::Vector<float>& point, const bp::object& alpha_threshold) {
+bool contains(Sprite& s, const bp::object& position, const bp::object& alpha_threshold) {
+    const core::Vector<float> point = core::python::point_argument(position, "Sprite.contains: point");
     if (alpha_threshold.is_none()) return s.contains(point);
     return s.contains(point, core::python::number_or_none(alpha_threshold, 0.0f, "Sprite.contains: alpha_threshold"));
 }
@@ -246,7 +247,7 @@ void define_sprite() {
                  "one (None) the whole picture fades at once.")
             // Alpha stops from scripts.
             .def("contains", &contains, (bp::arg("point"), bp::arg("alpha_threshold") = bp::object()),
-                 "contains(point: VectorLike, alpha_threshold: float | None = None) -> bool\n\n"
+                 "contains(point: VectorLike | IntVector, alpha_threshold: float | None = None) -> bool\n\n"
                  "Whether point, in the sprite's layer coordinates (the space its position is in,\n"
                  "before the layer's matrix), lies in its rectangle as drawn (rotation, scale, flips\n"
                  "and parents included, edges too). With alpha_threshold, only where the texture's\n"

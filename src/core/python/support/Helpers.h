@@ -4,6 +4,7 @@
 #include <boost/python.hpp>
 #include <boost/python/object/function.hpp>
 
+#include "engine/core/Vector.h"
 #include "engine/core/script/Factory.h"
 #include "engine/core/script/Object.h"
 #include "engine/core/script/Python.h"
@@ -79,6 +80,17 @@ inline float number_or_none(const bp::object& value, float none, const std::stri
     if (number == -1.0 && PyErr_Occurred()) bp::throw_error_already_set();
     if (number != number) raise(PyExc_ValueError, what + " is NaN.");
     return float(number);
+}
+
+/// A point from a Vector, a pair of numbers or an IntVector (a mouse position, as the
+/// window gives it); anything else is a TypeError naming `what` ("Scene.objects_at: point").
+inline Vector<float> point_argument(const bp::object& value, const std::string& what) {
+    bp::extract<Vector<float>> point(value);
+    if (point.check()) return point();
+    bp::extract<Vector<int>> pixel(value);
+    if (pixel.check()) return Vector<float>(float(pixel().x), float(pixel().y));
+    raise(PyExc_TypeError, what + ": expected a pair of numbers, a Vector or an IntVector, got " +
+                               std::string(Py_TYPE(value.ptr())->tp_name));
 }
 
 inline void register_with_factory(const bp::object& cls, const char* name) { Factory::register_class(name, cls.ptr()); }
