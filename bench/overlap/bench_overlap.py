@@ -3,7 +3,8 @@ each one every frame: what does it overlap? Per frame, after every object has mo
 
   engine loop    for s in sprites: scene.overlapping(s)    (the first question builds the
                  scene's index; the other 9,999 reuse it), ms
-  engine pairs   scene.overlapping_pairs("main"): the same answers in one call, ms
+  engine pairs   scene.overlapping_pairs("main"): the same answers in one call (index
+                 build included), ms
   index build    the first question alone, ms
   python lists   the same loop over plain Python rectangles [x, y, w, h] in a list,
                  each question testing every other rectangle, ms (measured on 200
@@ -77,11 +78,12 @@ def engine(frames):
             hits += len(overlapping(s))
         best["loop"] = min(best["loop"], time.perf_counter() - start)
 
+        sprites[0].position = (bodies[0][0] + 0.5, bodies[0][1])  # one move: the next question rebuilds
         start = time.perf_counter()
         pairs = len(scene.overlapping_pairs("main"))
         best["pairs"] = min(best["pairs"], time.perf_counter() - start)
 
-        sprites[0].position = (bodies[0][0] + 0.5, bodies[0][1])  # one move: the next question rebuilds
+        sprites[0].position = (bodies[0][0], bodies[0][1])
         start = time.perf_counter()
         overlapping(sprites[0])
         best["build"] = min(best["build"], time.perf_counter() - start)
@@ -143,7 +145,7 @@ def main():
           f" best of {args.frames} frames:")
     print(f"  moving them (script, left out)   {best['move'] * 1e3:9.3f} ms")
     print(f"  engine loop: overlapping(s)      {best['loop'] * 1e3:9.3f} ms  ({hits} hits; target: under 2 ms)")
-    print(f"  engine pairs: overlapping_pairs  {best['pairs'] * 1e3:9.3f} ms  ({pairs} pairs)")
+    print(f"  engine pairs: overlapping_pairs  {best['pairs'] * 1e3:9.3f} ms  ({pairs} pairs, build included)")
     print(f"  index build (first question)     {best['build'] * 1e3:9.3f} ms")
     print(f"  python lists, same loop          {lists * 1e3:9.1f} ms  ({list_hits} hits in {SAMPLE} questions)")
     print(f"  pygame spritecollide             {collide * 1e3:9.1f} ms  ({pygame_hits} hits in {SAMPLE} questions)")
