@@ -296,6 +296,26 @@ def test_an_actors_bounding_polygons_replace_its_triangles(scene):
     assert actor.contains((105, 305))
 
 
+def test_bounding_polygons_come_from_the_actor_file(scene, graphics_log):
+    outline = '<BoundingPolygon id="arm" joint="arm" points="0, -20; 20, -20; 20, -10; 10, -10; 10, 0; 0, 0"/>'
+    bad = ('<BoundingPolygon id="thin" points="0, 0; 1, 1; 2, 2"/>'               # no area
+           '<BoundingPolygon id="lost" joint="leg" points="0, 0; 1, 0; 0, 1"/>'   # no such joint
+           '<BoundingPolygon id="arm" points="0, 0; 1, 0; 0, 1"/>')               # the name is taken
+    xml = ACTOR.replace("</ActorMeshData>", '<Face vertex_indices="0,1,2"/></ActorMeshData>' + outline + bad)
+    assert actor_database.load(io.StringIO(xml))
+    libcore.Log.flush()
+    warned = " ".join(r.getMessage() for r in graphics_log.records if r.levelname == "WARNING")
+    # One warning for the file: the count and the first problem.
+    assert "3 element(s) or value(s) skipped" in warned
+    assert '"BoundingPolygon" "thin" needs three or more corners' in warned
+    actor = Actor("flag")
+    actor.layer = "main"
+    actor.position = (100, 300)
+    assert actor.bounding_polygons == {"arm": ([Vector(0, -20), Vector(20, -20), Vector(20, -10), Vector(10, -10),
+                                                Vector(10, 0), Vector(0, 0)], "arm")}
+    assert actor.contains((105, 285)) and not actor.contains((115, 295)) and not actor.contains((105, 305))
+
+
 def test_bad_bounding_polygons_say_why(scene):
     actor = flag_actor()
     with pytest.raises(ValueError, match="three corners"):

@@ -31,6 +31,7 @@ Actor::Actor(const std::string& data_id) : data_id_(data_id) {
     const core::Ref<Skeleton> source(data->get_skeleton());
     const std::string layer = data->layer;
     const float z = data->z;
+    const std::vector<ActorBoundingPolygon> outlines = data->bounding_polygons;
     skeleton_ = create_through_factory<Skeleton>("Skeleton");
     skeleton_created_ = true;
     if (skeleton_ && source) *skeleton_ = *source;
@@ -50,6 +51,12 @@ Actor::Actor(const std::string& data_id) : data_id_(data_id) {
         core::Log::warning("graphics", "Actor '%s': the actor database was unloaded while the actor was made "
                                        "(by a factory class); it has no meshes.",
                            data_id.c_str());
+    // Checked by the parser; a joint is missing only if a factory skeleton lost it.
+    for (const ActorBoundingPolygon& outline : outlines)
+        if (!set_bounding_polygon(outline.name, outline.points, outline.joint))
+            core::Log::warning("graphics", "Actor '%s': bounding polygon '%s' names joint '%s', which its skeleton "
+                                           "does not have (left out).",
+                               data_id.c_str(), outline.name.c_str(), outline.joint.c_str());
     set_layer(layer);
     set_z(z);
 }
