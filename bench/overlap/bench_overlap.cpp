@@ -76,7 +76,8 @@ int main() {
     World world;
     std::vector<SceneObject*> found;
     std::vector<std::pair<SceneObject*, SceneObject*>> pairs;
-    double best_move = 1e9, best_queries = 1e9, best_pairs = 1e9, best_build = 1e9, best_reused = 1e9, best_shapes = 1e9;
+    double best_move = 1e9, best_queries = 1e9, best_pairs = 1e9, best_build = 1e9, best_reused = 1e9,
+           best_shapes = 1e9;
     std::size_t hits = 0;
     for (int frame = 0; frame < 60; ++frame) {
         auto start = std::chrono::steady_clock::now();

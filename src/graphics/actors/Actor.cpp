@@ -54,8 +54,9 @@ Actor::Actor(const std::string& data_id) : data_id_(data_id) {
     // Checked by the parser; a joint is missing only if a factory skeleton lost it.
     for (const ActorBoundingPolygon& outline : outlines)
         if (!set_bounding_polygon(outline.name, outline.points, outline.joint))
-            core::Log::warning("graphics", "Actor '%s': bounding polygon '%s' names joint '%s', which its skeleton "
-                                           "does not have (left out).",
+            core::Log::warning("graphics",
+                               "Actor '%s': bounding polygon '%s' names joint '%s', which its skeleton "
+                               "does not have (left out).",
                                data_id.c_str(), outline.name.c_str(), outline.joint.c_str());
     set_layer(layer);
     set_z(z);
@@ -177,7 +178,8 @@ void Actor::get_shape(Shape& out) {
     const core::Matrix& world = get_world_transform();
     if (!bounding_polygons_.empty()) {
         for (const BoundingPolygon& polygon : bounding_polygons_) {
-            const Transform* joint = polygon.joint.empty() || !skeleton_ ? nullptr : skeleton_->get_joint(polygon.joint);
+            const Transform* joint =
+                polygon.joint.empty() || !skeleton_ ? nullptr : skeleton_->get_joint(polygon.joint);
             // As skinning moves a vertex bound wholly to the joint: from the bind pose by
             // the joint's world matrix times its inverse bind matrix.
             out.add_shape(polygon.triangles,

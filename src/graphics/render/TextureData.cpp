@@ -206,7 +206,8 @@ bool TextureData::accept(const ImageBuffer* buffer) {
         if (name_) dimensions_ = {buffer->width, buffer->height};
     }
     // A file loaded again may have changed; kept pixels refresh the copy themselves.
-    if (alpha_kept_ && buffer && pixels_.empty()) keep_alpha(buffer->pixels, {buffer->width, buffer->height}, buffer->channels);
+    if (alpha_kept_ && buffer && pixels_.empty())
+        keep_alpha(buffer->pixels, {buffer->width, buffer->height}, buffer->channels);
     return name_ != 0;
 }
 

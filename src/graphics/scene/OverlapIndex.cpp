@@ -101,7 +101,8 @@ void OverlapIndex::build(const Scene& scene, const std::vector<SceneLayer*>& lay
         const CellRange r = cells(entries_[i].bounds);
         for (int y = r.y0; y <= r.y1; ++y)
             for (int x = r.x0; x <= r.x1; ++x)
-                filed_[--bucket_start_[bucket(x, y)]] = Filed{std::uint32_t(i), x, y, entries_[i].bounds, shapes_[i].is_box()};
+                filed_[--bucket_start_[bucket(x, y)]] =
+                    Filed{std::uint32_t(i), x, y, entries_[i].bounds, shapes_[i].is_box()};
     }
     bucket_start_[buckets] = std::uint32_t(filed);
 }

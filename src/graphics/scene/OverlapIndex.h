@@ -74,21 +74,21 @@ private:
     /// Sorts the found entries top-most first and appends their objects to `out`.
     void deliver(std::vector<SceneObject*>& out);
 
-    std::vector<Entry> entries_;              // drawing order
-    std::vector<Shape> shapes_;               // one per entry, kept to reuse their storage
-    std::size_t count_ = 0;                   // entries in use
-    float cell_ = 1.0f;                       // side of a grid cell
-    float per_cell_ = 1.0f;                   // 1 / cell_: cells are found by multiplying
-    int first_column_ = 0, first_row_ = 0;    // the cell at the extent's corner: bucket 0
-    std::uint32_t columns_ = 1;               // cells in a row of buckets
-    std::vector<std::uint32_t> bucket_start_; // per bucket, the first of its entries in filed_ (plus an end)
-    std::vector<Filed> filed_;                // entries by cell, bucket after bucket
-    std::vector<std::uint32_t> large_;        // entries covering too many cells to file
-    std::vector<const Filed*> sifted_;        // the records of one bucket that pass, reused
-    std::vector<std::uint32_t> found_;        // entry indices found by the question under way
-    std::uint64_t built_at_ = 0;              // the change count the index was built at
-    bool built_ = false;                      // built at least once
-    std::uint64_t builds_ = 0;                // builds so far
+    std::vector<Entry> entries_;               // drawing order
+    std::vector<Shape> shapes_;                // one per entry, kept to reuse their storage
+    std::size_t count_ = 0;                    // entries in use
+    float cell_ = 1.0f;                        // side of a grid cell
+    float per_cell_ = 1.0f;                    // 1 / cell_: cells are found by multiplying
+    int first_column_ = 0, first_row_ = 0;     // the cell at the extent's corner: bucket 0
+    std::uint32_t columns_ = 1;                // cells in a row of buckets
+    std::vector<std::uint32_t> bucket_start_;  // per bucket, the first of its entries in filed_ (plus an end)
+    std::vector<Filed> filed_;                 // entries by cell, bucket after bucket
+    std::vector<std::uint32_t> large_;         // entries covering too many cells to file
+    std::vector<const Filed*> sifted_;         // the records of one bucket that pass, reused
+    std::vector<std::uint32_t> found_;         // entry indices found by the question under way
+    std::uint64_t built_at_ = 0;               // the change count the index was built at
+    bool built_ = false;                       // built at least once
+    std::uint64_t builds_ = 0;                 // builds so far
 };
 
 }  // namespace engine::graphics

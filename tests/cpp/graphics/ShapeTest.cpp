@@ -54,8 +54,8 @@ TEST(Shape, RotatedRectangleFollowsItsCornersNotItsBox) {
 
 TEST(Shape, DiamondMissesThePointsItsBoxWouldHit) {
     const Shape s = rectangle({-10, -10}, {10, 10}, Matrix({0, 0}, kHalfPi / 2));
-    EXPECT_TRUE(s.contains({13, 0}));    // the corner reaches 14.14
-    EXPECT_FALSE(s.contains({9, 9}));    // inside the unrotated square, outside the diamond
+    EXPECT_TRUE(s.contains({13, 0}));  // the corner reaches 14.14
+    EXPECT_FALSE(s.contains({9, 9}));  // inside the unrotated square, outside the diamond
 }
 
 TEST(Shape, PointsThatAreNotFiniteAreInsideNothing) {
