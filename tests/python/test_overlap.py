@@ -118,6 +118,8 @@ def test_text_and_actors_overlap_by_their_shapes(scene):
     corner.position = (515, 115)
     assert actor.overlaps(corner)
     assert scene.overlapping(corner) == [actor]
+    actor.meshes[0].visible = False              # hidden between two questions
+    assert scene.overlapping(corner) == []
 
 
 def test_overlap_is_as_drawn_under_layer_matrices(gl):

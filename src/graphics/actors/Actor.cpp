@@ -75,6 +75,7 @@ Actor::~Actor() {
 void Actor::set_skeleton(Skeleton* skeleton) {
     if (skeleton == skeleton_) return;
     if (skeleton) skeleton->inc_ref();
+    note_change();  // outlines follow the new skeleton's joints
     Skeleton* old = skeleton_;
     const bool created = skeleton_created_;
     skeleton_ = skeleton;
