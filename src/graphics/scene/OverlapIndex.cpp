@@ -16,8 +16,16 @@ namespace {
 // An object covering more cells than this is kept aside and tested by every question,
 // rather than filed in all its cells (a background the size of the world).
 constexpr long kMaxCellsFiled = 64;
-// Cell coordinates stay well inside int; boxes beyond are kept aside too.
-constexpr float kMaxCellCoordinate = 1.0e8f;
+// Cell coordinates stay below 2^24, where every whole number is a float (the questions
+// compare them as floats); boxes beyond are kept aside too.
+constexpr float kMaxCellCoordinate = 1.0e7f;
+
+// floor for values well inside int, without a library call (the build's target has no
+// rounding instruction): truncation, less one for negative values with a fraction.
+int floor_int(float v) {
+    const int i = int(v);
+    return i - int(float(i) > v);
+}
 
 }  // namespace
 
@@ -108,13 +116,13 @@ void OverlapIndex::build(const Scene& scene, const std::vector<SceneLayer*>& lay
 }
 
 OverlapIndex::CellRange OverlapIndex::cells(const Bounds& bounds) const {
-    const float x0 = std::floor(bounds.min.x * per_cell_), y0 = std::floor(bounds.min.y * per_cell_);
-    const float x1 = std::floor(bounds.max.x * per_cell_), y1 = std::floor(bounds.max.y * per_cell_);
+    const float x0 = bounds.min.x * per_cell_, y0 = bounds.min.y * per_cell_;
+    const float x1 = bounds.max.x * per_cell_, y1 = bounds.max.y * per_cell_;
     const float limit = kMaxCellCoordinate;
     // Not finite or beyond the cells' range: an empty range, which callers keep aside.
     if (!(std::fabs(x0) < limit && std::fabs(y0) < limit && std::fabs(x1) < limit && std::fabs(y1) < limit))
         return CellRange{1, 1, 0, 0};
-    return CellRange{int(x0), int(y0), int(x1), int(y1)};
+    return CellRange{floor_int(x0), floor_int(y0), floor_int(x1), floor_int(y1)};
 }
 
 std::uint32_t OverlapIndex::bucket(int x, int y) const {
@@ -153,9 +161,11 @@ void OverlapIndex::candidates(const Bounds& bounds, Visit visit) {
                 const Filed& g = *sifted_[k];
                 // Boxes meeting in several cells are reported from one: the cell holding
                 // the lowest corner of where they meet (clamped to the cells looked at).
-                const int rx = std::max(r.x0, int(std::floor(std::max(bounds.min.x, g.bounds.min.x) * per_cell_)));
-                const int ry = std::max(r.y0, int(std::floor(std::max(bounds.min.y, g.bounds.min.y) * per_cell_)));
-                if (rx == x && ry == y) visit(g);
+                const float mx = std::max(bounds.min.x, g.bounds.min.x) * per_cell_;
+                const float my = std::max(bounds.min.y, g.bounds.min.y) * per_cell_;
+                const bool column = mx < float(x + 1) && (x == r.x0 || mx >= float(x));
+                const bool row = my < float(y + 1) && (y == r.y0 || my >= float(y));
+                if (column && row) visit(g);
             }
         }
     }

@@ -164,3 +164,26 @@ TEST(OverlapIndex, PointsThatAreNotFiniteFindNothing) {
     world.scene.objects_at({1e20f, 0}, nullptr, -1.0f, found);
     EXPECT_EQ(found.size(), 1u);
 }
+
+TEST(OverlapIndex, FarAwayObjectsStillMeetEachOther) {
+    World world;
+    random_world(world, 50, 4);
+    // Hundreds of thousands of cells from the others (floats still hold whole pixels there).
+    Box& a = world.add({3.0e7f, -3.0e7f}, {30, 30});
+    Box& b = world.add({3.0e7f + 20, -3.0e7f}, {30, 30});
+    std::vector<SceneObject*> found;
+    world.scene.overlapping(a, nullptr, found);
+    EXPECT_EQ(found, std::vector<SceneObject*>{&b});
+    world.scene.objects_at({3.0e7f + 10, -3.0e7f}, nullptr, -1.0f, found);
+    EXPECT_EQ(found, (std::vector<SceneObject*>{&b, &a}));
+
+    // Beyond the cells' range altogether: kept aside, and still found.
+    World far;
+    random_world(far, 50, 5);
+    Box& c = far.add({-1.0e12f, 3.0e12f}, {1.0e6f, 1.0e6f});
+    Box& d = far.add({-1.0e12f, 3.0e12f}, {1.0e6f, 1.0e6f});
+    far.scene.overlapping(c, nullptr, found);
+    EXPECT_EQ(found, std::vector<SceneObject*>{&d});
+    far.scene.overlapping(*far.boxes[0], nullptr, found);
+    EXPECT_EQ(found, far.expected(*far.boxes[0]));
+}
