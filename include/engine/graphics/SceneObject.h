@@ -115,6 +115,7 @@ public:
     virtual bool add_to_batch(SpriteBatch& batch, const core::Matrix& layer_transform);
 
 private:
+    friend class OverlapIndex;
     friend class Scene;
     friend class SceneLayer;
     friend class SceneObjectAnimator;
@@ -135,6 +136,7 @@ private:
     int stepping_ = 0;                                          // animator steps under way
     std::vector<SceneObjectAnimator*> watchers_;                // animators naming this object
     std::uint64_t last_pass_ = 0;                               // the latest layer walk that visited it
+    std::uint64_t overlap_key_ = 0;                             // its entry in the latest overlap index built
 };
 
 }  // namespace engine::graphics

@@ -38,6 +38,11 @@ void OverlapIndex::refresh(const Scene& scene, const std::vector<SceneLayer*>& l
 }
 
 void OverlapIndex::build(const Scene& scene, const std::vector<SceneLayer*>& layers) {
+    // Numbers every build of every scene's index apart, so that an object's key names
+    // an entry of this build only (0 names none).
+    static std::uint32_t builds_everywhere = 0;
+    if (++builds_everywhere == 0) builds_everywhere = 1;
+    build_id_ = builds_everywhere;
     count_ = 0;
     double extent = 0.0;
     for (const SceneLayer* layer : layers) {
@@ -53,6 +58,7 @@ void OverlapIndex::build(const Scene& scene, const std::vector<SceneLayer*>& lay
             const Bounds& box = shape.get_bounds();
             if (entries_.size() <= count_) entries_.emplace_back();
             entries_[count_] = Entry{object, layer, box};
+            object->overlap_key_ = std::uint64_t(build_id_) << 32 | std::uint64_t(count_);
             extent += double(std::max(box.max.x - box.min.x, box.max.y - box.min.y));
             ++count_;
         }
@@ -169,6 +175,12 @@ void OverlapIndex::candidates(const Bounds& bounds, Visit visit) {
             }
         }
     }
+}
+
+const Shape* OverlapIndex::find_shape(const SceneObject& object) const {
+    if (std::uint32_t(object.overlap_key_ >> 32) != build_id_ || build_id_ == 0) return nullptr;
+    const std::size_t i = std::size_t(object.overlap_key_ & 0xFFFFFFFFu);
+    return i < count_ && entries_[i].object == &object ? &shapes_[i] : nullptr;
 }
 
 OverlapIndex::Filed OverlapIndex::filed_for(std::uint32_t i) const {

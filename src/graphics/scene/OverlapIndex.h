@@ -41,6 +41,9 @@ public:
     void pairs(const SceneLayer* first, const SceneLayer* second,
                std::vector<std::pair<SceneObject*, SceneObject*>>& out);
 
+    /// The shape `object` was indexed with, as drawn, if the last build indexed it; else null.
+    const Shape* find_shape(const SceneObject& object) const;
+
     /// Objects indexed at the last build (those with a visible, finite shape).
     std::size_t size() const { return count_; }
     /// Builds so far: a test sees whether questions reused the index.
@@ -89,6 +92,7 @@ private:
     std::uint64_t built_at_ = 0;               // the change count the index was built at
     bool built_ = false;                       // built at least once
     std::uint64_t builds_ = 0;                 // builds so far
+    std::uint32_t build_id_ = 0;               // this build's number among every index's builds
 };
 
 }  // namespace engine::graphics

@@ -238,6 +238,12 @@ void Scene::overlapping(SceneObject& object, const SceneLayer* layer, std::vecto
     out.clear();
     if (!object.is_visible()) return;
     overlap_index_->refresh(*this, layers_);
+    // An object the index holds asks with the shape it was indexed with, current since
+    // nothing changed after the build; any other makes its own.
+    if (const Shape* indexed = overlap_index_->find_shape(object)) {
+        overlap_index_->overlapping(*indexed, &object, layer, out);
+        return;
+    }
     static Shape shape;  // reused by every question; script thread only
     object.get_drawn_shape(shape);
     overlap_index_->overlapping(shape, &object, layer, out);
