@@ -6,6 +6,7 @@ import gc
 import io
 import math
 import random
+import sys
 
 import pytest
 
@@ -269,3 +270,15 @@ def test_plain_scene_objects_overlap_nothing(scene):
     assert not plain.overlaps(a)
     assert scene.overlapping(plain) == []
     assert scene.overlapping(a) == []
+
+
+def test_questions_take_no_reference_they_keep(scene):
+    a = box((100, 100))
+    b = box((105, 100))
+    before = sys.getrefcount(a), sys.getrefcount(b)
+    for _ in range(200):
+        scene.overlapping(a)
+        scene.objects_at((100, 100))
+        scene.overlapping_pairs()
+        a.overlaps(b)
+    assert (sys.getrefcount(a), sys.getrefcount(b)) == before
