@@ -65,34 +65,30 @@ def load_assets(folder):
                       layer="world", pivot=(0.5, 0.5), frame_duration=FRAME_TIME)
     # The bolt is the middle eight of the last cell's 32 columns, rows 4 to 28.
     sprites.add("shooter.shot", texture=shooter_art.SHEET, dimensions=(8, 24), origin=(4, 12),
-                top_left=(3 * cell + 12 / 128, 4 / 32), bottom_right=(3 * cell + 20 / 128, 28 / 32), layer="world")
+                top_left=(3 * cell + 12 / 128, 4 / 32), bottom_right=(3 * cell + 20 / 128, 28 / 32), layer="shots")
     libgraphics.particle_database.load(io.StringIO(PARTICLES), "")
 
 
-class Enemy:
-    """A crab: one sprite whose walk (two frames of the sheet) plays by itself."""
+class Enemy(Sprite):
+    """A crab: a sprite whose walk (two frames of the sheet) plays by itself."""
 
     def __init__(self, position, speed):
-        self.sprite = Sprite("shooter.crab")
-        self.sprite.position = position
-        self.sprite.scale = (40 / shooter_art.CELL, 40 / shooter_art.CELL)   # cells drawn 40 pixels wide
+        super().__init__("shooter.crab")
+        self.position = position
+        self.scale = (40 / shooter_art.CELL, 40 / shooter_art.CELL)   # cells drawn 40 pixels wide
         self.walk = SceneObjectAnimatorFrames("walk")
-        self.sprite.add_animator("walk", self.walk)
+        self.add_animator("walk", self.walk)
         self.speed = speed              # pixels per second, negative to the left
-
-    @property
-    def position(self):
-        return self.sprite.position
 
     @property
     def frame(self):
         return max(self.walk.frame, 0)  # the walk's first frame until its first step
 
-    def update(self, dt):
+    def walk_on(self, dt):
         x, y = self.position.x + self.speed * dt, self.position.y
         if not 20 <= x <= WIDTH - 20:   # at an edge: turn round and come down a row
             x, y, self.speed = min(max(x, 20), WIDTH - 20), y + 32, -self.speed
-        self.sprite.position = (x, y)
+        self.position = (x, y)
 
 
 class Explosion:
@@ -119,7 +115,7 @@ class Game:
         load_assets(assets)
         # Sprites join the current scene: the module's, unless a newer one was made.
         self.scene = libgraphics.scene if scene is None else scene
-        for z, layer in enumerate(("back", "world", "fx", "hud")):
+        for z, layer in enumerate(("back", "world", "shots", "fx", "hud")):
             self.scene.add_layer(SceneLayer(layer, z))
         # The sky: tiles on one anchor, one row more than the window holds, scrolling down.
         self.sky = Transform()
@@ -169,7 +165,7 @@ class Game:
                 self.scene.remove_object(shot)
                 self.shots.remove(shot)
         for enemy in list(self.enemies):
-            enemy.update(dt)
+            enemy.walk_on(dt)
             if enemy.position.y > GROUND:
                 self.destroy(enemy)
                 self.lives -= 1
@@ -194,14 +190,13 @@ class Game:
             self.shots.append(shot)
 
     def hit_enemies(self):
-        for shot in list(self.shots):
-            for enemy in self.enemies:
-                if abs(shot.position.x - enemy.position.x) < 20 and abs(shot.position.y - enemy.position.y) < 22:
-                    self.scene.remove_object(shot)
-                    self.shots.remove(shot)
-                    self.destroy(enemy)
-                    self.score += 10
-                    break
+        # Shots against crabs as drawn; a shot that hits two at once takes the top one.
+        for shot, enemy in self.scene.overlapping_pairs("shots", "world"):
+            if shot in self.shots and enemy in self.enemies:
+                self.scene.remove_object(shot)
+                self.shots.remove(shot)
+                self.destroy(enemy)
+                self.score += 10
 
     def spawn(self):
         speed = random.uniform(90, 150) * random.choice((-1, 1))
@@ -211,7 +206,7 @@ class Game:
 
     def destroy(self, enemy):
         self.explosions.append(Explosion(enemy.position))
-        self.scene.remove_object(enemy.sprite)
+        self.scene.remove_object(enemy)
         self.enemies.remove(enemy)
 
     def age_explosions(self, dt):

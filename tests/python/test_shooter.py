@@ -63,6 +63,11 @@ class Frame:
         self.enemies = [(x, y, e.frame) for (x, y), e in zip(state["enemies"], game.enemies)]
         self.explosions = [(x, y, e.age) for (x, y), e in zip(state["explosions"], game.explosions)]
         self.text_box = (*game.score_text.position, *game.score_text.dimensions)
+        # What a click on each crab's centre picks: whether the crab comes first, and the
+        # records of what lies under it (values only: a frame keeps no scene object alive).
+        self.picked = [((x, y), picked[0] is e, [o.data_id for o in picked[1:]])
+                       for (x, y), e in zip(state["enemies"], game.enemies)
+                       for picked in [game.scene.objects_at((x, y))]]
 
     def rgb(self, x, y):
         i = (int(y) * self.width + int(x)) * 4
@@ -195,6 +200,14 @@ def test_crabs_show_the_frame_of_their_animation_the_game_says(played):
             eye = (x - 7.5, y - 3.75)
             assert (frame.share(eye, yellow, half=0) == 1) == (f == 0), \
                 f"frame {frame.number}: the crab at {(x, y)} shows frame {1 - f}, the game says {f}"
+
+
+def test_a_click_on_a_crab_picks_it_over_the_sky(played):
+    for frame in played["quiet"].values():
+        for centre, crab_on_top, under in frame.picked:
+            if frame.clear(centre):
+                assert crab_on_top
+                assert under == ["shooter.tile"]
 
 
 def test_the_sky_covers_the_window(played):

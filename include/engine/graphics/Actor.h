@@ -2,6 +2,7 @@
 
 #include "engine/core/Colour.h"
 #include "engine/graphics/SceneObject.h"
+#include "engine/graphics/Shape.h"
 
 #include <string>
 #include <vector>
@@ -73,6 +74,27 @@ public:
     /// controller's own drawing.
     void render_skeleton();
 
+    /// An outline picking and overlap use in place of the meshes' triangles.
+    struct BoundingPolygon {
+        std::string name;                         // unique among the actor's outlines
+        std::vector<core::Vector<float>> points;  // as given: the bind pose, actor space
+        std::string joint;                        // moves it; empty: fixed to the actor
+        Shape triangles;                          // the outline split into triangles
+    };
+    /// Names an outline (a simple polygon, convex or not, corners in either order) in the
+    /// actor's space as posed at bind time, moved with `joint` as a vertex bound wholly to
+    /// it would be (empty: fixed to the actor). Replaces the outline of that name. False,
+    /// changing nothing, for fewer than three corners, corners that are not finite, an
+    /// outline with no area or crossing itself, or a joint the skeleton does not have.
+    bool set_bounding_polygon(const std::string& name, const std::vector<core::Vector<float>>& points,
+                              const std::string& joint);
+    /// False when there was no outline of that name.
+    bool remove_bounding_polygon(const std::string& name);
+    const std::vector<BoundingPolygon>& get_bounding_polygons() const { return bounding_polygons_; }
+    /// The named outlines when there are any, else the visible meshes' triangles as last
+    /// skinned (the bind pose before the first skinning), under the world transform.
+    void get_shape(Shape& out) override;
+
     /// Runs the controller; re-skins when it reports a change (or never did), then jiggle.
     void on_update(float dt) override;
     /// The meshes in order, then the skeleton when `debug` is set.
@@ -86,6 +108,7 @@ private:
     bool vertices_transformed_ = false;          // skinned at least once
     bool transformed_this_frame_ = false;        // re-skinned in the current frame
     core::Ref<ActorController> controller_;      // null allowed
+    std::vector<BoundingPolygon> bounding_polygons_;  // in the order first named
 };
 
 }  // namespace engine::graphics

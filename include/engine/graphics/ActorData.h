@@ -5,6 +5,8 @@
 #include "engine/graphics/ActorMeshData.h"
 #include "engine/graphics/AnimationClip.h"
 
+#include "engine/core/Vector.h"
+
 #include <map>
 #include <memory>
 #include <string>
@@ -17,6 +19,14 @@ class Skeleton;
 /// One actor template of the actor database ("ActorData"): its skeleton, its meshes,
 /// and the layer and depth of actors made from it. Owned by the database's registry
 /// until "unload". Script thread only.
+/// An outline the actor file names for picking and overlap ("BoundingPolygon"): the
+/// actors made from the record take it as Actor::set_bounding_polygon would.
+struct ActorBoundingPolygon {
+    std::string name;                         // unique within the record
+    std::vector<core::Vector<float>> points;  // bind pose, actor space; three or more, finite
+    std::string joint;                        // an earlier joint of the record, or empty
+};
+
 class ActorData : public core::SharedObject {
 public:
     /// Makes the skeleton through the class factory under "Skeleton" (a script subclass
@@ -45,6 +55,7 @@ public:
 
     std::string layer;  // scene layer of actors made from it; empty: none
     float z = 0.0f;     // their depth in it
+    std::vector<ActorBoundingPolygon> bounding_polygons;  // checked outlines, in document order
 
 private:
     std::string id_;                                               // registry key

@@ -62,7 +62,8 @@ public:
     /// The record's id (the mesh name); empty without a record.
     const std::string& get_id() const;
 
-    void set_visible(bool visible) { visible_ = visible; }
+    /// A hidden mesh is neither drawn nor picked.
+    void set_visible(bool visible);
     bool is_visible() const { return visible_; }
 
     /// The skinning pass: blend shapes weighted by their driver joints' rotations, then

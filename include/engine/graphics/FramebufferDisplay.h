@@ -23,12 +23,20 @@ public:
 
     /// The rectangle's size; (-1, -1) until set means the framebuffer's own size.
     core::Vector<float> get_dimensions() const;
-    void set_dimensions(const core::Vector<float>& dimensions) { dimensions_ = dimensions; }
+    void set_dimensions(const core::Vector<float>& dimensions) {
+        dimensions_ = dimensions;
+        note_change();
+    }
     const core::Vector<float>& get_origin() const { return origin_; }
-    void set_origin(const core::Vector<float>& origin) { origin_ = origin; }
+    void set_origin(const core::Vector<float>& origin) {
+        origin_ = origin;
+        note_change();
+    }
     const core::Colour& get_colour() const { return colour_; }
     void set_colour(const core::Colour& colour) { colour_ = colour; }
 
+    /// The rectangle shown, under the world transform: layer coordinates.
+    void get_shape(Shape& out) override;
     void on_render() override;
 
 private:

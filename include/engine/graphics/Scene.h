@@ -18,6 +18,7 @@
 namespace engine::graphics {
 
 class Framebuffer;
+class OverlapIndex;
 class SceneLayer;
 class SceneListener;
 class SceneObject;
@@ -58,7 +59,8 @@ public:
     /// The current scene, or null.
     static Scene* get();
 
-    void set_scale(const core::Vector<float>& scale) { scale_ = scale; }
+    /// Moves what layers with scale flags draw, so it counts as a change of their shapes.
+    void set_scale(const core::Vector<float>& scale);
     const core::Vector<float>& get_scale() const { return scale_; }
 
     /// Inserts the layer before the first layer of greater or equal z: a newcomer is
@@ -110,6 +112,29 @@ public:
     void set_clear_colour(const std::optional<core::Colour>& colour) { clear_colour_ = colour; }
     const std::optional<core::Colour>& get_clear_colour() const { return clear_colour_; }
 
+    /// The visible objects whose drawn shape holds `point`, top-most first (the reverse
+    /// of drawing order: layers from the last drawn, objects within a layer likewise),
+    /// into `out` (cleared first); only `layer`'s when not null. `point` is in window
+    /// coordinates: the scene's own, which each object's layer matrix maps its layer
+    /// coordinates to. A sprite counts only where its texture's alpha exceeds
+    /// `alpha_threshold` when that is 0 or more. A point that is not finite hits nothing.
+    void objects_at(const core::Vector<float>& point, const SceneLayer* layer, float alpha_threshold,
+                    std::vector<SceneObject*>& out);
+    /// The visible objects, `object` excepted, whose drawn shape shares interior with
+    /// `object`'s, top-most first, into `out` (cleared first); only `layer`'s when not
+    /// null. Nothing for an invisible object. Both questions share one index of the
+    /// scene's shapes, built at the first question after anything moved or changed
+    /// and reused until something does.
+    void overlapping(SceneObject& object, const SceneLayer* layer, std::vector<SceneObject*>& out);
+    /// Every pair of visible objects whose drawn shapes share interior, once each, into
+    /// `out` (cleared first): (object of `first`, object of `second`) when both layers
+    /// are given and differ, else the pairs within `first` (within the whole scene when
+    /// it is null too). Ordered by the first object, top-most first. The same index.
+    void overlapping_pairs(const SceneLayer* first, const SceneLayer* second,
+                           std::vector<std::pair<SceneObject*, SceneObject*>>& out);
+    /// The index behind objects_at and overlapping (tests and diagnostics).
+    const OverlapIndex& get_overlap_index() const { return *overlap_index_; }
+
     void update(float dt);
     void render();
     void render_layer(const std::string& layer_id);
@@ -157,6 +182,7 @@ private:
     bool batching_ = true;                                                  // render passes batch sprites
     std::optional<core::Colour> clear_colour_;                              // begin_frame clears the window to it
     SpriteBatch batch_;                                                     // empty between objects that draw themselves
+    std::unique_ptr<OverlapIndex> overlap_index_;                           // picking and overlap's broad phase
 };
 
 }  // namespace engine::graphics

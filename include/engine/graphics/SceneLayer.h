@@ -32,7 +32,8 @@ public:
     /// Does not move the layer among the scene's layers: z orders layers on insertion.
     void set_z(float z) { z_ = z; }
     int get_scale_flags() const { return scale_flags_; }
-    void set_scale_flags(int flags) { scale_flags_ = flags; }
+    /// Changes where its objects are drawn, so it counts as a change of their shapes.
+    void set_scale_flags(int flags);
     bool is_common() const { return common_; }
     void set_common(bool common) { common_ = common; }
 

@@ -11,6 +11,7 @@
 
 namespace engine::graphics {
 
+class Shape;
 class SpriteBatch;
 
 /// Base of everything a scene draws: a transform with an id in the global registry,
@@ -35,7 +36,10 @@ public:
     static SceneObject* get_object(const std::string& id);
 
     bool is_visible() const { return visible_; }
-    void set_visibility(bool visible) { visible_ = visible; }
+    void set_visibility(bool visible) {
+        if (visible != visible_) note_change();
+        visible_ = visible;
+    }
 
     float get_z() const { return z_; }
     /// Re-sorts the object's layer when the value changes.
@@ -43,7 +47,10 @@ public:
 
     /// A ScaleFlag combination, or -1: the layer's flags apply.
     int get_scale_flags() const { return scale_flags_; }
-    void set_scale_flags(int flags) { scale_flags_ = flags; }
+    void set_scale_flags(int flags) {
+        scale_flags_ = flags;
+        note_change();
+    }
 
     const std::string& get_layer() const { return layer_; }
     /// Moves the object into the current scene's layer of that id; a missing layer
@@ -82,6 +89,25 @@ public:
         for (const auto& entry : animators_) __builtin_prefetch(entry.second.get());
     }
 
+    /// Writes the area the object draws into `out` (cleared first), in its layer's
+    /// coordinates: the space its position is given in, before the layer matrix. A plain
+    /// scene object, and a script's own drawing, cover nothing; visibility is left to the
+    /// callers below. Picking and overlap read it; it may lay out what it draws (text).
+    virtual void get_shape(Shape& out);
+    /// Whether `point`, in layer coordinates, lies in the drawn shape (edges included);
+    /// never for an invisible object nor for a point that is not finite.
+    bool contains(const core::Vector<float>& point);
+    /// Whether a pick at `point` (layer coordinates, inside the shape) that asks for
+    /// alpha above `alpha_threshold` hits the object: a sprite reads its texture's
+    /// alpha there; everything else is solid.
+    virtual bool is_solid_at(const core::Vector<float>& point, float alpha_threshold);
+    /// The shape as drawn: get_shape under the object's layer matrix, in the scene's
+    /// (window) coordinates. Empty for an invisible object.
+    void get_drawn_shape(Shape& out);
+    /// Whether the two objects' drawn shapes share interior (a touch is no overlap);
+    /// false when either is invisible, and for an object with itself.
+    bool overlaps(SceneObject& other);
+
     /// Hooks, called by the scene; they do nothing here.
     virtual void on_add(const std::string& layer_id);
     virtual void on_remove(const std::string& layer_id);
@@ -93,6 +119,7 @@ public:
     virtual bool add_to_batch(SpriteBatch& batch, const core::Matrix& layer_transform);
 
 private:
+    friend class OverlapIndex;
     friend class Scene;
     friend class SceneLayer;
     friend class SceneObjectAnimator;
@@ -108,6 +135,7 @@ private:
     std::vector<core::Ref<SceneObjectAnimator>> removed_while_stepping_;  // released when the step ends
     int stepping_ = 0;                                                   // animator steps under way
     std::uint64_t last_pass_ = 0;                               // the latest layer walk that visited it
+    std::uint64_t overlap_key_ = 0;                             // its entry in the latest overlap index built
 };
 
 }  // namespace engine::graphics

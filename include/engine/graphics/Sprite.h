@@ -43,11 +43,13 @@ public:
     void set_origin(const core::Vector<float>& origin) {
         origin_ = origin;
         quad_stale_ = true;
+        note_change();
     }
     const core::Vector<float>& get_dimensions() const { return dimensions_; }
     void set_dimensions(const core::Vector<float>& dimensions) {
         dimensions_ = dimensions;
         quad_stale_ = true;
+        note_change();
     }
 
     /// Corner 0's colour.
@@ -83,11 +85,13 @@ public:
     void set_flip_x(bool flip) {
         flip_x_ = flip;
         quad_stale_ = true;
+        note_change();
     }
     bool get_flip_y() const { return flip_y_; }
     void set_flip_y(bool flip) {
         flip_y_ = flip;
         quad_stale_ = true;
+        note_change();
     }
     /// Shows one frame of a sequence: its rectangle, rotation, dimensions and origin.
     void show_frame(const SpriteFrame& frame);
@@ -100,6 +104,19 @@ public:
     void set_alpha_stop(float position, float alpha);
     void clear_alpha_stops() { alpha_stops_.clear(); }
     const std::vector<std::pair<float, float>>& get_alpha_stops() const { return alpha_stops_; }
+
+    /// The rectangle drawn (flips included) under the world transform, in layer
+    /// coordinates; nothing for a sprite without a record, which draws nothing.
+    void get_shape(Shape& out) override;
+    using SceneObject::contains;
+    /// Whether `point` (layer coordinates) lies in the rectangle on a texel whose alpha
+    /// exceeds `alpha_threshold` (0 to 1): the texture's alpha alone, not the colours,
+    /// alpha stops or fades. The texture keeps a copy of its alpha from the first such
+    /// question on (TextureData::get_alpha). A sprite without texture is opaque.
+    bool contains(const core::Vector<float>& point, float alpha_threshold);
+    bool is_solid_at(const core::Vector<float>& point, float alpha_threshold) override {
+        return contains(point, alpha_threshold);
+    }
 
     /// A sprite's update is the scene object's frame step (which steps the fades).
     using SceneObject::update;

@@ -54,6 +54,9 @@ public:
     /// The font in use, or null when it could not be read.
     Font* get_font() const { return font_; }
 
+    /// The laid-out box (the widest line by every line's height) where the alignment
+    /// puts it, under the world transform: layer coordinates. Nothing for an empty string.
+    void get_shape(Shape& out) override;
     void on_render() override;
 
 private:

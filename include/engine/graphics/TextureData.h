@@ -91,6 +91,14 @@ public:
     /// Blocks until a background load of this data has been uploaded.
     void wait() const;
 
+    /// The alpha (0 to 1) of the texel at texture coordinates `uv` (0 to 1 across the
+    /// picture, top row first; outside, the nearest edge texel). The first call keeps a
+    /// copy of the picture's alpha, one byte a pixel, from then on: taken from the kept
+    /// pixels, or read by decoding the file once more; later loads and updates refresh
+    /// it. 1 for a picture without alpha (RGB) and for one whose file cannot be read,
+    /// which draws untextured, so opaque.
+    float get_alpha(const core::Vector<float>& uv);
+
     void release_gpu() override { delete_texture(); }
     void restore_gpu() override { reload(); }
 
@@ -107,6 +115,8 @@ private:
 
     /// Uploads the kept pixels into a new GL object.
     void upload_pixels();
+    /// Copies the alpha samples of a picture of `channels` bytes a pixel into alpha_.
+    void keep_alpha(const unsigned char* pixels, const core::Vector<int>& dimensions, int channels);
 
     unsigned int name_ = 0;               // GL texture, 0 when none
     core::Vector<int> dimensions_;        // of what was uploaded
@@ -117,6 +127,9 @@ private:
     core::Vector<int> pixel_dimensions_;  // of pixels_
     int channels_ = 0;                    // of pixels_: 3 or 4 (0: a file's picture)
     unsigned int internal_format_ = 0;    // GL internal format of pixels_' uploads
+    bool alpha_kept_ = false;             // get_alpha was asked: alpha_ follows the picture
+    std::vector<unsigned char> alpha_;    // the picture's alpha, rows top first; empty: opaque
+    core::Vector<int> alpha_dimensions_;  // of alpha_
 };
 
 }  // namespace engine::graphics

@@ -80,6 +80,13 @@ public:
         return world_version_;
     }
 
+    /// Counts, process-wide, every change of a transform's placement (any set, attach or
+    /// detach) and every change scene objects report of the area they cover (size,
+    /// visibility, layer): a cache built from many objects' shapes, the scene's overlap
+    /// index, is stale once this differs from what it saw.
+    static std::uint64_t get_change_count() { return change_count_; }
+    static void note_change() { ++change_count_; }
+
     Transform* get_parent() const { return parent_; }
     const std::vector<Transform*>& get_children() const { return children_; }
 
@@ -118,6 +125,7 @@ private:
     float bind_rotation_ = 0.0f;                   // rotation of the bind pose
     core::Matrix bind_transform_;                  // inverse bind matrix
     Transform* parent_ = nullptr;                  // non-owning
+    static inline std::uint64_t change_count_ = 0;  // see get_change_count
     std::vector<Transform*> children_;             // non-owning, in order of attachment
 };
 

@@ -7,6 +7,7 @@
 #include "engine/graphics/ActorData.h"
 #include "engine/graphics/ActorDatabase.h"
 #include "engine/graphics/ActorMesh.h"
+#include "engine/graphics/ActorMeshData.h"
 #include "engine/graphics/Skeleton.h"
 #include "engine/graphics/Transform.h"
 
@@ -15,6 +16,7 @@
 #include <GL/gl.h>
 
 #include <algorithm>
+#include <cmath>
 
 namespace engine::graphics {
 
@@ -29,6 +31,7 @@ Actor::Actor(const std::string& data_id) : data_id_(data_id) {
     const core::Ref<Skeleton> source(data->get_skeleton());
     const std::string layer = data->layer;
     const float z = data->z;
+    const std::vector<ActorBoundingPolygon> outlines = data->bounding_polygons;
     skeleton_ = create_through_factory<Skeleton>("Skeleton");
     if (skeleton_ && source) *skeleton_ = *source;
     const std::size_t count = ActorDatabase::generation() == generation ? data->get_meshes().size() : 0;
@@ -44,6 +47,13 @@ Actor::Actor(const std::string& data_id) : data_id_(data_id) {
         core::Log::warning("graphics", "Actor '%s': the actor database was unloaded while the actor was made "
                                        "(by a factory class); it has no meshes.",
                            data_id.c_str());
+    // Checked by the parser; a joint is missing only if a factory skeleton lost it.
+    for (const ActorBoundingPolygon& outline : outlines)
+        if (!set_bounding_polygon(outline.name, outline.points, outline.joint))
+            core::Log::warning("graphics",
+                               "Actor '%s': bounding polygon '%s' names joint '%s', which its skeleton "
+                               "does not have (left out).",
+                               data_id.c_str(), outline.name.c_str(), outline.joint.c_str());
     set_layer(layer);
     set_z(z);
 }
@@ -51,7 +61,11 @@ Actor::Actor(const std::string& data_id) : data_id_(data_id) {
 // Controllers may outlive the actor: their weak links read null, and no script runs.
 Actor::~Actor() = default;
 
-void Actor::set_skeleton(Skeleton* skeleton) { skeleton_ = skeleton; }
+void Actor::set_skeleton(Skeleton* skeleton) {
+    if (skeleton == skeleton_) return;
+    note_change();  // outlines follow the new skeleton's joints
+    skeleton_ = skeleton;
+}
 
 void Actor::set_controller(ActorController* controller) {
     // Stored before it is told (on_actor sees itself as this actor's controller), and
@@ -103,6 +117,62 @@ void Actor::on_update(float dt) {
         transformed_this_frame_ = true;
     }
     for (ActorMesh* mesh : meshes_) mesh->update(dt);
+    note_change();  // skinning and springs move what the actor covers
+}
+
+bool Actor::set_bounding_polygon(const std::string& name, const std::vector<core::Vector<float>>& points,
+                                 const std::string& joint) {
+    if (points.size() < 3 || (!joint.empty() && (!skeleton_ || !skeleton_->get_joint(joint)))) return false;
+    BoundingPolygon polygon{name, points, joint, Shape()};
+    std::vector<std::uint32_t> scratch;
+    if (!polygon.triangles.add_polygon(points.data(), points.size(), scratch) || polygon.triangles.empty())
+        return false;
+    auto same = std::find_if(bounding_polygons_.begin(), bounding_polygons_.end(),
+                             [&](const BoundingPolygon& p) { return p.name == name; });
+    if (same != bounding_polygons_.end())
+        *same = std::move(polygon);
+    else
+        bounding_polygons_.push_back(std::move(polygon));
+    note_change();
+    return true;
+}
+
+bool Actor::remove_bounding_polygon(const std::string& name) {
+    auto same = std::find_if(bounding_polygons_.begin(), bounding_polygons_.end(),
+                             [&](const BoundingPolygon& p) { return p.name == name; });
+    if (same == bounding_polygons_.end()) return false;
+    bounding_polygons_.erase(same);
+    note_change();
+    return true;
+}
+
+void Actor::get_shape(Shape& out) {
+    out.clear();
+    const core::Matrix& world = get_world_transform();
+    if (!bounding_polygons_.empty()) {
+        for (const BoundingPolygon& polygon : bounding_polygons_) {
+            const Transform* joint =
+                polygon.joint.empty() || !skeleton_ ? nullptr : skeleton_->get_joint(polygon.joint);
+            // As skinning moves a vertex bound wholly to the joint: from the bind pose by
+            // the joint's world matrix times its inverse bind matrix.
+            out.add_shape(polygon.triangles,
+                          joint ? world * (joint->get_world_transform() * joint->get_bind_transform()) : world);
+        }
+        return;
+    }
+    for (const ActorMesh* mesh : meshes_) {
+        const ActorMeshData* data = mesh->get_data();
+        if (!mesh->is_visible() || !data) continue;
+        const std::vector<core::Vector<float>>& skinned = mesh->get_positions();
+        const bool posed = skinned.size() == data->vertices.size();
+        auto corner = [&](std::uint16_t index) {
+            if (index >= data->vertices.size()) return core::Vector<float>(NAN, NAN);  // dropped with its triangle
+            return (posed ? skinned[index] : data->vertices[index].position) * world;
+        };
+        const std::vector<std::uint16_t>& indices = data->indices;
+        for (std::size_t i = 0; i + 2 < indices.size(); i += 3)
+            out.add_triangle(corner(indices[i]), corner(indices[i + 1]), corner(indices[i + 2]));
+    }
 }
 
 void Actor::on_render() {

@@ -1,4 +1,5 @@
 #include "engine/graphics/ActorDatabase.h"
+#include "engine/graphics/Shape.h"
 
 #include "actors/ActorDatabaseParser.h"
 
@@ -131,6 +132,8 @@ void ActorDatabaseParser::on_element_start(const std::string& name, const Attrib
         start_actor_data(a);
     else if (name == "Joint")
         start_joint(a);
+    else if (name == "BoundingPolygon")
+        start_bounding_polygon(a);
     else if (name == "ActorMeshData")
         start_mesh(a);
     else if (name == "BlendShape")
@@ -337,6 +340,36 @@ void ActorDatabaseParser::start_vertex(const Attributes& a) {
             vertex.joint_weights[k] = read_float("Vertex", "joint_weights", items[k]);
     }
     mesh_->vertices.push_back(vertex);
+}
+
+void ActorDatabaseParser::start_bounding_polygon(const Attributes& a) {
+    if (!actor_) return problem("\"BoundingPolygon\" outside an \"ActorData\"");
+    const std::string* id = find(a, "id");
+    const std::string* points = find(a, "points");
+    if (!id || !points) return problem("\"BoundingPolygon\" without \"id\" or \"points\" (skipped)");
+    const std::string what = "\"BoundingPolygon\" " + quoted(*id);
+    for (const ActorBoundingPolygon& other : actor_->bounding_polygons)
+        if (other.name == *id) return problem(what + " is taken (skipped)");
+    ActorBoundingPolygon polygon{*id, {}, {}};
+    // Corners "x, y" separated by semicolons: "0, 0; 20, 0; 10, 30".
+    for (const std::string& item : core::StringUtility::split(*points, ';')) {
+        const core::Vector<float> corner(item);
+        if (!std::isfinite(corner.x) || !std::isfinite(corner.y))
+            return problem(what + ": a corner is not finite (skipped)");
+        polygon.points.push_back(corner);
+    }
+    Shape triangles;
+    std::vector<std::uint32_t> scratch;
+    if (polygon.points.size() < 3 || !triangles.add_polygon(polygon.points.data(), polygon.points.size(), scratch) ||
+        triangles.empty())
+        return problem(what + " needs three or more corners round some area, not crossing itself (skipped)");
+    if (const std::string* joint = find(a, "joint")) {
+        const Skeleton* skeleton = actor_->get_skeleton();
+        if (!skeleton || !skeleton->get_joint(*joint))
+            return problem(what + ": joint " + quoted(*joint) + " is not an earlier joint (skipped)");
+        polygon.joint = *joint;
+    }
+    actor_->bounding_polygons.push_back(std::move(polygon));
 }
 
 void ActorDatabaseParser::start_face(const Attributes& a) {

@@ -18,7 +18,7 @@ class Jiggle;
 struct BlendShape;
 
 /// Reads actor documents into the actor database's registries: "ActorData" with its
-/// "Joint", "ActorMeshData", "Vertex", "Face", "BlendShape", "AnimCurve", "Keyframe" and
+/// "Joint", "BoundingPolygon", "ActorMeshData", "Vertex", "Face", "BlendShape", "AnimCurve", "Keyframe" and
 /// "Jiggle" elements, "ActorClip" with its "ClipTrack", "PartTrack", "ClipKey" and
 /// "ClipEvent" elements, "ActorRigIK" with its handles and "ActorRigDynamics" with its
 /// bodies and constraints. Other element names are passed over (a document may wrap
@@ -49,6 +49,7 @@ private:
 
     void start_actor_data(const Attributes& a);
     void start_joint(const Attributes& a);
+    void start_bounding_polygon(const Attributes& a);
     void start_mesh(const Attributes& a);
     void start_blend_shape(const Attributes& a);
     void start_curve();

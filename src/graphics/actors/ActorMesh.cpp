@@ -272,6 +272,11 @@ void ActorMesh::draw_triangles() const {
     glDrawElements(GL_TRIANGLES, GLsizei(data_->indices.size()), GL_UNSIGNED_SHORT, data_->indices.data());
 }
 
+void ActorMesh::set_visible(bool visible) {
+    if (visible != visible_) Transform::note_change();  // what its actor covers changed
+    visible_ = visible;
+}
+
 void ActorMesh::render(const Transform& transform) {
     if (!visible_ || !data_) return;
     const GLsizei stride = sizeof(ActorVertex);

@@ -7,6 +7,10 @@
 #include "engine/graphics/ActorMesh.h"
 #include "engine/graphics/Skeleton.h"
 
+#include <cmath>
+#include <string>
+#include <vector>
+
 namespace engine::graphics::python {
 
 namespace {
@@ -69,6 +73,35 @@ void set_texture(Actor& a, const std::string& name, const bp::object& source) {
 
 std::string data_id(const Actor& a) { return a.get_data_id(); }
 
+// Says which rule an outline broke; the native call only answers false.
+void set_bounding_polygon(Actor& a, const std::string& name, const bp::object& points, const std::string& joint) {
+    const std::string where = "Actor.set_bounding_polygon('" + name + "'): ";
+    std::vector<core::Vector<float>> corners;
+    const long count = bp::len(points);
+    for (long i = 0; i < count; ++i) {
+        bp::extract<core::Vector<float>> corner(points[i]);
+        if (!corner.check()) raise(PyExc_TypeError, where + "every corner must be a pair of numbers or a Vector.");
+        corners.push_back(corner());
+        if (!std::isfinite(corners.back().x) || !std::isfinite(corners.back().y))
+            raise(PyExc_ValueError, where + "corner " + std::to_string(i) + " is not finite.");
+    }
+    if (corners.size() < 3) raise(PyExc_ValueError, where + "an outline needs at least three corners.");
+    if (!joint.empty() && (!a.get_skeleton() || !a.get_skeleton()->get_joint(joint)))
+        raise(PyExc_ValueError, where + "the skeleton has no joint '" + joint + "'.");
+    if (!a.set_bounding_polygon(name, corners, joint))
+        raise(PyExc_ValueError, where + "the outline has no area or crosses itself.");
+}
+
+bp::dict bounding_polygons(const Actor& a) {
+    bp::dict result;
+    for (const Actor::BoundingPolygon& polygon : a.get_bounding_polygons()) {
+        bp::list corners;
+        for (const core::Vector<float>& p : polygon.points) corners.append(p);
+        result[polygon.name] = bp::make_tuple(corners, polygon.joint);
+    }
+    return result;
+}
+
 }  // namespace
 
 void define_actor() {
@@ -107,6 +140,22 @@ void define_actor() {
                          .add_property("controller", &controller, &set_controller,
                                        "controller: ActorController | None\n\n"
                                        "What poses the actor each frame (None: never skinned, the bind pose is drawn).")
+                         .def("set_bounding_polygon", &set_bounding_polygon,
+                              (bp::arg("name"), bp::arg("points"), bp::arg("joint") = std::string()),
+                              "set_bounding_polygon(name: str, points: list[VectorLike], joint: str = '') -> None\n\n"
+                              "Names an outline that picking and overlap use instead of the meshes' triangles\n"
+                              "(once an actor has one, only its outlines count). points: a simple polygon, convex\n"
+                              "or not, in either order, in the actor's space as posed at bind time; it moves with\n"
+                              "joint as a vertex bound wholly to that joint would ('': fixed to the actor).\n"
+                              "Replaces the outline of that name. ValueError for fewer than three corners, a\n"
+                              "corner at infinity or NaN, an unknown joint, or an outline that has no area or\n"
+                              "crosses itself.")
+                         .def("remove_bounding_polygon", &Actor::remove_bounding_polygon, bp::arg("name"),
+                              "remove_bounding_polygon(name: str) -> bool\n\n"
+                              "False when there was no outline of that name.")
+                         .add_property("bounding_polygons", &bounding_polygons,
+                                       "bounding_polygons: dict[str, tuple[list[Vector], str]]\n\n"
+                                       "Each outline's corners as given and its joint, by name (a copy).")
                          .def("set_texture", &set_texture, (bp::arg("name"), bp::arg("texture")),
                               "set_texture(name: str, texture: Texture | str) -> None\n\n"
                               "On every mesh (a Texture or a path).")

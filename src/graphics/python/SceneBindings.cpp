@@ -10,8 +10,11 @@
 #include "engine/graphics/SceneListener.h"
 #include "engine/graphics/SceneObject.h"
 
+#include <algorithm>
+#include <cmath>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace engine::graphics::python {
 
@@ -39,6 +42,63 @@ bool add_object(Scene& s, SceneObject* object, const std::string& layer_id) {
     SceneObject& o = require(object, "The object");
     if (!s.add_object(&o, layer_id)) return false;
     return true;
+}
+
+// A layer given by id or as itself (None: every layer); one the scene does not have is
+// an error, since an empty answer would hide the typo.
+const SceneLayer* layer_argument(const Scene& s, bp::object layer, const char* function) {
+    if (layer.is_none()) return nullptr;
+    bp::extract<std::string> id(layer);
+    if (id.check()) {
+        if (const SceneLayer* found = s.get_layer(id())) return found;
+        raise(PyExc_ValueError, std::string("Scene.") + function + ": the scene has no layer '" + id() + "'.");
+    }
+    bp::extract<SceneLayer*> given(layer);
+    if (given.check() && given()) {
+        for (unsigned i = 0; i < s.get_num_layers(); ++i)
+            if (s.get_layer(i) == given()) return given();
+        raise(PyExc_ValueError, std::string("Scene.") + function + ": that layer is not in the scene.");
+    }
+    raise(PyExc_TypeError, std::string("Scene.") + function + ": layer must be a layer id, a SceneLayer or None.");
+}
+
+bp::list as_list(const std::vector<SceneObject*>& objects) {
+    bp::list result;
+    for (SceneObject* object : objects) result.append(to_python(object));
+    return result;
+}
+
+// Reused by every question: the answers become a list before any script code runs.
+std::vector<SceneObject*>& found() {
+    static std::vector<SceneObject*> objects;
+    return objects;
+}
+
+bp::list objects_at(Scene& s, const bp::object& position, bp::object layer, bp::object alpha_threshold) {
+    const core::Vector<float> point = core::python::point_argument(position, "Scene.objects_at: point");
+    const SceneLayer* only = layer_argument(s, layer, "objects_at");
+    // Below zero natively means "the shapes alone"; every alpha exceeds such a threshold anyway.
+    const float threshold =
+        std::max(core::python::number_or_none(alpha_threshold, -1.0f, "Scene.objects_at: alpha_threshold"), -1.0f);
+    s.objects_at(point, only, threshold, found());
+    return as_list(found());
+}
+
+bp::list overlapping(Scene& s, SceneObject* object, bp::object layer) {
+    SceneObject& o = require(object, "The object");
+    s.overlapping(o, layer_argument(s, layer, "overlapping"), found());
+    return as_list(found());
+}
+
+bp::list overlapping_pairs(Scene& s, bp::object first, bp::object second) {
+    static std::vector<std::pair<SceneObject*, SceneObject*>> pairs;  // reused, as found() is
+    const SceneLayer* a = layer_argument(s, first, "overlapping_pairs");
+    const SceneLayer* b = layer_argument(s, second, "overlapping_pairs");
+    if (b && !a) raise(PyExc_ValueError, "Scene.overlapping_pairs: other_layer needs layer too.");
+    s.overlapping_pairs(a, b, pairs);
+    bp::list result;
+    for (const auto& [x, y] : pairs) result.append(bp::make_tuple(to_python(x), to_python(y)));
+    return result;
 }
 
 bool remove_object(Scene& s, SceneObject* object) { return s.remove_object(&require(object, "The object")); }
@@ -156,6 +216,33 @@ void define_scene() {
             .def("register_framebuffer", &register_framebuffer, (bp::arg("object"), bp::arg("framebuffer")),
                  "register_framebuffer(object: SceneObject, framebuffer: Framebuffer) -> None\n\n"
                  "Everything drawn before object in the frame goes into framebuffer.")
+            .def("objects_at", &objects_at,
+                 (bp::arg("point"), bp::arg("layer") = bp::object(), bp::arg("alpha_threshold") = bp::object()),
+                 "objects_at(point: VectorLike | IntVector, layer: str | SceneLayer | None = None, "
+                 "alpha_threshold: float | None = None) -> list[SceneObject]\n\n"
+                 "The visible objects drawn at point, top-most first (the reverse of drawing order),\n"
+                 "from every layer or only from layer. point is in window coordinates (what\n"
+                 "set_ortho projects: pixels, origin top left), mapped through each object's layer\n"
+                 "matrix, so a click's position can be passed as it comes. Each object's own shape\n"
+                 "counts (see SceneObject.contains); with alpha_threshold, sprites count only where\n"
+                 "their texture's alpha is greater. A point at infinity or NaN hits nothing; a layer\n"
+                 "id the scene does not have is a ValueError.")
+            .def("overlapping", &overlapping, (bp::arg("obj"), bp::arg("layer") = bp::object()),
+                 "overlapping(obj: SceneObject, layer: str | SceneLayer | None = None) -> list[SceneObject]\n\n"
+                 "The visible objects whose shapes, as drawn, overlap obj's (see SceneObject.overlaps),\n"
+                 "obj excepted, top-most first, from every layer or only from layer. obj need not\n"
+                 "be in the scene. The scene keeps an index of its shapes, built at the first\n"
+                 "question after something moved or changed and reused until something does: ask\n"
+                 "about every object after moving them all, and the frame builds it once.")
+            .def("overlapping_pairs", &overlapping_pairs,
+                 (bp::arg("layer") = bp::object(), bp::arg("other_layer") = bp::object()),
+                 "overlapping_pairs(layer: str | SceneLayer | None = None, other_layer: str | SceneLayer | None = "
+                 "None) -> list[tuple[SceneObject, SceneObject]]\n\n"
+                 "Every pair of visible objects whose shapes, as drawn, overlap, each pair once, in one\n"
+                 "call: (an object of layer, an object of other_layer) when both are given (shots\n"
+                 "against aliens), else the pairs within layer, or within the whole scene. Ordered\n"
+                 "by the first object, top-most first. It answers what calling overlapping for every\n"
+                 "object would, without a script call per object.")
             .def("add_object", &add_object, (bp::arg("object"), bp::arg("layer_id")),
                  "add_object(object: SceneObject, layer_id: str) -> bool\n\n"
                  "Puts object into that layer; False for an unknown layer.")

@@ -5,6 +5,7 @@
 
 #include "engine/graphics/SceneObject.h"
 #include "engine/graphics/SceneObjectAnimator.h"
+#include "engine/core/Vector.h"
 
 namespace engine::graphics::python {
 
@@ -25,6 +26,12 @@ void remove_animator(SceneObject& o, bp::object key) {
     if (animator.check() && animator()) return o.remove_animator(animator());
     raise(PyExc_TypeError, "remove_animator() takes a name or an animator.");
 }
+
+bool contains(SceneObject& o, const bp::object& point) {
+    return o.contains(core::python::point_argument(point, "SceneObject.contains: point"));
+}
+
+bool overlaps(SceneObject& o, SceneObject* other) { return o.overlaps(require(other, "The other object")); }
 
 bp::dict animators(const SceneObject& o) {
     bp::dict result;
@@ -75,6 +82,20 @@ void define_scene_object() {
             .def("remove_animator", &remove_animator, bp::arg("name_or_animator"),
                  "remove_animator(name_or_animator: str | SceneObjectAnimator) -> None\n\n"
                  "Detaches the animator of that name, or that animator.")
+            .def("contains", &contains, bp::arg("point"),
+                 "contains(point: VectorLike | IntVector) -> bool\n\n"
+                 "Whether point, in the object's layer coordinates (the space its position is in,\n"
+                 "before the layer's matrix), lies in what it draws, edges included: a sprite's\n"
+                 "rectangle, a text's box, an actor's triangles or bounding polygons, a framebuffer\n"
+                 "display's rectangle, each under its rotation, scale and parents. False for an\n"
+                 "invisible object, one that draws nothing of its own (a plain SceneObject, particles)\n"
+                 "and a point at infinity or NaN.")
+            .def("overlaps", &overlaps, bp::arg("other"),
+                 "overlaps(other: SceneObject) -> bool\n\n"
+                 "Whether the two objects' shapes, as drawn (each under its layer's matrix), share\n"
+                 "area: exact for rotated rectangles and polygons, not bounding circles. Shapes that\n"
+                 "only touch do not overlap. False when either is invisible or draws nothing, and for\n"
+                 "an object with itself.")
             // The animators by name.
             .add_property("animators", &animators,
                           "animators: dict[str, SceneObjectAnimator]\n\n"

@@ -14,6 +14,7 @@
 #include "engine/graphics/Texture.h"
 
 #include <map>
+#include <cmath>
 #include <string>
 #include <vector>
 
@@ -175,6 +176,13 @@ int load_grid(const std::string& id, const std::string& image, int columns, int 
 
 }  // namespace
 
+// alpha_threshold is a number from 0 to 1, or None for the rectangle alone.
+bool contains(Sprite& s, const bp::object& position, const bp::object& alpha_threshold) {
+    const core::Vector<float> point = core::python::point_argument(position, "Sprite.contains: point");
+    if (alpha_threshold.is_none()) return s.contains(point);
+    return s.contains(point, core::python::number_or_none(alpha_threshold, 0.0f, "Sprite.contains: alpha_threshold"));
+}
+
 void define_sprite() {
     bp::object proxy =
         bp::class_<SpriteProxy>("SpriteProxy",
@@ -243,6 +251,15 @@ void define_sprite() {
                  "delay seconds; with a transition texture it dissolves through that picture, without\n"
                  "one (None) the whole picture fades at once.")
             // Alpha stops from scripts.
+            .def("contains", &contains, (bp::arg("point"), bp::arg("alpha_threshold") = bp::object()),
+                 "contains(point: VectorLike | IntVector, alpha_threshold: float | None = None) -> bool\n\n"
+                 "Whether point, in the sprite's layer coordinates (the space its position is in,\n"
+                 "before the layer's matrix), lies in its rectangle as drawn (rotation, scale, flips\n"
+                 "and parents included, edges too). With alpha_threshold, only where the texture's\n"
+                 "alpha (0 to 1) there is greater than it: alpha_threshold=0 hits every pixel not\n"
+                 "fully transparent. The colours, alpha stops and fades do not count. The first such\n"
+                 "question about a texture keeps a copy of its alpha, one byte a pixel. False when\n"
+                 "invisible and for a point at infinity or NaN.")
             .def("set_alpha_stop", &Sprite::set_alpha_stop, (bp::arg("position"), bp::arg("alpha")),
                  "set_alpha_stop(position: float, alpha: float) -> None\n\n"
                  "Adds a stop to a horizontal alpha gradient: alpha at position (0 left, 1 right).")

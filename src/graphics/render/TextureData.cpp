@@ -11,6 +11,7 @@
 #include <GL/glext.h>
 
 #include <algorithm>
+#include <cmath>
 #include <cstring>
 
 namespace engine::graphics {
@@ -118,6 +119,7 @@ void TextureData::keep_pixels(const unsigned char* pixels, const core::Vector<in
     pixels_.assign(pixels, pixels + std::size_t(dimensions.x) * std::size_t(dimensions.y) * std::size_t(channels));
     pixel_dimensions_ = dimensions;
     channels_ = channels;
+    if (alpha_kept_) keep_alpha(pixels_.data(), pixel_dimensions_, channels_);
     internal_format_ = internal_format ? internal_format : unsigned(channels);
     upload_pixels();
 }
@@ -136,6 +138,7 @@ bool TextureData::update_pixels(const unsigned char* pixels, int channels, const
                     pixels_.data() + target, channels_, size.x);
     }
     if (name_ && has_context()) upload_region(name_, pixels, channels, offset, size);
+    if (alpha_kept_) keep_alpha(pixels_.data(), pixel_dimensions_, channels_);
     return true;
 }
 
@@ -163,6 +166,32 @@ void TextureData::reload() {
     if (buffer) accept(buffer.get());
 }
 
+void TextureData::keep_alpha(const unsigned char* pixels, const core::Vector<int>& dimensions, int channels) {
+    alpha_.clear();
+    alpha_dimensions_ = dimensions;
+    if (channels != 4 || !pixels) return;  // no alpha: opaque everywhere
+    const std::size_t count = std::size_t(dimensions.x) * std::size_t(dimensions.y);
+    alpha_.resize(count);
+    for (std::size_t i = 0; i < count; ++i) alpha_[i] = pixels[4 * i + 3];
+}
+
+float TextureData::get_alpha(const core::Vector<float>& uv) {
+    if (!alpha_kept_) {
+        alpha_kept_ = true;
+        if (!pixels_.empty()) {
+            keep_alpha(pixels_.data(), pixel_dimensions_, channels_);
+        } else if (!path_.empty()) {
+            std::unique_ptr<ImageBuffer> buffer = ImageBuffer::decode(path_, full_resolution_);
+            if (buffer) keep_alpha(buffer->pixels, {buffer->width, buffer->height}, buffer->channels);
+        }
+    }
+    if (alpha_.empty() || !std::isfinite(uv.x) || !std::isfinite(uv.y)) return 1.0f;
+    const int w = alpha_dimensions_.x, h = alpha_dimensions_.y;
+    const int x = std::clamp(int(std::floor(std::clamp(uv.x, 0.0f, 1.0f) * float(w))), 0, w - 1);
+    const int y = std::clamp(int(std::floor(std::clamp(uv.y, 0.0f, 1.0f) * float(h))), 0, h - 1);
+    return float(alpha_[std::size_t(y) * std::size_t(w) + std::size_t(x)]) / 255.0f;
+}
+
 void TextureData::delete_texture() {
     if (name_ && has_context()) glDeleteTextures(1, &name_);
     name_ = 0;
@@ -176,6 +205,9 @@ bool TextureData::accept(const ImageBuffer* buffer) {
         name_ = upload(*buffer);
         if (name_) dimensions_ = {buffer->width, buffer->height};
     }
+    // A file loaded again may have changed; kept pixels refresh the copy themselves.
+    if (alpha_kept_ && buffer && pixels_.empty())
+        keep_alpha(buffer->pixels, {buffer->width, buffer->height}, buffer->channels);
     return name_ != 0;
 }
 

@@ -1,5 +1,6 @@
 #include "engine/graphics/Scene.h"
 #include "render/GLCheck.h"
+#include "scene/OverlapIndex.h"
 
 #include "engine/core/Log.h"
 #include "engine/graphics/Framebuffer.h"
@@ -8,6 +9,7 @@
 #include "engine/graphics/SceneLayer.h"
 #include "engine/graphics/SceneListener.h"
 #include "engine/graphics/SceneObject.h"
+#include "engine/graphics/Shape.h"
 #include "engine/window/OpenGL.h"
 #include "engine/window/Window.h"
 
@@ -57,7 +59,7 @@ private:
     Scene& scene_;
 };
 
-Scene::Scene() {
+Scene::Scene() : overlap_index_(std::make_unique<OverlapIndex>()) {
     current_scene = this;
     ++live_scenes;
 }
@@ -143,6 +145,7 @@ bool Scene::add_object(SceneObject* object, const std::string& layer_id) {
                            [&](const SceneObject* o) { return o->get_z() > object->get_z(); });
     const auto inserted = objects.insert(at, std::move(held));
     layer->inserted(inserted - objects.begin());
+    Transform::note_change();  // the overlap index holds no references: it must see this
     object->layer_ = layer_id;
     object->on_add(layer_id);
     return true;
@@ -171,6 +174,7 @@ bool Scene::erase_object(SceneLayer& layer, SceneObject* object, bool release) {
     core::Ref<SceneObject> held = std::move(*it);
     objects.erase(it);
     layer.erased(index);
+    Transform::note_change();
     if (release) {
         object->layer_.clear();
         object->on_remove(layer.get_id());
@@ -188,6 +192,50 @@ void Scene::sort_layer(const std::string& layer_id) {
     // this runs at every z change (see Scene.h).
     std::sort(layer->objects_.begin(), layer->objects_.end(),
               [](const SceneObject* a, const SceneObject* b) { return a->get_z() < b->get_z(); });
+    Transform::note_change();  // the drawing order, which picking follows
+}
+
+void Scene::set_scale(const core::Vector<float>& scale) {
+    if (scale == scale_) return;
+    scale_ = scale;
+    Transform::note_change();
+}
+
+// Picking and overlap ------------------------------------------------------------------
+
+void Scene::objects_at(const Vector<float>& point, const SceneLayer* layer, float alpha_threshold,
+                       std::vector<SceneObject*>& out) {
+    out.clear();
+    overlap_index_->refresh(*this, layers_);
+    overlap_index_->objects_at(point, layer, out);
+    if (alpha_threshold < 0.0f) return;
+    // Sprites that see through where the point falls drop out, in their layer's coordinates.
+    auto transparent = [&](SceneObject* object) {
+        return !object->is_solid_at(point * object->get_layer_transform().inverse(), alpha_threshold);
+    };
+    out.erase(std::remove_if(out.begin(), out.end(), transparent), out.end());
+}
+
+void Scene::overlapping_pairs(const SceneLayer* first, const SceneLayer* second,
+                              std::vector<std::pair<SceneObject*, SceneObject*>>& out) {
+    out.clear();
+    overlap_index_->refresh(*this, layers_);
+    overlap_index_->pairs(first, second, out);
+}
+
+void Scene::overlapping(SceneObject& object, const SceneLayer* layer, std::vector<SceneObject*>& out) {
+    out.clear();
+    if (!object.is_visible()) return;
+    overlap_index_->refresh(*this, layers_);
+    // An object the index holds asks with the shape it was indexed with, current since
+    // nothing changed after the build; any other makes its own.
+    if (const Shape* indexed = overlap_index_->find_shape(object)) {
+        overlap_index_->overlapping(*indexed, &object, layer, out);
+        return;
+    }
+    static Shape shape;  // reused by every question; script thread only
+    object.get_drawn_shape(shape);
+    overlap_index_->overlapping(shape, &object, layer, out);
 }
 
 // Listeners ------------------------------------------------------------------------

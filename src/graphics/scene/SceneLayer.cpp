@@ -1,6 +1,7 @@
 #include "engine/graphics/SceneLayer.h"
 
 #include "engine/graphics/SceneObject.h"
+#include "engine/graphics/Transform.h"
 
 #include "engine/core/ScriptHooks.h"
 
@@ -42,6 +43,11 @@ bool SceneLayer::Walk::next() {
         return true;
     }
     return false;
+}
+
+void SceneLayer::set_scale_flags(int flags) {
+    scale_flags_ = flags;
+    Transform::note_change();
 }
 
 void SceneLayer::inserted(std::ptrdiff_t index) {

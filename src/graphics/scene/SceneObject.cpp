@@ -4,11 +4,13 @@
 
 #include "engine/graphics/Scene.h"
 #include "engine/graphics/SceneObjectAnimator.h"
+#include "engine/graphics/Shape.h"
 #include "engine/window/GpuResource.h"
 
 #include <GL/gl.h>
 
 #include <algorithm>
+#include <cmath>
 #include <vector>
 
 namespace engine::graphics {
@@ -166,6 +168,47 @@ core::Matrix SceneObject::get_layer_transform() const {
     if (!scene) return core::Matrix();
     const core::Vector<float>& p = get_world_position();
     return scale_flags_ == -1 ? scene->get_layer_transform(layer_, p) : scene->get_layer_transform(scale_flags_, p);
+}
+
+void SceneObject::get_shape(Shape& out) { out.clear(); }
+
+namespace {
+
+// Shapes made for one question and thrown away, reused so that asking allocates nothing
+// once grown. Script thread only, like every scene object.
+Shape& scratch_shape(int which) {
+    static Shape shapes[2];
+    return shapes[which];
+}
+
+}  // namespace
+
+bool SceneObject::is_solid_at(const core::Vector<float>&, float) { return true; }
+
+bool SceneObject::contains(const core::Vector<float>& point) {
+    if (!visible_ || !std::isfinite(point.x) || !std::isfinite(point.y)) return false;
+    Shape& shape = scratch_shape(0);
+    get_shape(shape);
+    return shape.contains(point);
+}
+
+void SceneObject::get_drawn_shape(Shape& out) {
+    if (!visible_) {
+        out.clear();
+        return;
+    }
+    get_shape(out);
+    const core::Matrix layer = get_layer_transform();
+    if (!layer.is_identity()) out.transform(layer);
+}
+
+bool SceneObject::overlaps(SceneObject& other) {
+    if (&other == this || !visible_ || !other.visible_) return false;
+    Shape& mine = scratch_shape(0);
+    Shape& theirs = scratch_shape(1);
+    get_drawn_shape(mine);
+    other.get_drawn_shape(theirs);
+    return mine.overlaps(theirs);
 }
 
 void SceneObject::on_add(const std::string&) {}

@@ -161,6 +161,7 @@ void Transform::dirty_transform() {
     // descendant is dirty already: the walk stops there. That keeps attaching a fresh
     // subtree constant-time, and building a chain linear. Iterative, like update_world.
     thread_local std::vector<Transform*> pending;
+    note_change();
     world_dirty_ = true;
     pending.assign(children_.begin(), children_.end());
     while (!pending.empty()) {

@@ -1,4 +1,5 @@
 #include "engine/graphics/FramebufferDisplay.h"
+#include "engine/graphics/Shape.h"
 
 #include "engine/graphics/Framebuffer.h"
 
@@ -14,6 +15,13 @@ core::Vector<float> FramebufferDisplay::get_dimensions() const {
     if (dimensions_.x != -1.0f || dimensions_.y != -1.0f || !framebuffer_) return dimensions_;
     const core::Vector<int>& d = framebuffer_->get_dimensions();
     return {float(d.x), float(d.y)};
+}
+
+void FramebufferDisplay::get_shape(Shape& out) {
+    out.clear();
+    if (!framebuffer_) return;
+    const core::Vector<float> size = get_dimensions();
+    out.add_rectangle(-origin_, size - origin_, get_world_transform());
 }
 
 void FramebufferDisplay::on_render() {

@@ -5,8 +5,10 @@
 #include "engine/graphics/Program.h"
 #include "engine/graphics/SpriteAnimation.h"
 #include "engine/graphics/SpriteBatch.h"
+#include "engine/graphics/Shape.h"
 #include "engine/graphics/SpriteData.h"
 #include "engine/graphics/Texture.h"
+#include "engine/graphics/TextureData.h"
 
 #include <GL/gl.h>
 
@@ -175,6 +177,7 @@ void Sprite::show_frame(const SpriteFrame& frame) {
     dimensions_ = frame.dimensions;
     origin_ = frame.origin;
     quad_stale_ = true;
+    note_change();
 }
 
 void Sprite::set_colour(const Colour& colour) {
@@ -377,6 +380,29 @@ void Sprite::write_strip(Vertex* out, float alpha_factor) const {
         *out++ = Vertex{{upper.x, upper.y}, upper_colour, {upper_u, upper_v}};
         *out++ = Vertex{{lower.x, lower.y}, lower_colour, {lower_u, lower_v}};
     }
+}
+
+void Sprite::get_shape(Shape& out) {
+    out.clear();
+    if (!data_) return;
+    const Geometry g = geometry();
+    out.add_rectangle({g.left, g.bottom}, {g.right, g.top}, g.world);
+}
+
+bool Sprite::contains(const Vector<float>& point, float alpha_threshold) {
+    if (!SceneObject::contains(point)) return false;
+    Texture* texture = get_texture();
+    TextureData* picture = texture ? texture->get_data() : nullptr;
+    if (!picture) return 1.0f > alpha_threshold;
+    // Where the point falls across the rectangle, then the texture coordinate there,
+    // mixed from the corners' as the drawing interpolates them.
+    const Geometry g = geometry();
+    const Vector<float> local = point * g.world.inverse();
+    const float fx = std::clamp((local.x - g.left) / (g.right - g.left), 0.0f, 1.0f);
+    const float fy = std::clamp((local.y - g.bottom) / (g.top - g.bottom), 0.0f, 1.0f);
+    const Vector<float> uv = g.uv[0] * ((1.0f - fx) * (1.0f - fy)) + g.uv[1] * (fx * (1.0f - fy)) +
+                             g.uv[2] * (fx * fy) + g.uv[3] * ((1.0f - fx) * fy);
+    return picture->get_alpha(uv) > alpha_threshold;
 }
 
 }  // namespace engine::graphics

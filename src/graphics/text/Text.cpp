@@ -1,6 +1,7 @@
 #include "engine/graphics/Text.h"
 
 #include "engine/graphics/Font.h"
+#include "engine/graphics/Shape.h"
 
 #include <GL/gl.h>
 
@@ -47,12 +48,14 @@ Text::~Text() = default;
 void Text::load_font() {
     font_ = Font::acquire(font_path_.empty() ? Font::default_path() : font_path_, pixel_size_);
     dirty_ = true;
+    note_change();
 }
 
 void Text::set_string(const std::string& string) {
     if (string == string_) return;
     string_ = string;
     dirty_ = true;
+    note_change();
 }
 
 void Text::set_font_path(const std::string& path) {
@@ -72,12 +75,14 @@ void Text::set_align(Align align) {
     if (align == align_) return;
     align_ = align;
     dirty_ = true;
+    note_change();
 }
 
 void Text::set_line_spacing(float spacing) {
     if (spacing == line_spacing_) return;
     line_spacing_ = spacing;
     dirty_ = true;
+    note_change();
 }
 
 core::Vector<float> Text::get_dimensions() {
@@ -134,6 +139,14 @@ void Text::layout() {
     }
     end_line();
     dimensions_ = core::Vector<float>(widest, font_->get_line_height() + step * float(lines - 1));
+}
+
+void Text::get_shape(Shape& out) {
+    out.clear();
+    const core::Vector<float> size = get_dimensions();
+    // Lines hang down from the position, aligned on it as the layout places them.
+    const float left = align_ == Align::Left ? 0.0f : align_ == Align::Centre ? -size.x / 2.0f : -size.x;
+    out.add_rectangle({left, 0.0f}, {left + size.x, size.y}, get_world_transform());
 }
 
 void Text::on_render() {

@@ -4,6 +4,7 @@
 #include <boost/python.hpp>
 #include <boost/python/object/function.hpp>
 
+#include "engine/core/Vector.h"
 #include "engine/core/script/Factory.h"
 #include "engine/core/Object.h"
 #include "engine/core/Ref.h"
@@ -72,6 +73,31 @@ bp::object overloaded(const char* doc, Functions... functions) {
 
 /// The last step of a class's definition when data files or the module create it by
 /// name: the class becomes creatable through the factory under `name`.
+/// An optional threshold or factor: None gives `none`, a Python int or float its value
+/// (bool is refused: True is no threshold); anything else is a TypeError and NaN a
+/// ValueError, each naming `what` ("Sprite.contains: alpha_threshold").
+inline float number_or_none(const bp::object& value, float none, const std::string& what) {
+    if (value.is_none()) return none;
+    PyObject* p = value.ptr();
+    if (PyBool_Check(p) || !(PyFloat_Check(p) || PyLong_Check(p)))
+        raise(PyExc_TypeError, what + " must be a number or None.");
+    const double number = PyFloat_AsDouble(p);
+    if (number == -1.0 && PyErr_Occurred()) bp::throw_error_already_set();
+    if (number != number) raise(PyExc_ValueError, what + " is NaN.");
+    return float(number);
+}
+
+/// A point from a Vector, a pair of numbers or an IntVector (a mouse position, as the
+/// window gives it); anything else is a TypeError naming `what` ("Scene.objects_at: point").
+inline Vector<float> point_argument(const bp::object& value, const std::string& what) {
+    bp::extract<Vector<float>> point(value);
+    if (point.check()) return point();
+    bp::extract<Vector<int>> pixel(value);
+    if (pixel.check()) return Vector<float>(float(pixel().x), float(pixel().y));
+    raise(PyExc_TypeError, what + ": expected a pair of numbers, a Vector or an IntVector, got " +
+                               std::string(Py_TYPE(value.ptr())->tp_name));
+}
+
 inline void register_with_factory(const bp::object& cls, const char* name) { Factory::register_class(name, cls.ptr()); }
 
 }  // namespace engine::core::python
