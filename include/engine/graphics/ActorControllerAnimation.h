@@ -1,6 +1,7 @@
 #pragma once
 
 #include "engine/graphics/ActorController.h"
+#include "engine/graphics/AnimationClip.h"
 
 #include <functional>
 #include <memory>
@@ -9,7 +10,6 @@
 
 namespace engine::graphics {
 
-class AnimationClip;
 class Skeleton;
 
 /// Plays the actor's clips (the actor database's clips of its data id) on layers:
@@ -89,6 +89,7 @@ private:
         int loops = 1;      // 0: forever
         bool fresh = true;  // the next step includes time 0 itself
         bool finished = false;
+        unsigned char sampler = 0;  // which of the layer's samplers it uses
         float time() const;  // time in the clip
         float end() const;   // |elapsed| at which it finishes
     };
@@ -108,6 +109,7 @@ private:
         Request queued;
         std::vector<unsigned char> mask;  // per joint; empty: all
         bool from_snapshot = false;       // fading out of the pose the skeleton had (layer 0)
+        ClipSampler samplers[2];          // the current play's and the one fading out's
     };
     struct Pending {
         const AnimationClip* clip;
@@ -122,11 +124,12 @@ private:
     Layer* layer_at(int layer);
     const Layer* layer_at(int layer) const;
     bool check_database();
+    static void reserve_samplers(Layer& layer, const AnimationClip& clip);
     void start(Layer& layer, const Request& request, float leftover);
     void step(int index, Layer& layer, float dt);
     void advance(int index, Play& play, float dt, bool report);
     void blend();
-    void apply(const Layer& layer, const Play& play, float weight);
+    void apply(Layer& layer, const Play& play, float weight);
     void take_snapshot();
     void apply_snapshot(float weight);
     bool write();

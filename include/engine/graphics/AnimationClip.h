@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -27,9 +28,11 @@ struct ClipKey {
     float value[4] = {0.0f, 0.0f, 0.0f, 0.0f};  // x, y; rotation and visible use value[0]; colour all four
     ClipEasing easing = ClipEasing::linear;
     float curve[4] = {0.0f, 0.0f, 1.0f, 1.0f};  // x1, y1, x2, y2 of a bezier easing
-    // The curve's parameter at x = 0, 1/8, ..., 1, filled by `add_key`: the start of
-    // each solve, which then takes a step or two instead of a dozen.
+    // The curve's parameter at x = 0, 1/8, ..., 1 and its slope du/dx there (0 where
+    // the curve stands still in x), filled by `add_key`: a solve starts from the cubic
+    // through them, close enough that one Newton step ends it.
     float guesses[9] = {0.0f, 0.125f, 0.25f, 0.375f, 0.5f, 0.625f, 0.75f, 0.875f, 1.0f};
+    float slopes[9] = {1.0f, 1.0f, 1.0f, 1.0f, 1.0f, 1.0f, 1.0f, 1.0f, 1.0f};
 };
 
 /// The keys of one channel of one joint, in time order.
@@ -37,6 +40,18 @@ struct ClipTrack {
     unsigned joint = 0;  // index in the actor's skeleton, or of the mesh for a part channel
     ClipChannel channel = ClipChannel::rotation;
     std::vector<ClipKey> keys;
+};
+
+/// What a player keeps between samples so that the next costs little: the key each track
+/// found last (keys are visited forward in time while a clip plays, so the next is
+/// usually the same key or the one after) and the last bezier easing solved (the
+/// tracks of a pose keyed at once with one easing share it). Owned by the player; one
+/// per play, `keys` sized to the clip's joint tracks.
+struct ClipSampler {
+    std::vector<unsigned> keys;  // per track: the index of the first key after the last time sampled
+    float curve[4] = {0.0f, 0.0f, 0.0f, 0.0f};  // the last bezier solved
+    float x = -1.0f;                            // its x (-1: none yet)
+    float y = 0.0f;                             // its answer
 };
 
 /// A named instant of a clip, told to scripts when playback crosses it.
@@ -79,6 +94,9 @@ public:
     /// The value of `track` at `time` (clamped to the first and last key); `out` takes
     /// two values, or four for a colour track.
     static void sample(const ClipTrack& track, float time, float* out);
+    /// The same value, found from `sampler`'s key for track `index` (the index in
+    /// `get_tracks()`, or past the sampler's keys to search afresh), which it updates.
+    static void sample(const ClipTrack& track, float time, float* out, ClipSampler& sampler, size_t index);
     /// The eased fraction of a bezier easing at x in [0, 1].
     static float ease(const float curve[4], float x);
     /// The same, started from a key's filled guesses.

@@ -105,13 +105,21 @@ void ActorMesh::transform_vertices(const Skeleton* skeleton) {
     // world * bind once per joint for the whole pass: every vertex of the frame uses the
     // same matrices. One slot per possible 8-bit joint index; a joint the skeleton
     // lacks has the zero matrix, so its influence adds nothing and the vertex loop
-    // needs no check.
+    // needs no check. Slots past the skeleton stay zero from pass to pass: only those
+    // the previous pass filled are cleared again (a 6 KB table per mesh per frame was
+    // a fifth of a thousand actors' skinning).
     static const core::Matrix zero(0, 0, 0, 0, 0, 0);
-    joint_matrices_.resize(256);
-    for (unsigned j = 0; j < 256; ++j) {
-        const Transform* joint = j < num_joints ? skeleton->get_joint(j) : nullptr;
+    if (joint_matrices_.size() != kJointSlots) {
+        joint_matrices_.assign(kJointSlots, zero);
+        joint_matrices_filled_ = 0;
+    }
+    const unsigned fill = std::min(num_joints, kJointSlots);
+    for (unsigned j = 0; j < fill; ++j) {
+        const Transform* joint = skeleton->get_joint(j);
         joint_matrices_[j] = joint ? joint->get_world_transform() * joint->get_bind_transform() : zero;
     }
+    for (unsigned j = fill; j < joint_matrices_filled_; ++j) joint_matrices_[j] = zero;
+    joint_matrices_filled_ = fill;
 
     const std::vector<ActorVertex>& vertices = data_->vertices;
     const size_t n = vertices.size();

@@ -134,7 +134,9 @@ std::string ActorControllerAnimation::play(const std::string& clip, float fade, 
     Layer& l = layers_[size_t(layer)];
     l.weight = weight;
     l.queued = Request{};
-    start(l, Request{find_clip(clip), fade, loops, speed}, 0.0f);
+    const AnimationClip* found = find_clip(clip);
+    reserve_samplers(l, *found);
+    start(l, Request{found, fade, loops, speed}, 0.0f);
     return {};
 }
 
@@ -151,12 +153,17 @@ std::string ActorControllerAnimation::queue(const std::string& clip, float fade,
         return "layer " + std::to_string(layer) + " is outside 0.." + std::to_string(kMaxLayers - 1);
     if (int(layers_.size()) <= layer) layers_.resize(size_t(layer) + 1);
     Layer& l = layers_[size_t(layer)];
+    reserve_samplers(l, *found);
     const Request request{found, fade, loops, speed};
     if (l.current.clip && !l.current.finished)
         l.queued = request;
     else
         start(l, request, 0.0f);
     return {};
+}
+
+void ActorControllerAnimation::reserve_samplers(Layer& layer, const AnimationClip& clip) {
+    for (ClipSampler& sampler : layer.samplers) sampler.keys.reserve(clip.get_tracks().size());
 }
 
 void ActorControllerAnimation::start(Layer& layer, const Request& request, float leftover) {
@@ -180,6 +187,12 @@ void ActorControllerAnimation::start(Layer& layer, const Request& request, float
     layer.faded = leftover;  // a queued start comes part-way through the frame
     layer.current = Play{};
     layer.current.clip = request.clip;
+    // The sampler the fading play does not use; sized when the clip was asked for, so
+    // a queued start within a frame allocates nothing.
+    layer.current.sampler = layer.previous.clip && layer.previous.sampler == 0 ? 1 : 0;
+    ClipSampler& sampler = layer.samplers[layer.current.sampler];
+    sampler.keys.assign(request.clip->get_tracks().size(), 0);
+    sampler.x = -1.0f;
     layer.current.speed = request.speed;
     layer.current.loops = request.loops < 0 ? request.clip->get_loops() : request.loops;
     dirty_ = true;
@@ -348,15 +361,18 @@ void ActorControllerAnimation::step(int index, Layer& layer, float dt) {
     }
 }
 
-void ActorControllerAnimation::apply(const Layer& layer, const Play& play, float weight) {
+void ActorControllerAnimation::apply(Layer& layer, const Play& play, float weight) {
     if (weight <= 0.0f) return;
     const float time = play.time();
     const size_t count = pose_.size();
-    for (const ClipTrack& track : play.clip->get_tracks()) {
+    const std::vector<ClipTrack>& tracks = play.clip->get_tracks();
+    ClipSampler& sampler = layer.samplers[play.sampler];
+    for (size_t t = 0; t < tracks.size(); ++t) {
+        const ClipTrack& track = tracks[t];
         const unsigned j = track.joint;
         if (j >= count || (!layer.mask.empty() && (j >= layer.mask.size() || !layer.mask[j]))) continue;
         float value[4];
-        AnimationClip::sample(track, time, value);
+        AnimationClip::sample(track, time, value, sampler, t);
         driven_[j] = 1;
         float* pose = pose_[j].v;
         const float* base = base_[j].v;
@@ -420,7 +436,7 @@ void ActorControllerAnimation::apply_snapshot(float weight) {
 
 void ActorControllerAnimation::blend() {
     std::fill(pose_.begin(), pose_.end(), Pose{});
-    for (const Layer& layer : layers_) {
+    for (Layer& layer : layers_) {
         if (!layer.current.clip && !layer.previous.clip && !layer.from_snapshot) continue;
         std::copy(pose_.begin(), pose_.end(), base_.begin());
         const float f = layer.fade > 0.0f ? std::min(layer.faded / layer.fade, 1.0f) : 1.0f;
@@ -435,19 +451,28 @@ bool ActorControllerAnimation::write() {
     if (!skeleton) return false;
     bool changed = false;
     const unsigned count = std::min(unsigned(pose_.size()), skeleton->get_num_joints());
-    for (unsigned j = 0; j < count; ++j) {
+    // Children first (skeletons list parents before children): a joint set then finds
+    // its children dirty already, so marking world caches stale visits each joint once
+    // and in the order this loop touches them, rather than a chase down every chain
+    // from the root through joints not yet in the cache.
+    for (unsigned j = count; j-- > 0;) {
         if (!driven_[j]) continue;
         const float* setup = setup_[j].v;
         const float* pose = pose_[j].v;
         const float next[5] = {setup[0] + pose[0], setup[1] + pose[1], setup[2] + pose[2], setup[3] * (1.0f + pose[3]),
                                setup[4] * (1.0f + pose[4])};
         float* last = written_[j].v;
-        if (std::equal(next, next + 5, last)) continue;
+        // Only what changed is set: a clip turning a joint leaves its position and
+        // scale alone, and the joint's world caches are dirtied once.
+        const bool moved = next[0] != last[0] || next[1] != last[1];
+        const bool turned = next[2] != last[2];
+        const bool scaled = next[3] != last[3] || next[4] != last[4];
+        if (!moved && !turned && !scaled) continue;
         Transform* joint = skeleton->get_joint(j);
         if (!joint) continue;
-        joint->set_position({next[0], next[1]});
-        joint->set_rotation(next[2]);
-        joint->set_scale({next[3], next[4]});
+        if (moved) joint->set_position({next[0], next[1]});
+        if (turned) joint->set_rotation(next[2]);
+        if (scaled) joint->set_scale({next[3], next[4]});
         std::copy(next, next + 5, last);
         changed = true;
     }

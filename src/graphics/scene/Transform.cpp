@@ -11,6 +11,16 @@ namespace engine::graphics {
 using core::Matrix;
 using core::Vector;
 
+namespace {
+
+// Branches still to mark in dirty_transform; reused, so a warm walk allocates nothing.
+std::vector<Transform*>& dirty_walk_forks() {
+    thread_local std::vector<Transform*> forks;
+    return forks;
+}
+
+}  // namespace
+
 Transform::Transform(const Transform& other)
     : core::Object(other),
       position_(other.position_),
@@ -159,16 +169,32 @@ void Transform::load_into_opengl() const { window::load_into_opengl(get_world_tr
 void Transform::dirty_transform() {
     // A transform is cleaned only after its parent, so below a dirty transform every
     // descendant is dirty already: the walk stops there. That keeps attaching a fresh
-    // subtree constant-time, and building a chain linear. Iterative, like update_world.
-    thread_local std::vector<Transform*> pending;
-    world_dirty_ = true;
-    pending.assign(children_.begin(), children_.end());
-    while (!pending.empty()) {
-        Transform* t = pending.back();
-        pending.pop_back();
-        if (t->world_dirty_) continue;
+    // subtree constant-time, and building a chain linear. The same holds here: a
+    // transform already dirty has nothing clean below it, so a clip writing every joint
+    // of a chain walks the chain once, not once per joint. Iterative, like update_world:
+    // it follows one clean child at a time and keeps the others (a fork) for later, so
+    // a skeleton's chains need no list at all.
+    if (world_dirty_) return;
+    std::vector<Transform*>* forks = nullptr;
+    Transform* t = this;
+    for (;;) {
         t->world_dirty_ = true;
-        pending.insert(pending.end(), t->children_.begin(), t->children_.end());
+        Transform* next = nullptr;
+        for (Transform* child : t->children_) {
+            if (child->world_dirty_) continue;
+            if (!next) {
+                next = child;
+                continue;
+            }
+            if (!forks) forks = &dirty_walk_forks();
+            forks->push_back(child);
+        }
+        if (!next) {
+            if (!forks || forks->empty()) return;
+            next = forks->back();
+            forks->pop_back();
+        }
+        t = next;
     }
 }
 
