@@ -324,6 +324,68 @@ def test_the_actor_gets_up_from_a_ragdoll_pose_into_a_clip(scene):
     scene.remove_object(a)
 
 
+SETUP_ROTATIONS = {"spine": 0.0, "thigh": 3.14159, "shin": 0.0, "upper_arm": 3.14159, "forearm": 0.0}
+
+
+def world_pose(actor):
+    """Every joint's world position and rotation, by name."""
+    joints = actor.skeleton.joints
+    return {name: (joints[name].world_position.x, joints[name].world_position.y, joints[name].world_rotation)
+            for name in actor.skeleton.joint_names}
+
+
+def test_a_ragdoll_starts_from_the_pose_a_clip_left(scene):
+    from libgraphics import ActorControllerDynamics
+    a, anim = playing(scene)
+    anim.play("walk", loops=0)
+    for _ in range(20):
+        scene.update(DT)
+    walking = world_pose(a)
+    joints = a.skeleton.joints
+    assert abs(joints["shin"].rotation - SETUP_ROTATIONS["shin"]) > 0.1  # a pose away from the setup one
+    ragdoll = ActorControllerDynamics()
+    a.controller = ragdoll
+    scene.update(DT)  # the ragdoll's first frame
+    for name, (x, y, rotation) in world_pose(a).items():
+        assert (x, y) == pytest.approx(walking[name][:2], abs=1e-3), name
+        assert rotation == pytest.approx(walking[name][2], abs=1e-3), name
+    # The hinges keep the rig's limits: each stands bent as its joint is from the setup
+    # pose (Box2D measures angles the other way round).
+    for body, joint in (("knee", "thigh"), ("ankle", "shin"), ("elbow", "upper_arm"), ("wrist", "forearm")):
+        bend = joints[joint].rotation - SETUP_ROTATIONS[joint]
+        assert ragdoll.hinge_angle(body) == pytest.approx(-math.remainder(bend, math.tau), abs=1e-3), body
+    scene.remove_object(a)
+
+
+def test_blending_back_from_a_ragdoll_weighs_the_clip_by_the_fade_time(scene):
+    from libgraphics import ActorControllerDynamics
+    a = Actor("puppet")
+    scene.add_object(a, "main")
+    ragdoll = ActorControllerDynamics()
+    a.controller = ragdoll
+    scene.update(DT)
+    ragdoll.get_body("head").apply_impulse((30, 0))
+    for _ in range(30):
+        scene.update(0.02)
+    joints = a.skeleton.joints
+    fallen = {name: math.remainder(joints[name].rotation - setup, math.tau) for name, setup in SETUP_ROTATIONS.items()}
+    anim = ActorControllerAnimation()
+    a.controller = anim
+    anim.play("idle", fade=0.5, loops=0)
+    for elapsed in (0.1, 0.25, 0.4):
+        scene.update(elapsed - anim.time())
+        weight = elapsed / 0.5
+        assert anim.fade_weight() == pytest.approx(weight, abs=1e-5)
+        idle = anim.sample("idle", elapsed)
+        for name, setup in SETUP_ROTATIONS.items():
+            clip = idle.get(name, {}).get("rotation", 0.0)
+            expected = setup + (1 - weight) * fallen[name] + weight * clip
+            assert math.remainder(joints[name].rotation - expected, math.tau) == pytest.approx(0, abs=1e-4), name
+    scene.update(0.2)
+    assert anim.fade_weight() == 1.0
+    scene.remove_object(a)
+
+
 def test_part_tracks_hide_and_colour_a_mesh(scene):
     actor_database.add_clip("puppet", "fade_out", 1.0, parts={
         "body": {"visible": [(0.0, 1), (0.75, 0)], "colour": [(0.0, (1, 1, 1, 1)), (1.0, (1, 0, 0, 0.5))]}})

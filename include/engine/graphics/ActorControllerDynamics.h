@@ -145,6 +145,7 @@ protected:
 
 private:
     void destroy_system();
+    void start_from_pose();
     void catch_up(float dt);
     void step_world();
     void rebuild_collision_body();

@@ -124,15 +124,18 @@ public:
 
     /// What is drawn: skinned and jiggled positions (empty until the first skinning).
     const std::vector<core::Vector<float>>& get_positions() const { return positions_; }
-    /// This frame's skinned positions, before jiggle.
-    const std::vector<core::Vector<float>>& get_rest_positions() const { return rest_positions_; }
+    /// This frame's skinned positions, before jiggle (the drawn ones for a mesh without
+    /// jiggles).
+    const std::vector<core::Vector<float>>& get_rest_positions() const {
+        return jiggles_.empty() ? positions_ : rest_positions_;
+    }
 
 private:
     void draw_triangles() const;
 
     const ActorMeshData* data_ = nullptr;              // the record; not owned
     std::vector<JiggleState> jiggles_;                 // one per jiggle of the record
-    std::vector<core::Vector<float>> rest_positions_;  // skinned, input of the jiggle pass
+    std::vector<core::Vector<float>> rest_positions_;  // skinned, input of the jiggle pass (jiggles only)
     std::vector<core::Vector<float>> positions_;       // skinned then jiggled: drawn
     bool visible_ = true;                              // drawn when true
     core::Colour colour_;                              // the uniform colour

@@ -124,13 +124,14 @@ void ActorMesh::transform_vertices(const Skeleton* skeleton) {
     const std::vector<ActorVertex>& vertices = data_->vertices;
     const size_t n = vertices.size();
     positions_.resize(n);
-    rest_positions_.resize(n);
     const core::Matrix* matrices = joint_matrices_.data();
+    const bool shaped = !active_shapes_.empty();
     for (size_t v = 0; v < n; ++v) {
         const ActorVertex& vertex = vertices[v];
         core::Vector<float> p = vertex.position;
-        for (const ActiveShape& shape : active_shapes_)
-            if (v < shape.offsets->size()) p += (*shape.offsets)[v] * shape.weight;
+        if (shaped)
+            for (const ActiveShape& shape : active_shapes_)
+                if (v < shape.offsets->size()) p += (*shape.offsets)[v] * shape.weight;
         core::Vector<float> r;  // weights are summed as they are, not normalised
         for (int k = 0; k < 4; ++k) {
             const float w = vertex.joint_weights[k];
@@ -139,8 +140,10 @@ void ActorMesh::transform_vertices(const Skeleton* skeleton) {
             r += (p * matrices[vertex.joint_indices[k]]) * w;
         }
         positions_[v] = r;
-        rest_positions_[v] = r;
     }
+    // The jiggle pass reads the skinned positions while it writes the drawn ones; a
+    // mesh without jiggles draws them as they are and keeps no second copy.
+    if (!jiggles_.empty()) rest_positions_ = positions_;
 }
 
 // Jiggle ------------------------------------------------------------------------------
