@@ -50,9 +50,9 @@ def warnings(caplog):
     return [r.getMessage() for r in caplog.records if r.name == "engine.graphics" and r.levelno == logging.WARNING]
 
 
-def playing(scene):
-    """A puppet with an animation controller, in the scene's layer "main"."""
-    a, c = Actor("puppet"), ActorControllerAnimation()
+def playing(scene, actor="puppet"):
+    """An actor (a puppet by default) with an animation controller, in the scene's layer "main"."""
+    a, c = Actor(actor), ActorControllerAnimation()
     a.controller = c
     scene.add_object(a, "main")
     return a, c
@@ -400,4 +400,48 @@ def test_part_tracks_hide_and_colour_a_mesh(scene):
         actor_database.add_clip("puppet", "x", 1.0, parts={"cape": {"visible": [(0, 1)]}})
     with pytest.raises(ValueError, match="r, g, b, a"):
         actor_database.add_clip("puppet", "x", 1.0, parts={"body": {"colour": [(0, (1, 1))]}})
+    scene.remove_object(a)
+
+
+CARDS = """<Actors>
+  <ActorData id="cards">
+    <Joint id="root" position="0, 0"/>
+    <ActorMeshData id="red">%s</ActorMeshData>
+    <ActorMeshData id="blue">%s</ActorMeshData>
+    <ActorClip id="flip" duration="1" loops="1">
+      <PartTrack part="red" channel="order"><ClipKey time="0" value="0"/><ClipKey time="0.5" value="2"/></PartTrack>
+    </ActorClip>
+  </ActorData>
+</Actors>"""
+
+
+def square(left, top, size):
+    corners = [(left, top), (left + size, top), (left + size, top + size), (left, top + size)]
+    vertices = "".join(f'<Vertex position="{x}, {y}" joint_indices="0" joint_weights="1"/>' for x, y in corners)
+    return vertices + '<Face vertex_indices="0,1,2"/><Face vertex_indices="0,2,3"/>'
+
+
+def test_part_order_tracks_change_which_mesh_draws_on_top(window, scene):
+    actor_database.load(io.StringIO(CARDS % (square(0, 0, 40), square(20, 20, 40))))
+    actor_database.add_clip("cards", "back", 1.0, parts={"red": {"order": [(0.0, 2), (0.5, -1)]}})
+    a, c = playing(scene, "cards")
+    a.position = (100, 100)
+    a.meshes["red"].set_colour(Colour(1, 0, 0))
+    a.meshes["blue"].set_colour(Colour(0, 0, 1))
+    assert a.draw_order == ["red", "blue"]
+    assert c.sample("flip", 0.75)["red"] == {"order": 2.0}
+    overlap = (130, 130)
+    scene.update(DT)
+    assert rendered(window, scene)(*overlap)[:3] == (0, 0, 255)  # blue drawn last, on top
+    c.play("flip")
+    scene.update(0.25)
+    assert a.draw_order == ["red", "blue"]  # held at the first key until the next
+    scene.update(0.5)
+    assert a.draw_order == ["blue", "red"]
+    assert rendered(window, scene)(*overlap)[:3] == (255, 0, 0)
+    c.play("back")
+    scene.update(0.6)
+    assert a.draw_order == ["red", "blue"]
+    with pytest.raises(ValueError, match="'visible', 'colour' or 'order'"):
+        actor_database.add_clip("cards", "x", 1.0, parts={"red": {"depth": [(0, 1)]}})
     scene.remove_object(a)

@@ -134,6 +134,7 @@ private:
     void apply_snapshot(float weight);
     bool write();
     void pose_parts();
+    void order_parts();
     void part(const Play& play, float weight);
     void deliver();
 
@@ -151,6 +152,11 @@ private:
     std::vector<Pose> part_colour_;
     std::vector<signed char> shown_visible_;
     std::vector<Pose> shown_colour_;
+    // Per mesh: the frame's place in the drawing (its index unless a clip places it),
+    // and the places the actor's draw order was last made from.
+    std::vector<float> part_place_;
+    std::vector<float> shown_place_;
+    std::vector<unsigned> draw_order_;  // scratch: mesh indices by place
     std::vector<Pending> pending_;        // crossed this frame, told after the pose is written
     EventCallback on_event_;              // script's, or null
     FinishedCallback on_finished_;        // script's, or null

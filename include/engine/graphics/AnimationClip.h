@@ -18,14 +18,21 @@ enum class ClipEasing : std::uint8_t {
 /// position adds to the setup position, rotation (radians) to the setup rotation, and
 /// scale multiplies the setup scale (1 leaves it).
 /// Part channels animate a mesh of the actor (a "part", by mesh name): visible (1 shows
-/// it, 0 hides it; held from key to key) and colour (r, g, b, a, set on the mesh as
-/// `ActorMesh::set_colour` does).
-enum class ClipChannel : std::uint8_t { position, rotation, scale, visible, colour };
+/// it, 0 hides it; held from key to key), colour (r, g, b, a, set on the mesh as
+/// `ActorMesh::set_colour` does) and order (its place in the actor's drawing: meshes
+/// draw by ascending place, a mesh no clip places standing at its index; held from key
+/// to key).
+enum class ClipChannel : std::uint8_t { position, rotation, scale, visible, colour, order };
+
+/// Whether `channel` animates a part (a mesh) rather than a joint.
+constexpr bool is_part_channel(ClipChannel channel) {
+    return channel == ClipChannel::visible || channel == ClipChannel::colour || channel == ClipChannel::order;
+}
 
 /// One key of a joint track. Its easing shapes the way from it to the next key.
 struct ClipKey {
     float time = 0.0f;
-    float value[4] = {0.0f, 0.0f, 0.0f, 0.0f};  // x, y; rotation and visible use value[0]; colour all four
+    float value[4] = {0.0f, 0.0f, 0.0f, 0.0f};  // x, y; rotation, visible and order use value[0]; colour all four
     ClipEasing easing = ClipEasing::linear;
     float curve[4] = {0.0f, 0.0f, 1.0f, 1.0f};  // x1, y1, x2, y2 of a bezier easing
     // The curve's parameter at x = 0, 1/8, ..., 1 and its slope du/dx there (0 where
@@ -77,7 +84,7 @@ public:
     int get_loops() const { return loops_; }
     /// Joint tracks (position, rotation, scale).
     const std::vector<ClipTrack>& get_tracks() const { return tracks_; }
-    /// Part tracks (visible, colour), `joint` naming the mesh's index.
+    /// Part tracks (visible, colour, order), `joint` naming the mesh's index.
     const std::vector<ClipTrack>& get_part_tracks() const { return part_tracks_; }
     /// In time order.
     const std::vector<ClipEvent>& get_events() const { return events_; }

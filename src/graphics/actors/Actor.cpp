@@ -48,6 +48,8 @@ Actor::Actor(const std::string& data_id) : data_id_(data_id) {
         core::Log::warning("graphics", "Actor '%s': the actor database was unloaded while the actor was made "
                                        "(by a factory class); it has no meshes.",
                            data_id.c_str());
+    draw_order_.resize(meshes_.size());
+    for (unsigned m = 0; m < draw_order_.size(); ++m) draw_order_[m] = m;
     set_layer(layer);
     set_z(z);
 }
@@ -94,6 +96,19 @@ ActorMesh* Actor::get_mesh(const std::string& id) const {
     return nullptr;
 }
 
+bool Actor::set_draw_order(const std::vector<unsigned>& order) {
+    if (order.size() != meshes_.size()) return false;
+    // Each index once: a mesh drawn twice or never would be a silent wrong picture.
+    std::vector<bool>& seen = draw_order_seen_;
+    seen.assign(meshes_.size(), false);
+    for (unsigned m : order) {
+        if (m >= meshes_.size() || seen[m]) return false;
+        seen[m] = true;
+    }
+    draw_order_ = order;
+    return true;
+}
+
 void Actor::set_texture(const std::string& name, const Texture& source) {
     for (ActorMesh* mesh : meshes_) mesh->set_texture(name, source);
 }
@@ -137,7 +152,7 @@ void Actor::on_update(float dt) {
 }
 
 void Actor::on_render() {
-    for (ActorMesh* mesh : meshes_) mesh->render(*this);
+    for (unsigned m : draw_order_) meshes_[m]->render(*this);
     if (debug_) render_skeleton();
 }
 

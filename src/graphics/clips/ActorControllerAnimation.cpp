@@ -77,6 +77,10 @@ void ActorControllerAnimation::on_actor(Actor* actor) {
     part_colour_.assign(meshes, Pose{});
     shown_visible_.assign(meshes, -1);
     shown_colour_.assign(meshes, Pose{});
+    part_place_.assign(meshes, 0.0f);
+    shown_place_.assign(meshes, 0.0f);
+    for (unsigned m = 0; m < meshes; ++m) part_place_[m] = shown_place_[m] = float(m);  // the drawing's own order
+    draw_order_.assign(meshes, 0);
     for (Pose& p : shown_colour_) std::fill(std::begin(p.v), std::end(p.v), std::numeric_limits<float>::quiet_NaN());
     // The setup pose is the template's, so a pose the actor was given before this
     // controller does not shift every clip.
@@ -393,6 +397,7 @@ void ActorControllerAnimation::apply(Layer& layer, const Play& play, float weigh
                 break;
             case ClipChannel::visible:
             case ClipChannel::colour:
+            case ClipChannel::order:
                 break;  // part channels live in their own tracks
             case ClipChannel::scale:
                 // Kept as factor - 1, so that offsets blend and add like the others.
@@ -509,6 +514,8 @@ void ActorControllerAnimation::part(const Play& play, float weight) {
         AnimationClip::sample(track, time, value);
         if (track.channel == ClipChannel::visible) {
             if (weight >= 0.5f) part_visible_[m] = value[0] >= 0.5f ? 1 : 0;
+        } else if (track.channel == ClipChannel::order) {
+            if (weight >= 0.5f) part_place_[m] = value[0];
         } else {
             float* colour = part_colour_[m].v;
             for (int c = 0; c < 4; ++c)
@@ -522,6 +529,7 @@ void ActorControllerAnimation::pose_parts() {
     if (part_visible_.empty()) return;
     std::fill(part_visible_.begin(), part_visible_.end(), -1);
     std::fill(part_coloured_.begin(), part_coloured_.end(), 0);
+    for (size_t m = 0; m < part_place_.size(); ++m) part_place_[m] = float(m);
     bool any = false;
     for (const Layer& layer : layers_) {
         const float f = layer.fade > 0.0f ? std::min(layer.faded / layer.fade, 1.0f) : 1.0f;
@@ -550,6 +558,20 @@ void ActorControllerAnimation::pose_parts() {
             std::copy(colour, colour + 4, shown_colour_[m].v);
         }
     }
+    if (part_place_ != shown_place_) order_parts();
+}
+
+void ActorControllerAnimation::order_parts() {
+    // By ascending place, ties in mesh order: an insertion sort over a handful of
+    // meshes, in a list sized when the actor was set, so nothing is allocated.
+    shown_place_ = part_place_;
+    std::vector<unsigned>& order = draw_order_;
+    for (unsigned m = 0; m < order.size(); ++m) {
+        unsigned k = m;
+        for (; k > 0 && part_place_[order[k - 1]] > part_place_[m]; --k) order[k] = order[k - 1];
+        order[k] = m;
+    }
+    get_actor()->set_draw_order(order);
 }
 
 void ActorControllerAnimation::deliver() {

@@ -60,8 +60,7 @@ std::string AnimationClip::add_key(unsigned joint, ClipChannel channel, const Cl
         if (key.curve[0] < 0.0f || key.curve[0] > 1.0f || key.curve[2] < 0.0f || key.curve[2] > 1.0f)
             return at + ": the curve's x1 and x2 must lie in 0..1";
     }
-    std::vector<ClipTrack>& tracks =
-        channel == ClipChannel::visible || channel == ClipChannel::colour ? part_tracks_ : tracks_;
+    std::vector<ClipTrack>& tracks = is_part_channel(channel) ? part_tracks_ : tracks_;
     auto track = std::find_if(tracks.begin(), tracks.end(),
                               [&](const ClipTrack& t) { return t.joint == joint && t.channel == channel; });
     if (track == tracks.end()) {
@@ -159,7 +158,8 @@ namespace {
 // for the same curve and x already (the same arithmetic would give the same answer).
 float fraction(ClipChannel channel, const ClipKey& a, const ClipKey& b, float time, ClipSampler* memo) {
     const float f = (time - a.time) / (b.time - a.time);
-    if (a.easing == ClipEasing::step || channel == ClipChannel::visible) return 0.0f;
+    // Visibility and draw order are decisions, not mixes: held until the next key.
+    if (a.easing == ClipEasing::step || channel == ClipChannel::visible || channel == ClipChannel::order) return 0.0f;
     if (a.easing != ClipEasing::bezier) return f;
     if (!memo) return AnimationClip::ease(a, f);
     if (memo->x == f && std::equal(a.curve, a.curve + 4, memo->curve)) return memo->y;

@@ -114,6 +114,11 @@ void Transform::update_local() const {
 
 void Transform::update_world() const {
     if (!world_dirty_) return;
+    // The usual case, joints cleaned parent first: no walk.
+    if (!parent_ || !parent_->world_dirty_) {
+        update_world_from_parent();
+        return;
+    }
     // Up to the nearest clean ancestor, then down again: iterative, since chains may be
     // far deeper than the stack allows recursion. The path is reused, so a warm update
     // allocates nothing.
