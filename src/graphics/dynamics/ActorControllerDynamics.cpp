@@ -87,7 +87,7 @@ void ActorControllerDynamics::on_actor(Actor* actor) {
     world_ = std::make_unique<b2World>(b2Vec2(0.0f, 98.0f));
     world_->SetAllowSleeping(false);
     rig_->create_system(*this);
-    start_from_pose();
+    if (start_pose_ == StartPose::Actor) start_from_pose();
     // The old collision body went with the old world.
     if (collision_actor_) collision_dirty_ = true;
 }
