@@ -357,6 +357,25 @@ def test_a_ragdoll_starts_from_the_pose_a_clip_left(scene):
     scene.remove_object(a)
 
 
+def test_a_ragdoll_asked_to_start_from_its_rig_stands_up_as_authored(scene):
+    from libgraphics import ActorControllerDynamics
+    a, anim = playing(scene)
+    anim.play("walk", loops=0)
+    for _ in range(20):
+        scene.update(DT)
+    ragdoll = ActorControllerDynamics()
+    assert ragdoll.start_pose == "actor"
+    with pytest.raises(ValueError, match="'actor' or 'rig'"):
+        ragdoll.start_pose = "standing"
+    ragdoll.start_pose = "rig"
+    a.controller = ragdoll
+    scene.update(DT)
+    joints = a.skeleton.joints
+    for name, setup in SETUP_ROTATIONS.items():
+        assert math.remainder(joints[name].rotation - setup, math.tau) == pytest.approx(0, abs=1e-3), name
+    scene.remove_object(a)
+
+
 def test_blending_back_from_a_ragdoll_weighs_the_clip_by_the_fade_time(scene):
     from libgraphics import ActorControllerDynamics
     a = Actor("puppet")
