@@ -132,6 +132,7 @@ private:
     void apply(Layer& layer, const Play& play, float weight);
     void take_snapshot();
     void apply_snapshot(float weight);
+    void fetch_joints() const;
     bool write();
     void pose_parts();
     void order_parts();

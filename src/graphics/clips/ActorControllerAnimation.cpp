@@ -484,6 +484,18 @@ bool ActorControllerAnimation::write() {
     return changed;
 }
 
+void ActorControllerAnimation::fetch_joints() const {
+    // A crowd's joints lie all over memory, and writing them waited on each in turn:
+    // asked for now, they arrive while the clips are sampled and blended.
+    const Skeleton* skeleton = get_actor()->get_skeleton();
+    const unsigned count = skeleton ? std::min(unsigned(driven_.size()), skeleton->get_num_joints()) : 0;
+    for (unsigned j = 0; j < count; ++j) {
+        if (!driven_[j]) continue;
+        const char* joint = reinterpret_cast<const char*>(skeleton->get_joint(j));
+        for (size_t line = 0; line < sizeof(Transform); line += 64) __builtin_prefetch(joint + line, 1);
+    }
+}
+
 bool ActorControllerAnimation::update(float dt) {
     if (!get_actor() || !finite(dt)) return false;
     check_database();
@@ -492,6 +504,7 @@ bool ActorControllerAnimation::update(float dt) {
         active = active || layer.current.clip || layer.previous.clip || layer.from_snapshot;
     if (!active && !dirty_) return false;
     pending_.clear();
+    fetch_joints();
     for (size_t i = 0; i < layers_.size(); ++i) step(int(i), layers_[i], dt);
     blend();
     const bool changed = write();

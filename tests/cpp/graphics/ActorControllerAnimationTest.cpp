@@ -360,3 +360,17 @@ TEST_F(Clips, ADrawOrderMustNameEveryMeshOnce) {
     EXPECT_TRUE(actor->set_draw_order(Order{2, 0, 1}));
     EXPECT_EQ(actor->get_draw_order(), (Order{2, 0, 1}));
 }
+
+TEST_F(Clips, AQueuedStartAndReorderedPartsAllocateNothingOnceWarm) {
+    // The queued clip keys more tracks than the one before it: its key cursors were
+    // sized when it was queued, not when it starts inside an update.
+    ASSERT_EQ(controller->play("swap", 0.0f, 0, 1.0f, 1), "");
+    for (int i = 0; i < 10; ++i) controller->update(0.3f);
+    ASSERT_EQ(controller->play("still", 0.0f, 1), "");
+    ASSERT_EQ(controller->queue("turn", 0.25f, 0), "");
+    const std::size_t before = mallinfo2().uordblks;
+    for (int i = 0; i < 100; ++i) controller->update(0.07f);
+    ASSERT_NE(controller->get_clip(0), nullptr);
+    EXPECT_EQ(controller->get_clip(0)->get_name(), "turn");
+    EXPECT_EQ(mallinfo2().uordblks, before);
+}
