@@ -490,8 +490,8 @@ void ActorControllerAnimation::fetch_joints() const {
     const Skeleton* skeleton = get_actor()->get_skeleton();
     const unsigned count = skeleton ? std::min(unsigned(driven_.size()), skeleton->get_num_joints()) : 0;
     for (unsigned j = 0; j < count; ++j) {
-        if (!driven_[j]) continue;
         const char* joint = reinterpret_cast<const char*>(skeleton->get_joint(j));
+        if (!driven_[j] || !joint) continue;
         for (size_t line = 0; line < sizeof(Transform); line += 64) __builtin_prefetch(joint + line, 1);
     }
 }
