@@ -90,8 +90,8 @@ private:
         bool fresh = true;  // the next step includes time 0 itself
         bool finished = false;
         unsigned char sampler = 0;  // which of the layer's samplers it uses
-        float time() const;  // time in the clip
-        float end() const;   // |elapsed| at which it finishes
+        float time() const;         // time in the clip
+        float end() const;          // |elapsed| at which it finishes
     };
     struct Request {
         const AnimationClip* clip = nullptr;
@@ -157,7 +157,7 @@ private:
     // and the places the actor's draw order was last made from.
     std::vector<float> part_place_;
     std::vector<float> shown_place_;
-    std::vector<unsigned> draw_order_;  // scratch: mesh indices by place
+    std::vector<unsigned> draw_order_;    // scratch: mesh indices by place
     std::vector<Pending> pending_;        // crossed this frame, told after the pose is written
     EventCallback on_event_;              // script's, or null
     FinishedCallback on_finished_;        // script's, or null

@@ -152,7 +152,7 @@ private:
     static constexpr unsigned kJointSlots = 256;  // one per 8-bit joint index
     std::vector<core::Matrix> joint_matrices_;    // scratch: world * bind per joint index, zero where none
     unsigned joint_matrices_filled_ = 0;          // slots the last pass set from joints; the rest are zero
-    std::vector<ActiveShape> active_shapes_;    // scratch: blend shapes of weight not zero
+    std::vector<ActiveShape> active_shapes_;      // scratch: blend shapes of weight not zero
 };
 
 }  // namespace engine::graphics

@@ -55,7 +55,7 @@ struct ClipTrack {
 /// tracks of a pose keyed at once with one easing share it). Owned by the player; one
 /// per play, `keys` sized to the clip's joint tracks.
 struct ClipSampler {
-    std::vector<unsigned> keys;  // per track: the index of the first key after the last time sampled
+    std::vector<unsigned> keys;                 // per track: the index of the first key after the last time sampled
     float curve[4] = {0.0f, 0.0f, 0.0f, 0.0f};  // the last bezier solved
     float x = -1.0f;                            // its x (-1: none yet)
     float y = 0.0f;                             // its answer

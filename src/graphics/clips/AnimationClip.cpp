@@ -186,8 +186,9 @@ void interpolate(const ClipTrack& track, size_t next, float time, float* out, Cl
 
 // The first key later than `time`: a run of keys at one time jumps to the last.
 size_t key_after(const std::vector<ClipKey>& keys, float time) {
-    return size_t(std::upper_bound(keys.begin(), keys.end(), time, [](float t, const ClipKey& k) { return t < k.time; }) -
-                  keys.begin());
+    return size_t(
+        std::upper_bound(keys.begin(), keys.end(), time, [](float t, const ClipKey& k) { return t < k.time; }) -
+        keys.begin());
 }
 
 }  // namespace

@@ -105,9 +105,7 @@ struct PosedBody {
 b2Vec2 to_b2(const Vector<float>& v) { return b2Vec2(v.x, v.y); }
 
 // The angle taking direction `from` to `to`, as Box2D measures body angles.
-float turn_between(const b2Vec2& from, const b2Vec2& to) {
-    return std::atan2(b2Cross(from, to), b2Dot(from, to));
-}
+float turn_between(const b2Vec2& from, const b2Vec2& to) { return std::atan2(b2Cross(from, to), b2Dot(from, to)); }
 
 }  // namespace
 

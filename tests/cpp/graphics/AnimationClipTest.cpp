@@ -200,8 +200,8 @@ TEST(AnimationClip, SamplerGivesThePlainSampleForwardBackAndAcrossAWrap) {
     ASSERT_EQ(clip.add_key(3, ClipChannel::position, key(1.0f, -4.0f)), "");
     ClipSampler sampler;
     sampler.keys.assign(clip.get_tracks().size(), 0);
-    const float times[] = {0.0f, 0.1f, 0.35f, 0.7f, 0.7f, 1.0f, 1.31f, 1.99f, 2.0f, 0.05f, 0.6f,
-                           1.9f, 1.2f, 0.3f, 0.0f, 1.0f, 1.0f, 0.5f,  2.5f, -1.0f};
+    const float times[] = {0.0f, 0.1f, 0.35f, 0.7f, 0.7f, 1.0f, 1.31f, 1.99f, 2.0f, 0.05f,
+                           0.6f, 1.9f, 1.2f,  0.3f, 0.0f, 1.0f, 1.0f,  0.5f,  2.5f, -1.0f};
     for (float time : times) {
         for (size_t t = 0; t < clip.get_tracks().size(); ++t) {
             const ClipTrack& track = clip.get_tracks()[t];
