@@ -376,6 +376,21 @@ def test_a_ragdoll_asked_to_start_from_its_rig_stands_up_as_authored(scene):
     scene.remove_object(a)
 
 
+def test_a_ragdoll_from_a_pose_that_is_not_a_number_leaves_those_bodies_at_the_rig(scene):
+    from libgraphics import ActorControllerDynamics
+    a = Actor("puppet")
+    scene.add_object(a, "main")
+    a.skeleton.joints["spine"].position = (float("nan"), 0)  # the spine and all above it
+    ragdoll = ActorControllerDynamics()
+    a.controller = ragdoll
+    for name in ragdoll.body_names:
+        p = ragdoll.get_body(name).position
+        assert math.isfinite(p.x) and math.isfinite(p.y), name
+    assert ragdoll.get_body("head").position == pytest.approx((0, -76))  # where the rig has it
+    scene.update(0.02)
+    scene.remove_object(a)
+
+
 def test_blending_back_from_a_ragdoll_weighs_the_clip_by_the_fade_time(scene):
     from libgraphics import ActorControllerDynamics
     a = Actor("puppet")
