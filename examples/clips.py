@@ -1,12 +1,14 @@
 """Clips on the puppet: the left one goes idle, walk, walk with a wave on its arm
 layer, then idle again, crossfading each time; the middle one walks by its clip while
 inverse kinematics puts its hand on a point circling in front of it (a controller
-stack: clips first, IK on top of their pose); the right one falls as a ragdoll onto a
-sleeper, then gets up into its idle clip (a fade from the pose the ragdoll left), and
-falls again."""
+stack: clips first, IK on top of their pose); the right one walks until Space is
+pressed (or every few seconds without a key), falls as a ragdoll onto a sleeper from
+the pose the walk left it in, gets up by fading from the ragdoll's pose into its idle
+clip, and walks on."""
 import math
 
 import libgraphics
+import libwindow
 from libcore import Vector
 from libgraphics import (Actor, ActorControllerAnimation, ActorControllerIK, ActorControllerStack,
                          IKConstraintPosition, SceneLayer)
@@ -51,23 +53,42 @@ class Circle(IKConstraintPosition):
         return Vector(28 + 12 * math.cos(self.t * 2.0), -50 + 12 * math.sin(self.t * 2.0))
 
 
-class GetUp:
-    """Lets `actor` fall for `fall` seconds, then fades it into its idle clip for
-    `stand` seconds, then lets it fall again (a new ragdoll world each time)."""
+class Tumble(libwindow.WindowListener):
+    """Walks `actor` by its clips; on Space (or after `walk` seconds without a key) the
+    ragdoll takes over from the walking pose, `fall` seconds later the actor fades from
+    the fallen pose into its idle clip, then into the walk again."""
 
-    def __init__(self, actor, fall=2.5, stand=3.0):
-        self.actor, self.fall, self.stand = actor, fall, stand
-        self.ragdoll, self.anim, self.t = actor.controller, ActorControllerAnimation(), 0.0
+    def __init__(self, actor, walk=3.0, fall=2.5, stand=1.5):
+        super().__init__()
+        self.actor, self.walk, self.fall, self.stand = actor, walk, fall, stand
+        self.ragdoll, self.anim = actor.controller, ActorControllerAnimation()
+        self.ragdoll.start_pose = "actor"  # each fall starts from the pose the clips left
+        self.actor.controller = self.anim
+        self.anim.play("walk", loops=0)
+        self.state, self.t, self.pushed = "walking", 0.0, False
+        libwindow.Window.add_listener(self)
+
+    def on_key(self, window, key, pressed, repeat):
+        if key == libwindow.key.SPACE and pressed and not repeat:
+            self.pushed = True
 
     def update(self, dt):
         self.t += dt
-        if self.actor.controller is self.ragdoll and self.t >= self.fall:
+        if self.state == "walking" and (self.pushed or self.t >= self.walk):
+            self.actor.controller = self.ragdoll  # a new world, built from the walking pose
+            self.anim.stop()  # an idle layer 0: the next fade starts from the skeleton as it lies
+            self.state, self.t = "fallen", 0.0
+        elif self.state == "fallen" and self.t >= self.fall:
             self.actor.controller = self.anim
-            self.anim.play("idle", fade=1.2, loops=0)
-        elif self.actor.controller is self.anim and self.t >= self.fall + self.stand:
-            self.ragdoll.t = 0.0
-            self.actor.controller = self.ragdoll  # its world is built anew, standing
-            self.t = 0.0
+            self.anim.play("idle", fade=1.2, loops=0)  # from the fallen pose into the clip
+            self.state, self.t = "standing", 0.0
+        elif self.state == "standing" and self.t >= self.stand:
+            self.anim.play("walk", fade=0.4, loops=0)
+            self.state, self.t = "walking", 0.0
+        self.pushed = False
+
+    def close(self):
+        libwindow.Window.remove_listener(self)
 
 
 class Director(libgraphics.SceneObject):
@@ -109,9 +130,11 @@ def main():
     ik.set_position_constraint("hand", Circle())
 
     falling, sleeper, _ = ragdoll((530, 300), "world", (515, 380), scale=1.0, period=1e9)
-    director = Director(Routine(anim), GetUp(falling))
+    tumble = Tumble(falling)
+    director = Director(Routine(anim), tumble)
     director.layer = "world"
     run(window, scene, frames())
+    tumble.close()
 
 
 if __name__ == "__main__":

@@ -24,6 +24,7 @@ class Ragdoll(ActorControllerDynamics):
     def __init__(self, period=4.0):
         super().__init__()
         self.period, self.t = period, 0.0
+        self.start_pose = "rig"  # each new world stands the puppet up, whatever pose it fell into
 
     def update(self, dt):
         super().update(dt)

@@ -15,7 +15,7 @@ from OpenGL import GL
 import libcore
 import libgraphics
 import libwindow
-from libgraphics import (ActorControllerSharedSkeleton, Framebuffer, FramebufferDisplay, ParticleSystem, Scene,
+from libgraphics import (Actor, ActorControllerAnimation, ActorControllerSharedSkeleton, Framebuffer, FramebufferDisplay, ParticleSystem, Scene,
                          SceneLayer, SceneObject, Sprite,
                          Texture, Transform)
 
@@ -24,6 +24,7 @@ import images  # noqa: E402  (the project's own picture generator)
 from layers import Box  # noqa: E402  (a square drawn in its own space)
 from puppets import Path, walking_puppet  # noqa: E402  (the IK-posed puppet)
 from ragdolls import ponytail_walker, ragdoll  # noqa: E402  (the puppets posed by rigid bodies)
+from clips import Director, Routine  # noqa: E402  (the puppet played by its clips)
 
 WIDTH, HEIGHT = 800, 600
 
@@ -390,6 +391,28 @@ def build_dynamics():
     return [falling, sleeper, walker]
 
 
+def build_clips():
+    """A puppet played by its clips (data/puppet.xml): walking, waving on an arm layer
+    over the walk, idling, crossfading at each change; sampling, blending and skinning
+    run in C++."""
+    from puppets import load
+    load()
+    actor = Actor("puppet")
+    actor.layer = "world"
+    actor.position = (WIDTH * 0.06, HEIGHT * 0.74)
+    actor.scale = (0.8, 0.8)
+    actor.z = 1
+    actor.set_colour((1.0, 0.95, 0.6, 1.0))
+    anim = ActorControllerAnimation()
+    actor.controller = anim
+    routine = Routine(anim)
+    routine.step, routine.left = 1, 2.0  # walking from the first frame, the wave next
+    anim.play("walk", loops=0)
+    director = Director(routine)
+    director.layer = "world"
+    return [actor, director]
+
+
 def build_scene(scene, assets):
     """Layers with different scale flags, and a picture-in-picture made with a
     framebuffer redirection. Returns the objects so that the script keeps them."""
@@ -437,6 +460,7 @@ def build_scene(scene, assets):
     objects += build_particles()
     objects += build_actors()
     objects += build_dynamics()
+    objects += build_clips()
     for i in range(5):
         marker = Box((60 + 70 * i, 60), (0.3 + 0.15 * i, 0.8, 0.4, 1.0), 14)
         marker.layer = "markers"

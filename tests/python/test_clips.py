@@ -50,9 +50,9 @@ def warnings(caplog):
     return [r.getMessage() for r in caplog.records if r.name == "engine.graphics" and r.levelno == logging.WARNING]
 
 
-def playing(scene):
-    """A puppet with an animation controller, in the scene's layer "main"."""
-    a, c = Actor("puppet"), ActorControllerAnimation()
+def playing(scene, actor="puppet"):
+    """An actor (a puppet by default) with an animation controller, in the scene's layer "main"."""
+    a, c = Actor(actor), ActorControllerAnimation()
     a.controller = c
     scene.add_object(a, "main")
     return a, c
@@ -324,6 +324,102 @@ def test_the_actor_gets_up_from_a_ragdoll_pose_into_a_clip(scene):
     scene.remove_object(a)
 
 
+SETUP_ROTATIONS = {"spine": 0.0, "thigh": 3.14159, "shin": 0.0, "upper_arm": 3.14159, "forearm": 0.0}
+
+
+def world_pose(actor):
+    """Every joint's world position and rotation, by name."""
+    joints = actor.skeleton.joints
+    return {name: (joints[name].world_position.x, joints[name].world_position.y, joints[name].world_rotation)
+            for name in actor.skeleton.joint_names}
+
+
+def test_a_ragdoll_starts_from_the_pose_a_clip_left(scene):
+    from libgraphics import ActorControllerDynamics
+    a, anim = playing(scene)
+    anim.play("walk", loops=0)
+    for _ in range(20):
+        scene.update(DT)
+    walking = world_pose(a)
+    joints = a.skeleton.joints
+    assert abs(joints["shin"].rotation - SETUP_ROTATIONS["shin"]) > 0.1  # a pose away from the setup one
+    ragdoll = ActorControllerDynamics()
+    a.controller = ragdoll
+    scene.update(DT)  # the ragdoll's first frame
+    for name, (x, y, rotation) in world_pose(a).items():
+        assert (x, y) == pytest.approx(walking[name][:2], abs=1e-3), name
+        assert rotation == pytest.approx(walking[name][2], abs=1e-3), name
+    # The hinges keep the rig's limits: each stands bent as its joint is from the setup
+    # pose (Box2D measures angles the other way round).
+    for body, joint in (("knee", "thigh"), ("ankle", "shin"), ("elbow", "upper_arm"), ("wrist", "forearm")):
+        bend = joints[joint].rotation - SETUP_ROTATIONS[joint]
+        assert ragdoll.hinge_angle(body) == pytest.approx(-math.remainder(bend, math.tau), abs=1e-3), body
+    scene.remove_object(a)
+
+
+def test_a_ragdoll_asked_to_start_from_its_rig_stands_up_as_authored(scene):
+    from libgraphics import ActorControllerDynamics
+    a, anim = playing(scene)
+    anim.play("walk", loops=0)
+    for _ in range(20):
+        scene.update(DT)
+    ragdoll = ActorControllerDynamics()
+    assert ragdoll.start_pose == "actor"
+    with pytest.raises(ValueError, match="'actor' or 'rig'"):
+        ragdoll.start_pose = "standing"
+    ragdoll.start_pose = "rig"
+    a.controller = ragdoll
+    scene.update(DT)
+    joints = a.skeleton.joints
+    for name, setup in SETUP_ROTATIONS.items():
+        assert math.remainder(joints[name].rotation - setup, math.tau) == pytest.approx(0, abs=1e-3), name
+    scene.remove_object(a)
+
+
+def test_a_ragdoll_from_a_pose_that_is_not_a_number_leaves_those_bodies_at_the_rig(scene):
+    from libgraphics import ActorControllerDynamics
+    a = Actor("puppet")
+    scene.add_object(a, "main")
+    a.skeleton.joints["spine"].position = (float("nan"), 0)  # the spine and all above it
+    ragdoll = ActorControllerDynamics()
+    a.controller = ragdoll
+    for name in ragdoll.body_names:
+        p = ragdoll.get_body(name).position
+        assert math.isfinite(p.x) and math.isfinite(p.y), name
+    assert ragdoll.get_body("head").position == pytest.approx((0, -76))  # where the rig has it
+    scene.update(0.02)
+    scene.remove_object(a)
+
+
+def test_blending_back_from_a_ragdoll_weighs_the_clip_by_the_fade_time(scene):
+    from libgraphics import ActorControllerDynamics
+    a = Actor("puppet")
+    scene.add_object(a, "main")
+    ragdoll = ActorControllerDynamics()
+    a.controller = ragdoll
+    scene.update(DT)
+    ragdoll.get_body("head").apply_impulse((30, 0))
+    for _ in range(30):
+        scene.update(0.02)
+    joints = a.skeleton.joints
+    fallen = {name: math.remainder(joints[name].rotation - setup, math.tau) for name, setup in SETUP_ROTATIONS.items()}
+    anim = ActorControllerAnimation()
+    a.controller = anim
+    anim.play("idle", fade=0.5, loops=0)
+    for elapsed in (0.1, 0.25, 0.4):
+        scene.update(elapsed - anim.time())
+        weight = elapsed / 0.5
+        assert anim.fade_weight() == pytest.approx(weight, abs=1e-5)
+        idle = anim.sample("idle", elapsed)
+        for name, setup in SETUP_ROTATIONS.items():
+            clip = idle.get(name, {}).get("rotation", 0.0)
+            expected = setup + (1 - weight) * fallen[name] + weight * clip
+            assert math.remainder(joints[name].rotation - expected, math.tau) == pytest.approx(0, abs=1e-4), name
+    scene.update(0.2)
+    assert anim.fade_weight() == 1.0
+    scene.remove_object(a)
+
+
 def test_part_tracks_hide_and_colour_a_mesh(scene):
     actor_database.add_clip("puppet", "fade_out", 1.0, parts={
         "body": {"visible": [(0.0, 1), (0.75, 0)], "colour": [(0.0, (1, 1, 1, 1)), (1.0, (1, 0, 0, 0.5))]}})
@@ -338,4 +434,48 @@ def test_part_tracks_hide_and_colour_a_mesh(scene):
         actor_database.add_clip("puppet", "x", 1.0, parts={"cape": {"visible": [(0, 1)]}})
     with pytest.raises(ValueError, match="r, g, b, a"):
         actor_database.add_clip("puppet", "x", 1.0, parts={"body": {"colour": [(0, (1, 1))]}})
+    scene.remove_object(a)
+
+
+CARDS = """<Actors>
+  <ActorData id="cards">
+    <Joint id="root" position="0, 0"/>
+    <ActorMeshData id="red">%s</ActorMeshData>
+    <ActorMeshData id="blue">%s</ActorMeshData>
+    <ActorClip id="flip" duration="1" loops="1">
+      <PartTrack part="red" channel="order"><ClipKey time="0" value="0"/><ClipKey time="0.5" value="2"/></PartTrack>
+    </ActorClip>
+  </ActorData>
+</Actors>"""
+
+
+def square(left, top, size):
+    corners = [(left, top), (left + size, top), (left + size, top + size), (left, top + size)]
+    vertices = "".join(f'<Vertex position="{x}, {y}" joint_indices="0" joint_weights="1"/>' for x, y in corners)
+    return vertices + '<Face vertex_indices="0,1,2"/><Face vertex_indices="0,2,3"/>'
+
+
+def test_part_order_tracks_change_which_mesh_draws_on_top(window, scene):
+    actor_database.load(io.StringIO(CARDS % (square(0, 0, 40), square(20, 20, 40))))
+    actor_database.add_clip("cards", "back", 1.0, parts={"red": {"order": [(0.0, 2), (0.5, -1)]}})
+    a, c = playing(scene, "cards")
+    a.position = (100, 100)
+    a.meshes["red"].set_colour(Colour(1, 0, 0))
+    a.meshes["blue"].set_colour(Colour(0, 0, 1))
+    assert a.draw_order == ["red", "blue"]
+    assert c.sample("flip", 0.75)["red"] == {"order": 2.0}
+    overlap = (130, 130)
+    scene.update(DT)
+    assert rendered(window, scene)(*overlap)[:3] == (0, 0, 255)  # blue drawn last, on top
+    c.play("flip")
+    scene.update(0.25)
+    assert a.draw_order == ["red", "blue"]  # held at the first key until the next
+    scene.update(0.5)
+    assert a.draw_order == ["blue", "red"]
+    assert rendered(window, scene)(*overlap)[:3] == (255, 0, 0)
+    c.play("back")
+    scene.update(0.6)
+    assert a.draw_order == ["red", "blue"]
+    with pytest.raises(ValueError, match="'visible', 'colour' or 'order'"):
+        actor_database.add_clip("cards", "x", 1.0, parts={"red": {"depth": [(0, 1)]}})
     scene.remove_object(a)

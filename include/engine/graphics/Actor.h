@@ -57,6 +57,13 @@ public:
     /// The first mesh of that id, or null.
     ActorMesh* get_mesh(const std::string& id) const;
 
+    /// The order the meshes draw in: mesh indices, each once; the record's order unless
+    /// set (part order tracks of clips set it).
+    const std::vector<unsigned>& get_draw_order() const { return draw_order_; }
+    /// Draws the meshes in `order`; false, and nothing changes, unless it names every
+    /// mesh once.
+    bool set_draw_order(const std::vector<unsigned>& order);
+
     /// Applied to every mesh in order.
     void set_texture(const std::string& name, const Texture& source);
     void remove_texture(const std::string& name);
@@ -97,13 +104,15 @@ public:
 
     /// Runs the controller; re-skins when it reports a change (or never did), then jiggle.
     void on_update(float dt) override;
-    /// The meshes in order, then the skeleton when `debug` is set.
+    /// The meshes in draw order, then the skeleton when `debug` is set.
     void on_render() override;
 
 private:
     std::string data_id_;                        // the id asked for (records may be unloaded)
     core::Ref<Skeleton> skeleton_;               // null allowed
     std::vector<core::Ref<ActorMesh>> meshes_;   // in the record's order
+    std::vector<unsigned> draw_order_;           // indices into meshes_, in drawing order
+    std::vector<bool> draw_order_seen_;          // scratch of set_draw_order's check
     bool debug_ = false;                         // draw the skeleton after the meshes
     bool vertices_transformed_ = false;          // skinned at least once
     bool transformed_this_frame_ = false;        // re-skinned in the current frame

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "engine/graphics/ActorController.h"
+#include "engine/graphics/AnimationClip.h"
 
 #include <functional>
 #include <memory>
@@ -9,7 +10,6 @@
 
 namespace engine::graphics {
 
-class AnimationClip;
 class Skeleton;
 
 /// Plays the actor's clips (the actor database's clips of its data id) on layers:
@@ -89,8 +89,9 @@ private:
         int loops = 1;      // 0: forever
         bool fresh = true;  // the next step includes time 0 itself
         bool finished = false;
-        float time() const;  // time in the clip
-        float end() const;   // |elapsed| at which it finishes
+        unsigned char sampler = 0;  // which of the layer's samplers it uses
+        float time() const;         // time in the clip
+        float end() const;          // |elapsed| at which it finishes
     };
     struct Request {
         const AnimationClip* clip = nullptr;
@@ -108,6 +109,7 @@ private:
         Request queued;
         std::vector<unsigned char> mask;  // per joint; empty: all
         bool from_snapshot = false;       // fading out of the pose the skeleton had (layer 0)
+        ClipSampler samplers[2];          // the current play's and the one fading out's
     };
     struct Pending {
         const AnimationClip* clip;
@@ -122,15 +124,18 @@ private:
     Layer* layer_at(int layer);
     const Layer* layer_at(int layer) const;
     bool check_database();
+    static void reserve_samplers(Layer& layer, const AnimationClip& clip);
     void start(Layer& layer, const Request& request, float leftover);
     void step(int index, Layer& layer, float dt);
     void advance(int index, Play& play, float dt, bool report);
     void blend();
-    void apply(const Layer& layer, const Play& play, float weight);
+    void apply(Layer& layer, const Play& play, float weight);
     void take_snapshot();
     void apply_snapshot(float weight);
+    void fetch_joints() const;
     bool write();
     void pose_parts();
+    void order_parts();
     void part(const Play& play, float weight);
     void deliver();
 
@@ -148,6 +153,11 @@ private:
     std::vector<Pose> part_colour_;
     std::vector<signed char> shown_visible_;
     std::vector<Pose> shown_colour_;
+    // Per mesh: the frame's place in the drawing (its index unless a clip places it),
+    // and the places the actor's draw order was last made from.
+    std::vector<float> part_place_;
+    std::vector<float> shown_place_;
+    std::vector<unsigned> draw_order_;    // scratch: mesh indices by place
     std::vector<Pending> pending_;        // crossed this frame, told after the pose is written
     EventCallback on_event_;              // script's, or null
     FinishedCallback on_finished_;        // script's, or null

@@ -64,6 +64,17 @@ public:
         World,
     };
 
+    /// Where the rig's bodies start when the world is built.
+    enum class StartPose {
+        /// Where the actor's pose puts them: each body moves with the joint nearest to it
+        /// in the setup pose and turns as the bone from its hinge partner turned, so a
+        /// ragdoll takes over from the pose a clip (or anything else) left. Hinge limits
+        /// stay the rig's. The default; the same as Rig for an actor in its setup pose.
+        Actor,
+        /// At the rig's places, angle 0: the actor stands up as the rig was authored.
+        Rig,
+    };
+
     /// Whether `p` may be given to the world: finite and within kMaxCoordinate.
     static bool is_valid_point(const core::Vector<float>& p);
 
@@ -116,6 +127,10 @@ public:
     /// first rebuild.
     b2Body* get_collision_body() const { return collision_body_; }
 
+    /// Read when the world is built (the controller given an actor), not after.
+    void set_start_pose(StartPose pose) { start_pose_ = pose; }
+    StartPose get_start_pose() const { return start_pose_; }
+
     /// Seconds of the clock one update may spend stepping: 0 or more, infinity for no
     /// bound but kMaxStepsPerUpdate. Anything else is refused (false, budget kept).
     bool set_time_budget(float seconds);
@@ -141,6 +156,7 @@ protected:
 
 private:
     void destroy_system();
+    void start_from_pose();
     void catch_up(float dt);
     void step_world();
     void rebuild_collision_body();
@@ -156,6 +172,7 @@ private:
     b2Body* collision_body_ = nullptr;        // static, in world_
     bool collision_dirty_ = false;            // rebuild the collision body on the next update
     CollisionSpace collision_space_ = CollisionSpace::Skeleton;  // how the spine is placed
+    StartPose start_pose_ = StartPose::Actor;                    // where bodies start in a new world
     float time_budget_ = kDefaultTimeBudget;  // seconds of clock_ per update
     Clock clock_ = nullptr;                   // null: the steady clock
     bool dropping_ = false;                   // the last update dropped time (warned once)

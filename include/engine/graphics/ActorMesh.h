@@ -128,8 +128,11 @@ public:
 
     /// What is drawn: skinned and jiggled positions (empty until the first skinning).
     const std::vector<core::Vector<float>>& get_positions() const { return positions_; }
-    /// This frame's skinned positions, before jiggle.
-    const std::vector<core::Vector<float>>& get_rest_positions() const { return rest_positions_; }
+    /// This frame's skinned positions, before jiggle (the drawn ones for a mesh without
+    /// jiggles).
+    const std::vector<core::Vector<float>>& get_rest_positions() const {
+        return jiggles_.empty() ? positions_ : rest_positions_;
+    }
 
 private:
     void draw_triangles() const;
@@ -137,7 +140,7 @@ private:
     const ActorMeshData* data_ = nullptr;              // the record, kept by owner_
     core::Ref<const core::SharedObject> owner_;        // what keeps data_ (its actor record), or null
     std::vector<JiggleState> jiggles_;                 // one per jiggle of the record
-    std::vector<core::Vector<float>> rest_positions_;  // skinned, input of the jiggle pass
+    std::vector<core::Vector<float>> rest_positions_;  // skinned, input of the jiggle pass (jiggles only)
     std::vector<core::Vector<float>> positions_;       // skinned then jiggled: drawn
     bool visible_ = true;                              // drawn when true
     core::Colour colour_;                              // the uniform colour
@@ -151,8 +154,10 @@ private:
         const std::vector<core::Vector<float>>* offsets;  // the shape's offsets
         float weight;                                     // its weight this pass, not zero
     };
-    std::vector<core::Matrix> joint_matrices_;  // scratch: world * bind per joint index, zero where none
-    std::vector<ActiveShape> active_shapes_;    // scratch: blend shapes of weight not zero
+    static constexpr unsigned kJointSlots = 256;  // one per 8-bit joint index
+    std::vector<core::Matrix> joint_matrices_;    // scratch: world * bind per joint index, zero where none
+    unsigned joint_matrices_filled_ = 0;          // slots the last pass set from joints; the rest are zero
+    std::vector<ActiveShape> active_shapes_;      // scratch: blend shapes of weight not zero
 };
 
 }  // namespace engine::graphics

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -17,19 +18,28 @@ enum class ClipEasing : std::uint8_t {
 /// position adds to the setup position, rotation (radians) to the setup rotation, and
 /// scale multiplies the setup scale (1 leaves it).
 /// Part channels animate a mesh of the actor (a "part", by mesh name): visible (1 shows
-/// it, 0 hides it; held from key to key) and colour (r, g, b, a, set on the mesh as
-/// `ActorMesh::set_colour` does).
-enum class ClipChannel : std::uint8_t { position, rotation, scale, visible, colour };
+/// it, 0 hides it; held from key to key), colour (r, g, b, a, set on the mesh as
+/// `ActorMesh::set_colour` does) and order (its place in the actor's drawing: meshes
+/// draw by ascending place, a mesh no clip places standing at its index; held from key
+/// to key).
+enum class ClipChannel : std::uint8_t { position, rotation, scale, visible, colour, order };
+
+/// Whether `channel` animates a part (a mesh) rather than a joint.
+constexpr bool is_part_channel(ClipChannel channel) {
+    return channel == ClipChannel::visible || channel == ClipChannel::colour || channel == ClipChannel::order;
+}
 
 /// One key of a joint track. Its easing shapes the way from it to the next key.
 struct ClipKey {
     float time = 0.0f;
-    float value[4] = {0.0f, 0.0f, 0.0f, 0.0f};  // x, y; rotation and visible use value[0]; colour all four
+    float value[4] = {0.0f, 0.0f, 0.0f, 0.0f};  // x, y; rotation, visible and order use value[0]; colour all four
     ClipEasing easing = ClipEasing::linear;
     float curve[4] = {0.0f, 0.0f, 1.0f, 1.0f};  // x1, y1, x2, y2 of a bezier easing
-    // The curve's parameter at x = 0, 1/8, ..., 1, filled by `add_key`: the start of
-    // each solve, which then takes a step or two instead of a dozen.
+    // The curve's parameter at x = 0, 1/8, ..., 1 and its slope du/dx there (0 where
+    // the curve stands still in x), filled by `add_key`: a solve starts from the cubic
+    // through them, close enough that one Newton step ends it.
     float guesses[9] = {0.0f, 0.125f, 0.25f, 0.375f, 0.5f, 0.625f, 0.75f, 0.875f, 1.0f};
+    float slopes[9] = {1.0f, 1.0f, 1.0f, 1.0f, 1.0f, 1.0f, 1.0f, 1.0f, 1.0f};
 };
 
 /// The keys of one channel of one joint, in time order.
@@ -37,6 +47,18 @@ struct ClipTrack {
     unsigned joint = 0;  // index in the actor's skeleton, or of the mesh for a part channel
     ClipChannel channel = ClipChannel::rotation;
     std::vector<ClipKey> keys;
+};
+
+/// What a player keeps between samples so that the next costs little: the key each track
+/// found last (keys are visited forward in time while a clip plays, so the next is
+/// usually the same key or the one after) and the last bezier easing solved (the
+/// tracks of a pose keyed at once with one easing share it). Owned by the player; one
+/// per play, `keys` sized to the clip's joint tracks.
+struct ClipSampler {
+    std::vector<unsigned> keys;                 // per track: the index of the first key after the last time sampled
+    float curve[4] = {0.0f, 0.0f, 0.0f, 0.0f};  // the last bezier solved
+    float x = -1.0f;                            // its x (-1: none yet)
+    float y = 0.0f;                             // its answer
 };
 
 /// A named instant of a clip, told to scripts when playback crosses it.
@@ -62,7 +84,7 @@ public:
     int get_loops() const { return loops_; }
     /// Joint tracks (position, rotation, scale).
     const std::vector<ClipTrack>& get_tracks() const { return tracks_; }
-    /// Part tracks (visible, colour), `joint` naming the mesh's index.
+    /// Part tracks (visible, colour, order), `joint` naming the mesh's index.
     const std::vector<ClipTrack>& get_part_tracks() const { return part_tracks_; }
     /// In time order.
     const std::vector<ClipEvent>& get_events() const { return events_; }
@@ -79,6 +101,9 @@ public:
     /// The value of `track` at `time` (clamped to the first and last key); `out` takes
     /// two values, or four for a colour track.
     static void sample(const ClipTrack& track, float time, float* out);
+    /// The same value, found from `sampler`'s key for track `index` (the index in
+    /// `get_tracks()`, or past the sampler's keys to search afresh), which it updates.
+    static void sample(const ClipTrack& track, float time, float* out, ClipSampler& sampler, size_t index);
     /// The eased fraction of a bezier easing at x in [0, 1].
     static float ease(const float curve[4], float x);
     /// The same, started from a key's filled guesses.

@@ -54,6 +54,8 @@ Actor::Actor(const std::string& data_id) : data_id_(data_id) {
                                "Actor '%s': bounding polygon '%s' names joint '%s', which its skeleton "
                                "does not have (left out).",
                                data_id.c_str(), outline.name.c_str(), outline.joint.c_str());
+    draw_order_.resize(meshes_.size());
+    for (unsigned m = 0; m < draw_order_.size(); ++m) draw_order_[m] = m;
     set_layer(layer);
     set_z(z);
 }
@@ -82,6 +84,19 @@ ActorMesh* Actor::get_mesh(const std::string& id) const {
     for (ActorMesh* mesh : meshes_)
         if (mesh->get_id() == id) return mesh;
     return nullptr;
+}
+
+bool Actor::set_draw_order(const std::vector<unsigned>& order) {
+    if (order.size() != meshes_.size()) return false;
+    // Each index once: a mesh drawn twice or never would be a silent wrong picture.
+    std::vector<bool>& seen = draw_order_seen_;
+    seen.assign(meshes_.size(), false);
+    for (unsigned m : order) {
+        if (m >= meshes_.size() || seen[m]) return false;
+        seen[m] = true;
+    }
+    draw_order_ = order;
+    return true;
 }
 
 void Actor::set_texture(const std::string& name, const Texture& source) {
@@ -176,7 +191,7 @@ void Actor::get_shape(Shape& out) {
 }
 
 void Actor::on_render() {
-    for (ActorMesh* mesh : meshes_) mesh->render(*this);
+    for (unsigned m : draw_order_) meshes_[m]->render(*this);
     if (debug_) render_skeleton();
 }
 

@@ -85,24 +85,33 @@ void ActorMesh::transform_vertices(const Skeleton* skeleton) {
     // world * bind once per joint for the whole pass: every vertex of the frame uses the
     // same matrices. One slot per possible 8-bit joint index; a joint the skeleton
     // lacks has the zero matrix, so its influence adds nothing and the vertex loop
-    // needs no check.
+    // needs no check. Slots past the skeleton stay zero from pass to pass: only those
+    // the previous pass filled are cleared again (a 6 KB table per mesh per frame was
+    // a fifth of a thousand actors' skinning).
     static const core::Matrix zero(0, 0, 0, 0, 0, 0);
-    joint_matrices_.resize(256);
-    for (unsigned j = 0; j < 256; ++j) {
-        const Transform* joint = j < num_joints ? skeleton->get_joint(j) : nullptr;
+    if (joint_matrices_.size() != kJointSlots) {
+        joint_matrices_.assign(kJointSlots, zero);
+        joint_matrices_filled_ = 0;
+    }
+    const unsigned fill = std::min(num_joints, kJointSlots);
+    for (unsigned j = 0; j < fill; ++j) {
+        const Transform* joint = skeleton->get_joint(j);
         joint_matrices_[j] = joint ? joint->get_world_transform() * joint->get_bind_transform() : zero;
     }
+    for (unsigned j = fill; j < joint_matrices_filled_; ++j) joint_matrices_[j] = zero;
+    joint_matrices_filled_ = fill;
 
     const std::vector<ActorVertex>& vertices = data_->vertices;
     const size_t n = vertices.size();
     positions_.resize(n);
-    rest_positions_.resize(n);
     const core::Matrix* matrices = joint_matrices_.data();
+    const bool shaped = !active_shapes_.empty();
     for (size_t v = 0; v < n; ++v) {
         const ActorVertex& vertex = vertices[v];
         core::Vector<float> p = vertex.position;
-        for (const ActiveShape& shape : active_shapes_)
-            if (v < shape.offsets->size()) p += (*shape.offsets)[v] * shape.weight;
+        if (shaped)
+            for (const ActiveShape& shape : active_shapes_)
+                if (v < shape.offsets->size()) p += (*shape.offsets)[v] * shape.weight;
         core::Vector<float> r;  // weights are summed as they are, not normalised
         for (int k = 0; k < 4; ++k) {
             const float w = vertex.joint_weights[k];
@@ -111,8 +120,10 @@ void ActorMesh::transform_vertices(const Skeleton* skeleton) {
             r += (p * matrices[vertex.joint_indices[k]]) * w;
         }
         positions_[v] = r;
-        rest_positions_[v] = r;
     }
+    // The jiggle pass reads the skinned positions while it writes the drawn ones; a
+    // mesh without jiggles draws them as they are and keeps no second copy.
+    if (!jiggles_.empty()) rest_positions_ = positions_;
 }
 
 // Jiggle ------------------------------------------------------------------------------

@@ -77,6 +77,10 @@ void ActorControllerAnimation::on_actor(Actor* actor) {
     part_colour_.assign(meshes, Pose{});
     shown_visible_.assign(meshes, -1);
     shown_colour_.assign(meshes, Pose{});
+    part_place_.assign(meshes, 0.0f);
+    shown_place_.assign(meshes, 0.0f);
+    for (unsigned m = 0; m < meshes; ++m) part_place_[m] = shown_place_[m] = float(m);  // the drawing's own order
+    draw_order_.assign(meshes, 0);
     for (Pose& p : shown_colour_) std::fill(std::begin(p.v), std::end(p.v), std::numeric_limits<float>::quiet_NaN());
     // The setup pose is the template's, so a pose the actor was given before this
     // controller does not shift every clip.
@@ -134,7 +138,9 @@ std::string ActorControllerAnimation::play(const std::string& clip, float fade, 
     Layer& l = layers_[size_t(layer)];
     l.weight = weight;
     l.queued = Request{};
-    start(l, Request{find_clip(clip), fade, loops, speed}, 0.0f);
+    const AnimationClip* found = find_clip(clip);
+    reserve_samplers(l, *found);
+    start(l, Request{found, fade, loops, speed}, 0.0f);
     return {};
 }
 
@@ -151,12 +157,17 @@ std::string ActorControllerAnimation::queue(const std::string& clip, float fade,
         return "layer " + std::to_string(layer) + " is outside 0.." + std::to_string(kMaxLayers - 1);
     if (int(layers_.size()) <= layer) layers_.resize(size_t(layer) + 1);
     Layer& l = layers_[size_t(layer)];
+    reserve_samplers(l, *found);
     const Request request{found, fade, loops, speed};
     if (l.current.clip && !l.current.finished)
         l.queued = request;
     else
         start(l, request, 0.0f);
     return {};
+}
+
+void ActorControllerAnimation::reserve_samplers(Layer& layer, const AnimationClip& clip) {
+    for (ClipSampler& sampler : layer.samplers) sampler.keys.reserve(clip.get_tracks().size());
 }
 
 void ActorControllerAnimation::start(Layer& layer, const Request& request, float leftover) {
@@ -180,6 +191,12 @@ void ActorControllerAnimation::start(Layer& layer, const Request& request, float
     layer.faded = leftover;  // a queued start comes part-way through the frame
     layer.current = Play{};
     layer.current.clip = request.clip;
+    // The sampler the fading play does not use; sized when the clip was asked for, so
+    // a queued start within a frame allocates nothing.
+    layer.current.sampler = layer.previous.clip && layer.previous.sampler == 0 ? 1 : 0;
+    ClipSampler& sampler = layer.samplers[layer.current.sampler];
+    sampler.keys.assign(request.clip->get_tracks().size(), 0);
+    sampler.x = -1.0f;
     layer.current.speed = request.speed;
     layer.current.loops = request.loops < 0 ? request.clip->get_loops() : request.loops;
     dirty_ = true;
@@ -348,15 +365,18 @@ void ActorControllerAnimation::step(int index, Layer& layer, float dt) {
     }
 }
 
-void ActorControllerAnimation::apply(const Layer& layer, const Play& play, float weight) {
+void ActorControllerAnimation::apply(Layer& layer, const Play& play, float weight) {
     if (weight <= 0.0f) return;
     const float time = play.time();
     const size_t count = pose_.size();
-    for (const ClipTrack& track : play.clip->get_tracks()) {
+    const std::vector<ClipTrack>& tracks = play.clip->get_tracks();
+    ClipSampler& sampler = layer.samplers[play.sampler];
+    for (size_t t = 0; t < tracks.size(); ++t) {
+        const ClipTrack& track = tracks[t];
         const unsigned j = track.joint;
         if (j >= count || (!layer.mask.empty() && (j >= layer.mask.size() || !layer.mask[j]))) continue;
         float value[4];
-        AnimationClip::sample(track, time, value);
+        AnimationClip::sample(track, time, value, sampler, t);
         driven_[j] = 1;
         float* pose = pose_[j].v;
         const float* base = base_[j].v;
@@ -377,6 +397,7 @@ void ActorControllerAnimation::apply(const Layer& layer, const Play& play, float
                 break;
             case ClipChannel::visible:
             case ClipChannel::colour:
+            case ClipChannel::order:
                 break;  // part channels live in their own tracks
             case ClipChannel::scale:
                 // Kept as factor - 1, so that offsets blend and add like the others.
@@ -420,7 +441,7 @@ void ActorControllerAnimation::apply_snapshot(float weight) {
 
 void ActorControllerAnimation::blend() {
     std::fill(pose_.begin(), pose_.end(), Pose{});
-    for (const Layer& layer : layers_) {
+    for (Layer& layer : layers_) {
         if (!layer.current.clip && !layer.previous.clip && !layer.from_snapshot) continue;
         std::copy(pose_.begin(), pose_.end(), base_.begin());
         const float f = layer.fade > 0.0f ? std::min(layer.faded / layer.fade, 1.0f) : 1.0f;
@@ -435,23 +456,44 @@ bool ActorControllerAnimation::write() {
     if (!skeleton) return false;
     bool changed = false;
     const unsigned count = std::min(unsigned(pose_.size()), skeleton->get_num_joints());
-    for (unsigned j = 0; j < count; ++j) {
+    // Children first (skeletons list parents before children): a joint set then finds
+    // its children dirty already, so marking world caches stale visits each joint once
+    // and in the order this loop touches them, rather than a chase down every chain
+    // from the root through joints not yet in the cache.
+    for (unsigned j = count; j-- > 0;) {
         if (!driven_[j]) continue;
         const float* setup = setup_[j].v;
         const float* pose = pose_[j].v;
         const float next[5] = {setup[0] + pose[0], setup[1] + pose[1], setup[2] + pose[2], setup[3] * (1.0f + pose[3]),
                                setup[4] * (1.0f + pose[4])};
         float* last = written_[j].v;
-        if (std::equal(next, next + 5, last)) continue;
+        // Only what changed is set: a clip turning a joint leaves its position and
+        // scale alone, and the joint's world caches are dirtied once.
+        const bool moved = next[0] != last[0] || next[1] != last[1];
+        const bool turned = next[2] != last[2];
+        const bool scaled = next[3] != last[3] || next[4] != last[4];
+        if (!moved && !turned && !scaled) continue;
         Transform* joint = skeleton->get_joint(j);
         if (!joint) continue;
-        joint->set_position({next[0], next[1]});
-        joint->set_rotation(next[2]);
-        joint->set_scale({next[3], next[4]});
+        if (moved) joint->set_position({next[0], next[1]});
+        if (turned) joint->set_rotation(next[2]);
+        if (scaled) joint->set_scale({next[3], next[4]});
         std::copy(next, next + 5, last);
         changed = true;
     }
     return changed;
+}
+
+void ActorControllerAnimation::fetch_joints() const {
+    // A crowd's joints lie all over memory, and writing them waited on each in turn:
+    // asked for now, they arrive while the clips are sampled and blended.
+    const Skeleton* skeleton = get_actor()->get_skeleton();
+    const unsigned count = skeleton ? std::min(unsigned(driven_.size()), skeleton->get_num_joints()) : 0;
+    for (unsigned j = 0; j < count; ++j) {
+        const char* joint = reinterpret_cast<const char*>(skeleton->get_joint(j));
+        if (!driven_[j] || !joint) continue;
+        for (size_t line = 0; line < sizeof(Transform); line += 64) __builtin_prefetch(joint + line, 1);
+    }
 }
 
 bool ActorControllerAnimation::update(float dt) {
@@ -462,6 +504,7 @@ bool ActorControllerAnimation::update(float dt) {
         active = active || layer.current.clip || layer.previous.clip || layer.from_snapshot;
     if (!active && !dirty_) return false;
     pending_.clear();
+    fetch_joints();
     for (size_t i = 0; i < layers_.size(); ++i) step(int(i), layers_[i], dt);
     blend();
     const bool changed = write();
@@ -484,6 +527,8 @@ void ActorControllerAnimation::part(const Play& play, float weight) {
         AnimationClip::sample(track, time, value);
         if (track.channel == ClipChannel::visible) {
             if (weight >= 0.5f) part_visible_[m] = value[0] >= 0.5f ? 1 : 0;
+        } else if (track.channel == ClipChannel::order) {
+            if (weight >= 0.5f) part_place_[m] = value[0];
         } else {
             float* colour = part_colour_[m].v;
             for (int c = 0; c < 4; ++c)
@@ -497,6 +542,7 @@ void ActorControllerAnimation::pose_parts() {
     if (part_visible_.empty()) return;
     std::fill(part_visible_.begin(), part_visible_.end(), -1);
     std::fill(part_coloured_.begin(), part_coloured_.end(), 0);
+    for (size_t m = 0; m < part_place_.size(); ++m) part_place_[m] = float(m);
     bool any = false;
     for (const Layer& layer : layers_) {
         const float f = layer.fade > 0.0f ? std::min(layer.faded / layer.fade, 1.0f) : 1.0f;
@@ -525,6 +571,20 @@ void ActorControllerAnimation::pose_parts() {
             std::copy(colour, colour + 4, shown_colour_[m].v);
         }
     }
+    if (part_place_ != shown_place_) order_parts();
+}
+
+void ActorControllerAnimation::order_parts() {
+    // By ascending place, ties in mesh order: an insertion sort over a handful of
+    // meshes, in a list sized when the actor was set, so nothing is allocated.
+    shown_place_ = part_place_;
+    std::vector<unsigned>& order = draw_order_;
+    for (unsigned m = 0; m < order.size(); ++m) {
+        unsigned k = m;
+        for (; k > 0 && part_place_[order[k - 1]] > part_place_[m]; --k) order[k] = order[k - 1];
+        order[k] = m;
+    }
+    get_actor()->set_draw_order(order);
 }
 
 void ActorControllerAnimation::deliver() {

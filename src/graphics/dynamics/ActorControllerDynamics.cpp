@@ -3,6 +3,7 @@
 #include "engine/core/Log.h"
 #include "engine/core/Maths.h"
 #include "engine/graphics/Actor.h"
+#include "engine/graphics/ActorData.h"
 #include "engine/graphics/ActorDatabase.h"
 #include "engine/graphics/ActorRigDynamics.h"
 #include "engine/graphics/Skeleton.h"
@@ -71,8 +72,86 @@ void ActorControllerDynamics::on_actor(Actor* actor) {
     world_ = std::make_unique<b2World>(b2Vec2(0.0f, 98.0f));
     world_->SetAllowSleeping(false);
     rig->create_system(*this);
+    if (start_pose_ == StartPose::Actor) start_from_pose();
     // The old collision body went with the old world.
     if (collision_actor_) collision_dirty_ = true;
+}
+
+namespace {
+
+// A body of the world as the rig made it, and where the actor's pose puts it.
+struct PosedBody {
+    b2Body* body;
+    b2Vec2 rest;   // where the rig made it (angle 0)
+    b2Vec2 posed;  // moved with its nearest joint
+    float turn;    // how far that joint's frame turned
+};
+
+b2Vec2 to_b2(const Vector<float>& v) { return b2Vec2(v.x, v.y); }
+
+// The angle taking direction `from` to `to`, as Box2D measures body angles.
+float turn_between(const b2Vec2& from, const b2Vec2& to) { return std::atan2(b2Cross(from, to), b2Dot(from, to)); }
+
+}  // namespace
+
+void ActorControllerDynamics::start_from_pose() {
+    // The rig's bodies lie around the actor's setup pose. An actor in another pose (a
+    // clip's, a script's, a ragdoll's before) is met where it stands: each body moves
+    // rigidly with the joint nearest to it in the setup pose, and turns as the bone
+    // from its hinge partner turned. The hinges were made at rest, so their limits stay
+    // the rig's, and the first frame shows the pose the actor had.
+    const Actor* actor = get_actor();
+    const Skeleton* skeleton = actor->get_skeleton();
+    const ActorData* data = ActorDatabase::find_actor_data(actor->get_data_id());
+    const Skeleton* setup = data ? data->get_skeleton() : nullptr;
+    const unsigned count = skeleton ? skeleton->get_num_joints() : 0;
+    if (!setup || count == 0 || setup->get_num_joints() != count) return;
+    std::vector<PosedBody> posed;
+    posed.reserve(bodies_.size());
+    bool moved = false;
+    for (const auto& [name, body] : bodies_) {
+        const b2Vec2 rest = body->GetPosition();
+        const Transform* nearest = nullptr;
+        const Transform* now = nullptr;
+        float best = INFINITY;
+        for (unsigned j = 0; j < count; ++j) {
+            const Transform* joint = setup->get_joint(j);
+            if (!joint || !skeleton->get_joint(j)) continue;
+            const Vector<float> d = joint->get_world_position() - Vector<float>(rest.x, rest.y);
+            const float distance = d.x * d.x + d.y * d.y;
+            if (distance < best) {
+                best = distance;
+                nearest = joint;
+                now = skeleton->get_joint(j);
+            }
+        }
+        PosedBody entry{body, rest, rest, 0.0f};
+        if (nearest && now->get_world_transform() != nearest->get_world_transform()) {
+            const core::Matrix frame = now->get_world_transform() * nearest->get_world_transform().inverse();
+            entry.posed = to_b2(Vector<float>(rest.x, rest.y) * frame);
+            entry.turn = std::atan2(frame[1], frame[0]);  // where the body's x axis went
+            moved = true;
+        }
+        posed.push_back(entry);
+    }
+    if (!moved) return;
+    for (PosedBody& entry : posed) {
+        // A body hanging from a hinge turns as the bone from its partner turned.
+        for (const b2JointEdge* edge = entry.body->GetJointList(); edge; edge = edge->next) {
+            b2Joint* joint = edge->joint;
+            if (joint->GetType() != e_revoluteJoint || joint->GetBodyB() != entry.body) continue;
+            const auto partner = std::find_if(posed.begin(), posed.end(),
+                                              [&](const PosedBody& p) { return p.body == joint->GetBodyA(); });
+            if (partner == posed.end()) break;
+            entry.turn = turn_between(entry.rest - partner->rest, entry.posed - partner->posed);
+            break;
+        }
+    }
+    for (const PosedBody& entry : posed) {
+        // A pose beyond the world's reach leaves that body where the rig put it.
+        if (!is_valid_point({entry.posed.x, entry.posed.y}) || !std::isfinite(entry.turn)) continue;
+        entry.body->SetTransform(entry.posed, entry.turn);
+    }
 }
 
 b2Body* ActorControllerDynamics::create_body(const DynamicsRigidBody& rigid_body) {

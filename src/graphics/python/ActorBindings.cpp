@@ -51,6 +51,12 @@ public:
 
 ActorMeshProxy meshes(Actor& a) { return ActorMeshProxy(&a); }
 
+bp::list draw_order(const Actor& a) {
+    bp::list ids;
+    for (unsigned m : a.get_draw_order()) ids.append(a.get_mesh(m)->get_id());
+    return ids;
+}
+
 bp::object skeleton(const Actor& a) { return to_python(a.get_skeleton()); }
 void set_skeleton(Actor& a, const bp::object& value) {
     if (value.is_none()) return a.set_skeleton(nullptr);
@@ -134,6 +140,9 @@ void define_actor() {
                                        "debug: bool\n\n"
                                        "Draw the bones, joints and the controller's targets over the meshes.")
                          .add_property("data_id", &data_id, "data_id: str")
+                         .add_property("draw_order", &draw_order,
+                                       "draw_order: list[str]\n\n"
+                                       "Mesh ids in the order they draw (clips' part order tracks change it).")
                          .add_property("skeleton", &skeleton, &set_skeleton,
                                        "skeleton: Skeleton | None\n\n"
                                        "The skeleton the meshes follow; set another actor's to share it (None clears).")

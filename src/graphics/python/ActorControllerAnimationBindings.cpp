@@ -154,6 +154,8 @@ bp::dict sample(const Controller& c, const std::string& name, float time) {
         bp::dict entry = bp::extract<bp::dict>(result[part]);
         if (track.channel == ClipChannel::visible)
             entry["visible"] = value[0] >= 0.5f;
+        else if (track.channel == ClipChannel::order)
+            entry["order"] = value[0];
         else
             entry["colour"] = bp::make_tuple(value[0], value[1], value[2], value[3]);
     }
@@ -224,7 +226,7 @@ void define_actor_controller_animation() {
              "sample(name: str, time: float) -> dict[str, dict[str, object]]\n\n"
              "The clip's keyed values at time without playing it: {joint: {'position': (x, y),\n"
              "'rotation': r, 'scale': (x, y)}}, offsets from the setup pose (scale as a factor), and\n"
-             "{part: {'visible': bool, 'colour': (r, g, b, a)}} for the meshes it keys.");
+             "{part: {'visible': bool, 'colour': (r, g, b, a), 'order': place}} for the meshes it keys.");
     register_with_factory(cls, "ActorControllerAnimation");
 }
 

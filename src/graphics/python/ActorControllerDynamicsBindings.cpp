@@ -147,6 +147,21 @@ void set_collision_space(ActorControllerDynamics& c, const std::string& space) {
               "ActorControllerDynamics.collision_space: expected 'skeleton' or 'world', got '" + space + "'.");
 }
 
+using StartPose = ActorControllerDynamics::StartPose;
+
+std::string start_pose(const ActorControllerDynamics& c) {
+    return c.get_start_pose() == StartPose::Rig ? "rig" : "actor";
+}
+
+void set_start_pose(ActorControllerDynamics& c, const std::string& pose) {
+    if (pose == "actor")
+        c.set_start_pose(StartPose::Actor);
+    else if (pose == "rig")
+        c.set_start_pose(StartPose::Rig);
+    else
+        raise(PyExc_ValueError, "ActorControllerDynamics.start_pose: expected 'actor' or 'rig', got '" + pose + "'.");
+}
+
 bool has_system(const ActorControllerDynamics& c) { return c.get_system() != nullptr; }
 unsigned long steps(const ActorControllerDynamics& c) { return c.get_step_count(); }
 
@@ -213,6 +228,12 @@ void define_actor_controller_dynamics() {
                       "actors stood at one place (its scale widens the body). 'world': through both\n"
                       "actors' world transforms, so they may stand anywhere in one layer. Setting it\n"
                       "rebuilds the body on the next update; another value is a ValueError.")
+        .add_property("start_pose", &start_pose, &set_start_pose,
+                      "start_pose: str\n\n"
+                      "Where the bodies start when the world is built. 'actor' (the default): where the\n"
+                      "actor's pose puts them, each moved with its nearest joint, so a ragdoll takes over\n"
+                      "from a clip's pose. 'rig': at the rig's places, standing. Read when the world is\n"
+                      "built (the controller given an actor); another value is a ValueError.")
         .add_property("has_system", &has_system,
                       "has_system: bool\n\n"
                       "True while the controller has a world (an actor with a rig).")

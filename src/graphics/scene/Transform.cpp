@@ -11,6 +11,16 @@ namespace engine::graphics {
 using core::Matrix;
 using core::Vector;
 
+namespace {
+
+// Branches still to mark in dirty_transform; reused, so a warm walk allocates nothing.
+std::vector<Transform*>& dirty_walk_forks() {
+    thread_local std::vector<Transform*> forks;
+    return forks;
+}
+
+}  // namespace
+
 Transform::Transform(const Transform& other)
     : core::Object(other),
       position_(other.position_),
@@ -104,6 +114,11 @@ void Transform::update_local() const {
 
 void Transform::update_world() const {
     if (!world_dirty_) return;
+    // The usual case, joints cleaned parent first: no walk.
+    if (!parent_ || !parent_->world_dirty_) {
+        update_world_from_parent();
+        return;
+    }
     // Up to the nearest clean ancestor, then down again: iterative, since chains may be
     // far deeper than the stack allows recursion. The path is reused, so a warm update
     // allocates nothing.
@@ -159,17 +174,33 @@ void Transform::load_into_opengl() const { window::load_into_opengl(get_world_tr
 void Transform::dirty_transform() {
     // A transform is cleaned only after its parent, so below a dirty transform every
     // descendant is dirty already: the walk stops there. That keeps attaching a fresh
-    // subtree constant-time, and building a chain linear. Iterative, like update_world.
-    thread_local std::vector<Transform*> pending;
-    note_change();
-    world_dirty_ = true;
-    pending.assign(children_.begin(), children_.end());
-    while (!pending.empty()) {
-        Transform* t = pending.back();
-        pending.pop_back();
-        if (t->world_dirty_) continue;
+    // subtree constant-time, and building a chain linear. The same holds here: a
+    // transform already dirty has nothing clean below it, so a clip writing every joint
+    // of a chain walks the chain once, not once per joint. Iterative, like update_world:
+    // it follows one clean child at a time and keeps the others (a fork) for later, so
+    // a skeleton's chains need no list at all.
+    note_change();  // picking and overlap see it, dirty already or not
+    if (world_dirty_) return;
+    std::vector<Transform*>* forks = nullptr;
+    Transform* t = this;
+    for (;;) {
         t->world_dirty_ = true;
-        pending.insert(pending.end(), t->children_.begin(), t->children_.end());
+        Transform* next = nullptr;
+        for (Transform* child : t->children_) {
+            if (child->world_dirty_) continue;
+            if (!next) {
+                next = child;
+                continue;
+            }
+            if (!forks) forks = &dirty_walk_forks();
+            forks->push_back(child);
+        }
+        if (!next) {
+            if (!forks || forks->empty()) return;
+            next = forks->back();
+            forks->pop_back();
+        }
+        t = next;
     }
 }
 

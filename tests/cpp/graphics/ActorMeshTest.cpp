@@ -122,6 +122,22 @@ TEST_F(ActorMeshTest, InfluenceOfAMissingJointMovesNothing) {
     EXPECT_EQ(mesh.get_positions()[0], Vector<float>(2, 4));
 }
 
+TEST_F(ActorMeshTest, InfluenceOfAJointGoneSinceTheLastPassMovesNothing) {
+    // Skinned against the two-joint skeleton, then against one without the arm: the
+    // arm's slot must not keep the previous pass's matrix.
+    data.vertices.push_back(vertex({2, 4}, {1, 0}, {1.0f, 0.0f}));
+    ActorMesh mesh;
+    mesh.set_data(&data);
+    arm->set_rotation(0.5f);
+    mesh.transform_vertices(&skeleton);
+    ASSERT_NE(mesh.get_positions()[0], Vector<float>(0, 0));
+    Skeleton shorter;
+    shorter.add_joint("root");
+    shorter.generate_bind_transforms();
+    mesh.transform_vertices(&shorter);
+    EXPECT_EQ(mesh.get_positions()[0], Vector<float>(0, 0));
+}
+
 TEST_F(ActorMeshTest, BlendShapeWeightFollowsTheDriverJointRotation) {
     data.vertices.push_back(vertex({0, 0}, {0}, {1}));
     auto shape = std::make_unique<BlendShape>();

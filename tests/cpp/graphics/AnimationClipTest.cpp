@@ -185,3 +185,52 @@ TEST(AnimationClipDocument, ClipsLoadFromActorFilesAndBadPartsAreSkippedWithOneW
     ActorDatabase::unload();
     EXPECT_EQ(ActorDatabase::find_actor_data("arm"), nullptr);
 }
+
+TEST(AnimationClip, SamplerGivesThePlainSampleForwardBackAndAcrossAWrap) {
+    // Three tracks keyed at the same times with the same easing (they share the
+    // sampler's solved easing) and one with its own keys.
+    AnimationClip clip("c", 2.0f, 0);
+    for (unsigned j = 0; j < 3; ++j) {
+        ASSERT_EQ(clip.add_key(j, ClipChannel::rotation, bezier_key(0.0f, 0.1f * j, 0.42f, 0.0f, 0.58f, 1.0f)), "");
+        ASSERT_EQ(clip.add_key(j, ClipChannel::rotation, bezier_key(0.7f, 1.0f - j, 0.42f, 0.0f, 0.58f, 1.0f)), "");
+        ASSERT_EQ(clip.add_key(j, ClipChannel::rotation, key(1.3f, 0.5f * j, ClipEasing::step)), "");
+        ASSERT_EQ(clip.add_key(j, ClipChannel::rotation, key(2.0f, 0.2f)), "");
+    }
+    ASSERT_EQ(clip.add_key(3, ClipChannel::position, bezier_key(0.5f, 4.0f, 0.1f, 0.9f, 0.2f, 1.0f)), "");
+    ASSERT_EQ(clip.add_key(3, ClipChannel::position, key(1.0f, -4.0f)), "");
+    ClipSampler sampler;
+    sampler.keys.assign(clip.get_tracks().size(), 0);
+    const float times[] = {0.0f, 0.1f, 0.35f, 0.7f, 0.7f, 1.0f, 1.31f, 1.99f, 2.0f, 0.05f,
+                           0.6f, 1.9f, 1.2f,  0.3f, 0.0f, 1.0f, 1.0f,  0.5f,  2.5f, -1.0f};
+    for (float time : times) {
+        for (size_t t = 0; t < clip.get_tracks().size(); ++t) {
+            const ClipTrack& track = clip.get_tracks()[t];
+            float plain[4], found[4];
+            AnimationClip::sample(track, time, plain);
+            AnimationClip::sample(track, time, found, sampler, t);
+            EXPECT_EQ(found[0], plain[0]) << "track " << t << " at " << time;
+            EXPECT_EQ(found[1], plain[1]) << "track " << t << " at " << time;
+        }
+    }
+}
+
+TEST(AnimationClip, SamplerWithoutKeysForATrackSearchesAfresh) {
+    AnimationClip clip("c", 1.0f, 0);
+    ASSERT_EQ(clip.add_key(0, ClipChannel::rotation, key(0.0f, 0.0f)), "");
+    ASSERT_EQ(clip.add_key(0, ClipChannel::rotation, key(1.0f, 1.0f)), "");
+    ClipSampler sampler;  // sized for no track
+    float out[4];
+    AnimationClip::sample(clip.get_tracks()[0], 0.25f, out, sampler, 0);
+    EXPECT_FLOAT_EQ(out[0], 0.25f);
+    EXPECT_TRUE(sampler.keys.empty());
+}
+
+TEST(AnimationClip, BezierWhoseXStandsStillAtItsEndsFollowsTheCurve) {
+    // x1 = 0 and x2 = 1: x(u) is flat at both ends, where a solve's start can only be a
+    // straight line between the stored parameters.
+    AnimationClip clip("c", 1.0f, 1);
+    ASSERT_EQ(clip.add_key(0, ClipChannel::rotation, bezier_key(0.0f, 0.0f, 0.0f, 0.3f, 1.0f, 0.7f)), "");
+    ASSERT_EQ(clip.add_key(0, ClipChannel::rotation, key(1.0f, 1.0f)), "");
+    for (float t = 0.0f; t <= 1.0f; t += 0.01f)
+        EXPECT_FLOAT_EQ(sample(clip, t), float(reference_ease(0.0, 0.3, 1.0, 0.7, t))) << t;
+}

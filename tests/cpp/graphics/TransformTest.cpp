@@ -74,6 +74,37 @@ TEST(Transform, ChangingAValueDirtiesItselfAndEveryDescendant) {
     EXPECT_TRUE(c.is_world_dirty());
 }
 
+TEST(Transform, ChangingARootDirtiesEveryBranchOfItsTree) {
+    // root - a - a1, a - a2, root - b - b1: forks at the root and at a.
+    Transform root, a, a1, a2, b, b1;
+    root.attach(&a);
+    a.attach(&a1);
+    a.attach(&a2);
+    root.attach(&b);
+    b.attach(&b1);
+    for (const Transform* t : {&a1, &a2, &b1}) make_clean(*t);
+    root.set_rotation(0.5f);
+    for (const Transform* t : {&root, &a, &a1, &a2, &b, &b1}) EXPECT_TRUE(t->is_world_dirty());
+}
+
+TEST(Transform, ChildrenSetBeforeTheirParentFollowIt) {
+    // The order a clip writes a chain in (children first): the parent's change still
+    // reaches every world matrix below it.
+    Transform a, b, c;
+    a.attach(&b);
+    b.attach(&c);
+    b.set_position({0, 10});
+    c.set_position({0, 10});
+    make_clean(c);
+    c.set_rotation(0.25f);
+    b.set_rotation(0.5f);
+    a.set_position({100, 0});
+    make_clean(c);
+    const Matrix expected = a.get_local_transform() * b.get_local_transform() * c.get_local_transform();
+    expect_matrix_near(c.get_world_transform(), expected);
+    EXPECT_FALSE(a.is_world_dirty());
+}
+
 TEST(Transform, SetRotationNormalisesBeforeClamping) {
     Transform t;
     t.set_rotation(4.0f);
