@@ -49,8 +49,9 @@ public:
     /// Releases the textures and the attached scene objects.
     ~ActorMesh() override;
 
-    /// Sets the mesh record (not owned; it must outlive the mesh) and makes one jiggle
-    /// state per jiggle of it. Only the first call does anything.
+    /// Sets the mesh record (not owned; it must outlive the mesh), makes one jiggle
+    /// state per jiggle of it, takes its visibility and, when it names a picture, a
+    /// texture layer "texture" of it. Only the first call does anything.
     void set_data(const ActorMeshData* data);
     const ActorMeshData* get_data() const { return data_; }
     /// Every live mesh drawing `data` lets go of it (and of its jiggle states), as if

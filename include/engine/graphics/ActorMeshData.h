@@ -22,6 +22,8 @@ struct ActorMeshData {
     std::vector<std::uint16_t> indices;                     // three per triangle
     std::vector<std::unique_ptr<BlendShape>> blend_shapes;  // in document order
     std::vector<std::unique_ptr<Jiggle>> jiggles;           // in document order
+    std::string texture;                                    // picture path drawn on it; empty: none
+    bool visible = true;                                    // shown when an actor is made
 };
 
 }  // namespace engine::graphics

@@ -585,6 +585,15 @@ bool load_text(const std::string& document, const std::string& name) {
     return true;
 }
 
+bool add_actor_data(std::unique_ptr<ActorData> data) {
+    if (!data) return false;
+    auto& actors = registries().actors;
+    const std::string id = data->get_id();
+    if (actors.count(id)) return false;
+    actors[id] = std::move(data);
+    return true;
+}
+
 void unload() {
     Registries& r = registries();
     ++r.generation;

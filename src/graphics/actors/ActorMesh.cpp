@@ -78,6 +78,10 @@ void ActorMesh::set_data(const ActorMeshData* data) {
         state.jiggle = jiggle.get();
         jiggles_.push_back(std::move(state));
     }
+    visible_ = data->visible;
+    // The record's own picture (an imported character's atlas), shared through the
+    // texture database and loaded in the background like any texture.
+    if (!data->texture.empty()) set_texture("texture", Texture(data->texture, true, false));
 }
 
 const std::string& ActorMesh::get_id() const {

@@ -1,5 +1,7 @@
 #include "python/Bindings.h"
 
+#include "engine/core/Log.h"
+#include "engine/core/PathDatabase.h"
 #include "engine/graphics/ActorData.h"
 #include "engine/graphics/ActorDatabase.h"
 #include "engine/graphics/AnimationClip.h"
@@ -41,6 +43,57 @@ bp::list clip_ids(const std::string& id) {
     if (const ActorData* data = ActorDatabase::find_actor_data(id))
         for (const auto& [name, clip] : data->get_clips()) result.append(name);
     return result;
+}
+
+// The text of a path or of a file-like object's read(); false (and `text` empty) for a
+// path that cannot be read.
+bool source_text(const bp::object& source, const char* what, std::string& text, std::string& name) {
+    if (PyUnicode_Check(source.ptr())) {
+        name = bp::extract<std::string>(source);
+        return core::PathDatabase::read(name, text);
+    }
+    if (!PyObject_HasAttrString(source.ptr(), "read"))
+        raise(PyExc_TypeError, std::string("actor_database.load_dragonbones(): ") + what +
+                                   " must be a path or a file-like object with read()");
+    name = "<stream>";
+    const bp::object content = source.attr("read")();
+    if (PyUnicode_Check(content.ptr())) {
+        text = bp::extract<std::string>(content);
+    } else if (PyBytes_Check(content.ptr())) {
+        text.assign(PyBytes_AS_STRING(content.ptr()), std::size_t(PyBytes_GET_SIZE(content.ptr())));
+    } else {
+        raise(PyExc_TypeError, std::string("actor_database.load_dragonbones(): ") + what +
+                                   ".read() must return str or bytes");
+    }
+    return true;
+}
+
+// The atlas defaults to the one beside a skeleton file ("X_ske.json" beside "X_tex.json"),
+// and pictures are found beside the atlas file unless base_path says otherwise.
+bp::list load_dragonbones(bp::object skeleton, bp::object atlas, bp::object base_path) {
+    std::string skeleton_text, skeleton_name;
+    if (!source_text(skeleton, "skeleton", skeleton_text, skeleton_name)) {
+        core::Log::warning("graphics", "DragonBones '%s': cannot be read; nothing loaded.", skeleton_name.c_str());
+        return bp::list();
+    }
+    std::string atlas_text, atlas_name, folder;
+    if (atlas.is_none() && skeleton_name != "<stream>") {
+        std::string guess = skeleton_name;
+        const std::size_t at = guess.rfind("_ske.json");
+        guess = at == std::string::npos ? guess.substr(0, guess.rfind('.')) + "_tex.json"
+                                        : guess.substr(0, at) + "_tex.json";
+        atlas = bp::str(guess);
+    }
+    if (!atlas.is_none()) {
+        if (!source_text(atlas, "atlas", atlas_text, atlas_name)) atlas_text.clear();
+        if (atlas_name != "<stream>") {
+            const std::size_t slash = atlas_name.find_last_of('/');
+            folder = slash == std::string::npos ? std::string() : atlas_name.substr(0, slash);
+        }
+    }
+    if (!base_path.is_none()) folder = bp::extract<std::string>(base_path);
+    return to_list(
+        ActorDatabase::load_dragonbones_text(skeleton_text, skeleton_name, atlas_text, atlas_name, folder));
 }
 
 void fail(const std::string& why) { raise(PyExc_ValueError, "add_clip(): " + why + "."); }
@@ -160,6 +213,16 @@ void define_actor_database() {
              "load(source: str | IO[str] | IO[bytes]) -> bool\n\n"
              "Reads actors and rigs from a path or a file-like object; returns True.")
         .staticmethod("load")
+        .def("load_dragonbones", &load_dragonbones,
+             (bp::arg("skeleton"), bp::arg("atlas") = bp::object(), bp::arg("base_path") = bp::object()),
+             "load_dragonbones(skeleton: str | IO[str] | IO[bytes], atlas: str | IO[str] | IO[bytes] | None = "
+             "None, base_path: str | None = None) -> list[str]\n\n"
+             "Reads a DragonBones 5 export (skeleton JSON and texture atlas JSON; the atlas\n"
+             "defaults to the X_tex.json beside X_ske.json, its picture is found beside the atlas\n"
+             "or in base_path) and makes one actor per armature, id the armature's name, with\n"
+             "one clip per animation. Returns the ids made; what was skipped is told in one\n"
+             "warning. TypeError for a source that is neither a path nor readable.")
+        .staticmethod("load_dragonbones")
         .def("unload", &ActorDatabase::unload,
              "unload() -> None\n\n"
              "Forgets every actor, clip and rig.")

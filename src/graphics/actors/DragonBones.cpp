@@ -1,0 +1,923 @@
+// Characters exported by DragonBones 5 (a skeleton JSON and a texture atlas JSON) made
+// into actor records: bones become joints, each display of a slot a part (a mesh bound
+// to the slot's bone), animations clips. Values are read leniently, as the tool's own
+// files need (numbers written as strings, "false" as a string, null for a default);
+// whatever cannot be used is skipped and counted into one warning.
+#include "engine/graphics/ActorDatabase.h"
+
+#include "engine/core/Log.h"
+#include "engine/core/Maths.h"
+#include "engine/core/PathDatabase.h"
+#include "engine/core/Ref.h"
+#include "engine/graphics/ActorData.h"
+#include "engine/graphics/AnimationClip.h"
+#include "engine/graphics/Skeleton.h"
+#include "engine/graphics/Transform.h"
+
+#include <nlohmann/json.hpp>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <cstdlib>
+#include <fstream>
+#include <map>
+#include <memory>
+#include <set>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace engine::graphics::ActorDatabase {
+
+namespace {
+
+using Json = nlohmann::json;
+using core::Matrix;
+using core::Vector;
+
+constexpr double kPi = 3.14159265358979323846;
+constexpr double kDegrees = kPi / 180.0;
+// Beyond these a file means nothing a character could hold: coordinates and sizes
+// within the largest texture side, frame counts within a day at 240 frames a second.
+constexpr double kLargest = double(1 << 24);
+constexpr double kMostFrames = 240.0 * 86400.0;
+// Skinned vertices name joints with one byte, and triangles vertices with two.
+constexpr std::size_t kMostJoints = 256;
+constexpr std::size_t kMostVertices = 65536;
+
+std::string named(const std::string& s) { return "'" + s + "'"; }
+
+// Collects what was skipped, for one warning at the end.
+class Problems {
+public:
+    void add(const std::string& what) {
+        if (count_++ == 0) first_ = what;
+    }
+    int count() const { return count_; }
+    const std::string& first() const { return first_; }
+
+private:
+    int count_ = 0;
+    std::string first_;
+};
+
+// Lenient readers: a missing key, null or "NaN" gives the default; numbers may be
+// strings; a value that is not finite or beyond kLargest is counted and defaulted.
+class Reader {
+public:
+    explicit Reader(Problems& problems) : problems_(problems) {}
+
+    double number(const Json& object, const char* key, double fallback, const std::string& where) const {
+        if (!object.is_object()) return fallback;
+        auto it = object.find(key);
+        if (it == object.end() || it->is_null()) return fallback;
+        double value = 0.0;
+        if (it->is_number()) {
+            value = it->get<double>();
+        } else if (it->is_boolean()) {
+            value = it->get<bool>() ? 1.0 : 0.0;
+        } else if (it->is_string()) {
+            const std::string& text = it->get_ref<const std::string&>();
+            if (text == "NaN") return fallback;
+            value = std::strtod(text.c_str(), nullptr);  // text that is no number reads as 0
+        } else {
+            problems_.add(where + " " + key + " is not a number (default used)");
+            return fallback;
+        }
+        if (!std::isfinite(value) || std::fabs(value) > kLargest) {
+            problems_.add(where + " " + key + " is not finite or out of range (default used)");
+            return fallback;
+        }
+        return value;
+    }
+
+    bool boolean(const Json& object, const char* key, bool fallback) const {
+        if (!object.is_object()) return fallback;
+        auto it = object.find(key);
+        if (it == object.end() || it->is_null()) return fallback;
+        if (it->is_boolean()) return it->get<bool>();
+        if (it->is_number()) return it->get<double>() != 0.0;
+        if (it->is_string()) {
+            const std::string& t = it->get_ref<const std::string&>();
+            return !(t.empty() || t == "0" || t == "false" || t == "null" || t == "undefined" || t == "NaN");
+        }
+        return fallback;
+    }
+
+    static std::string text(const Json& object, const char* key, const std::string& fallback = std::string()) {
+        if (!object.is_object()) return fallback;
+        auto it = object.find(key);
+        if (it == object.end() || it->is_null()) return fallback;
+        if (it->is_string()) return it->get<std::string>();
+        if (it->is_number_integer()) return std::to_string(it->get<long long>());
+        return fallback;
+    }
+
+    static const Json& list(const Json& object, const char* key) {
+        static const Json empty = Json::array();
+        if (!object.is_object()) return empty;
+        auto it = object.find(key);
+        return it != object.end() && it->is_array() ? *it : empty;
+    }
+
+    static const Json& child(const Json& object, const char* key) {
+        static const Json empty = Json::object();
+        if (!object.is_object()) return empty;
+        auto it = object.find(key);
+        return it != object.end() && it->is_object() ? *it : empty;
+    }
+
+private:
+    Problems& problems_;
+};
+
+// Wraps into (-pi, pi].
+double normalise(double a) {
+    a = std::remainder(a, 2.0 * kPi);
+    return a <= -kPi ? a + 2.0 * kPi : a;
+}
+
+// A transform as the tool writes it, in its own terms: rotation of the x axis and skew
+// of the y axis beyond it, radians, turning +x towards +y (clockwise on screen).
+struct Pose {
+    double x = 0, y = 0, rotation = 0, skew = 0, sx = 1, sy = 1;
+};
+
+Pose read_pose(const Reader& r, const Json& t, const std::string& where) {
+    Pose p;
+    if (!t.is_object()) return p;
+    p.x = r.number(t, "x", 0, where);
+    p.y = r.number(t, "y", 0, where);
+    if (t.contains("rotate") || t.contains("skew")) {
+        p.rotation = normalise(r.number(t, "rotate", 0, where) * kDegrees);
+        p.skew = normalise(r.number(t, "skew", 0, where) * kDegrees);
+    } else {
+        p.rotation = normalise(r.number(t, "skY", 0, where) * kDegrees);
+        p.skew = normalise(r.number(t, "skX", 0, where) * kDegrees) - p.rotation;
+    }
+    p.sx = r.number(t, "scX", 1, where);
+    p.sy = r.number(t, "scY", 1, where);
+    return p;
+}
+
+Matrix matrix_of(const Pose& p) {
+    return Matrix(float(p.sx * std::cos(p.rotation)), float(p.sx * std::sin(p.rotation)),
+                  float(-p.sy * std::sin(p.rotation + p.skew)), float(p.sy * std::cos(p.rotation + p.skew)),
+                  float(p.x), float(p.y));
+}
+
+// One region of the atlas, in pixels.
+struct Region {
+    double x = 0, y = 0, width = 0, height = 0;
+    bool rotated = false;
+    double frame_x = 0, frame_y = 0, frame_width = 0, frame_height = 0;
+};
+
+struct Atlas {
+    std::string picture;  // path of the picture; empty: none
+    double width = 0, height = 0;
+    double scale = 1;  // skeleton units per atlas pixel
+    std::map<std::string, Region> regions;
+};
+
+// The size of a PNG from its header, or (0, 0).
+Vector<int> png_size(const std::string& path) {
+    const std::string real = core::PathDatabase::resolve(path);
+    if (real.empty()) return {};
+    std::ifstream in(real, std::ios::binary);
+    unsigned char h[24] = {};
+    if (!in.read(reinterpret_cast<char*>(h), sizeof h)) return {};
+    if (h[1] != 'P' || h[2] != 'N' || h[3] != 'G') return {};
+    auto be = [&](int at) {
+        return std::uint32_t(h[at]) << 24 | std::uint32_t(h[at + 1]) << 16 | std::uint32_t(h[at + 2]) << 8 |
+               std::uint32_t(h[at + 3]);
+    };
+    const std::uint32_t w = be(16), hh = be(20);
+    if (w == 0 || hh == 0 || w > 1u << 24 || hh > 1u << 24) return {};
+    return {int(w), int(hh)};
+}
+
+bool read_atlas(const Json& doc, const std::string& base_path, const Reader& r, Problems& problems, Atlas& atlas) {
+    if (!doc.is_object()) return false;
+    atlas.picture = Reader::text(doc, "imagePath");
+    if (!atlas.picture.empty()) atlas.picture = core::PathDatabase::join(base_path, atlas.picture);
+    atlas.width = r.number(doc, "width", 0, "atlas");
+    atlas.height = r.number(doc, "height", 0, "atlas");
+    const double scale = r.number(doc, "scale", 1, "atlas");
+    atlas.scale = scale > 0 ? 1.0 / scale : 1.0;
+    if (!(atlas.width > 0 && atlas.height > 0)) {
+        const Vector<int> size = atlas.picture.empty() ? Vector<int>() : png_size(atlas.picture);
+        atlas.width = size.x;
+        atlas.height = size.y;
+    }
+    if (!(atlas.width > 0 && atlas.height > 0)) {
+        problems.add("atlas: no page size and no readable picture " + named(atlas.picture) +
+                     " (images and meshes skipped)");
+        return false;
+    }
+    for (const Json& t : Reader::list(doc, "SubTexture")) {
+        const std::string name = Reader::text(t, "name");
+        Region g;
+        const std::string where = "SubTexture " + named(name);
+        g.x = r.number(t, "x", 0, where);
+        g.y = r.number(t, "y", 0, where);
+        g.width = r.number(t, "width", 0, where);
+        g.height = r.number(t, "height", 0, where);
+        g.rotated = r.boolean(t, "rotated", false);
+        g.frame_x = r.number(t, "frameX", 0, where);
+        g.frame_y = r.number(t, "frameY", 0, where);
+        g.frame_width = r.number(t, "frameWidth", 0, where);
+        g.frame_height = r.number(t, "frameHeight", 0, where);
+        if (!(g.width > 0 && g.height > 0)) {
+            problems.add(where + " is empty (skipped)");
+            continue;
+        }
+        atlas.regions.emplace(name, g);  // the first of a name wins
+    }
+    return true;
+}
+
+// A texture coordinate of the atlas for (u, v) across a region, turned back when the
+// region is stored turned clockwise.
+Vector<float> atlas_uv(const Atlas& atlas, const Region& g, double u, double v) {
+    double px, py;
+    if (g.rotated) {
+        px = g.x + (1.0 - v) * g.width;
+        py = g.y + u * g.height;
+    } else {
+        px = g.x + u * g.width;
+        py = g.y + v * g.height;
+    }
+    return {float(px / atlas.width), float(py / atlas.height)};
+}
+
+// A colour transform's multipliers (percent in the file); offsets are left out.
+core::Colour colour_of(const Reader& r, const Json& c, const std::string& where) {
+    auto channel = [&](const char* key) { return float(std::clamp(r.number(c, key, 100, where) / 100.0, 0.0, 1.0)); };
+    return core::Colour(channel("rM"), channel("gM"), channel("bM"), channel("aM"));
+}
+
+struct Bone {
+    std::string name, parent;
+    Pose setup;
+    unsigned inheritance = Transform::inherit_all;
+    int parent_index = -1;  // in file order
+    int joint = -1;         // index in the skeleton
+};
+
+struct Display {
+    std::string type, name, path;
+    const Json* json = nullptr;
+};
+
+struct Slot {
+    std::string name;
+    int bone = -1;  // file index
+    int display_index = 0;
+    core::Colour colour;
+    std::vector<Display> displays;
+    std::vector<int> parts;  // mesh index of each display; -1 where none was made
+};
+
+// Builds one armature's record.
+class ArmatureBuilder {
+public:
+    ArmatureBuilder(const Json& armature, double frame_rate, const Atlas* atlas, const Reader& r, Problems& problems)
+        : json_(armature), atlas_(atlas), r_(r), problems_(problems) {
+        name_ = Reader::text(armature, "name");
+        const double fps = r.number(armature, "frameRate", frame_rate, "armature " + named(name_));
+        fps_ = fps > 0 && fps <= 1000 ? fps : frame_rate;
+    }
+
+    const std::string& name() const { return name_; }
+
+    std::unique_ptr<ActorData> build() {
+        data_ = std::make_unique<ActorData>(name_);
+        if (!data_->get_skeleton()) {
+            problems_.add("armature " + named(name_) + ": no skeleton could be made (skipped)");
+            return nullptr;
+        }
+        read_bones();
+        make_joints();
+        read_slots();
+        make_parts();
+        read_animations();
+        return std::move(data_);
+    }
+
+private:
+    std::string where() const { return "armature " + named(name_); }
+
+    void read_bones() {
+        std::map<std::string, int> index;
+        for (const Json& b : Reader::list(json_, "bone")) {
+            Bone bone;
+            bone.name = Reader::text(b, "name");
+            if (index.count(bone.name)) {
+                problems_.add(where() + ": bone " + named(bone.name) + " is named twice (the second skipped)");
+                continue;
+            }
+            if (bones_.size() >= kMostJoints) {
+                problems_.add(where() + ": more than 256 bones (the rest skipped)");
+                break;
+            }
+            bone.parent = Reader::text(b, "parent");
+            const std::string w = where() + " bone " + named(bone.name);
+            bone.setup = read_pose(r_, Reader::child(b, "transform"), w);
+            unsigned flags = 0;
+            if (r_.boolean(b, "inheritTranslation", true)) flags |= Transform::inherit_translation;
+            if (r_.boolean(b, "inheritRotation", true)) flags |= Transform::inherit_rotation;
+            if (r_.boolean(b, "inheritScale", true)) flags |= Transform::inherit_scale;
+            if (r_.boolean(b, "inheritReflection", true)) flags |= Transform::inherit_reflection;
+            bone.inheritance = flags;
+            index[bone.name] = int(bones_.size());
+            bones_.push_back(bone);
+        }
+        for (Bone& bone : bones_) {
+            if (bone.parent.empty()) continue;
+            auto it = index.find(bone.parent);
+            if (it == index.end()) {
+                problems_.add(where() + ": bone " + named(bone.name) + " has an unknown parent " +
+                              named(bone.parent) + " (made a root)");
+                continue;
+            }
+            bone.parent_index = it->second;
+        }
+        // A parent chain that comes back to itself is cut where it closes.
+        for (std::size_t i = 0; i < bones_.size(); ++i) {
+            std::vector<int> seen;
+            for (int b = int(i); b >= 0; b = bones_[std::size_t(b)].parent_index) {
+                if (std::find(seen.begin(), seen.end(), b) != seen.end()) {
+                    problems_.add(where() + ": bone " + named(bones_[i].name) +
+                                  " is its own ancestor (made a root)");
+                    bones_[i].parent_index = -1;
+                    break;
+                }
+                seen.push_back(b);
+            }
+        }
+    }
+
+    // Parents before children, each in file order otherwise: the skeleton poses and
+    // copies its joints in index order.
+    void make_joints() {
+        Skeleton* skeleton = data_->get_skeleton();
+        const core::Ref<Skeleton> held(skeleton);
+        std::vector<int> order;
+        std::vector<char> placed(bones_.size(), 0);
+        while (order.size() < bones_.size()) {
+            const std::size_t before = order.size();
+            for (std::size_t i = 0; i < bones_.size(); ++i) {
+                const int p = bones_[i].parent_index;
+                if (!placed[i] && (p < 0 || placed[std::size_t(p)])) {
+                    placed[i] = 1;
+                    order.push_back(int(i));
+                }
+            }
+            if (order.size() == before) break;  // cannot happen once cycles are cut
+        }
+        for (int i : order) {
+            Bone& bone = bones_[std::size_t(i)];
+            Transform* joint = skeleton->add_joint(bone.name);
+            if (!joint) {
+                problems_.add(where() + ": bone " + named(bone.name) + " could not be made (skipped)");
+                continue;
+            }
+            bone.joint = int(skeleton->get_num_joints()) - 1;
+            if (bone.parent_index >= 0) {
+                const int pj = bones_[std::size_t(bone.parent_index)].joint;
+                if (Transform* parent = pj >= 0 ? skeleton->get_joint(unsigned(pj)) : nullptr) parent->attach(joint);
+            }
+            // The engine turns the other way: its positive angles turn +x towards -y.
+            joint->set_position({float(bone.setup.x), float(bone.setup.y)});
+            joint->set_rotation(float(-bone.setup.rotation));
+            joint->set_bind_rotation(joint->get_local_rotation());
+            joint->set_skew(float(-bone.setup.skew));
+            joint->set_scale({float(bone.setup.sx), float(bone.setup.sy)});
+            joint->set_inheritance(bone.inheritance);
+        }
+        skeleton->generate_bind_transforms();
+    }
+
+    const Transform* joint_of(int bone) const {
+        if (bone < 0) return nullptr;
+        const int j = bones_[std::size_t(bone)].joint;
+        return j >= 0 ? data_->get_skeleton()->get_joint(unsigned(j)) : nullptr;
+    }
+
+    void read_slots() {
+        std::map<std::string, int> bone_index;
+        for (std::size_t i = 0; i < bones_.size(); ++i) bone_index.emplace(bones_[i].name, int(i));
+        for (const Json& s : Reader::list(json_, "slot")) {
+            Slot slot;
+            slot.name = Reader::text(s, "name");
+            if (slot_index_.count(slot.name)) {
+                problems_.add(where() + ": slot " + named(slot.name) + " is named twice (the second skipped)");
+                continue;
+            }
+            const std::string w = where() + " slot " + named(slot.name);
+            auto it = bone_index.find(Reader::text(s, "parent"));
+            if (it == bone_index.end() || bones_[std::size_t(it->second)].joint < 0) {
+                problems_.add(w + ": its bone " + named(Reader::text(s, "parent")) + " is unknown (skipped)");
+                continue;
+            }
+            slot.bone = it->second;
+            slot.display_index = int(r_.number(s, "displayIndex", 0, w));
+            slot.colour = colour_of(r_, Reader::child(s, "color"), w);
+            slot_index_[slot.name] = int(slots_.size());
+            slots_.push_back(slot);
+        }
+        // The default skin is the one named "default" (or unnamed), else the first.
+        const Json& skins = Reader::list(json_, "skin");
+        const Json* skin = nullptr;
+        for (const Json& k : skins) {
+            const std::string n = Reader::text(k, "name");
+            if (n.empty() || n == "default") {
+                skin = &k;
+                break;
+            }
+        }
+        if (!skin && !skins.empty()) skin = &skins[0];
+        if (!skin) return;
+        for (const Json& entry : Reader::list(*skin, "slot")) {
+            auto it = slot_index_.find(Reader::text(entry, "name"));
+            if (it == slot_index_.end()) {
+                problems_.add(where() + ": skin slot " + named(Reader::text(entry, "name")) + " is unknown (skipped)");
+                continue;
+            }
+            Slot& slot = slots_[std::size_t(it->second)];
+            if (!slot.displays.empty()) continue;  // the first entry of a slot wins
+            for (const Json& d : Reader::list(entry, "display")) {
+                Display display;
+                if (d.is_object()) {
+                    display.json = &d;
+                    display.type = Reader::text(d, "type", "image");
+                    display.name = Reader::text(d, "name");
+                    display.path = Reader::text(d, "path", display.name);
+                }
+                slot.displays.push_back(display);
+            }
+        }
+    }
+
+    // The slot's world matrix in the setup pose: its bone's, then the display's own.
+    Matrix setup_slot_matrix(const Slot& slot, const Display& display) const {
+        const Transform* joint = joint_of(slot.bone);
+        const Pose p = read_pose(r_, Reader::child(*display.json, "transform"),
+                                 where() + " display " + named(display.name));
+        return joint->get_world_transform() * matrix_of(p);
+    }
+
+    // A point in the setup pose's armature space as a bind-pose vertex of `joint`: the
+    // skinning maps it by the joint's world * bind, which in the setup pose must give
+    // the point back.
+    static Vector<float> bind_position(const Transform& joint, const Vector<float>& point) {
+        const Matrix skin = joint.get_world_transform() * joint.get_bind_transform();
+        return point * skin.inverse();
+    }
+
+    void make_parts() {
+        for (Slot& slot : slots_) {
+            const int count = int(slot.displays.size());
+            const int shown = slot.display_index < 0 ? -1 : std::min(slot.display_index, count - 1);
+            for (int k = 0; k < count; ++k) {
+                const Display& display = slot.displays[std::size_t(k)];
+                auto mesh = std::make_unique<ActorMeshData>(slot.name + "/" + std::to_string(k));
+                bool made = false;
+                if (!display.json) {
+                    // A null display shows nothing.
+                } else if (display.type == "image" || display.type == "0") {
+                    made = make_image(slot, display, *mesh);
+                } else if (display.type == "mesh" || display.type == "2") {
+                    made = make_mesh(slot, display, *mesh);
+                } else if (display.type == "armature" || display.type == "1" || display.type == "boundingBox" ||
+                           display.type == "3") {
+                    problems_.add(where() + " slot " + named(slot.name) + ": " + display.type + " display " +
+                                  named(display.name) + " is not drawn (skipped)");
+                } else {
+                    problems_.add(where() + " slot " + named(slot.name) + ": display type " +
+                                  named(display.type) + " is unknown (skipped)");
+                }
+                if (!made) {
+                    slot.parts.push_back(-1);
+                    continue;
+                }
+                mesh->visible = k == shown;
+                slot.parts.push_back(int(data_->get_meshes().size()));
+                data_->add_mesh(std::move(mesh));
+            }
+        }
+    }
+
+    const Region* region_of(const std::string& slot, const Display& display) {
+        if (!atlas_) return nullptr;
+        auto it = atlas_->regions.find(display.path);
+        if (it == atlas_->regions.end()) {
+            problems_.add(where() + " slot " + named(slot) + ": no atlas region " + named(display.path) +
+                          " (display skipped)");
+            return nullptr;
+        }
+        return &it->second;
+    }
+
+    bool make_image(const Slot& slot, const Display& display, ActorMeshData& mesh) {
+        const Region* g = region_of(slot.name, display);
+        if (!g) return false;
+        const Json& pivot_json = Reader::child(*display.json, "pivot");
+        const bool has_pivot = display.json->contains("pivot");
+        const std::string w = where() + " display " + named(display.name);
+        const double pivot_x = r_.number(pivot_json, "x", has_pivot ? 0.0 : 0.5, w);
+        const double pivot_y = r_.number(pivot_json, "y", has_pivot ? 0.0 : 0.5, w);
+        const double width = g->rotated ? g->height : g->width;
+        const double height = g->rotated ? g->width : g->height;
+        double px, py;
+        if (g->frame_width > 0 && g->frame_height > 0) {
+            px = pivot_x * g->frame_width + g->frame_x;
+            py = pivot_y * g->frame_height + g->frame_y;
+        } else {
+            px = pivot_x * width;
+            py = pivot_y * height;
+        }
+        const double s = atlas_->scale;
+        const Matrix place = setup_slot_matrix(slot, display);
+        const Transform& joint = *joint_of(slot.bone);
+        const double corners[4][2] = {{0, 0}, {1, 0}, {1, 1}, {0, 1}};
+        for (const auto& c : corners) {
+            ActorVertex v;
+            const Vector<float> local(float((c[0] * width - px) * s), float((c[1] * height - py) * s));
+            v.position = bind_position(joint, local * place);
+            v.tex_coord = atlas_uv(*atlas_, *g, c[0], c[1]);
+            v.colour = slot.colour;
+            v.joint_indices[0] = std::uint8_t(bones_[std::size_t(slot.bone)].joint);
+            v.joint_weights[0] = 1.0f;
+            mesh.vertices.push_back(v);
+        }
+        mesh.indices = {0, 1, 2, 0, 2, 3};
+        mesh.texture = atlas_->picture;
+        return true;
+    }
+
+    bool make_mesh(const Slot& slot, const Display& display, ActorMeshData& mesh) {
+        const Region* g = region_of(slot.name, display);
+        if (!g) return false;
+        const std::string w = where() + " mesh " + named(display.name);
+        const Json& vertices = Reader::list(*display.json, "vertices");
+        const Json& uvs = Reader::list(*display.json, "uvs");
+        const Json& triangles = Reader::list(*display.json, "triangles");
+        if (display.json->contains("weights")) {
+            problems_.add(w + ": weighted meshes are not imported yet (skipped)");
+            return false;
+        }
+        const std::size_t count = vertices.size() / 2;
+        if (count == 0 || count > kMostVertices || uvs.size() != vertices.size()) {
+            problems_.add(w + ": vertices and uvs do not pair up, or too many (skipped)");
+            return false;
+        }
+        const Matrix place = setup_slot_matrix(slot, display);
+        const Transform& joint = *joint_of(slot.bone);
+        auto at = [&](const Json& list, std::size_t i) {
+            const Json& v = list[i];
+            double x = v.is_number() ? v.get<double>() : 0.0;
+            if (!std::isfinite(x) || std::fabs(x) > kLargest) {
+                problems_.add(w + ": a value is not finite or out of range (read as 0)");
+                x = 0.0;
+            }
+            return x;
+        };
+        for (std::size_t i = 0; i < count; ++i) {
+            ActorVertex v;
+            const Vector<float> local(float(at(vertices, 2 * i)), float(at(vertices, 2 * i + 1)));
+            v.position = bind_position(joint, local * place);
+            v.tex_coord = atlas_uv(*atlas_, *g, at(uvs, 2 * i), at(uvs, 2 * i + 1));
+            v.colour = slot.colour;
+            v.joint_indices[0] = std::uint8_t(bones_[std::size_t(slot.bone)].joint);
+            v.joint_weights[0] = 1.0f;
+            mesh.vertices.push_back(v);
+        }
+        for (std::size_t t = 0; t + 2 < triangles.size(); t += 3) {
+            const double a = at(triangles, t), b = at(triangles, t + 1), c = at(triangles, t + 2);
+            if (a < 0 || b < 0 || c < 0 || a >= double(count) || b >= double(count) || c >= double(count)) {
+                problems_.add(w + ": a triangle names a vertex it does not have (dropped)");
+                continue;
+            }
+            mesh.indices.insert(mesh.indices.end(), {std::uint16_t(a), std::uint16_t(b), std::uint16_t(c)});
+        }
+        mesh.texture = atlas_->picture;
+        return true;
+    }
+
+    // Animations --------------------------------------------------------------------
+
+    // A timeline's keys placed in frames: each starts where the one before ended, and
+    // those past the end drop out.
+    struct Placed {
+        const Json* json;
+        double start;
+    };
+    std::vector<Placed> place_keys(const Json& frames, double duration, const std::string& w) const {
+        std::vector<Placed> placed;
+        double start = 0;
+        for (const Json& f : frames) {
+            if (start > duration) break;
+            placed.push_back({&f, start});
+            start += std::max(0.0, r_.number(f, "duration", 1, w));
+        }
+        return placed;
+    }
+
+    // The key's way to the next: a curve, else tweenEasing (none: a step). Eases that
+    // are polynomials become exact cubic curves with their x spread evenly.
+    void easing_of(const Json& f, ClipKey& key, const std::string& w) const {
+        const Json& curve = Reader::list(f, "curve");
+        if (!curve.empty()) {
+            if (curve.size() != 4) problems_.add(w + ": a curve of several segments is read as its first (eased roughly)");
+            if (curve.size() >= 4) {
+                key.easing = ClipEasing::bezier;
+                for (int k = 0; k < 4; ++k) key.curve[k] = curve[std::size_t(k)].is_number() ? curve[std::size_t(k)].get<float>() : 0.0f;
+                for (int k = 0; k < 4; k += 2) key.curve[k] = std::clamp(key.curve[k], 0.0f, 1.0f);
+                return;
+            }
+        }
+        if (!f.is_object() || !f.contains("tweenEasing") || f["tweenEasing"].is_null()) {
+            key.easing = ClipEasing::step;
+            return;
+        }
+        const double e = std::round(r_.number(f, "tweenEasing", 0, w) * 100.0) / 100.0;
+        if (e == 0) {
+            key.easing = ClipEasing::linear;
+            return;
+        }
+        // y(p) as a cubic with control x at 1/3 and 2/3 (so x(s) = s): its Bernstein
+        // coefficients give the two control y.
+        double y1, y2;
+        if (e < 0) {  // p + (p^2 - p)|e|
+            const double a = 1 - std::fabs(e), b = std::fabs(e);
+            y1 = a / 3;
+            y2 = 2 * a / 3 + b / 3;
+        } else if (e <= 1) {  // p + (p - p^2)e
+            const double a = 1 + e, b = -e;
+            y1 = a / 3;
+            y2 = 2 * a / 3 + b / 3;
+        } else {  // towards a smooth step 3p^2 - 2p^3, close to the cosine ease
+            const double m = std::min(e - 1, 1.0);
+            y1 = (1 - m) / 3;
+            y2 = 2 * (1 - m) / 3 + m;
+        }
+        key.easing = ClipEasing::bezier;
+        key.curve[0] = 1.0f / 3.0f;
+        key.curve[1] = float(y1);
+        key.curve[2] = 2.0f / 3.0f;
+        key.curve[3] = float(y2);
+    }
+
+    void add(AnimationClip& clip, unsigned joint, ClipChannel channel, ClipKey key, int turns,
+             const std::string& w) const {
+        const std::string why = clip.add_key(joint, channel, key, turns);
+        if (!why.empty()) problems_.add(w + ": " + why + " (key skipped)");
+    }
+
+    // Keys of one channel; `value` reads a key's values. A looping clip whose last key
+    // ends before the end tweens back to the first.
+    template <class Value>
+    void add_track(AnimationClip& clip, unsigned target, ClipChannel channel, const Json& frames, double duration,
+                   bool loops, const std::string& w, Value value) const {
+        const std::vector<Placed> keys = place_keys(frames, duration, w);
+        if (keys.empty()) return;
+        ClipKey first;
+        for (std::size_t i = 0; i < keys.size(); ++i) {
+            ClipKey key;
+            key.time = float(keys[i].start / fps_);
+            value(*keys[i].json, key.value);
+            easing_of(*keys[i].json, key, w);
+            if (channel == ClipChannel::visible) key.easing = ClipEasing::step;
+            if (i == 0) first = key;
+            add(clip, target, channel, key, 0, w);
+        }
+        if (loops && keys.back().start < duration && keys.size() > 1) {
+            first.time = float(duration / fps_);
+            add(clip, target, channel, first, 0, w);
+        }
+    }
+
+    void read_rotation(AnimationClip& clip, unsigned joint, const Json& frames, double duration, bool loops,
+                       const std::string& w) const {
+        const std::vector<Placed> keys = place_keys(frames, duration, w);
+        if (keys.empty()) return;
+        // Unwrapped as the tool does: the shorter way, or whole turns a key's
+        // "clockwise" asks for on the way to the next key.
+        double previous = 0;
+        int clockwise = 0;
+        ClipKey first;
+        for (std::size_t i = 0; i < keys.size(); ++i) {
+            const Json& f = *keys[i].json;
+            double raw = r_.number(f, "rotate", 0, w) * kDegrees;
+            if (std::fabs(r_.number(f, "skew", 0, w)) > 0)
+                problems_.add(w + ": animated skew is not imported (left at the setup skew)");
+            double value = raw;
+            int turns = 0;
+            if (i > 0) {
+                if (clockwise == 0) {
+                    value = previous + normalise(raw - previous);
+                } else if (clockwise > 0) {
+                    int cw = clockwise;
+                    if (raw >= previous) --cw;
+                    value = raw + 2 * kPi * cw;
+                } else {
+                    int cw = clockwise;
+                    if (raw <= previous) ++cw;
+                    value = raw + 2 * kPi * cw;
+                }
+                const double step = value - previous;
+                turns = int(std::lround((step - normalise(step)) / (2 * kPi)));
+            }
+            clockwise = int(r_.number(f, "clockwise", r_.number(f, "tweenRotate", 0, w), w));
+            previous = value;
+            ClipKey key;
+            key.time = float(keys[i].start / fps_);
+            key.value[0] = float(-normalise(value));
+            easing_of(f, key, w);
+            if (i == 0) first = key;
+            add(clip, joint, ClipChannel::rotation, key, -turns, w);
+        }
+        if (loops && keys.back().start < duration && keys.size() > 1) {
+            first.time = float(duration / fps_);
+            add(clip, joint, ClipChannel::rotation, first, 0, w);
+        }
+    }
+
+    void read_animations() {
+        std::map<std::string, int> bone_index;
+        for (std::size_t i = 0; i < bones_.size(); ++i) bone_index.emplace(bones_[i].name, int(i));
+        for (const Json& a : Reader::list(json_, "animation")) {
+            const std::string name = Reader::text(a, "name", "default");
+            const std::string w = where() + " animation " + named(name);
+            if (data_->get_clip(name)) {
+                problems_.add(w + " is named twice (the second skipped)");
+                continue;
+            }
+            const double frames = std::floor(r_.number(a, "duration", 0, w));
+            if (frames < 0 || frames > kMostFrames) {
+                problems_.add(w + ": duration out of range (skipped)");
+                continue;
+            }
+            const int play_times = int(std::clamp(r_.number(a, "playTimes", 1, w), 0.0, 1e6));
+            // A pose without length holds its first keys: a clip one frame long.
+            const double duration = std::max(frames, 1.0);
+            const std::string why = AnimationClip::check(name, float(duration / fps_), play_times);
+            if (!why.empty()) {
+                problems_.add(w + ": " + why + " (skipped)");
+                continue;
+            }
+            auto clip = std::make_unique<AnimationClip>(name, float(duration / fps_), play_times);
+            const bool loops = play_times != 1;
+            for (const Json& b : Reader::list(a, "bone")) {
+                const std::string bone = Reader::text(b, "name");
+                auto it = bone_index.find(bone);
+                const int joint = it == bone_index.end() ? -1 : bones_[std::size_t(it->second)].joint;
+                if (joint < 0) {
+                    problems_.add(w + ": timeline of unknown bone " + named(bone) + " (skipped)");
+                    continue;
+                }
+                const std::string bw = w + " bone " + named(bone);
+                if (!Reader::list(b, "frame").empty())
+                    problems_.add(bw + ": the old combined frame list is not imported (skipped)");
+                add_track(*clip, unsigned(joint), ClipChannel::position, Reader::list(b, "translateFrame"), frames,
+                          loops, bw, [&](const Json& f, float* v) {
+                              v[0] = float(r_.number(f, "x", 0, bw));
+                              v[1] = float(r_.number(f, "y", 0, bw));
+                          });
+                read_rotation(*clip, unsigned(joint), Reader::list(b, "rotateFrame"), frames, loops, bw);
+                add_track(*clip, unsigned(joint), ClipChannel::scale, Reader::list(b, "scaleFrame"), frames, loops,
+                          bw, [&](const Json& f, float* v) {
+                              v[0] = float(r_.number(f, "x", 1, bw));
+                              v[1] = float(r_.number(f, "y", 1, bw));
+                          });
+            }
+            for (const Json& s : Reader::list(a, "slot")) read_slot_timeline(*clip, s, frames, loops, w);
+            read_events(*clip, Reader::list(a, "frame"), frames, w);
+            for (const char* unsupported : {"ffd", "ik"})
+                if (!Reader::list(a, unsupported).empty())
+                    problems_.add(w + ": " + unsupported + " timelines are not imported yet (skipped)");
+            if (a.is_object() && a.contains("zOrder"))
+                problems_.add(w + ": draw-order timelines are not imported yet (skipped)");
+            data_->add_clip(std::move(clip));
+        }
+    }
+
+    void read_slot_timeline(AnimationClip& clip, const Json& s, double frames, bool loops, const std::string& w) const {
+        const std::string name = Reader::text(s, "name");
+        auto it = slot_index_.find(name);
+        if (it == slot_index_.end()) {
+            problems_.add(w + ": timeline of unknown slot " + named(name) + " (skipped)");
+            return;
+        }
+        const Slot& slot = slots_[std::size_t(it->second)];
+        const std::string sw = w + " slot " + named(name);
+        const int count = int(slot.displays.size());
+        for (int k = 0; k < count; ++k) {
+            const int part = slot.parts[std::size_t(k)];
+            if (part < 0) continue;
+            add_track(clip, unsigned(part), ClipChannel::visible, Reader::list(s, "displayFrame"), frames, false, sw,
+                      [&](const Json& f, float* v) {
+                          const int index = int(r_.number(f, "value", 0, sw));
+                          const int shown = index < 0 ? -1 : std::min(index, count - 1);
+                          v[0] = shown == k ? 1.0f : 0.0f;
+                      });
+            add_track(clip, unsigned(part), ClipChannel::colour, Reader::list(s, "colorFrame"), frames, loops, sw,
+                      [&](const Json& f, float* v) {
+                          // A key without a colour is the plain one, not the slot's own.
+                          const Json& c = f.is_object() && f.contains("value") ? Reader::child(f, "value")
+                                                                               : Reader::child(f, "color");
+                          const core::Colour colour = colour_of(r_, c, sw);
+                          v[0] = colour.r;
+                          v[1] = colour.g;
+                          v[2] = colour.b;
+                          v[3] = colour.a;
+                      });
+        }
+    }
+
+    void read_events(AnimationClip& clip, const Json& keys, double frames, const std::string& w) const {
+        for (const Placed& k : place_keys(keys, frames, w)) {
+            const float time = float(k.start / fps_);
+            auto event = [&](const std::string& name) {
+                if (name.empty()) return;
+                const std::string why = clip.add_event(time, name);
+                if (!why.empty()) problems_.add(w + ": event " + named(name) + ": " + why + " (skipped)");
+            };
+            event(Reader::text(*k.json, "event"));
+            event(Reader::text(*k.json, "sound"));
+            for (const Json& e : Reader::list(*k.json, "events")) event(Reader::text(e, "name"));
+            if (!Reader::text(*k.json, "action").empty() || !Reader::list(*k.json, "actions").empty())
+                problems_.add(w + ": play actions are not imported (skipped)");
+        }
+    }
+
+    const Json& json_;
+    const Atlas* atlas_;  // null: none could be read
+    const Reader& r_;
+    Problems& problems_;
+    std::string name_;
+    double fps_ = 24;
+    std::unique_ptr<ActorData> data_;
+    std::vector<Bone> bones_;  // file order
+    std::vector<Slot> slots_;  // draw order
+    std::map<std::string, int> slot_index_;
+};
+
+}  // namespace
+
+std::vector<std::string> load_dragonbones_text(const std::string& skeleton, const std::string& skeleton_name,
+                                               const std::string& atlas_text, const std::string& atlas_name,
+                                               const std::string& base_path) {
+    std::vector<std::string> ids;
+    const Json doc = Json::parse(skeleton, nullptr, false);
+    if (doc.is_discarded() || !doc.is_object()) {
+        core::Log::warning("graphics", "DragonBones '%s': not a JSON object; nothing loaded.", skeleton_name.c_str());
+        return ids;
+    }
+    Problems problems;
+    const Reader r(problems);
+    Atlas atlas;
+    bool have_atlas = false;
+    if (!atlas_text.empty()) {
+        const Json atlas_doc = Json::parse(atlas_text, nullptr, false);
+        if (atlas_doc.is_discarded() || !atlas_doc.is_object())
+            problems.add("atlas " + named(atlas_name) + " is not a JSON object (images and meshes skipped)");
+        else
+            have_atlas = read_atlas(atlas_doc, base_path, r, problems, atlas);
+    } else {
+        problems.add("no atlas (images and meshes skipped)");
+    }
+    double frame_rate = r.number(doc, "frameRate", 24, "skeleton");
+    if (!(frame_rate > 0 && frame_rate <= 1000)) frame_rate = 24;
+    const unsigned long start = generation();
+    std::vector<std::unique_ptr<ActorData>> records;
+    std::set<std::string> names;
+    for (const Json& armature : Reader::list(doc, "armature")) {
+        ArmatureBuilder builder(armature, frame_rate, have_atlas ? &atlas : nullptr, r, problems);
+        if (builder.name().empty() || names.count(builder.name()) || find_actor_data(builder.name())) {
+            problems.add("armature " + named(builder.name()) + " has no name, or the name is taken (skipped)");
+            continue;
+        }
+        names.insert(builder.name());
+        if (std::unique_ptr<ActorData> record = builder.build()) records.push_back(std::move(record));
+    }
+    // Whole records only, and only now: a script that unloaded the database while a
+    // joint was made (a factory class) sees none of these half-made.
+    if (generation() != start) problems.add("the actor database was unloaded while loading");
+    for (auto& record : records) {
+        const std::string id = record->get_id();
+        if (add_actor_data(std::move(record)))
+            ids.push_back(id);
+        else
+            problems.add("armature " + named(id) + ": the id was taken meanwhile (skipped)");
+    }
+    if (problems.count())
+        core::Log::warning("graphics", "DragonBones '%s': %d thing(s) skipped or read in part; the first: %s.",
+                           skeleton_name.c_str(), problems.count(), problems.first().c_str());
+    return ids;
+}
+
+}  // namespace engine::graphics::ActorDatabase
