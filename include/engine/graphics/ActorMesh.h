@@ -50,7 +50,7 @@ public:
     ~ActorMesh() override;
 
     /// Sets the mesh record (not owned; it must outlive the mesh), makes one jiggle
-    /// state per jiggle of it, takes its visibility and, when it names a picture, a
+    /// state per jiggle of it, takes its visibility and uniform colour and, when it names a picture, a
     /// texture layer "texture" of it. Only the first call does anything.
     void set_data(const ActorMeshData* data);
     const ActorMeshData* get_data() const { return data_; }

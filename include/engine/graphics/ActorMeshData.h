@@ -1,5 +1,6 @@
 #pragma once
 
+#include "engine/core/Colour.h"
 #include "engine/graphics/ActorVertex.h"
 #include "engine/graphics/BlendShape.h"
 #include "engine/graphics/Jiggle.h"
@@ -24,6 +25,8 @@ struct ActorMeshData {
     std::vector<std::unique_ptr<Jiggle>> jiggles;           // in document order
     std::string texture;                                    // picture path drawn on it; empty: none
     bool visible = true;                                    // shown when an actor is made
+    bool uniform_colour = false;                            // drawn in `colour` when an actor is made
+    core::Colour colour;                                    // that colour
 };
 
 }  // namespace engine::graphics

@@ -79,6 +79,7 @@ void ActorMesh::set_data(const ActorMeshData* data) {
         jiggles_.push_back(std::move(state));
     }
     visible_ = data->visible;
+    if (data->uniform_colour) set_colour(data->colour);
     // The record's own picture (an imported character's atlas), shared through the
     // texture database and loaded in the background like any texture.
     if (!data->texture.empty()) set_texture("texture", Texture(data->texture, true, false));

@@ -504,6 +504,8 @@ private:
                     continue;
                 }
                 mesh->visible = k == shown;
+                mesh->uniform_colour = true;
+                mesh->colour = slot.colour;
                 slot.parts.push_back(int(data_->get_meshes().size()));
                 data_->add_mesh(std::move(mesh));
             }
@@ -626,19 +628,18 @@ private:
         return placed;
     }
 
-    // The key's way to the next: a curve, else tweenEasing (none: a step). Eases that
-    // are polynomials become exact cubic curves with their x spread evenly.
-    void easing_of(const Json& f, ClipKey& key, const std::string& w) const {
-        const Json& curve = Reader::list(f, "curve");
-        if (!curve.empty()) {
-            if (curve.size() != 4) problems_.add(w + ": a curve of several segments is read as its first (eased roughly)");
-            if (curve.size() >= 4) {
-                key.easing = ClipEasing::bezier;
-                for (int k = 0; k < 4; ++k) key.curve[k] = curve[std::size_t(k)].is_number() ? curve[std::size_t(k)].get<float>() : 0.0f;
-                for (int k = 0; k < 4; k += 2) key.curve[k] = std::clamp(key.curve[k], 0.0f, 1.0f);
-                return;
-            }
-        }
+    // A key of the file with its values (rotations unwrapped, in the tool's sense).
+    struct Key {
+        const Json* json;
+        double start;
+        double value[4];
+    };
+
+    // tweenEasing as an engine easing: none is a step, 0 linear, and the tool's
+    // quadratic eases become exact cubic curves with their x spread evenly (x(s) = s),
+    // their Bernstein coefficients giving the two control y. Its ease-in-out, a cosine,
+    // becomes the nearest such cubic, the smooth step (0.01 off at most).
+    void tween_easing(const Json& f, ClipKey& key, const std::string& w) const {
         if (!f.is_object() || !f.contains("tweenEasing") || f["tweenEasing"].is_null()) {
             key.easing = ClipEasing::step;
             return;
@@ -648,8 +649,6 @@ private:
             key.easing = ClipEasing::linear;
             return;
         }
-        // y(p) as a cubic with control x at 1/3 and 2/3 (so x(s) = s): its Bernstein
-        // coefficients give the two control y.
         double y1, y2;
         if (e < 0) {  // p + (p^2 - p)|e|
             const double a = 1 - std::fabs(e), b = std::fabs(e);
@@ -659,7 +658,7 @@ private:
             const double a = 1 + e, b = -e;
             y1 = a / 3;
             y2 = 2 * a / 3 + b / 3;
-        } else {  // towards a smooth step 3p^2 - 2p^3, close to the cosine ease
+        } else {  // p + (smooth(p) - p)(e - 1)
             const double m = std::min(e - 1, 1.0);
             y1 = (1 - m) / 3;
             y2 = 2 * (1 - m) / 3 + m;
@@ -671,79 +670,167 @@ private:
         key.curve[3] = float(y2);
     }
 
-    void add(AnimationClip& clip, unsigned joint, ClipChannel channel, ClipKey key, int turns,
-             const std::string& w) const {
-        const std::string why = clip.add_key(joint, channel, key, turns);
+    // The control points of a "curve" chain from (0, 0) to (1, 1), or empty.
+    static std::vector<Vector<double>> curve_points(const Json& f) {
+        std::vector<Vector<double>> points;
+        const Json& curve = Reader::list(f, "curve");
+        if (curve.size() < 4) return points;
+        points.push_back({0, 0});
+        for (std::size_t i = 0; i + 1 < curve.size(); i += 2) {
+            const Json& x = curve[i];
+            const Json& y = curve[i + 1];
+            double vx = x.is_number() ? x.get<double>() : 0, vy = y.is_number() ? y.get<double>() : 0;
+            if (!std::isfinite(vx) || !std::isfinite(vy) || std::fabs(vy) > kLargest) vx = vy = 0;
+            points.push_back({std::clamp(vx, 0.0, 1.0), vy});
+        }
+        points.push_back({1, 1});
+        // Whole cubic segments only: start, two controls, end.
+        while (points.size() > 4 && (points.size() - 1) % 3 != 0) points.erase(points.end() - 2);
+        if ((points.size() - 1) % 3 != 0) points.clear();
+        return points;
+    }
+
+    // The eased fraction at x of a curve chain, its parameter found by halving to 1e-4
+    // as the tool's player does.
+    static double curve_at(const std::vector<Vector<double>>& p, double x) {
+        std::size_t seg = 0;
+        while (seg + 3 < p.size() - 1 && p[seg + 3].x < x) seg += 3;
+        const Vector<double> &a = p[seg], &b = p[seg + 1], &c = p[seg + 2], &d = p[seg + 3];
+        auto bez = [](double p0, double p1, double p2, double p3, double s) {
+            const double u = 1 - s;
+            return u * u * u * p0 + 3 * u * u * s * p1 + 3 * u * s * s * p2 + s * s * s * p3;
+        };
+        double lower = 0, higher = 1, y = 0;
+        while (higher - lower > 0.0001) {
+            const double m = (lower + higher) * 0.5;
+            y = bez(a.y, b.y, c.y, d.y, m);
+            if (x - bez(a.x, b.x, c.x, d.x, m) > 0)
+                lower = m;
+            else
+                higher = m;
+        }
+        return y;
+    }
+
+    // Emits one engine key, rotations as the engine's angles and the whole turns from
+    // the key before.
+    void emit(AnimationClip& clip, unsigned target, ClipChannel channel, ClipKey key, const double* value,
+              double* previous, bool first, const std::string& w) const {
+        int turns = 0;
+        if (channel == ClipChannel::rotation) {
+            if (!first) {
+                const double step = value[0] - previous[0];
+                turns = -int(std::lround((step - normalise(step)) / (2 * kPi)));
+            }
+            key.value[0] = float(-normalise(value[0]));
+            previous[0] = value[0];
+        } else {
+            for (int c = 0; c < 4; ++c) key.value[c] = float(value[c]);
+        }
+        const std::string why = clip.add_key(target, channel, key, turns);
         if (!why.empty()) problems_.add(w + ": " + why + " (key skipped)");
     }
 
-    // Keys of one channel; `value` reads a key's values. A looping clip whose last key
-    // ends before the end tweens back to the first.
-    template <class Value>
-    void add_track(AnimationClip& clip, unsigned target, ClipChannel channel, const Json& frames, double duration,
-                   bool loops, const std::string& w, Value value) const {
-        const std::vector<Placed> keys = place_keys(frames, duration, w);
+    // The keys of one channel. A curve is played as the tool's player plays it: sampled
+    // at evenly spaced points of its segment, one more than the segment has frames, and
+    // straight between. The last key tweens back to the first in a looping clip.
+    void add_keys(AnimationClip& clip, unsigned target, ClipChannel channel, const std::vector<Key>& keys,
+                  double duration, bool loops, const std::string& w) const {
         if (keys.empty()) return;
-        ClipKey first;
+        const int count = channel == ClipChannel::colour ? 4 : channel == ClipChannel::rotation ? 1 : 2;
+        double previous[4] = {0, 0, 0, 0};
+        bool first = true;
         for (std::size_t i = 0; i < keys.size(); ++i) {
+            const Key& k = keys[i];
+            const bool last = i + 1 == keys.size();
+            const bool wraps = last && loops && keys.size() > 1 && k.start < duration;
+            double next[4];
+            std::copy(k.value, k.value + 4, next);
+            if (!last) {
+                std::copy(keys[i + 1].value, keys[i + 1].value + 4, next);
+            } else if (wraps) {
+                std::copy(keys[0].value, keys[0].value + 4, next);
+                if (channel == ClipChannel::rotation) next[0] = k.value[0] + normalise(keys[0].value[0] - k.value[0]);
+            }
+            const double end = last ? duration : keys[i + 1].start;
+            const double length = end - k.start;
             ClipKey key;
-            key.time = float(keys[i].start / fps_);
-            value(*keys[i].json, key.value);
-            easing_of(*keys[i].json, key, w);
-            if (channel == ClipChannel::visible) key.easing = ClipEasing::step;
-            if (i == 0) first = key;
-            add(clip, target, channel, key, 0, w);
-        }
-        if (loops && keys.back().start < duration && keys.size() > 1) {
-            first.time = float(duration / fps_);
-            add(clip, target, channel, first, 0, w);
+            key.time = float(k.start / fps_);
+            const std::vector<Vector<double>> curve = curve_points(*k.json);
+            const bool tweens = channel != ClipChannel::visible && (!last || wraps) && length > 0;
+            if (!tweens) {
+                key.easing = ClipEasing::step;
+                emit(clip, target, channel, key, k.value, previous, first, w);
+            } else if (!curve.empty()) {
+                key.easing = ClipEasing::linear;
+                emit(clip, target, channel, key, k.value, previous, first, w);
+                const int samples = int(std::min(length, 1000.0)) + 1;
+                for (int j = 0; j < samples; ++j) {
+                    const double x = double(j + 1) / double(samples + 1);
+                    // The tool's player keeps its samples to four decimals.
+                    const double y = std::round(curve_at(curve, x) * 10000.0) / 10000.0;
+                    double v[4];
+                    for (int c = 0; c < count; ++c) v[c] = k.value[c] + (next[c] - k.value[c]) * y;
+                    key.time = float((k.start + x * length) / fps_);
+                    emit(clip, target, channel, key, v, previous, false, w);
+                }
+            } else {
+                tween_easing(*k.json, key, w);
+                emit(clip, target, channel, key, k.value, previous, first, w);
+            }
+            first = false;
+            if (wraps) {
+                key.time = float(duration / fps_);
+                key.easing = ClipEasing::step;
+                emit(clip, target, channel, key, next, previous, false, w);
+            }
         }
     }
 
+    template <class Value>
+    void add_track(AnimationClip& clip, unsigned target, ClipChannel channel, const Json& frames, double duration,
+                   bool loops, const std::string& w, Value value) const {
+        std::vector<Key> keys;
+        for (const Placed& p : place_keys(frames, duration, w)) {
+            Key k{p.json, p.start, {0, 0, 0, 0}};
+            float v[4] = {0, 0, 0, 0};
+            value(*p.json, v);
+            std::copy(v, v + 4, k.value);
+            keys.push_back(k);
+        }
+        add_keys(clip, target, channel, keys, duration, loops, w);
+    }
+
+    // Rotations unwrapped as the tool does: the shorter way, or whole turns that a
+    // key's "clockwise" asks for on the way to the next key.
     void read_rotation(AnimationClip& clip, unsigned joint, const Json& frames, double duration, bool loops,
                        const std::string& w) const {
-        const std::vector<Placed> keys = place_keys(frames, duration, w);
-        if (keys.empty()) return;
-        // Unwrapped as the tool does: the shorter way, or whole turns a key's
-        // "clockwise" asks for on the way to the next key.
+        std::vector<Key> keys;
         double previous = 0;
         int clockwise = 0;
-        ClipKey first;
-        for (std::size_t i = 0; i < keys.size(); ++i) {
-            const Json& f = *keys[i].json;
-            double raw = r_.number(f, "rotate", 0, w) * kDegrees;
+        for (const Placed& p : place_keys(frames, duration, w)) {
+            const Json& f = *p.json;
+            const double raw = r_.number(f, "rotate", 0, w) * kDegrees;
             if (std::fabs(r_.number(f, "skew", 0, w)) > 0)
                 problems_.add(w + ": animated skew is not imported (left at the setup skew)");
             double value = raw;
-            int turns = 0;
-            if (i > 0) {
-                if (clockwise == 0) {
+            if (!keys.empty()) {
+                int cw = clockwise;
+                if (cw == 0) {
                     value = previous + normalise(raw - previous);
-                } else if (clockwise > 0) {
-                    int cw = clockwise;
+                } else if (cw > 0) {
                     if (raw >= previous) --cw;
                     value = raw + 2 * kPi * cw;
                 } else {
-                    int cw = clockwise;
                     if (raw <= previous) ++cw;
                     value = raw + 2 * kPi * cw;
                 }
-                const double step = value - previous;
-                turns = int(std::lround((step - normalise(step)) / (2 * kPi)));
             }
             clockwise = int(r_.number(f, "clockwise", r_.number(f, "tweenRotate", 0, w), w));
             previous = value;
-            ClipKey key;
-            key.time = float(keys[i].start / fps_);
-            key.value[0] = float(-normalise(value));
-            easing_of(f, key, w);
-            if (i == 0) first = key;
-            add(clip, joint, ClipChannel::rotation, key, -turns, w);
+            keys.push_back({p.json, p.start, {value, 0, 0, 0}});
         }
-        if (loops && keys.back().start < duration && keys.size() > 1) {
-            first.time = float(duration / fps_);
-            add(clip, joint, ClipChannel::rotation, first, 0, w);
-        }
+        add_keys(clip, joint, ClipChannel::rotation, keys, duration, loops, w);
     }
 
     void read_animations() {

@@ -1,0 +1,147 @@
+"""Characters from DragonBones exports as scripts see them: load_dragonbones making one
+actor per armature with its clips, every armature and animation of the shared exports
+posed as the tool's own player poses them (bone world matrices, slot visibility and
+colour, draw order at frames 0, 1, 5, 15, 30 and the last, from
+tests/data/dragonbones/expected_*.json, which tests/tools/dragonbones_expected.mjs
+wrote), bad input, and one pose drawn beside a sprite and a text."""
+import gc
+import io
+import json
+import logging
+import math
+import os
+
+import pytest
+
+import libcore
+from libgraphics import Actor, ActorControllerAnimation, actor_database
+
+HERE = os.path.dirname(__file__)
+EXPORTS = os.path.join(HERE, "..", "..", "data", "dragonbones")
+EXPECTED = os.path.join(HERE, "..", "data", "dragonbones")
+FILES = {
+    "bullet_01": "bullet_01/bullet_01_ske.json",
+    "dragon": "dragon/Dragon_ske.json",
+    "effect": "effect/effect_ske.json",
+    "floor_board": "floor_board/floor_board_ske.json",
+    "mecha_1502b": "mecha_1502b/mecha_1502b_ske.json",
+}
+TOLERANCE = 1e-3
+
+
+@pytest.fixture(autouse=True)
+def empty_database():
+    actor_database.unload()
+    yield
+    gc.collect()
+    actor_database.unload()
+
+
+def warnings(caplog):
+    libcore.Log.flush()
+    return [r.getMessage() for r in caplog.records if r.name == "engine.graphics" and r.levelno == logging.WARNING]
+
+
+def expected(key):
+    with open(os.path.join(EXPECTED, "expected_%s.json" % key)) as f:
+        return json.load(f)
+
+
+def cases():
+    for key in FILES:
+        for armature, e in expected(key)["armatures"].items():
+            for animation, a in e["animations"].items():
+                yield pytest.param(key, armature, animation, id="%s-%s-%s" % (key, armature, animation))
+
+
+def posed(armature, animation, seconds):
+    """An actor of `armature` playing `animation`, `seconds` into it."""
+    actor, player = Actor(armature), ActorControllerAnimation()
+    actor.controller = player
+    assert player.play(animation) is None
+    player.update(0.0)
+    if seconds > 0:
+        player.update(seconds)
+    return actor
+
+
+def slots_of(actor):
+    """Per slot: the shown display index (-1: none) and that part's colour (r, g, b, a),
+    from the parts named "slot/index"; and the slots in draw order."""
+    shown, order = {}, []
+    for mesh in actor.meshes:
+        slot, index = mesh.id.rsplit("/", 1)
+        if slot not in order:
+            order.append(slot)
+        if mesh.visible:
+            c = mesh.colour
+            shown[slot] = (int(index), (c.r, c.g, c.b, c.a))
+    return shown, order
+
+
+def bone_errors(actor, sample):
+    joints = actor.skeleton.joints
+    return {name: max(abs(a - b) for a, b in zip(list(joints[name].world_transform), m))
+            for name, m in sample["bones"].items()}
+
+
+def test_every_shared_export_loads_one_actor_per_armature_with_its_clips():
+    made = {}
+    for key, path in FILES.items():
+        ids = actor_database.load_dragonbones(os.path.join(EXPORTS, path))
+        made[key] = sorted(ids)
+        actor_database.unload()
+    # Armatures of the same name in two files are two loads of the same id: each file
+    # is loaded alone here.
+    assert made == {key: sorted(expected(key)["armatures"]) for key in FILES}
+    actor_database.load_dragonbones(os.path.join(EXPORTS, FILES["mecha_1502b"]))
+    assert sorted(actor_database.clip_ids("mecha_1502b")) == sorted(
+        expected("mecha_1502b")["armatures"]["mecha_1502b"]["animations"])
+
+
+def mismatch(actor, sample):
+    """What differs from the tool's sample, or None."""
+    bad = {n: round(v, 5) for n, v in bone_errors(actor, sample).items() if v > TOLERANCE}
+    if bad:
+        return "bones off by more than %g: %s" % (TOLERANCE, bad)
+    shown, order = slots_of(actor)
+    if order != [s for s in sample["order"] if s in order]:
+        return "draw order %s" % order
+    for slot, s in sample["slots"].items():
+        if slot not in order:
+            continue  # a slot whose displays are not drawn (nested armatures)
+        index, colour = shown.get(slot, (-1, None))
+        if index != s["display"]:
+            return "slot %s shows display %d, not %d" % (slot, index, s["display"])
+        if index >= 0 and colour != pytest.approx(s["colour"], abs=TOLERANCE):
+            return "slot %s colour %s, not %s" % (slot, colour, s["colour"])
+    return None
+
+
+@pytest.mark.parametrize("key,armature,animation", list(cases()))
+def test_every_animation_poses_bones_and_slots_as_the_tool_does(key, armature, animation):
+    assert armature in actor_database.load_dragonbones(os.path.join(EXPORTS, FILES[key]))
+    e = expected(key)["armatures"][armature]
+    a = e["animations"][animation]
+    fps = e["frameRate"]
+    for frame, sample in a["samples"].items():
+        frame = int(frame)
+        seconds = frame / fps
+        times = [seconds]
+        if a["playTimes"] != 1 and a["duration"] and frame and frame % a["duration"] == 0:
+            # At the very end of a loop whose last key does not repeat the first, the
+            # pose jumps: either side of the seam is the pose at that instant, depending
+            # on the last bit of the time's rounding.
+            times += [seconds - 1e-6, seconds + 1e-6]
+        problems = [mismatch(posed(armature, animation, t), sample) for t in times]
+        assert None in problems, "frame %d: %s" % (frame, problems[0])
+
+
+def test_setup_pose_is_the_armature_without_animation():
+    for key, path in FILES.items():
+        actor_database.unload()
+        actor_database.load_dragonbones(os.path.join(EXPORTS, path))
+        for armature, e in expected(key)["armatures"].items():
+            actor = Actor(armature)
+            errors = bone_errors(actor, e["setup"])
+            assert max(errors.values(), default=0.0) <= TOLERANCE, (armature, errors)
