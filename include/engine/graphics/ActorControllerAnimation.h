@@ -1,6 +1,7 @@
 #pragma once
 
 #include "engine/graphics/ActorController.h"
+#include "engine/graphics/ActorIKChain.h"
 
 #include <functional>
 #include <memory>
@@ -16,6 +17,8 @@ class Skeleton;
 /// each layer has a current clip, the clip it fades out from, a queued clip, a weight,
 /// an optional joint mask and an additive mode. Layers apply in index order on top of
 /// the setup pose; the joints it ever drove are written each frame the pose changes.
+/// The record's IK chains (an imported character's) then turn their joints towards
+/// their targets, each time the pose is written.
 /// Callbacks are called from `update` (during scene.update), after the pose is
 /// written. An "unload" of the database stops every layer (the pose stays as it was);
 /// another actor (or skeleton) starts it afresh, while the same one told again keeps it.
@@ -130,6 +133,7 @@ private:
     void take_snapshot();
     void apply_snapshot(float weight);
     bool write();
+    bool solve_ik();
     void pose_parts();
     void part(const Play& play, float weight);
     void deliver();
@@ -148,6 +152,7 @@ private:
     std::vector<Pose> part_colour_;
     std::vector<signed char> shown_visible_;
     std::vector<Pose> shown_colour_;
+    std::vector<ActorIKChain> ik_;        // the record's IK chains, solved after each pose
     std::vector<Pending> pending_;        // crossed this frame, told after the pose is written
     EventCallback on_event_;              // script's, or null
     FinishedCallback on_finished_;        // script's, or null

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "engine/graphics/ActorIKChain.h"
 #include "engine/graphics/ActorMeshData.h"
 #include "engine/graphics/AnimationClip.h"
 
@@ -43,6 +44,8 @@ public:
 
     std::string layer;  // scene layer of actors made from it; empty: none
     float z = 0.0f;     // their depth in it
+    /// Limbs a clip player turns towards their targets after each pose, in order.
+    std::vector<ActorIKChain> ik_chains;
 
 private:
     std::string id_;                                               // registry key

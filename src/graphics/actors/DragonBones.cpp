@@ -45,6 +45,8 @@ constexpr double kMostFrames = 240.0 * 86400.0;
 // Skinned vertices name joints with one byte, and triangles vertices with two.
 constexpr std::size_t kMostJoints = 256;
 constexpr std::size_t kMostVertices = 65536;
+// Plays of an animation spelled out in one clip; more loop the clip instead.
+constexpr int kMostRepeats = 64;
 
 std::string named(const std::string& s) { return "'" + s + "'"; }
 
@@ -261,6 +263,7 @@ core::Colour colour_of(const Reader& r, const Json& c, const std::string& where)
 struct Bone {
     std::string name, parent;
     Pose setup;
+    double length = 0;
     unsigned inheritance = Transform::inherit_all;
     int parent_index = -1;  // in file order
     int joint = -1;         // index in the skeleton
@@ -302,6 +305,7 @@ public:
         make_joints();
         read_slots();
         make_parts();
+        read_ik();
         read_animations();
         return std::move(data_);
     }
@@ -325,6 +329,7 @@ private:
             bone.parent = Reader::text(b, "parent");
             const std::string w = where() + " bone " + named(bone.name);
             bone.setup = read_pose(r_, Reader::child(b, "transform"), w);
+            bone.length = r_.number(b, "length", 0, w);
             unsigned flags = 0;
             if (r_.boolean(b, "inheritTranslation", true)) flags |= Transform::inherit_translation;
             if (r_.boolean(b, "inheritRotation", true)) flags |= Transform::inherit_rotation;
@@ -609,6 +614,33 @@ private:
         return true;
     }
 
+    // IK constraints: one bone aiming, or a two-bone chain ending at it.
+    void read_ik() {
+        std::map<std::string, int> bone_index;
+        for (std::size_t i = 0; i < bones_.size(); ++i) bone_index.emplace(bones_[i].name, int(i));
+        for (const Json& k : Reader::list(json_, "ik")) {
+            ActorIKChain chain;
+            chain.name = Reader::text(k, "name");
+            const std::string w = where() + " IK " + named(chain.name);
+            auto bone = bone_index.find(Reader::text(k, "bone"));
+            auto target = bone_index.find(Reader::text(k, "target"));
+            if (bone == bone_index.end() || target == bone_index.end() ||
+                bones_[std::size_t(bone->second)].joint < 0 || bones_[std::size_t(target->second)].joint < 0) {
+                problems_.add(w + ": its bone or target is unknown (skipped)");
+                continue;
+            }
+            const Bone& end = bones_[std::size_t(bone->second)];
+            chain.end = unsigned(end.joint);
+            chain.target = unsigned(bones_[std::size_t(target->second)].joint);
+            chain.length = float(end.length);
+            if (r_.number(k, "chain", 0, w) > 0 && end.parent_index >= 0)
+                chain.root = bones_[std::size_t(end.parent_index)].joint;
+            chain.bend_positive = r_.boolean(k, "bendPositive", true);
+            chain.weight = float(std::clamp(r_.number(k, "weight", 1, w), 0.0, 1.0));
+            data_->ik_chains.push_back(chain);
+        }
+    }
+
     // Animations --------------------------------------------------------------------
 
     // A timeline's keys placed in frames: each starts where the one before ended, and
@@ -737,13 +769,22 @@ private:
     void add_keys(AnimationClip& clip, unsigned target, ClipChannel channel, const std::vector<Key>& keys,
                   double duration, bool loops, const std::string& w) const {
         if (keys.empty()) return;
-        const int count = channel == ClipChannel::colour ? 4 : channel == ClipChannel::rotation ? 1 : 2;
         double previous[4] = {0, 0, 0, 0};
-        bool first = true;
+        for (int rep = 0; rep < repeats_; ++rep)
+            add_loop(clip, target, channel, keys, duration, loops && (forever_ || rep + 1 < repeats_),
+                     rep * duration, previous, rep == 0, w);
+    }
+
+    // One play of the keys, `offset` frames into the clip; the last key tweens back to
+    // the first when `wrap` (another play follows).
+    void add_loop(AnimationClip& clip, unsigned target, ClipChannel channel, const std::vector<Key>& keys,
+                  double duration, bool wrap, double offset, double* previous, bool first,
+                  const std::string& w) const {
+        const int count = channel == ClipChannel::colour ? 4 : channel == ClipChannel::rotation ? 1 : 2;
         for (std::size_t i = 0; i < keys.size(); ++i) {
             const Key& k = keys[i];
             const bool last = i + 1 == keys.size();
-            const bool wraps = last && loops && keys.size() > 1 && k.start < duration;
+            const bool wraps = last && wrap && keys.size() > 1 && k.start < duration;
             double next[4];
             std::copy(k.value, k.value + 4, next);
             if (!last) {
@@ -755,7 +796,7 @@ private:
             const double end = last ? duration : keys[i + 1].start;
             const double length = end - k.start;
             ClipKey key;
-            key.time = float(k.start / fps_);
+            key.time = float((offset + k.start) / fps_);
             const std::vector<Vector<double>> curve = curve_points(*k.json);
             const bool tweens = channel != ClipChannel::visible && (!last || wraps) && length > 0;
             if (!tweens) {
@@ -769,9 +810,9 @@ private:
                     const double x = double(j + 1) / double(samples + 1);
                     // The tool's player keeps its samples to four decimals.
                     const double y = std::round(curve_at(curve, x) * 10000.0) / 10000.0;
-                    double v[4];
+                    double v[4] = {0, 0, 0, 0};
                     for (int c = 0; c < count; ++c) v[c] = k.value[c] + (next[c] - k.value[c]) * y;
-                    key.time = float((k.start + x * length) / fps_);
+                    key.time = float((offset + k.start + x * length) / fps_);
                     emit(clip, target, channel, key, v, previous, false, w);
                 }
             } else {
@@ -780,7 +821,7 @@ private:
             }
             first = false;
             if (wraps) {
-                key.time = float(duration / fps_);
+                key.time = float((offset + duration) / fps_);
                 key.easing = ClipEasing::step;
                 emit(clip, target, channel, key, next, previous, false, w);
             }
@@ -856,7 +897,12 @@ private:
                 problems_.add(w + ": " + why + " (skipped)");
                 continue;
             }
-            auto clip = std::make_unique<AnimationClip>(name, float(duration / fps_), play_times);
+            // A clip plays forever or once: a few plays become one clip of all of them,
+            // every one but the last tweening back to the start as the tool plays them.
+            forever_ = play_times == 0;
+            repeats_ = play_times > 1 && play_times <= kMostRepeats ? play_times : 1;
+            const int loops_left = forever_ ? 0 : play_times > kMostRepeats ? play_times : 1;
+            auto clip = std::make_unique<AnimationClip>(name, float(repeats_ * duration / fps_), loops_left);
             const bool loops = play_times != 1;
             for (const Json& b : Reader::list(a, "bone")) {
                 const std::string bone = Reader::text(b, "name");
@@ -883,7 +929,7 @@ private:
             }
             for (const Json& s : Reader::list(a, "slot")) read_slot_timeline(*clip, s, frames, loops, w);
             read_events(*clip, Reader::list(a, "frame"), frames, w);
-            for (const char* unsupported : {"ffd", "ik"})
+            for (const char* unsupported : {"ffd", "ik"})  // deform and IK weight timelines
                 if (!Reader::list(a, unsupported).empty())
                     problems_.add(w + ": " + unsupported + " timelines are not imported yet (skipped)");
             if (a.is_object() && a.contains("zOrder"))
@@ -926,8 +972,13 @@ private:
     }
 
     void read_events(AnimationClip& clip, const Json& keys, double frames, const std::string& w) const {
-        for (const Placed& k : place_keys(keys, frames, w)) {
-            const float time = float(k.start / fps_);
+        for (int rep = 0; rep < repeats_; ++rep)
+            for (const Placed& k : place_keys(keys, frames, w)) read_event(clip, k, rep * frames, w);
+    }
+
+    void read_event(AnimationClip& clip, const Placed& k, double offset, const std::string& w) const {
+        {
+            const float time = float((offset + k.start) / fps_);
             auto event = [&](const std::string& name) {
                 if (name.empty()) return;
                 const std::string why = clip.add_event(time, name);
@@ -948,6 +999,8 @@ private:
     std::string name_;
     double fps_ = 24;
     std::unique_ptr<ActorData> data_;
+    int repeats_ = 1;          // plays of the animation being read that its clip holds
+    bool forever_ = false;     // it loops forever
     std::vector<Bone> bones_;  // file order
     std::vector<Slot> slots_;  // draw order
     std::map<std::string, int> slot_index_;

@@ -82,6 +82,16 @@ void ActorControllerAnimation::on_actor(Actor* actor) {
     // controller does not shift every clip.
     const ActorData* data = ActorDatabase::find_actor_data(actor ? actor->get_data_id() : std::string());
     const Skeleton* setup = data ? data->get_skeleton() : skeleton;
+    // IK turns its joints away from the pose: they are written every frame, so that
+    // each solve starts from the animation.
+    ik_.clear();
+    if (data && (!setup || setup->get_num_joints() == count))
+        for (const ActorIKChain& chain : data->ik_chains) {
+            if (chain.end >= count || chain.target >= count || chain.root >= int(count)) continue;
+            ik_.push_back(chain);
+            driven_[chain.end] = 1;
+            if (chain.root >= 0) driven_[unsigned(chain.root)] = 1;
+        }
     for (unsigned j = 0; j < count; ++j) {
         const Transform* joint = setup ? setup->get_joint(j) : nullptr;
         if (!joint || (setup != skeleton && setup->get_num_joints() != count)) joint = skeleton->get_joint(j);
@@ -454,6 +464,19 @@ bool ActorControllerAnimation::write() {
     return changed;
 }
 
+bool ActorControllerAnimation::solve_ik() {
+    Skeleton* skeleton = ik_.empty() ? nullptr : get_actor()->get_skeleton();
+    if (!skeleton) return false;
+    bool changed = false;
+    for (const ActorIKChain& chain : ik_) {
+        changed = chain.solve(*skeleton) || changed;
+        for (int j : {int(chain.end), chain.root})
+            if (j >= 0) std::fill(std::begin(written_[unsigned(j)].v), std::end(written_[unsigned(j)].v),
+                                  std::numeric_limits<float>::quiet_NaN());
+    }
+    return changed;
+}
+
 bool ActorControllerAnimation::update(float dt) {
     if (!get_actor() || !finite(dt)) return false;
     check_database();
@@ -464,7 +487,7 @@ bool ActorControllerAnimation::update(float dt) {
     pending_.clear();
     for (size_t i = 0; i < layers_.size(); ++i) step(int(i), layers_[i], dt);
     blend();
-    const bool changed = write();
+    const bool changed = write() | solve_ik();
     pose_parts();
     dirty_ = false;
     deliver();

@@ -1,0 +1,31 @@
+#pragma once
+
+#include <string>
+
+namespace engine::graphics {
+
+class Skeleton;
+
+/// A limb that turns to reach a target joint (an imported character's IK constraint):
+/// one joint aiming at the target, or a two-joint chain (root and end) bending at the
+/// end joint's origin. It works on world poses after the animated pose is written, and
+/// changes only local rotations, so the next pose written starts from the animation
+/// again. Held by value in its ActorData; script thread only.
+///
+///     ActorIKChain leg{"leg", thigh, calf, foot_target, 80.0f};
+///     leg.solve(skeleton);   // after each pose
+struct ActorIKChain {
+    std::string name;           // the constraint's name
+    int root = -1;              // first joint of a two-joint chain; -1: the end joint aims alone
+    unsigned end = 0;           // the joint that reaches (its origin bends, its x axis aims)
+    unsigned target = 0;        // the joint whose world position is the goal
+    float length = 0.0f;        // the end joint's length along its x axis, skeleton units
+    bool bend_positive = true;  // the chain bends turning +x towards +y (clockwise on screen)
+    float weight = 1.0f;        // 0: the animated pose, 1: the full solution
+
+    /// Turns the joints towards the target; false (nothing changed) when a joint is
+    /// missing or the pose is not finite. Allocates nothing.
+    bool solve(Skeleton& skeleton) const;
+};
+
+}  // namespace engine::graphics
