@@ -146,3 +146,70 @@ def test_setup_pose_is_the_armature_without_animation():
             actor = posed(armature, None, 0.0)
             errors = bone_errors(actor, e["setup"])
             assert max(errors.values(), default=0.0) <= TOLERANCE, (armature, errors)
+
+
+def test_sources_may_be_file_like_with_the_atlas_said(tmp_path):
+    folder = os.path.join(EXPORTS, "bullet_01")
+    with open(os.path.join(folder, "bullet_01_ske.json"), "rb") as skeleton, \
+            open(os.path.join(folder, "bullet_01_tex.json")) as atlas:
+        assert actor_database.load_dragonbones(skeleton, atlas, base_path=folder) == ["bullet_01"]
+    assert actor_database.mesh_ids("bullet_01") == ["b/0"]
+    assert actor_database.clip_ids("bullet_01") == ["idle"]
+    actor_database.unload()
+    assert actor_database.actor_ids() == []
+
+
+def test_bad_sources_raise_or_warn_and_load_what_they_can(tmp_path, caplog):
+    with pytest.raises(TypeError, match="path or a file-like object"):
+        actor_database.load_dragonbones(42)
+    assert actor_database.load_dragonbones(str(tmp_path / "nothing_ske.json")) == []
+    assert actor_database.load_dragonbones(io.StringIO("{not json")) == []
+    # No atlas beside it: the bones load, the images are skipped, and one warning says so.
+    skeleton = tmp_path / "lonely_ske.json"
+    with open(os.path.join(EXPORTS, FILES["dragon"])) as f:
+        skeleton.write_text(f.read())
+    assert actor_database.load_dragonbones(str(skeleton)) == ["Dragon"]
+    assert actor_database.mesh_ids("Dragon") == []
+    assert len(Actor("Dragon").skeleton.joints) == 19
+    said = warnings(caplog)
+    assert len(said) == 3
+    assert "cannot be read" in said[0] and "not a JSON object" in said[1]
+    assert "lonely_ske.json" in said[2] and "no atlas" in said[2]
+
+
+def test_a_pose_draws_with_a_sprite_and_a_text_in_the_same_frame(window, scene, pictures):
+    from libgraphics import Sprite, Text, sprite_database
+    from pictures import rendered, settle
+
+    actor_database.load_dragonbones(os.path.join(EXPORTS, FILES["dragon"]))
+    dragon = Actor("Dragon")
+    dragon.position = (160, 400)
+    dragon.scale = (0.4, 0.4)
+    scene.add_object(dragon, "main")
+    dragon.controller = ActorControllerAnimation()
+    dragon.controller.play("walk")
+    scene.update(0.25)
+    settle()
+
+    def left_half(pixel):
+        return [pixel(x, y) for y in range(200, 420, 4) for x in range(40, 300, 4)]
+
+    alone = left_half(rendered(window, scene))
+    assert sum(1 for p in alone if p[:3] != (0, 0, 0)) > 200  # the dragon's parts are drawn
+
+    picture = pictures.solid("db_white.png")
+    assert sprite_database.load(io.StringIO(
+        '<Sprites><Sprite id="db-white" texture="%s" layer="main" dimensions="40 40" bottom_right="1 1"/></Sprites>' % picture))
+    sprite = Sprite("db-white")
+    sprite.position = (480, 120)
+    text = Text("Dragon", size=28)
+    text.position = (420, 380)
+    scene.add_object(text, "main")
+    settle()
+    pixel = rendered(window, scene)
+    assert left_half(pixel) == alone
+    assert any(pixel(x, y)[:3] == (255, 255, 255) for y in range(80, 160, 2) for x in range(440, 520, 2))
+    assert any(pixel(x, y)[:3] != (0, 0, 0) for y in range(360, 420) for x in range(420, 560))
+    scene.remove_object(text)
+    scene.remove_object(dragon)
+    sprite_database.unload()
