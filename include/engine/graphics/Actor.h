@@ -26,6 +26,8 @@ class Actor : public SceneObject {
 public:
     /// An unknown id gives an actor with no skeleton and no meshes, and no error. The
     /// skeleton and meshes are made through the class factory ("Skeleton", "ActorMesh").
+    /// Actors the record's meshes carry are made too, attached to their meshes (as
+    /// scene objects named by their ids) and to their joints, each playing its clip.
     explicit Actor(const std::string& data_id);
     Actor(const Actor&) = delete;
     Actor& operator=(const Actor&) = delete;
@@ -85,6 +87,7 @@ private:
     /// Controllers whose actor, source or collision actor this is register here, to be told when it dies.
     void watch(ActorController* controller) { watchers_.push_back(controller); }
     void unwatch(ActorController* controller);
+    void make_carried();
 
     std::string data_id_;                      // the id asked for (records may be unloaded)
     Skeleton* skeleton_ = nullptr;             // one reference (or created here, see release)

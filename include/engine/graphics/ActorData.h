@@ -44,6 +44,8 @@ public:
 
     std::string layer;  // scene layer of actors made from it; empty: none
     float z = 0.0f;     // their depth in it
+    /// The clip an actor carried by another plays when the carrier names none.
+    std::string default_clip;
     /// Limbs a clip player turns towards their targets after each pose, in order.
     std::vector<ActorIKChain> ik_chains;
 

@@ -4,9 +4,11 @@
 #include "engine/core/Log.h"
 #include "engine/core/Ref.h"
 #include "engine/graphics/ActorController.h"
+#include "engine/graphics/ActorControllerAnimation.h"
 #include "engine/graphics/ActorData.h"
 #include "engine/graphics/ActorDatabase.h"
 #include "engine/graphics/ActorMesh.h"
+#include "engine/graphics/ActorMeshData.h"
 #include "engine/graphics/Skeleton.h"
 #include "engine/graphics/Transform.h"
 
@@ -44,12 +46,49 @@ Actor::Actor(const std::string& data_id) : data_id_(data_id) {
         mesh->set_data(data->get_meshes()[i].get());
         meshes_.push_back(mesh);
     }
+    if (ActorDatabase::generation() == generation) make_carried();
     if (ActorDatabase::generation() != generation)
         core::Log::warning("graphics", "Actor '%s': the actor database was unloaded while the actor was made "
                                        "(by a factory class); it has no meshes.",
                            data_id.c_str());
     set_layer(layer);
     set_z(z);
+}
+
+// The actors each mesh carries, each riding on its joint and playing its clip. Records
+// may carry each other in a ring: past a few levels nothing more is made.
+void Actor::make_carried() {
+    static int depth = 0;
+    constexpr int kDeepest = 8;
+    for (ActorMesh* mesh : std::vector<ActorMesh*>(meshes_)) {
+        const ActorMeshData* data = mesh->get_data();
+        if (!data) continue;
+        for (const CarriedActor& c : std::vector<CarriedActor>(data->carried)) {
+            if (depth >= kDeepest) {
+                core::Log::warning("graphics", "Actor '%s': actors carried more than %d deep (a record carrying "
+                                               "itself?); '%s' is not made.",
+                                   data_id_.c_str(), kDeepest, c.id.c_str());
+                return;
+            }
+            ++depth;
+            const core::Ref<Actor> child(new Actor(c.id));
+            --depth;
+            child->set_position(c.position);
+            child->set_rotation(c.rotation);
+            child->set_skew(c.skew);
+            child->set_scale(c.scale);
+            if (Transform* joint = skeleton_ && c.joint >= 0 ? skeleton_->get_joint(unsigned(c.joint)) : nullptr)
+                joint->attach(child.get());
+            const ActorData* record = ActorDatabase::find_actor_data(c.id);
+            const std::string clip = !c.clip.empty() ? c.clip : record ? record->default_clip : std::string();
+            if (!clip.empty()) {
+                const core::Ref<ActorControllerAnimation> player(new ActorControllerAnimation);
+                child->set_controller(player.get());
+                player->play(clip);
+            }
+            mesh->add_scene_object(c.id, child.get());
+        }
+    }
 }
 
 Actor::~Actor() {

@@ -496,8 +496,9 @@ private:
                     made = make_image(slot, display, *mesh);
                 } else if (display.type == "mesh" || display.type == "2") {
                     made = make_mesh(slot, display, *mesh);
-                } else if (display.type == "armature" || display.type == "1" || display.type == "boundingBox" ||
-                           display.type == "3") {
+                } else if (display.type == "armature" || display.type == "1") {
+                    made = make_carried(slot, display, *mesh);
+                } else if (display.type == "boundingBox" || display.type == "3") {
                     problems_.add(where() + " slot " + named(slot.name) + ": " + display.type + " display " +
                                   named(display.name) + " is not drawn (skipped)");
                 } else {
@@ -563,6 +564,33 @@ private:
         mesh.indices = {0, 1, 2, 0, 2, 3};
         mesh.texture = atlas_->picture;
         return true;
+    }
+
+    // A nested armature: a part without triangles carrying an actor of that armature,
+    // riding on the slot's bone, placed by the display's transform.
+    bool make_carried(const Slot& slot, const Display& display, ActorMeshData& mesh) const {
+        CarriedActor c;
+        c.id = display.path;
+        c.joint = bones_[std::size_t(slot.bone)].joint;
+        const Pose p = read_pose(r_, Reader::child(*display.json, "transform"),
+                                 where() + " display " + named(display.name));
+        c.position = {float(p.x), float(p.y)};
+        c.rotation = float(-p.rotation);
+        c.skew = float(-p.skew);
+        c.scale = {float(p.sx), float(p.sy)};
+        c.clip = play_action(Reader::list(*display.json, "actions"));
+        mesh.carried.push_back(c);
+        return true;
+    }
+
+    // The animation the last "gotoAndPlay" of a list of actions names, or "".
+    static std::string play_action(const Json& actions) {
+        std::string clip;
+        for (const Json& a : actions) {
+            const std::string name = Reader::text(a, "gotoAndPlay");
+            if (!name.empty()) clip = name;
+        }
+        return clip;
     }
 
     bool make_mesh(const Slot& slot, const Display& display, ActorMeshData& mesh) {
@@ -934,8 +962,11 @@ private:
                     problems_.add(w + ": " + unsupported + " timelines are not imported yet (skipped)");
             if (a.is_object() && a.contains("zOrder"))
                 problems_.add(w + ": draw-order timelines are not imported yet (skipped)");
+            if (data_->default_clip.empty()) data_->default_clip = name;  // the first, unless an action says
             data_->add_clip(std::move(clip));
         }
+        const std::string asked = play_action(Reader::list(json_, "defaultActions"));
+        if (data_->get_clip(asked)) data_->default_clip = asked;
     }
 
     void read_slot_timeline(AnimationClip& clip, const Json& s, double frames, bool loops, const std::string& w) const {
