@@ -170,7 +170,7 @@ def test_bad_sources_raise_or_warn_and_load_what_they_can(tmp_path, caplog):
         skeleton.write_text(f.read())
     assert actor_database.load_dragonbones(str(skeleton)) == ["Dragon"]
     assert actor_database.mesh_ids("Dragon") == []
-    assert len(Actor("Dragon").skeleton.joints) == 19
+    assert len(Actor("Dragon").skeleton.joints) == 1 + 19  # the armature, then its bones
     said = warnings(caplog)
     assert len(said) == 3
     assert "cannot be read" in said[0] and "not a JSON object" in said[1]

@@ -56,11 +56,17 @@ public:
     void add(const std::string& what) {
         if (count_++ == 0) first_ = what;
     }
+    // Vertex influences beyond those the skinning keeps, told in the same warning.
+    void drop(int influences) {
+        if (influences > 0) dropped_ += influences;
+    }
+    int dropped() const { return dropped_; }
     int count() const { return count_; }
     const std::string& first() const { return first_; }
 
 private:
     int count_ = 0;
+    int dropped_ = 0;
     std::string first_;
 };
 
@@ -382,6 +388,10 @@ private:
             }
             if (order.size() == before) break;  // cannot happen once cycles are cut
         }
+        // Joint 0, unnamed, is the armature itself, parent of every root bone: a joint's
+        // bind pose leaves out its root's position, so bones under one common root at
+        // the origin share one bind space, which meshes skinned to several bones need.
+        Transform* armature = skeleton->add_joint("");
         for (int i : order) {
             Bone& bone = bones_[std::size_t(i)];
             Transform* joint = skeleton->add_joint(bone.name);
@@ -390,10 +400,9 @@ private:
                 continue;
             }
             bone.joint = int(skeleton->get_num_joints()) - 1;
-            if (bone.parent_index >= 0) {
-                const int pj = bones_[std::size_t(bone.parent_index)].joint;
-                if (Transform* parent = pj >= 0 ? skeleton->get_joint(unsigned(pj)) : nullptr) parent->attach(joint);
-            }
+            const int pj = bone.parent_index >= 0 ? bones_[std::size_t(bone.parent_index)].joint : -1;
+            Transform* parent = pj >= 0 ? skeleton->get_joint(unsigned(pj)) : armature;
+            if (parent) parent->attach(joint);
             // The engine turns the other way: its positive angles turn +x towards -y.
             joint->set_position({float(bone.setup.x), float(bone.setup.y)});
             joint->set_rotation(float(-bone.setup.rotation));
@@ -600,10 +609,6 @@ private:
         const Json& vertices = Reader::list(*display.json, "vertices");
         const Json& uvs = Reader::list(*display.json, "uvs");
         const Json& triangles = Reader::list(*display.json, "triangles");
-        if (display.json->contains("weights")) {
-            problems_.add(w + ": weighted meshes are not imported yet (skipped)");
-            return false;
-        }
         const std::size_t count = vertices.size() / 2;
         if (count == 0 || count > kMostVertices || uvs.size() != vertices.size()) {
             problems_.add(w + ": vertices and uvs do not pair up, or too many (skipped)");
@@ -620,14 +625,36 @@ private:
             }
             return x;
         };
+        const Json& weights = Reader::list(*display.json, "weights");
+        const bool weighted = !weights.empty();
+        // A skinned mesh's vertices are in the slot's space at bind time, which the
+        // file gives; its bones are taken to be bound in their setup pose.
+        Matrix slot_pose;
+        const Json& pose = Reader::list(*display.json, "slotPose");
+        if (weighted && pose.size() == 6) {
+            float m[6];
+            for (std::size_t k = 0; k < 6; ++k) m[k] = float(at(pose, k));
+            slot_pose = Matrix(m[0], m[1], m[2], m[3], m[4], m[5]);
+        }
+        std::size_t cursor = 0;
         for (std::size_t i = 0; i < count; ++i) {
             ActorVertex v;
             const Vector<float> local(float(at(vertices, 2 * i)), float(at(vertices, 2 * i + 1)));
-            v.position = bind_position(joint, local * place);
-            v.tex_coord = atlas_uv(*atlas_, *g, at(uvs, 2 * i), at(uvs, 2 * i + 1));
-            v.colour = slot.colour;
+            const Transform* carrier = &joint;
             v.joint_indices[0] = std::uint8_t(bones_[std::size_t(slot.bone)].joint);
             v.joint_weights[0] = 1.0f;
+            Vector<float> armature_position = local * place;
+            if (weighted) {
+                armature_position = local * slot_pose;
+                if (!read_weights(weights, cursor, v)) {
+                    problems_.add(w + ": its weights do not cover every vertex, or name unknown bones (skipped)");
+                    return false;
+                }
+                carrier = data_->get_skeleton()->get_joint(v.joint_indices[0]);
+            }
+            v.position = bind_position(*carrier, armature_position);
+            v.tex_coord = atlas_uv(*atlas_, *g, at(uvs, 2 * i), at(uvs, 2 * i + 1));
+            v.colour = slot.colour;
             mesh.vertices.push_back(v);
         }
         for (std::size_t t = 0; t + 2 < triangles.size(); t += 3) {
@@ -639,6 +666,42 @@ private:
             mesh.indices.insert(mesh.indices.end(), {std::uint16_t(a), std::uint16_t(b), std::uint16_t(c)});
         }
         mesh.texture = atlas_->picture;
+        return true;
+    }
+
+    // One vertex's influences from `weights` at `cursor` (n, then n bone and weight
+    // pairs): the four strongest kept and renormalised, the rest counted.
+    bool read_weights(const Json& weights, std::size_t& cursor, ActorVertex& v) {
+        auto number = [&](std::size_t at, double& out) {
+            if (at >= weights.size() || !weights[at].is_number()) return false;
+            out = weights[at].get<double>();
+            return std::isfinite(out);
+        };
+        double n = 0;
+        if (!number(cursor, n) || n < 1 || n > double(bones_.size())) return false;
+        const int pairs = int(n);
+        ++cursor;
+        influences_.clear();
+        for (int k = 0; k < pairs; ++k, cursor += 2) {
+            double bone = 0, weight = 0;
+            if (!number(cursor, bone) || !number(cursor + 1, weight) || bone < 0 || bone >= double(bones_.size()))
+                return false;
+            const int joint = bones_[std::size_t(bone)].joint;
+            if (joint < 0) return false;
+            if (weight > 0) influences_.emplace_back(weight, joint);
+        }
+        std::stable_sort(influences_.begin(), influences_.end(),
+                         [](const auto& a, const auto& b) { return a.first > b.first; });
+        const int kept = int(std::min<std::size_t>(influences_.size(), 4));
+        problems_.drop(int(influences_.size()) - kept);
+        const auto* strongest = influences_.data();
+        double total = 0;
+        for (int k = 0; k < kept; ++k) total += strongest[k].first;
+        if (kept == 0 || !(total > 0)) return false;
+        for (int k = 0; k < 4; ++k) {
+            v.joint_indices[k] = k < kept ? std::uint8_t(strongest[k].second) : 0;
+            v.joint_weights[k] = k < kept ? float(strongest[k].first / total) : 0.0f;
+        }
         return true;
     }
 
@@ -1031,6 +1094,7 @@ private:
     double fps_ = 24;
     std::unique_ptr<ActorData> data_;
     int repeats_ = 1;          // plays of the animation being read that its clip holds
+    std::vector<std::pair<double, int>> influences_;  // scratch: one vertex's (weight, joint)
     bool forever_ = false;     // it loops forever
     std::vector<Bone> bones_;  // file order
     std::vector<Slot> slots_;  // draw order
@@ -1085,9 +1149,17 @@ std::vector<std::string> load_dragonbones_text(const std::string& skeleton, cons
         else
             problems.add("armature " + named(id) + ": the id was taken meanwhile (skipped)");
     }
-    if (problems.count())
-        core::Log::warning("graphics", "DragonBones '%s': %d thing(s) skipped or read in part; the first: %s.",
-                           skeleton_name.c_str(), problems.count(), problems.first().c_str());
+    if (problems.count() || problems.dropped()) {
+        std::string text = "DragonBones '" + skeleton_name + "':";
+        if (problems.count())
+            text += " " + std::to_string(problems.count()) + " thing(s) skipped or read in part; the first: " +
+                    problems.first() + ".";
+        if (problems.dropped())
+            text += " " + std::to_string(problems.dropped()) +
+                    " vertex influence(s) beyond the four the skinning keeps were dropped (the strongest kept, "
+                    "renormalised).";
+        core::Log::warning("graphics", "%s", text.c_str());
+    }
     return ids;
 }
 

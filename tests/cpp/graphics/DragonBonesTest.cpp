@@ -71,8 +71,9 @@ TEST_F(DragonBones, BonesBecomeJointsParentsFirstWithTheirSetupPose) {
         {"name": "root", "transform": {"x": 5, "y": "7", "scX": 2}}])"));
     ASSERT_EQ(ids, std::vector<std::string>{"hero"});
     const ActorData* data = ActorDatabase::find_actor_data("hero");
-    EXPECT_EQ(data->get_skeleton()->get_joint_index("root"), 0);
-    EXPECT_EQ(data->get_skeleton()->get_joint_index("arm"), 1);
+    // Joint 0 is the armature, unnamed; then parents before children.
+    EXPECT_EQ(data->get_skeleton()->get_joint_index("root"), 1);
+    EXPECT_EQ(data->get_skeleton()->get_joint_index("arm"), 2);
     // The arm turns +x towards +y by a quarter turn (clockwise on a y-down screen), 10
     // units along the root's x axis, which the root stretches twice: its own y axis
     // then lies along the stretched x.
@@ -94,11 +95,12 @@ TEST_F(DragonBones, UnknownParentsAndCyclesBecomeRootsInOneWarning) {
     const auto ids = load(armature(R"("bone": [{"name": "a", "parent": "b"}, {"name": "b", "parent": "a"},
         {"name": "c", "parent": "nobody"}])"));
     ASSERT_EQ(ids.size(), 1u);
-    EXPECT_EQ(ActorDatabase::find_actor_data("hero")->get_skeleton()->get_num_joints(), 3u);
-    EXPECT_EQ(joint("hero", "c")->get_parent(), nullptr);
+    const Skeleton& s = *ActorDatabase::find_actor_data("hero")->get_skeleton();
+    EXPECT_EQ(s.get_num_joints(), 4u);
+    EXPECT_EQ(joint("hero", "c")->get_parent(), s.get_joint(0u));
     const Transform* a = joint("hero", "a");
     const Transform* b = joint("hero", "b");
-    EXPECT_TRUE(a->get_parent() == nullptr || b->get_parent() == nullptr);
+    EXPECT_TRUE(a->get_parent() == s.get_joint(0u) || b->get_parent() == s.get_joint(0u));
     ASSERT_EQ(warnings().size(), 1u);
     EXPECT_NE(warnings()[0].find("skipped or read in part"), std::string::npos);
 }
@@ -221,9 +223,9 @@ TEST_F(DragonBones, IKConstraintsBecomeChainsOfTheRecord) {
         "weight": 0.5}, {"bone": "calf", "target": "nobody"}])"));
     const auto& chains = ActorDatabase::find_actor_data("hero")->ik_chains;
     ASSERT_EQ(chains.size(), 1u);
-    EXPECT_EQ(chains[0].root, 0);
-    EXPECT_EQ(chains[0].end, 1u);
-    EXPECT_EQ(chains[0].target, 2u);
+    EXPECT_EQ(chains[0].root, 1);
+    EXPECT_EQ(chains[0].end, 2u);
+    EXPECT_EQ(chains[0].target, 3u);
     EXPECT_FLOAT_EQ(chains[0].length, 40.0f);
     EXPECT_FALSE(chains[0].bend_positive);
     EXPECT_FLOAT_EQ(chains[0].weight, 0.5f);
@@ -261,4 +263,38 @@ TEST(ActorIKChain, OneBoneAimsAndAMissingJointSolvesNothing) {
     EXPECT_NEAR(std::atan2(gun->get_world_transform()[1], gun->get_world_transform()[0]), float(M_PI / 2), 1e-5f);
     ActorIKChain lost{"lost", -1, 0, 7, 0.0f, true, 1.0f};
     EXPECT_FALSE(lost.solve(s));
+}
+
+TEST_F(DragonBones, WeightedMeshKeepsTheFourStrongestInfluencesRenormalised) {
+    // Five bones; vertex 0 hangs on all five (the weakest dropped), 1 and 2 on one each.
+    load(armature(R"("bone": [{"name": "a"}, {"name": "b", "transform": {"x": 10}}, {"name": "c"}, {"name": "d"},
+        {"name": "e"}], "slot": [{"name": "s", "parent": "a"}],
+        "skin": [{"slot": [{"name": "s", "display": [{"type": "mesh", "name": "box",
+          "vertices": [0, 0, 10, 0, 10, 10], "uvs": [0, 0, 1, 0, 1, 1], "triangles": [0, 1, 2],
+          "slotPose": [1, 0, 0, 1, 5, 0],
+          "weights": [5, 0, 0.4, 1, 0.3, 2, 0.1, 3, 0.1, 4, 0.1, 1, 1, 1, 1, 0, 1]}]}]}])"));
+    const ActorData* data = ActorDatabase::find_actor_data("hero");
+    ASSERT_EQ(data->get_meshes().size(), 1u);
+    const auto& v = data->get_meshes()[0]->vertices;
+    ASSERT_EQ(v.size(), 3u);
+    EXPECT_EQ(v[0].joint_indices[0], 1u);
+    EXPECT_EQ(v[0].joint_indices[1], 2u);
+    EXPECT_NEAR(v[0].joint_weights[0], 0.4f / 0.9f, 1e-6f);
+    EXPECT_NEAR(v[0].joint_weights[3], 0.1f / 0.9f, 1e-6f);
+    EXPECT_EQ(v[1].joint_indices[0], 2u);
+    EXPECT_EQ(v[1].joint_weights[1], 0.0f);
+    // In the setup pose each vertex lands where the slot put it: x + 5.
+    const Skeleton& s = *data->get_skeleton();
+    for (std::size_t i = 0; i < 3; ++i) {
+        Vector<float> p(0, 0);
+        for (int k = 0; k < 4 && v[i].joint_weights[k] > 0; ++k) {
+            const Transform* j = s.get_joint(v[i].joint_indices[k]);
+            p = p + (v[i].position * (j->get_world_transform() * j->get_bind_transform())) * v[i].joint_weights[k];
+        }
+        const float expected_x[3] = {5, 15, 15}, expected_y[3] = {0, 0, 10};
+        EXPECT_NEAR(p.x, expected_x[i], 1e-4f) << i;
+        EXPECT_NEAR(p.y, expected_y[i], 1e-4f) << i;
+    }
+    ASSERT_EQ(warnings().size(), 1u);
+    EXPECT_NE(warnings()[0].find("1 vertex influence(s) beyond the four"), std::string::npos);
 }
