@@ -213,3 +213,20 @@ def test_a_pose_draws_with_a_sprite_and_a_text_in_the_same_frame(window, scene, 
     scene.remove_object(text)
     scene.remove_object(dragon)
     sprite_database.unload()
+
+
+def test_bounding_boxes_are_outlines_a_script_can_read():
+    from libcore import Vector
+    skeleton = json.dumps({"armature": [{"name": "crate", "bone": [{"name": "lid", "transform": {"y": -5}}],
+                                         "slot": [{"name": "s", "parent": "lid"}],
+                                         "skin": [{"slot": [{"name": "s", "display": [
+                                             {"type": "boundingBox", "name": "hit", "width": 4, "height": 2}]}]}]}]})
+    assert actor_database.load_dragonbones(io.StringIO(skeleton), io.StringIO('{"width": 8, "height": 8}')) == \
+        ["crate"]
+    [(name, joint, points)] = actor_database.polygons("crate")
+    assert (name, joint) == ("hit", "lid")
+    assert points == [Vector(-2, -1), Vector(2, -1), Vector(2, 1), Vector(-2, 1)]
+    # In the armature's space through the joint's world transform.
+    lid = Actor("crate").skeleton.joints[joint]
+    assert points[0] * lid.world_transform == Vector(-2, -6)
+    assert actor_database.polygons("nobody") == []

@@ -17,6 +17,7 @@
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
+#include <cctype>
 #include <cmath>
 #include <cstdint>
 #include <cstdlib>
@@ -49,6 +50,12 @@ constexpr std::size_t kMostVertices = 65536;
 constexpr int kMostRepeats = 64;
 
 std::string named(const std::string& s) { return "'" + s + "'"; }
+
+// Enum names are read in any case.
+std::string lower(std::string s) {
+    for (char& c : s) c = char(std::tolower(static_cast<unsigned char>(c)));
+    return s;
+}
 
 // Collects what was skipped, for one warning at the end.
 class Problems {
@@ -466,7 +473,7 @@ private:
                 Display display;
                 if (d.is_object()) {
                     display.json = &d;
-                    display.type = Reader::text(d, "type", "image");
+                    display.type = lower(Reader::text(d, "type", "image"));
                     display.name = Reader::text(d, "name");
                     display.path = Reader::text(d, "path", display.name);
                 }
@@ -507,7 +514,9 @@ private:
                     made = make_mesh(slot, display, *mesh);
                 } else if (display.type == "armature" || display.type == "1") {
                     made = make_carried(slot, display, *mesh);
-                } else if (display.type == "boundingBox" || display.type == "3") {
+                } else if (display.type == "boundingbox" || display.type == "3") {
+                    read_polygon(slot, display);
+                } else if (display.type == "path" || display.type == "4") {
                     problems_.add(where() + " slot " + named(slot.name) + ": " + display.type + " display " +
                                   named(display.name) + " is not drawn (skipped)");
                 } else {
@@ -590,6 +599,41 @@ private:
         c.clip = play_action(Reader::list(*display.json, "actions"));
         mesh.carried.push_back(c);
         return true;
+    }
+
+    // A bounding box as an outline in its bone's space: a rectangle or an ellipse
+    // (sixteen points) centred on the display's origin, or the polygon given.
+    void read_polygon(const Slot& slot, const Display& display) {
+        const Json& d = *display.json;
+        const std::string w = where() + " bounding box " + named(display.name);
+        const Matrix place = matrix_of(read_pose(r_, Reader::child(d, "transform"), w));
+        const std::string type = lower(Reader::text(d, "subType", "rectangle"));
+        const double width = r_.number(d, "width", 0, w), height = r_.number(d, "height", 0, w);
+        ActorPolygon polygon;
+        polygon.name = display.name;
+        polygon.joint = bones_[std::size_t(slot.bone)].name;
+        std::vector<Vector<float>>& points = polygon.points;
+        if (type == "polygon" || type == "2") {
+            const Json& v = Reader::list(d, "vertices");
+            for (std::size_t i = 0; i + 1 < v.size() && points.size() < kMostVertices; i += 2) {
+                const double x = v[i].is_number() ? v[i].get<double>() : 0, y = v[i + 1].is_number() ? v[i + 1].get<double>() : 0;
+                if (std::isfinite(x) && std::isfinite(y) && std::fabs(x) < kLargest && std::fabs(y) < kLargest)
+                    points.push_back(Vector<float>(float(x), float(y)) * place);
+            }
+        } else if (type == "ellipse" || type == "1") {
+            for (int k = 0; k < 16; ++k) {
+                const double a = 2 * kPi * k / 16;
+                points.push_back(Vector<float>(float(width / 2 * std::cos(a)), float(height / 2 * std::sin(a))) * place);
+            }
+        } else {
+            for (const auto& c : {std::pair{-1, -1}, {1, -1}, {1, 1}, {-1, 1}})
+                points.push_back(Vector<float>(float(c.first * width / 2), float(c.second * height / 2)) * place);
+        }
+        if (points.size() < 3) {
+            problems_.add(w + ": fewer than three points (skipped)");
+            return;
+        }
+        data_->polygons.push_back(std::move(polygon));
     }
 
     // The animation the last "gotoAndPlay" of a list of actions names, or "".

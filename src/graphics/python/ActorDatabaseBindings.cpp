@@ -38,6 +38,17 @@ bp::list mesh_ids(const std::string& id) {
     return result;
 }
 
+bp::list polygons(const std::string& id) {
+    bp::list result;
+    if (const ActorData* data = ActorDatabase::find_actor_data(id))
+        for (const ActorPolygon& polygon : data->polygons) {
+            bp::list points;
+            for (const auto& p : polygon.points) points.append(p);
+            result.append(bp::make_tuple(polygon.name, polygon.joint, points));
+        }
+    return result;
+}
+
 bp::list clip_ids(const std::string& id) {
     bp::list result;
     if (const ActorData* data = ActorDatabase::find_actor_data(id))
@@ -248,6 +259,11 @@ void define_actor_database() {
              "mesh_ids(id: str) -> list[str]\n\n"
              "The actor's mesh ids, in order.")
         .staticmethod("mesh_ids")
+        .def("polygons", &polygons, bp::arg("id"),
+             "polygons(id: str) -> list[tuple[str, str, list[Vector]]]\n\n"
+             "The actor's outlines for hit tests (an imported character's bounding boxes), in\n"
+             "order: (name, joint, points in the joint's space). Never drawn.")
+        .staticmethod("polygons")
         .def("clip_ids", &clip_ids, bp::arg("id"),
              "clip_ids(id: str) -> list[str]\n\n"
              "The actor's clip names, sorted.")

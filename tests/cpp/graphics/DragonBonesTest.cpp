@@ -298,3 +298,22 @@ TEST_F(DragonBones, WeightedMeshKeepsTheFourStrongestInfluencesRenormalised) {
     ASSERT_EQ(warnings().size(), 1u);
     EXPECT_NE(warnings()[0].find("1 vertex influence(s) beyond the four"), std::string::npos);
 }
+
+TEST_F(DragonBones, BoundingBoxesBecomeNamedOutlinesOnTheirBone) {
+    load(armature(R"("bone": [{"name": "b"}], "slot": [{"name": "s", "parent": "b"}, {"name": "t", "parent": "b"}],
+        "skin": [{"slot": [{"name": "s", "display": [{"type": "BoundingBox", "name": "hit", "width": 20,
+          "height": 10, "transform": {"x": 100}}]}, {"name": "t", "display": [{"type": "boundingBox",
+          "subType": "polygon", "name": "tri", "vertices": [0, 0, 5, 0, 0, 5]}, {"type": "boundingBox",
+          "subType": "ellipse", "name": "ring", "width": 4, "height": 2}]}]}])"));
+    const auto& polygons = ActorDatabase::find_actor_data("hero")->polygons;
+    ASSERT_EQ(polygons.size(), 3u);
+    EXPECT_EQ(polygons[0].name, "hit");
+    EXPECT_EQ(polygons[0].joint, "b");
+    ASSERT_EQ(polygons[0].points.size(), 4u);
+    EXPECT_EQ(polygons[0].points[0], Vector<float>(90, -5));
+    EXPECT_EQ(polygons[0].points[2], Vector<float>(110, 5));
+    EXPECT_EQ(polygons[1].points.size(), 3u);
+    EXPECT_EQ(polygons[2].points.size(), 16u);
+    EXPECT_TRUE(ActorDatabase::find_actor_data("hero")->get_meshes().empty());
+    EXPECT_TRUE(warnings().empty());
+}
