@@ -230,3 +230,28 @@ def test_bounding_boxes_are_outlines_a_script_can_read():
     lid = Actor("crate").skeleton.joints[joint]
     assert points[0] * lid.world_transform == Vector(-2, -6)
     assert actor_database.polygons("nobody") == []
+
+
+def skinned(actor):
+    """The first mesh's vertices skinned to the actor's pose, rounded."""
+    actor.meshes[0].transform_vertices(actor.skeleton)
+    return [(round(p.x, 3), round(p.y, 3)) for p in actor.meshes[0].positions]
+
+
+def test_deform_timelines_bend_a_mesh_between_their_keys():
+    mesh = {"type": "mesh", "name": "m", "vertices": [0, 0, 10, 0, 0, 10], "uvs": [0, 0, 1, 0, 0, 1],
+            "triangles": [0, 1, 2]}
+    skeleton = {"frameRate": 10, "armature": [{
+        "name": "jelly", "bone": [{"name": "b", "transform": {"x": 100}}], "slot": [{"name": "s", "parent": "b"}],
+        "skin": [{"slot": [{"name": "s", "display": [mesh]}]}],
+        "animation": [{"name": "wobble", "duration": 10, "playTimes": 0, "ffd": [{
+            "name": "m", "slot": "s", "frame": [{"duration": 5, "tweenEasing": 0, "offset": 3, "vertices": [8]},
+                                                {"duration": 5, "tweenEasing": 0, "offset": 2, "vertices": [4]}]}]}]}]}
+    atlas = {"width": 8, "height": 8, "SubTexture": [{"name": "m", "width": 8, "height": 8}]}
+    assert actor_database.load_dragonbones(io.StringIO(json.dumps(skeleton)), io.StringIO(json.dumps(atlas))) == \
+        ["jelly"]
+    for seconds, expected in [(0.0, [(100, 0), (110, 8), (100, 10)]), (0.25, [(100, 0), (112, 4), (100, 10)]),
+                              (0.5, [(100, 0), (114, 0), (100, 10)]), (0.75, [(100, 0), (112, 4), (100, 10)])]:
+        assert skinned(posed("jelly", "wobble", seconds)) == [pytest.approx(e, abs=1e-3) for e in expected], seconds
+    # Without the clip, no deform.
+    assert skinned(posed("jelly", None, 0.0)) == [(100, 0), (110, 0), (100, 10)]

@@ -10,7 +10,9 @@
 #include "engine/core/PathDatabase.h"
 #include "engine/core/Ref.h"
 #include "engine/graphics/ActorData.h"
+#include "engine/graphics/AnimCurve.h"
 #include "engine/graphics/AnimationClip.h"
+#include "engine/graphics/BlendShape.h"
 #include "engine/graphics/Skeleton.h"
 #include "engine/graphics/Transform.h"
 
@@ -46,6 +48,9 @@ constexpr double kMostFrames = 240.0 * 86400.0;
 // Skinned vertices name joints with one byte, and triangles vertices with two.
 constexpr std::size_t kMostJoints = 256;
 constexpr std::size_t kMostVertices = 65536;
+// A deform driver turns this far per key; its turn stays within the joint's half-turn limit.
+constexpr double kDeformStep = 0.002;
+constexpr int kMostDeformSteps = 1500;
 // Plays of an animation spelled out in one clip; more loop the clip instead.
 constexpr int kMostRepeats = 64;
 
@@ -527,6 +532,9 @@ private:
                     slot.parts.push_back(-1);
                     continue;
                 }
+                deform_space_.resize(data_->get_meshes().size() + 1);
+                deform_steps_.resize(data_->get_meshes().size() + 1, 0);
+                deform_space_.back() = last_deform_space_;
                 mesh->visible = k == shown;
                 mesh->uniform_colour = true;
                 mesh->colour = slot.colour;
@@ -660,6 +668,7 @@ private:
         }
         const Matrix place = setup_slot_matrix(slot, display);
         const Transform& joint = *joint_of(slot.bone);
+        last_deform_space_ = Matrix();
         auto at = [&](const Json& list, std::size_t i) {
             const Json& v = list[i];
             double x = v.is_number() ? v.get<double>() : 0.0;
@@ -697,6 +706,12 @@ private:
                 carrier = data_->get_skeleton()->get_joint(v.joint_indices[0]);
             }
             v.position = bind_position(*carrier, armature_position);
+            if (i == 0) {
+                // Deform offsets are in the file's vertex space: through the slot (or its
+                // bind pose) and the carrier's inverse skin, translation left out.
+                const Matrix skin = carrier->get_world_transform() * carrier->get_bind_transform();
+                last_deform_space_ = skin.inverse() * (weighted ? slot_pose : place);
+            }
             v.tex_coord = atlas_uv(*atlas_, *g, at(uvs, 2 * i), at(uvs, 2 * i + 1));
             v.colour = slot.colour;
             mesh.vertices.push_back(v);
@@ -902,19 +917,19 @@ private:
     // at evenly spaced points of its segment, one more than the segment has frames, and
     // straight between. The last key tweens back to the first in a looping clip.
     void add_keys(AnimationClip& clip, unsigned target, ClipChannel channel, const std::vector<Key>& keys,
-                  double duration, bool loops, const std::string& w) const {
+                  double duration, bool loops, const std::string& w, const double* wrap_to = nullptr) const {
         if (keys.empty()) return;
         double previous[4] = {0, 0, 0, 0};
         for (int rep = 0; rep < repeats_; ++rep)
             add_loop(clip, target, channel, keys, duration, loops && (forever_ || rep + 1 < repeats_),
-                     rep * duration, previous, rep == 0, w);
+                     rep * duration, previous, rep == 0, w, wrap_to);
     }
 
     // One play of the keys, `offset` frames into the clip; the last key tweens back to
-    // the first when `wrap` (another play follows).
+    // the first (or to `wrap_to`) when `wrap` (another play follows).
     void add_loop(AnimationClip& clip, unsigned target, ClipChannel channel, const std::vector<Key>& keys,
-                  double duration, bool wrap, double offset, double* previous, bool first,
-                  const std::string& w) const {
+                  double duration, bool wrap, double offset, double* previous, bool first, const std::string& w,
+                  const double* wrap_to) const {
         const int count = channel == ClipChannel::colour ? 4 : channel == ClipChannel::rotation ? 1 : 2;
         for (std::size_t i = 0; i < keys.size(); ++i) {
             const Key& k = keys[i];
@@ -924,6 +939,8 @@ private:
             std::copy(k.value, k.value + 4, next);
             if (!last) {
                 std::copy(keys[i + 1].value, keys[i + 1].value + 4, next);
+            } else if (wraps && wrap_to) {
+                std::copy(wrap_to, wrap_to + 4, next);
             } else if (wraps) {
                 std::copy(keys[0].value, keys[0].value + 4, next);
                 if (channel == ClipChannel::rotation) next[0] = k.value[0] + normalise(keys[0].value[0] - k.value[0]);
@@ -1064,9 +1081,8 @@ private:
             }
             for (const Json& s : Reader::list(a, "slot")) read_slot_timeline(*clip, s, frames, loops, w);
             read_events(*clip, Reader::list(a, "frame"), frames, w);
-            for (const char* unsupported : {"ffd", "ik"})  // deform and IK weight timelines
-                if (!Reader::list(a, unsupported).empty())
-                    problems_.add(w + ": " + unsupported + " timelines are not imported yet (skipped)");
+            for (const Json& f : Reader::list(a, "ffd")) read_deform(*clip, f, frames, loops, w);
+            if (!Reader::list(a, "ik").empty()) problems_.add(w + ": IK weight timelines are not imported (skipped)");
             if (a.is_object() && a.contains("zOrder"))
                 problems_.add(w + ": draw-order timelines are not imported yet (skipped)");
             if (data_->default_clip.empty()) data_->default_clip = name;  // the first, unless an action says
@@ -1074,6 +1090,95 @@ private:
         }
         const std::string asked = play_action(Reader::list(json_, "defaultActions"));
         if (data_->get_clip(asked)) data_->default_clip = asked;
+    }
+
+    // A deform timeline as blend shapes of its part, one per key (and one more, a copy
+    // of the first, for the way back of a loop), faded in by a driver joint whose
+    // rotation the clip keys: key k's shape is full at k + 1 steps and gone one step
+    // either side, so the driver's way from one key to the next crosses between their
+    // shapes with the key's easing. The driver at rest (0) shows no deform.
+    void read_deform(AnimationClip& clip, const Json& f, double frames, bool loops, const std::string& w) {
+        const std::string slot_name = Reader::text(f, "slot"), display = Reader::text(f, "name");
+        const std::string dw = w + " deform of " + named(slot_name) + "/" + named(display);
+        auto it = slot_index_.find(slot_name);
+        int part = -1;
+        if (it != slot_index_.end()) {
+            const Slot& slot = slots_[std::size_t(it->second)];
+            for (std::size_t k = 0; k < slot.displays.size(); ++k)
+                if (slot.displays[k].name == display && slot.displays[k].type == "mesh") part = slot.parts[k];
+        }
+        if (part < 0) {
+            problems_.add(dw + ": no such mesh (skipped)");
+            return;
+        }
+        ActorMeshData& mesh = *data_->get_meshes()[std::size_t(part)];
+        const std::vector<Placed> placed = place_keys(Reader::list(f, "frame"), frames, dw);
+        if (placed.empty()) return;
+        Transform* driver = deform_driver(mesh, part);
+        if (!driver) return;
+        const std::size_t count = mesh.vertices.size();
+        int& used = deform_steps_[std::size_t(part)];
+        if (used + int(placed.size()) + 2 > kMostDeformSteps) {
+            problems_.add(dw + ": too many deform keys on one mesh (skipped)");
+            return;
+        }
+        std::vector<Key> keys;
+        auto shape_at = [&](int step, const Json& frame) {
+            auto shape = std::make_unique<BlendShape>();
+            shape->joint_driver_id = driver_name(part);
+            shape->curve = std::make_unique<AnimCurve>();
+            shape->curve->add_keyframe(float((step - 1) * kDeformStep), 0.0f);
+            shape->curve->add_keyframe(float(step * kDeformStep), 1.0f);
+            shape->curve->add_keyframe(float((step + 1) * kDeformStep), 0.0f);
+            shape->offsets.assign(count, Vector<float>());
+            const Json& values = Reader::list(frame, "vertices");
+            const double start = std::floor(r_.number(frame, "offset", 0, dw));
+            for (std::size_t i = 0; i < values.size(); ++i) {
+                const double at = start + double(i);
+                if (at < 0 || at >= double(2 * count) || !values[i].is_number()) continue;
+                const double d = values[i].get<double>();
+                if (!std::isfinite(d) || std::fabs(d) > kLargest) continue;
+                const std::size_t v = std::size_t(at) / 2;
+                if (std::size_t(at) % 2 == 0)
+                    shape->offsets[v].x += float(d);
+                else
+                    shape->offsets[v].y += float(d);
+            }
+            // From the file's space to the bind space the vertices are stored in.
+            const Matrix& to_bind = deform_space_[std::size_t(part)];
+            for (auto& o : shape->offsets) o = to_bind.rotate_vector(o);
+            mesh.blend_shapes.push_back(std::move(shape));
+        };
+        for (const Placed& p : placed) {
+            const int step = ++used;
+            shape_at(step, *p.json);
+            keys.push_back({p.json, p.start, {-step * kDeformStep, 0, 0, 0}});
+        }
+        const int back = ++used;  // the first key again, for the way back of a loop
+        shape_at(back, *placed.front().json);
+        const double wrap_to[4] = {-back * kDeformStep, 0, 0, 0};
+        ++used;  // a gap, so that the next timeline's first shape does not blend with this one's last
+        add_keys(clip, unsigned(driver_index(part)), ClipChannel::rotation, keys, frames, loops, dw, wrap_to);
+    }
+
+    static std::string driver_name(int part) { return "~deform " + std::to_string(part); }
+
+    int driver_index(int part) const { return data_->get_skeleton()->get_joint_index(driver_name(part)); }
+
+    // The joint whose rotation drives the part's deform shapes, made on first use under
+    // the armature joint.
+    Transform* deform_driver(const ActorMeshData&, int part) {
+        Skeleton* skeleton = data_->get_skeleton();
+        if (Transform* made = skeleton->get_joint(driver_name(part))) return made;
+        if (skeleton->get_num_joints() >= kMostJoints) {
+            problems_.add(where() + ": no joint left to drive a deform (skipped)");
+            return nullptr;
+        }
+        Transform* driver = skeleton->add_joint(driver_name(part));
+        if (!driver) return nullptr;
+        if (Transform* armature = skeleton->get_joint(0u)) armature->attach(driver);
+        skeleton->generate_bind_transforms();
+        return driver;
     }
 
     void read_slot_timeline(AnimationClip& clip, const Json& s, double frames, bool loops, const std::string& w) const {
@@ -1139,6 +1244,9 @@ private:
     std::unique_ptr<ActorData> data_;
     int repeats_ = 1;          // plays of the animation being read that its clip holds
     std::vector<std::pair<double, int>> influences_;  // scratch: one vertex's (weight, joint)
+    Matrix last_deform_space_;              // the mesh just made: file vertex space to bind space
+    std::vector<Matrix> deform_space_;      // per part: that matrix (identity for others)
+    std::vector<int> deform_steps_;         // per part: driver steps its deform shapes use
     bool forever_ = false;     // it loops forever
     std::vector<Bone> bones_;  // file order
     std::vector<Slot> slots_;  // draw order
