@@ -6,6 +6,7 @@
 #include "engine/core/Vector.h"
 #include "engine/graphics/Spring.h"
 
+#include <cstdint>
 #include <memory>
 #include <string>
 #include <utility>
@@ -130,6 +131,7 @@ public:
 
 private:
     void draw_triangles() const;
+    void find_joints_used();
 
     const ActorMeshData* data_ = nullptr;              // the record; not owned
     std::vector<JiggleState> jiggles_;                 // one per jiggle of the record
@@ -148,6 +150,8 @@ private:
         float weight;                                     // its weight this pass, not zero
     };
     std::vector<core::Matrix> joint_matrices_;  // scratch: world * bind per joint index, zero where none
+    std::vector<std::uint8_t> joints_used_;     // joint indices the record's vertices name, ascending
+    const ActorMeshData* joints_for_ = nullptr; // the record joints_used_ was found for
     std::vector<ActiveShape> active_shapes_;    // scratch: blend shapes of weight not zero
 };
 

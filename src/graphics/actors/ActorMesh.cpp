@@ -85,6 +85,16 @@ void ActorMesh::set_data(const ActorMeshData* data) {
     if (!data->texture.empty()) set_texture("texture", Texture(data->texture, true, false));
 }
 
+void ActorMesh::find_joints_used() {
+    bool used[256] = {};
+    for (const ActorVertex& vertex : data_->vertices)
+        for (int k = 0; k < 4 && vertex.joint_weights[k] != 0.0f; ++k) used[vertex.joint_indices[k]] = true;
+    joints_used_.clear();
+    for (unsigned j = 0; j < 256; ++j)
+        if (used[j]) joints_used_.push_back(std::uint8_t(j));
+    joints_for_ = data_;
+}
+
 const std::string& ActorMesh::get_id() const {
     static const std::string none;
     return data_ ? data_->id : none;
@@ -111,9 +121,12 @@ void ActorMesh::transform_vertices(const Skeleton* skeleton) {
     // same matrices. One slot per possible 8-bit joint index; a joint the skeleton
     // lacks has the zero matrix, so its influence adds nothing and the vertex loop
     // needs no check.
+    // Only the joints the record's vertices name are computed (found once per record):
+    // a part bound to one joint of a large skeleton pays for one matrix.
     static const core::Matrix zero(0, 0, 0, 0, 0, 0);
     joint_matrices_.resize(256);
-    for (unsigned j = 0; j < 256; ++j) {
+    if (joints_for_ != data_) find_joints_used();
+    for (const std::uint8_t j : joints_used_) {
         const Transform* joint = j < num_joints ? skeleton->get_joint(j) : nullptr;
         joint_matrices_[j] = joint ? joint->get_world_transform() * joint->get_bind_transform() : zero;
     }
