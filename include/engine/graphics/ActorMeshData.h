@@ -39,6 +39,7 @@ struct ActorMeshData {
     std::vector<std::unique_ptr<Jiggle>> jiggles;           // in document order
     std::string texture;                                    // picture path drawn on it; empty: none
     bool visible = true;                                    // shown when an actor is made
+    bool additive = false;                                  // drawn adding its light (src alpha, one)
     bool uniform_colour = false;                            // drawn in `colour` when an actor is made
     core::Colour colour;                                    // that colour
     std::vector<CarriedActor> carried;                      // actors made with each actor and carried by it

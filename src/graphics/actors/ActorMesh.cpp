@@ -341,6 +341,9 @@ void ActorMesh::render(const Transform& transform) {
                 glColorPointer(4, GL_FLOAT, stride, static_cast<const float*>(records->colour));
         }
 
+        // An additive part adds its light to what lies below; the baseline's blending
+        // is put back after its triangles.
+        if (data_->additive) glBlendFunc(GL_SRC_ALPHA, GL_ONE);
         const bool texture_matrix = !texture_matrix_identity_;
         if (texture_matrix) {
             glMatrixMode(GL_TEXTURE);
@@ -370,6 +373,7 @@ void ActorMesh::render(const Transform& transform) {
             glPopMatrix();
             glMatrixMode(GL_MODELVIEW);
         }
+        if (data_->additive) glBlendFunc(GL_SRC_ALPHA, GL_ONE_MINUS_SRC_ALPHA);
     }
 
     // A hook may detach objects while they draw: each is held for its own turn.

@@ -51,6 +51,8 @@ constexpr std::size_t kMostVertices = 65536;
 // A deform driver turns this far per key; its turn stays within the joint's half-turn limit.
 constexpr double kDeformStep = 0.002;
 constexpr int kMostDeformSteps = 1500;
+// Deform offsets one armature may hold (a vertex per key): 32 MB.
+constexpr double kMostDeformOffsets = 4.0 * 1024 * 1024;
 // Plays of an animation spelled out in one clip; more loop the clip instead.
 constexpr int kMostRepeats = 64;
 
@@ -296,6 +298,7 @@ struct Slot {
     std::string name;
     int bone = -1;  // file index
     int display_index = 0;
+    bool additive = false;  // blend mode "add"
     core::Colour colour;
     std::vector<Display> displays;
     std::vector<int> parts;  // mesh index of each display; -1 where none was made
@@ -451,6 +454,10 @@ private:
             slot.bone = it->second;
             slot.display_index = int(r_.number(s, "displayIndex", 0, w));
             slot.colour = colour_of(r_, Reader::child(s, "color"), w);
+            const std::string blend = lower(Reader::text(s, "blendMode", "normal"));
+            slot.additive = blend == "add" || blend == "1";
+            if (!slot.additive && blend != "normal" && blend != "0")
+                problems_.add(w + ": blend mode " + named(blend) + " is drawn as normal");
             slot_index_[slot.name] = int(slots_.size());
             slots_.push_back(slot);
         }
@@ -536,6 +543,7 @@ private:
                 deform_steps_.resize(data_->get_meshes().size() + 1, 0);
                 deform_space_.back() = last_deform_space_;
                 mesh->visible = k == shown;
+                mesh->additive = slot.additive;
                 mesh->uniform_colour = true;
                 mesh->colour = slot.colour;
                 slot.parts.push_back(int(data_->get_meshes().size()));
@@ -1118,10 +1126,12 @@ private:
         if (!driver) return;
         const std::size_t count = mesh.vertices.size();
         int& used = deform_steps_[std::size_t(part)];
-        if (used + int(placed.size()) + 2 > kMostDeformSteps) {
-            problems_.add(dw + ": too many deform keys on one mesh (skipped)");
+        const double offsets = double(placed.size() + 1) * double(count);
+        if (used + int(placed.size()) + 2 > kMostDeformSteps || deform_offsets_ + offsets > kMostDeformOffsets) {
+            problems_.add(dw + ": too many deform keys on one mesh or armature (skipped)");
             return;
         }
+        deform_offsets_ += offsets;
         std::vector<Key> keys;
         auto shape_at = [&](int step, const Json& frame) {
             auto shape = std::make_unique<BlendShape>();
@@ -1247,6 +1257,7 @@ private:
     Matrix last_deform_space_;              // the mesh just made: file vertex space to bind space
     std::vector<Matrix> deform_space_;      // per part: that matrix (identity for others)
     std::vector<int> deform_steps_;         // per part: driver steps its deform shapes use
+    double deform_offsets_ = 0;             // deform offsets made so far
     bool forever_ = false;     // it loops forever
     std::vector<Bone> bones_;  // file order
     std::vector<Slot> slots_;  // draw order

@@ -317,3 +317,16 @@ TEST_F(DragonBones, BoundingBoxesBecomeNamedOutlinesOnTheirBone) {
     EXPECT_TRUE(ActorDatabase::find_actor_data("hero")->get_meshes().empty());
     EXPECT_TRUE(warnings().empty());
 }
+
+TEST_F(DragonBones, AdditiveSlotsMakeAdditivePartsAndOtherBlendModesAreToldOf) {
+    load(armature(R"("bone": [{"name": "b"}], "slot": [{"name": "glow", "parent": "b", "blendMode": "add"},
+        {"name": "dark", "parent": "b", "blendMode": "multiply"}],
+        "skin": [{"slot": [{"name": "glow", "display": [{"name": "box"}]}, {"name": "dark",
+        "display": [{"name": "box"}]}]}])"));
+    const auto& meshes = ActorDatabase::find_actor_data("hero")->get_meshes();
+    ASSERT_EQ(meshes.size(), 2u);
+    EXPECT_TRUE(meshes[0]->additive);
+    EXPECT_FALSE(meshes[1]->additive);
+    ASSERT_EQ(warnings().size(), 1u);
+    EXPECT_NE(warnings()[0].find("'multiply' is drawn as normal"), std::string::npos);
+}
