@@ -1,6 +1,8 @@
 """A character exported by DragonBones, playing its animations: give the export's
 folder or its *_ske.json on the command line (the mecha by default). The right and
 left arrows play the next and the previous animation, space pauses, escape quits.
+Joints named by --aim (the mecha's weapons by default, where the character has them)
+aim at the mouse through IK chains added to the record, while the clips play.
 
     python3 dragonbones.py ../data/dragonbones/dragon
 """
@@ -9,6 +11,7 @@ import glob
 import os
 
 import libgraphics
+from libcore import Vector
 from libgraphics import Actor, ActorControllerAnimation, SceneLayer, Text, actor_database
 from libwindow import key
 
@@ -44,11 +47,12 @@ def fit(actor):
 
 
 class Player(libgraphics.SceneObject):
-    """Reads the keys each frame and plays the chosen animation."""
+    """Reads the keys each frame and plays the chosen animation; aims the chains in
+    `aims` at the mouse."""
 
-    def __init__(self, window, actor, label):
+    def __init__(self, window, actor, label, aims=()):
         super().__init__()
-        self.window, self.actor, self.label = window, actor, label
+        self.window, self.actor, self.label, self.aims = window, actor, label, aims
         self.clips = actor_database.clip_ids(actor.data_id)
         self.anim = ActorControllerAnimation()
         actor.controller = self.anim
@@ -76,6 +80,12 @@ class Player(libgraphics.SceneObject):
         return down and not was
 
     def OnUpdate(self, dt):
+        if self.aims:
+            # The mouse in the actor's own space, where its joints are.
+            m = self.window.mouse_position
+            mouse = Vector(m.x, m.y) * self.actor.world_transform.inverse()
+            for chain in self.aims:
+                self.anim.set_ik_target(chain, mouse)
         if self.pressed(key.RIGHT) and self.clips:
             self.index = (self.index + 1) % len(self.clips)
             self.play()
@@ -92,6 +102,8 @@ def main():
     parser.add_argument("export", nargs="?", default=os.path.join(EXPORTS, "mecha_1502b"))
     parser.add_argument("--frames", type=int, default=0)
     parser.add_argument("--out", default="", help="a PNG of the last frame")
+    parser.add_argument("--aim", default="weapon_l,weapon_r", help="joints that aim at the mouse")
+    parser.add_argument("--mouse", default="", help="x,y: where the mouse is put first (for screenshots)")
     args = parser.parse_args()
 
     window = open_window("DragonBones", WIDTH, HEIGHT)
@@ -100,13 +112,23 @@ def main():
     ids = actor_database.load_dragonbones(skeleton_file(args.export))
     if not ids:
         raise SystemExit(f"{args.export}: no armature could be loaded")
-    actor = Actor(main_armature(ids))
+    character = main_armature(ids)
+    joints = actor_database.get_skeleton(character).joints
+    aims = []
+    for joint in filter(None, args.aim.split(",")):
+        if joint in joints:
+            actor_database.add_ik_chain(character, "aim " + joint, joint, joint)
+            aims.append("aim " + joint)
+    if args.mouse:
+        x, y = (int(v) for v in args.mouse.split(","))
+        window.post_event("mouse_move", position=(x, y))
+    actor = Actor(character)
     fit(actor)
     scene.add_object(actor, "main")
     label = Text("", size=16)
     label.position = (10, 10)
     scene.add_object(label, "main")
-    player = Player(window, actor, label)
+    player = Player(window, actor, label, aims)
     scene.add_object(player, "main")
 
     scene.clear_colour = (0.15, 0.15, 0.2)

@@ -255,3 +255,28 @@ def test_deform_timelines_bend_a_mesh_between_their_keys():
         assert skinned(posed("jelly", "wobble", seconds)) == [pytest.approx(e, abs=1e-3) for e in expected], seconds
     # Without the clip, no deform.
     assert skinned(posed("jelly", None, 0.0)) == [(100, 0), (110, 0), (100, 10)]
+
+
+def test_a_script_adds_an_ik_chain_and_aims_it_at_a_point():
+    actor_database.load_dragonbones(os.path.join(EXPORTS, FILES["mecha_1502b"]))
+    actor_database.add_ik_chain("mecha_1502b", "aim", "weapon_r", "weapon_r")
+    with pytest.raises(ValueError, match="no joint 'cannon'"):
+        actor_database.add_ik_chain("mecha_1502b", "aim", "cannon", "weapon_r")
+    with pytest.raises(ValueError, match="no actor"):
+        actor_database.add_ik_chain("nobody", "aim", "weapon_r", "weapon_r")
+    mecha = posed("mecha_1502b", "walk", 0.25)
+    player = mecha.controller
+    for target in [(300, -400), (-250, 100)]:
+        player.set_ik_target("aim", target)
+        player.update(1 / 60)
+        m = list(mecha.skeleton.joints["weapon_r"].world_transform)
+        aim = math.atan2(target[1] - m[5], target[0] - m[4])
+        assert math.atan2(m[1], m[0]) == pytest.approx(aim, abs=1e-4)
+    with pytest.raises(KeyError):
+        player.set_ik_target("nothing", (0, 0))
+    # Back to its own joint, which it cannot aim at: the clip's pose stays.
+    player.clear_ik_target("aim")
+    player.update(1 / 60)
+    still = posed("mecha_1502b", "walk", 0.25 + 3 / 60)
+    assert list(mecha.skeleton.joints["weapon_r"].world_transform) == pytest.approx(
+        list(still.skeleton.joints["weapon_r"].world_transform), abs=1e-3)

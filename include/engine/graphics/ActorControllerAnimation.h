@@ -1,5 +1,6 @@
 #pragma once
 
+#include "engine/core/Vector.h"
 #include "engine/graphics/ActorController.h"
 #include "engine/graphics/ActorIKChain.h"
 
@@ -78,6 +79,12 @@ public:
     void set_finished_callback(FinishedCallback callback) { on_finished_ = std::move(callback); }
     const FinishedCallback& get_finished_callback() const { return on_finished_; }
 
+    /// Aims the record's IK chain `name` at `point` (the actor's skeleton space) instead
+    /// of its target joint, from the next update on; false for an unknown chain.
+    bool set_ik_target(const std::string& name, const core::Vector<float>& point);
+    /// Back to the chain's target joint; false for an unknown chain.
+    bool clear_ik_target(const std::string& name);
+
     /// The clip named `clip` of the actor, or null.
     const AnimationClip* find_clip(const std::string& clip) const;
 
@@ -153,6 +160,8 @@ private:
     std::vector<signed char> shown_visible_;
     std::vector<Pose> shown_colour_;
     std::vector<ActorIKChain> ik_;        // the record's IK chains, solved after each pose
+    std::vector<core::Vector<float>> ik_points_;  // per chain: a script's target point
+    std::vector<unsigned char> ik_pointed_;       // per chain: aim at ik_points_, not the target joint
     std::vector<Pending> pending_;        // crossed this frame, told after the pose is written
     EventCallback on_event_;              // script's, or null
     FinishedCallback on_finished_;        // script's, or null

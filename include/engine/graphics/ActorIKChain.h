@@ -1,5 +1,7 @@
 #pragma once
 
+#include "engine/core/Vector.h"
+
 #include <string>
 
 namespace engine::graphics {
@@ -23,9 +25,10 @@ struct ActorIKChain {
     bool bend_positive = true;  // the chain bends turning +x towards +y (clockwise on screen)
     float weight = 1.0f;        // 0: the animated pose, 1: the full solution
 
-    /// Turns the joints towards the target; false (nothing changed) when a joint is
-    /// missing or the pose is not finite. Allocates nothing.
-    bool solve(Skeleton& skeleton) const;
+    /// Turns the joints towards the target joint, or towards `point` (skeleton space)
+    /// when given; false (nothing changed) when a joint is missing, the pose is not
+    /// finite, or a lone joint's target is its own origin. Allocates nothing.
+    bool solve(Skeleton& skeleton, const core::Vector<float>* point = nullptr) const;
 };
 
 }  // namespace engine::graphics

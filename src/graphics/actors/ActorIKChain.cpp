@@ -25,16 +25,17 @@ void turn(Transform& joint, double by) { joint.set_rotation(float(double(joint.g
 
 }  // namespace
 
-bool ActorIKChain::solve(Skeleton& skeleton) const {
+bool ActorIKChain::solve(Skeleton& skeleton, const core::Vector<float>* point) const {
     Transform* bone = skeleton.get_joint(end);
-    const Transform* goal = skeleton.get_joint(target);
+    const Transform* goal = point ? nullptr : skeleton.get_joint(target);
     Transform* parent = root >= 0 ? skeleton.get_joint(unsigned(root)) : nullptr;
-    if (!bone || !goal || (root >= 0 && !parent)) return false;
-    const core::Vector<float> t = goal->get_world_transform().get_translation();
+    if (!bone || (!goal && !point) || (root >= 0 && !parent)) return false;
+    const core::Vector<float> t = point ? *point : goal->get_world_transform().get_translation();
     const double w = weight;
     if (!std::isfinite(t.x) || !std::isfinite(t.y) || !std::isfinite(w)) return false;
     if (!parent) {
         const core::Matrix& b = bone->get_world_transform();
+        if (double(t.x) == b[4] && double(t.y) == b[5]) return false;  // no way to aim at its own origin
         const double aim = std::atan2(double(t.y) - b[5], double(t.x) - b[4]);
         turn(*bone, normalise(aim - angle_of(b)) * w);
         return true;

@@ -85,10 +85,14 @@ void ActorControllerAnimation::on_actor(Actor* actor) {
     // IK turns its joints away from the pose: they are written every frame, so that
     // each solve starts from the animation.
     ik_.clear();
+    ik_points_.clear();
+    ik_pointed_.clear();
     if (data && (!setup || setup->get_num_joints() == count))
         for (const ActorIKChain& chain : data->ik_chains) {
             if (chain.end >= count || chain.target >= count || chain.root >= int(count)) continue;
             ik_.push_back(chain);
+            ik_points_.emplace_back();
+            ik_pointed_.push_back(0);
             driven_[chain.end] = 1;
             if (chain.root >= 0) driven_[unsigned(chain.root)] = 1;
         }
@@ -468,13 +472,35 @@ bool ActorControllerAnimation::solve_ik() {
     Skeleton* skeleton = ik_.empty() ? nullptr : get_actor()->get_skeleton();
     if (!skeleton) return false;
     bool changed = false;
-    for (const ActorIKChain& chain : ik_) {
-        changed = chain.solve(*skeleton) || changed;
+    for (std::size_t i = 0; i < ik_.size(); ++i) {
+        const ActorIKChain& chain = ik_[i];
+        changed = chain.solve(*skeleton, ik_pointed_[i] ? &ik_points_[i] : nullptr) || changed;
         for (int j : {int(chain.end), chain.root})
             if (j >= 0) std::fill(std::begin(written_[unsigned(j)].v), std::end(written_[unsigned(j)].v),
                                   std::numeric_limits<float>::quiet_NaN());
     }
     return changed;
+}
+
+bool ActorControllerAnimation::set_ik_target(const std::string& name, const core::Vector<float>& point) {
+    for (std::size_t i = 0; i < ik_.size(); ++i)
+        if (ik_[i].name == name) {
+            ik_points_[i] = point;
+            ik_pointed_[i] = 1;
+            dirty_ = true;
+            return true;
+        }
+    return false;
+}
+
+bool ActorControllerAnimation::clear_ik_target(const std::string& name) {
+    for (std::size_t i = 0; i < ik_.size(); ++i)
+        if (ik_[i].name == name) {
+            ik_pointed_[i] = 0;
+            dirty_ = true;
+            return true;
+        }
+    return false;
 }
 
 bool ActorControllerAnimation::update(float dt) {
