@@ -12,6 +12,7 @@
 namespace engine::graphics {
 
 class AnimationClip;
+struct ClipEvent;
 class Skeleton;
 
 /// Plays the actor's clips (the actor database's clips of its data id) on layers:
@@ -144,6 +145,7 @@ private:
     void pose_parts();
     void part(const Play& play, float weight);
     void deliver();
+    void carry_out(const ClipEvent& action);
 
     std::vector<Layer> layers_;          // grown by play
     std::vector<Pose> setup_;            // per joint: position, rotation, scale of the setup pose

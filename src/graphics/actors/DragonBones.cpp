@@ -1201,6 +1201,18 @@ private:
         const Slot& slot = slots_[std::size_t(it->second)];
         const std::string sw = w + " slot " + named(name);
         const int count = int(slot.displays.size());
+        // A display key's actions make the actors the slot's parts carry play.
+        for (int rep = 0; rep < repeats_; ++rep)
+            for (const Placed& k : place_keys(Reader::list(s, "displayFrame"), frames, sw)) {
+                const std::string play = play_action(Reader::list(*k.json, "actions"));
+                if (play.empty()) continue;
+                for (int d = 0; d < count; ++d) {
+                    const int part = slot.parts[std::size_t(d)];
+                    if (part < 0 || data_->get_meshes()[std::size_t(part)]->carried.empty()) continue;
+                    const std::string why = clip.add_action(float((rep * frames + k.start) / fps_), play, part);
+                    if (!why.empty()) problems_.add(sw + ": " + why + " (skipped)");
+                }
+            }
         for (int k = 0; k < count; ++k) {
             const int part = slot.parts[std::size_t(k)];
             if (part < 0) continue;
@@ -1240,8 +1252,18 @@ private:
             event(Reader::text(*k.json, "event"));
             event(Reader::text(*k.json, "sound"));
             for (const Json& e : Reader::list(*k.json, "events")) event(Reader::text(e, "name"));
-            if (!Reader::text(*k.json, "action").empty() || !Reader::list(*k.json, "actions").empty())
-                problems_.add(w + ": play actions are not imported (skipped)");
+            // Play actions: the armature itself starts another animation.
+            std::vector<std::string> plays;
+            if (!Reader::text(*k.json, "action").empty()) plays.push_back(Reader::text(*k.json, "action"));
+            for (const Json& a : Reader::list(*k.json, "actions")) {
+                const std::string named_play = Reader::text(a, "gotoAndPlay");
+                if (!named_play.empty()) plays.push_back(named_play);
+                else if (lower(Reader::text(a, "type")) == "play") plays.push_back(Reader::text(a, "name"));
+            }
+            for (const std::string& play : plays) {
+                const std::string why = clip.add_action(time, play, -1);
+                if (!why.empty()) problems_.add(w + ": " + why + " (skipped)");
+            }
         }
     }
 

@@ -1,5 +1,8 @@
 #include "engine/graphics/ActorControllerAnimation.h"
 
+#include "engine/core/Ref.h"
+#include "engine/graphics/ActorMesh.h"
+
 #include "engine/graphics/Actor.h"
 #include "engine/graphics/ActorData.h"
 #include "engine/graphics/ActorDatabase.h"
@@ -303,7 +306,9 @@ void ActorControllerAnimation::advance(int index, Play& play, float dt, bool rep
         play.finished = true;
     }
     const std::vector<ClipEvent>& events = play.clip->get_events();
-    if (report && on_event_ && !events.empty()) {
+    // Events are gathered for a script that listens; play actions, carried out here,
+    // always.
+    if (report && (on_event_ || play.clip->has_actions()) && !events.empty()) {
         const bool forward = b >= a;
         double first = std::floor((forward ? a : b) / d), last = std::floor((forward ? b : a) / d);
         // A finite play has passes 0 .. loops - 1 forward and -1 .. -loops backward.
@@ -326,7 +331,8 @@ void ActorControllerAnimation::advance(int index, Play& play, float dt, bool rep
                 const double t = k * d + events[size_t(e)].time;
                 const bool in = forward ? ((t > a || (play.fresh && t == a)) && t <= b)
                                         : ((t < a || (play.fresh && t == a)) && t >= b);
-                if (in) pending_.push_back(Pending{play.clip, index, e});
+                if (in && (on_event_ || !events[size_t(e)].play.empty()))
+                    pending_.push_back(Pending{play.clip, index, e});
             }
         }
     }
@@ -576,6 +582,26 @@ void ActorControllerAnimation::pose_parts() {
     }
 }
 
+// A play action: the actors a part carries start the clip (those with a clip player
+// that knows it), or this player starts it. The carried actors are held while told.
+void ActorControllerAnimation::carry_out(const ClipEvent& action) {
+    const std::string clip = action.play;
+    const int part = action.part;
+    if (part < 0) {
+        if (find_clip(clip)) play(clip);
+        return;
+    }
+    Actor* actor = get_actor();
+    ActorMesh* mesh = actor ? actor->get_mesh(unsigned(part)) : nullptr;
+    if (!mesh) return;
+    std::vector<core::Ref<Actor>> carried;
+    for (const auto& entry : mesh->get_scene_objects())
+        if (auto* a = dynamic_cast<Actor*>(entry.second)) carried.emplace_back(a);
+    for (const core::Ref<Actor>& a : carried)
+        if (auto* player = dynamic_cast<ActorControllerAnimation*>(a->get_controller()))
+            if (player->find_clip(clip)) player->play(clip);
+}
+
 void ActorControllerAnimation::deliver() {
     // Callbacks may play, stop or unload: each entry is checked against the database
     // before it is told, and the list is only read here.
@@ -583,7 +609,9 @@ void ActorControllerAnimation::deliver() {
     for (size_t i = 0; i < count && i < pending_.size(); ++i) {
         if (generation_ != ActorDatabase::generation()) break;
         const Pending p = pending_[i];
-        if (p.event >= 0) {
+        if (p.event >= 0 && !p.clip->get_events()[size_t(p.event)].play.empty()) {
+            carry_out(p.clip->get_events()[size_t(p.event)]);
+        } else if (p.event >= 0) {
             const EventCallback callback = on_event_;  // kept alive through the call
             if (callback) (*callback)(p.clip->get_events()[size_t(p.event)].name, p.clip->get_name(), p.layer);
         } else {

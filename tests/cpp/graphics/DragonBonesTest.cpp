@@ -2,7 +2,10 @@
 
 #include "core/TestSupport.h"
 #include "engine/core/Log.h"
+#include "engine/graphics/Actor.h"
+#include "engine/graphics/ActorControllerAnimation.h"
 #include "engine/graphics/ActorData.h"
+#include "engine/graphics/ActorMesh.h"
 #include "engine/graphics/ActorIKChain.h"
 #include "engine/graphics/AnimationClip.h"
 #include "engine/graphics/Skeleton.h"
@@ -329,4 +332,40 @@ TEST_F(DragonBones, AdditiveSlotsMakeAdditivePartsAndOtherBlendModesAreToldOf) {
     EXPECT_FALSE(meshes[1]->additive);
     ASSERT_EQ(warnings().size(), 1u);
     EXPECT_NE(warnings()[0].find("'multiply' is drawn as normal"), std::string::npos);
+}
+
+TEST_F(DragonBones, NestedArmaturesAreCarriedActorsThatPlayWhatTheKeysSay) {
+    load(R"({"armature": [
+      {"name": "gun", "bone": [{"name": "g"}], "defaultActions": [{"gotoAndPlay": "rest"}],
+       "animation": [{"name": "fire", "duration": 2}, {"name": "rest", "duration": 0}]},
+      {"name": "hero", "bone": [{"name": "arm", "transform": {"x": 10}}],
+       "slot": [{"name": "hand", "parent": "arm"}],
+       "skin": [{"slot": [{"name": "hand", "display": [{"type": "armature", "path": "gun",
+         "transform": {"x": 5}}]}]}],
+       "animation": [{"name": "shoot", "duration": 4, "slot": [{"name": "hand", "displayFrame": [
+         {"duration": 2}, {"duration": 2, "actions": [{"gotoAndPlay": "fire"}]}]}]},
+         {"name": "wait", "duration": 4}]}]})");
+    auto* hero = new engine::graphics::Actor("hero");
+    auto* player = new engine::graphics::ActorControllerAnimation;
+    hero->set_controller(player);
+    ASSERT_EQ(hero->get_num_meshes(), 1u);
+    const auto& carried = hero->get_mesh(0u)->get_scene_objects();
+    ASSERT_EQ(carried.size(), 1u);
+    auto* gun = dynamic_cast<engine::graphics::Actor*>(carried[0].second);
+    ASSERT_NE(gun, nullptr);
+    EXPECT_EQ(gun->get_data_id(), "gun");
+    // It rides on the arm, placed by the display's transform.
+    EXPECT_NEAR(gun->get_world_transform()[4], 15.0f, 1e-5f);
+    auto* gun_player = dynamic_cast<engine::graphics::ActorControllerAnimation*>(gun->get_controller());
+    ASSERT_NE(gun_player, nullptr);
+    EXPECT_EQ(gun_player->get_clip(0)->get_name(), "rest");  // its default animation
+    ASSERT_EQ(player->play("shoot"), "");
+    player->update(0.0f);
+    player->update(1.0f / 24);
+    EXPECT_EQ(gun_player->get_clip(0)->get_name(), "rest");
+    player->update(1.5f / 24);
+    EXPECT_EQ(gun_player->get_clip(0)->get_name(), "fire");  // the display key at frame 2 said so
+    delete hero;
+    delete player;
+    EXPECT_TRUE(warnings().empty());
 }
