@@ -70,7 +70,7 @@ def slots_of(actor):
     """Per slot: the shown display index (-1: none) and that part's colour (r, g, b, a),
     from the parts named "slot/index"; and the slots in draw order."""
     shown, order = {}, []
-    for mesh in actor.meshes:
+    for mesh in sorted(actor.meshes, key=lambda m: m.draw_order):  # a stable sort: ties in mesh order
         slot, index = mesh.id.rsplit("/", 1)
         if slot not in order:
             order.append(slot)
@@ -280,3 +280,18 @@ def test_a_script_adds_an_ik_chain_and_aims_it_at_a_point():
     still = posed("mecha_1502b", "walk", 0.25 + 3 / 60)
     assert list(mecha.skeleton.joints["weapon_r"].world_transform) == pytest.approx(
         list(still.skeleton.joints["weapon_r"].world_transform), abs=1e-3)
+
+
+def test_draw_order_timelines_move_slots_as_the_keys_say():
+    slots = ["s%d" % i for i in range(5)]
+    skeleton = {"frameRate": 24, "armature": [{
+        "name": "deck", "bone": [{"name": "b"}], "slot": [{"name": s, "parent": "b"} for s in slots],
+        "skin": [{"slot": [{"name": s, "display": [{"name": "box"}]} for s in slots]}],
+        "animation": [{"name": "shuffle", "duration": 10, "zOrder": {"frame": [
+            {"duration": 4, "zOrder": [0, 2, 3, -2]}, {"duration": 4, "zOrder": [4, -4]}, {"duration": 2}]}}]}]}
+    atlas = {"width": 8, "height": 8, "SubTexture": [{"name": "box", "width": 8, "height": 8}]}
+    assert actor_database.load_dragonbones(io.StringIO(json.dumps(skeleton)), io.StringIO(json.dumps(atlas))) == \
+        ["deck"]
+    for frame, expected in [(0, "s1 s3 s0 s2 s4"), (5, "s4 s0 s1 s2 s3"), (9, "s0 s1 s2 s3 s4")]:
+        assert slots_of(posed("deck", "shuffle", frame / 24))[1] == expected.split(), frame
+    assert slots_of(posed("deck", None, 0.0))[1] == slots

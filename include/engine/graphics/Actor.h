@@ -77,7 +77,8 @@ public:
 
     /// Runs the controller; re-skins when it reports a change (or never did), then jiggle.
     void on_update(float dt) override;
-    /// The meshes in order, then the skeleton when `debug` is set.
+    /// The meshes in drawing order (see ActorMesh::set_draw_order), then the skeleton
+    /// when `debug` is set.
     void on_render() override;
 
 private:
@@ -88,11 +89,13 @@ private:
     void watch(ActorController* controller) { watchers_.push_back(controller); }
     void unwatch(ActorController* controller);
     void make_carried();
+    bool before(unsigned a, unsigned b) const;  // mesh a draws before mesh b
 
     std::string data_id_;                      // the id asked for (records may be unloaded)
     Skeleton* skeleton_ = nullptr;             // one reference (or created here, see release)
     bool skeleton_created_ = false;            // skeleton_ is the one the constructor made
     std::vector<ActorMesh*> meshes_;           // one reference each, in the record's order
+    std::vector<unsigned> drawn_;              // mesh indices in drawing order
     bool debug_ = false;                       // draw the skeleton after the meshes
     bool vertices_transformed_ = false;        // skinned at least once
     bool transformed_this_frame_ = false;      // re-skinned in the current frame

@@ -158,6 +158,7 @@ private:
     // (used when `part_coloured_`), and what was last set on the mesh.
     std::vector<signed char> part_visible_;
     std::vector<unsigned char> part_coloured_;
+    std::vector<float> part_order_;  // per mesh: the frame's drawing order; NaN: no clip keys it
     std::vector<Pose> part_colour_;
     std::vector<signed char> shown_visible_;
     std::vector<Pose> shown_colour_;

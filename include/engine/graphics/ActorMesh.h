@@ -64,6 +64,10 @@ public:
     const std::string& get_id() const;
 
     void set_visible(bool visible) { visible_ = visible; }
+    /// Its place in its actor's drawing: meshes draw in ascending order, equal ones in
+    /// the record's order (all 0 at first).
+    void set_draw_order(float order) { draw_order_ = order; }
+    float get_draw_order() const { return draw_order_; }
     bool is_visible() const { return visible_; }
 
     /// The skinning pass: blend shapes weighted by their driver joints' rotations, then
@@ -138,6 +142,7 @@ private:
     std::vector<core::Vector<float>> rest_positions_;  // skinned, input of the jiggle pass
     std::vector<core::Vector<float>> positions_;       // skinned then jiggled: drawn
     bool visible_ = true;                              // drawn when true
+    float draw_order_ = 0.0f;                          // ascending among its actor's meshes
     core::Colour colour_;                              // the uniform colour
     bool uniform_colour_ = false;                      // draw in colour_, no colour array
     std::vector<core::Colour> vertex_colours_;         // per-vertex overrides; empty: the record's

@@ -17,9 +17,10 @@ enum class ClipEasing : std::uint8_t {
 /// position adds to the setup position, rotation (radians) to the setup rotation, and
 /// scale multiplies the setup scale (1 leaves it).
 /// Part channels animate a mesh of the actor (a "part", by mesh name): visible (1 shows
-/// it, 0 hides it; held from key to key) and colour (r, g, b, a, set on the mesh as
-/// `ActorMesh::set_colour` does).
-enum class ClipChannel : std::uint8_t { position, rotation, scale, visible, colour };
+/// it, 0 hides it; held from key to key), colour (r, g, b, a, set on the mesh as
+/// `ActorMesh::set_colour` does) and order (its place in the drawing order, held from
+/// key to key: parts draw in ascending order, equal ones in mesh order).
+enum class ClipChannel : std::uint8_t { position, rotation, scale, visible, colour, order };
 
 /// One key of a joint track. Its easing shapes the way from it to the next key.
 struct ClipKey {

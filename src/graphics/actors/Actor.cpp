@@ -91,6 +91,12 @@ void Actor::make_carried() {
     }
 }
 
+// Drawing order, then the record's order.
+bool Actor::before(unsigned a, unsigned b) const {
+    const float x = meshes_[a]->get_draw_order(), y = meshes_[b]->get_draw_order();
+    return x != y ? x < y : a < b;
+}
+
 Actor::~Actor() {
     // Controllers may outlive the actor: they lose it, and no script runs for that.
     for (ActorController* watcher : std::vector<ActorController*>(watchers_)) watcher->forget_actor(this);
@@ -176,7 +182,15 @@ void Actor::on_update(float dt) {
 }
 
 void Actor::on_render() {
-    for (ActorMesh* mesh : meshes_) mesh->render(*this);
+    // Meshes in ascending drawing order, equal ones in the record's: an insertion sort
+    // of the last frame's order, which is sorted already unless a clip changed it.
+    if (drawn_.size() != meshes_.size()) {
+        drawn_.resize(meshes_.size());
+        for (unsigned i = 0; i < drawn_.size(); ++i) drawn_[i] = i;
+    }
+    for (std::size_t i = 1; i < drawn_.size(); ++i)
+        for (std::size_t j = i; j > 0 && before(drawn_[j], drawn_[j - 1]); --j) std::swap(drawn_[j], drawn_[j - 1]);
+    for (unsigned i : drawn_) meshes_[i]->render(*this);
     if (debug_) render_skeleton();
 }
 

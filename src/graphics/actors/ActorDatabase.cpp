@@ -504,10 +504,11 @@ void ActorDatabaseParser::start_part_track(const Attributes& a) {
                        quoted(clip_actor_->get_id()) + " has no mesh " + quoted(*part) + " (skipped with its keys)");
     const int c = *channel == "visible"  ? int(ClipChannel::visible)
                   : *channel == "colour" ? int(ClipChannel::colour)
+                  : *channel == "order"  ? int(ClipChannel::order)
                                          : -1;
     if (c < 0)
         return problem("\"PartTrack\" channel " + quoted(*channel) +
-                       " is not visible or colour (skipped with its keys)");
+                       " is not visible, colour or order (skipped with its keys)");
     track_joint_ = index;
     track_channel_ = c;
 }
@@ -520,7 +521,7 @@ void ActorDatabaseParser::start_clip_key(const Attributes& a) {
     ClipKey key;
     key.time = read_float("ClipKey", "time", *time);
     const auto channel = ClipChannel(track_channel_);
-    if (channel == ClipChannel::rotation || channel == ClipChannel::visible) {
+    if (channel == ClipChannel::rotation || channel == ClipChannel::visible || channel == ClipChannel::order) {
         key.value[0] = read_float("ClipKey", "value", *value);
     } else {
         const size_t count = channel == ClipChannel::colour ? 4 : 2;

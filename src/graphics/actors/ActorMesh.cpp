@@ -52,6 +52,7 @@ ActorMesh::ActorMesh(const ActorMesh& other)
       rest_positions_(other.rest_positions_),
       positions_(other.positions_),
       visible_(other.visible_),
+      draw_order_(other.draw_order_),
       colour_(other.colour_),
       uniform_colour_(other.uniform_colour_),
       vertex_colours_(other.vertex_colours_),

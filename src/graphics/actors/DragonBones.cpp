@@ -938,7 +938,9 @@ private:
     void add_loop(AnimationClip& clip, unsigned target, ClipChannel channel, const std::vector<Key>& keys,
                   double duration, bool wrap, double offset, double* previous, bool first, const std::string& w,
                   const double* wrap_to) const {
-        const int count = channel == ClipChannel::colour ? 4 : channel == ClipChannel::rotation ? 1 : 2;
+        const int count = channel == ClipChannel::colour                                       ? 4
+                          : channel == ClipChannel::rotation || channel == ClipChannel::order ? 1
+                                                                                               : 2;
         for (std::size_t i = 0; i < keys.size(); ++i) {
             const Key& k = keys[i];
             const bool last = i + 1 == keys.size();
@@ -958,7 +960,8 @@ private:
             ClipKey key;
             key.time = float((offset + k.start) / fps_);
             const std::vector<Vector<double>> curve = curve_points(*k.json);
-            const bool tweens = channel != ClipChannel::visible && (!last || wraps) && length > 0;
+            const bool tweens =
+                channel != ClipChannel::visible && channel != ClipChannel::order && (!last || wraps) && length > 0;
             if (!tweens) {
                 key.easing = ClipEasing::step;
                 emit(clip, target, channel, key, k.value, previous, first, w);
@@ -1091,13 +1094,55 @@ private:
             read_events(*clip, Reader::list(a, "frame"), frames, w);
             for (const Json& f : Reader::list(a, "ffd")) read_deform(*clip, f, frames, loops, w);
             if (!Reader::list(a, "ik").empty()) problems_.add(w + ": IK weight timelines are not imported (skipped)");
-            if (a.is_object() && a.contains("zOrder"))
-                problems_.add(w + ": draw-order timelines are not imported yet (skipped)");
+            read_draw_order(*clip, Reader::child(a, "zOrder"), frames, w);
             if (data_->default_clip.empty()) data_->default_clip = name;  // the first, unless an action says
             data_->add_clip(std::move(clip));
         }
         const std::string asked = play_action(Reader::list(json_, "defaultActions"));
         if (data_->get_clip(asked)) data_->default_clip = asked;
+    }
+
+    // A draw-order timeline: each key moves listed slots (original index, shift) to
+    // index + shift and fills the other places with the rest in their order; a key
+    // without a list is the setup order. Every part of a slot takes its place.
+    void read_draw_order(AnimationClip& clip, const Json& timeline, double frames, const std::string& w) const {
+        const std::vector<Placed> placed = place_keys(Reader::list(timeline, "frame"), frames, w);
+        if (placed.empty()) return;
+        const std::size_t n = slots_.size();
+        std::vector<std::vector<Key>> keys(n);  // per slot
+        for (const Placed& p : placed) {
+            const Json& list = Reader::list(*p.json, "zOrder");
+            std::vector<int> order(n, -1);  // slot at each place
+            std::vector<char> moved(n, 0);
+            bool good = true;
+            for (std::size_t i = 0; i + 1 < list.size() && good; i += 2) {
+                const double slot = list[i].is_number() ? list[i].get<double>() : -1;
+                const double shift = list[i + 1].is_number() ? list[i + 1].get<double>() : 0;
+                const double to = slot + shift;
+                good = slot >= 0 && slot < double(n) && to >= 0 && to < double(n) && std::isfinite(to) &&
+                       order[std::size_t(to)] < 0 && !moved[std::size_t(slot)];
+                if (good) {
+                    order[std::size_t(to)] = int(slot);
+                    moved[std::size_t(slot)] = 1;
+                }
+            }
+            if (!good) {
+                problems_.add(w + ": a draw-order key moves a slot it does not have or onto a taken place (setup order used)");
+                std::fill(order.begin(), order.end(), -1);
+                std::fill(moved.begin(), moved.end(), 0);
+            }
+            std::size_t next = 0;
+            for (std::size_t place = 0; place < n; ++place) {
+                if (order[place] >= 0) continue;
+                while (next < n && moved[next]) ++next;
+                order[place] = int(next++);
+            }
+            for (std::size_t place = 0; place < n; ++place)
+                keys[std::size_t(order[place])].push_back({p.json, p.start, {double(place), 0, 0, 0}});
+        }
+        for (std::size_t s = 0; s < n; ++s)
+            for (const int part : slots_[s].parts)
+                if (part >= 0) add_keys(clip, unsigned(part), ClipChannel::order, keys[s], frames, false, w);
     }
 
     // A deform timeline as blend shapes of its part, one per key (and one more, a copy

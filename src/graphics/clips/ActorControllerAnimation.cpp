@@ -77,6 +77,7 @@ void ActorControllerAnimation::on_actor(Actor* actor) {
     const unsigned meshes = actor ? actor->get_num_meshes() : 0;
     part_visible_.assign(meshes, -1);
     part_coloured_.assign(meshes, 0);
+    part_order_.assign(meshes, std::numeric_limits<float>::quiet_NaN());
     part_colour_.assign(meshes, Pose{});
     shown_visible_.assign(meshes, -1);
     shown_colour_.assign(meshes, Pose{});
@@ -397,6 +398,7 @@ void ActorControllerAnimation::apply(const Layer& layer, const Play& play, float
                 break;
             case ClipChannel::visible:
             case ClipChannel::colour:
+            case ClipChannel::order:
                 break;  // part channels live in their own tracks
             case ClipChannel::scale:
                 // Kept as factor - 1, so that offsets blend and add like the others.
@@ -539,6 +541,8 @@ void ActorControllerAnimation::part(const Play& play, float weight) {
         AnimationClip::sample(track, time, value);
         if (track.channel == ClipChannel::visible) {
             if (weight >= 0.5f) part_visible_[m] = value[0] >= 0.5f ? 1 : 0;
+        } else if (track.channel == ClipChannel::order) {
+            if (weight >= 0.5f) part_order_[m] = value[0];
         } else {
             float* colour = part_colour_[m].v;
             for (int c = 0; c < 4; ++c)
@@ -552,6 +556,7 @@ void ActorControllerAnimation::pose_parts() {
     if (part_visible_.empty()) return;
     std::fill(part_visible_.begin(), part_visible_.end(), -1);
     std::fill(part_coloured_.begin(), part_coloured_.end(), 0);
+    std::fill(part_order_.begin(), part_order_.end(), std::numeric_limits<float>::quiet_NaN());
     bool any = false;
     for (const Layer& layer : layers_) {
         const float f = layer.fade > 0.0f ? std::min(layer.faded / layer.fade, 1.0f) : 1.0f;
@@ -570,6 +575,8 @@ void ActorControllerAnimation::pose_parts() {
     for (unsigned m = 0; m < count; ++m) {
         ActorMesh* mesh = actor->get_mesh(m);
         if (!mesh) continue;
+        if (part_order_[m] == part_order_[m] && part_order_[m] != mesh->get_draw_order())
+            mesh->set_draw_order(part_order_[m]);
         if (part_visible_[m] >= 0 && part_visible_[m] != shown_visible_[m]) {
             mesh->set_visible(part_visible_[m] == 1);
             shown_visible_[m] = part_visible_[m];

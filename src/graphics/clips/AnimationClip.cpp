@@ -58,7 +58,9 @@ std::string AnimationClip::add_key(unsigned joint, ClipChannel channel, const Cl
             return at + ": the curve's x1 and x2 must lie in 0..1";
     }
     std::vector<ClipTrack>& tracks =
-        channel == ClipChannel::visible || channel == ClipChannel::colour ? part_tracks_ : tracks_;
+        channel == ClipChannel::visible || channel == ClipChannel::colour || channel == ClipChannel::order
+            ? part_tracks_
+            : tracks_;
     auto track = std::find_if(tracks.begin(), tracks.end(),
                               [&](const ClipTrack& t) { return t.joint == joint && t.channel == channel; });
     if (track == tracks.end()) {
@@ -164,7 +166,7 @@ void AnimationClip::sample(const ClipTrack& track, float time, float* out) {
     const ClipKey& a = *(next - 1);
     const ClipKey& b = *next;
     float f = (time - a.time) / (b.time - a.time);
-    if (a.easing == ClipEasing::step || track.channel == ClipChannel::visible)
+    if (a.easing == ClipEasing::step || track.channel == ClipChannel::visible || track.channel == ClipChannel::order)
         f = 0.0f;
     else if (a.easing == ClipEasing::bezier)
         f = ease(a, f);

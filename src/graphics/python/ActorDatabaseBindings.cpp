@@ -149,7 +149,7 @@ void add_key(AnimationClip& clip, unsigned joint, ClipChannel channel, const bp:
     if (n < 2 || n > 4) fail("a key is (time, value[, easing[, turns]])");
     ClipKey key;
     key.time = number(item[0]);
-    if (channel == ClipChannel::rotation || channel == ClipChannel::visible) {
+    if (channel == ClipChannel::rotation || channel == ClipChannel::visible || channel == ClipChannel::order) {
         key.value[0] = number(item[1]);
     } else {
         const bp::object v = item[1];
@@ -220,9 +220,11 @@ void add_clip(const std::string& actor, const std::string& name, float duration,
             const bp::list channels = bp::dict(items[i][1]).items();
             for (bp::ssize_t c = 0; c < bp::len(channels); ++c) {
                 const std::string channel = bp::extract<std::string>(channels[c][0]);
-                if (channel != "visible" && channel != "colour")
-                    fail("part channel '" + channel + "' is not 'visible' or 'colour'");
-                const ClipChannel kind = channel == "visible" ? ClipChannel::visible : ClipChannel::colour;
+                if (channel != "visible" && channel != "colour" && channel != "order")
+                    fail("part channel '" + channel + "' is not 'visible', 'colour' or 'order'");
+                const ClipChannel kind = channel == "visible"  ? ClipChannel::visible
+                                         : channel == "order" ? ClipChannel::order
+                                                              : ClipChannel::colour;
                 const bp::object keys = channels[c][1];
                 for (bp::ssize_t k = 0; k < bp::len(keys); ++k) add_key(*clip, unsigned(index), kind, keys[k]);
             }
@@ -314,8 +316,8 @@ void define_actor_database() {
              "dict[str, list[tuple[object, ...]]]] | None = None) -> None\n\n"
              "Adds a clip to a loaded actor, as an ActorClip element would: tracks is\n"
              "{joint: {'position' | 'rotation' | 'scale': [(time, value[, easing[, turns]]), ...]}},\n"
-             "events [(time, name), ...], parts {mesh: {'visible' | 'colour': [keys]}} (visible 1 or 0,\n"
-             "colour (r, g, b, a)). ValueError, and nothing added, for any bad value.")
+             "events [(time, name), ...], parts {mesh: {'visible' | 'colour' | 'order': [keys]}} (visible\n"
+             "1 or 0, colour (r, g, b, a), order the drawing place). ValueError, and nothing added, for any bad value.")
         .staticmethod("add_clip");
 }
 
