@@ -295,3 +295,38 @@ def test_draw_order_timelines_move_slots_as_the_keys_say():
     for frame, expected in [(0, "s1 s3 s0 s2 s4"), (5, "s4 s0 s1 s2 s3"), (9, "s0 s1 s2 s3 s4")]:
         assert slots_of(posed("deck", "shuffle", frame / 24))[1] == expected.split(), frame
     assert slots_of(posed("deck", None, 0.0))[1] == slots
+
+
+def test_the_drawing_follows_the_draw_order_and_additive_parts_add(window, scene, pictures):
+    from pictures import images, rendered, settle
+
+    # A picture of two 4x4 squares, red then green; each part shows the middle of one.
+    rows = [[255, 0, 0, 255] * 4 + [0, 255, 0, 255] * 4 for _ in range(4)]
+    picture = pictures.write("db_squares.png", 8, 4, rows, images.RGBA)
+    skeleton = {"frameRate": 24, "armature": [{
+        "name": "cards", "bone": [{"name": "b"}],
+        "slot": [{"name": "red", "parent": "b"}, {"name": "green", "parent": "b", "blendMode": "add"}],
+        "skin": [{"slot": [{"name": "red", "display": [{"name": "r"}]},
+                           {"name": "green", "display": [{"name": "g", "transform": {"x": 1}}]}]}],
+        "animation": [{"name": "swap", "duration": 2, "zOrder": {"frame": [{"duration": 2, "zOrder": [0, 1]}]}}]}]}
+    atlas = {"imagePath": picture, "width": 8, "height": 4, "SubTexture": [
+        {"name": "r", "x": 1, "y": 1, "width": 2, "height": 2}, {"name": "g", "x": 5, "y": 1, "width": 2, "height": 2}]}
+    assert actor_database.load_dragonbones(io.StringIO(json.dumps(skeleton)), io.StringIO(json.dumps(atlas))) == \
+        ["cards"]
+    cards = Actor("cards")
+    cards.position, cards.scale = (320, 240), (40, 40)
+    scene.add_object(cards, "main")
+    cards.controller = ActorControllerAnimation()
+    scene.update(0.0)
+    settle()
+    pixel = rendered(window, scene)
+    # Green over red where they overlap, added: yellow; red alone on the left, green on the right.
+    assert pixel(300, 240)[:3] == (255, 0, 0)
+    assert pixel(340, 240)[:3] == (255, 255, 0)
+    assert pixel(380, 240)[:3] == (0, 255, 0)
+    # Drawn in the other order, the red part covers the green one where they overlap.
+    cards.controller.play("swap")
+    scene.update(0.0)
+    pixel = rendered(window, scene)
+    assert pixel(340, 240)[:3] == (255, 0, 0)
+    scene.remove_object(cards)
