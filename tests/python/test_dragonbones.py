@@ -330,3 +330,28 @@ def test_the_drawing_follows_the_draw_order_and_additive_parts_add(window, scene
     pixel = rendered(window, scene)
     assert pixel(340, 240)[:3] == (255, 0, 0)
     scene.remove_object(cards)
+
+
+def test_ik_timelines_hold_each_keys_weight_and_bend():
+    skeleton = {"frameRate": 24, "armature": [{
+        "name": "leg", "bone": [{"name": "thigh", "length": 50}, {"name": "calf", "parent": "thigh", "length": 40,
+                                                                "transform": {"x": 50}},
+                                {"name": "goal", "transform": {"x": 60, "y": 30}}],
+        "ik": [{"name": "knee", "bone": "calf", "target": "goal", "chain": 1}],
+        "animation": [{"name": "relax", "duration": 4, "ik": [{"name": "knee", "frame": [
+            {"duration": 2, "weight": 0}, {"duration": 2, "tweenEasing": 0, "weight": 1, "bendPositive": False}]}]},
+            {"name": "still", "duration": 4}]}]}
+    assert actor_database.load_dragonbones(io.StringIO(json.dumps(skeleton)), io.StringIO("{}")) == ["leg"]
+
+    def tip_and_bend(actor):
+        joints = actor.skeleton.joints
+        t, c = list(joints["thigh"].world_transform), list(joints["calf"].world_transform)
+        bend = math.remainder(math.atan2(c[1], c[0]) - math.atan2(t[1], t[0]), 2 * math.pi)
+        return (round(c[4] + 40 * c[0], 3), round(c[5] + 40 * c[1], 3)), bend
+
+    tip, _ = tip_and_bend(posed("leg", "relax", 1 / 24))  # weight 0: the leg lies straight
+    assert tip == pytest.approx((90, 0), abs=1e-3)
+    tip, bend = tip_and_bend(posed("leg", "relax", 3 / 24))  # weight 1, bending the other way
+    assert tip == pytest.approx((60, 30), abs=1e-3) and bend < 0
+    tip, bend = tip_and_bend(posed("leg", "still", 0.0))  # the constraint's own: weight 1, bending positively
+    assert tip == pytest.approx((60, 30), abs=1e-3) and bend > 0

@@ -26,6 +26,20 @@ void turn(Transform& joint, double by) { joint.set_rotation(float(double(joint.g
 }  // namespace
 
 bool ActorIKChain::solve(Skeleton& skeleton, const core::Vector<float>* point) const {
+    float w = weight;
+    bool bend = bend_positive;
+    if (const Transform* d = driver >= 0 ? skeleton.get_joint(unsigned(driver)) : nullptr) {
+        const float r = d->get_local_rotation();
+        if (std::fabs(r) >= 0.5f) {
+            w = std::min(std::max(std::fabs(r) - 1.0f, 0.0f), 1.0f);
+            bend = r > 0.0f;
+        }
+    }
+    return solve(skeleton, point, w, bend);
+}
+
+bool ActorIKChain::solve(Skeleton& skeleton, const core::Vector<float>* point, float weight,
+                         bool bend_positive) const {
     Transform* bone = skeleton.get_joint(end);
     const Transform* goal = point ? nullptr : skeleton.get_joint(target);
     Transform* parent = root >= 0 ? skeleton.get_joint(unsigned(root)) : nullptr;
@@ -48,7 +62,7 @@ bool ActorIKChain::solve(Skeleton& skeleton, const core::Vector<float>* point) c
     const double dx = double(t.x) - px, dy = double(t.y) - py;
     const double span = std::hypot(dx, dy);
     const double raw_a = std::atan2(cy - py, cx - px);
-    const double raw_p = angle_of(p), raw_c = angle_of(c);
+    const double raw_c = angle_of(c);
     double a;
     if (reach + upper <= span || span + reach <= upper || span + upper <= reach) {
         // Out of reach (or folded flat): straight towards the target, or away from it

@@ -1093,13 +1093,50 @@ private:
             for (const Json& s : Reader::list(a, "slot")) read_slot_timeline(*clip, s, frames, loops, w);
             read_events(*clip, Reader::list(a, "frame"), frames, w);
             for (const Json& f : Reader::list(a, "ffd")) read_deform(*clip, f, frames, loops, w);
-            if (!Reader::list(a, "ik").empty()) problems_.add(w + ": IK weight timelines are not imported (skipped)");
+            for (const Json& k : Reader::list(a, "ik")) read_ik_timeline(*clip, k, frames, w);
             read_draw_order(*clip, Reader::child(a, "zOrder"), frames, w);
             if (data_->default_clip.empty()) data_->default_clip = name;  // the first, unless an action says
             data_->add_clip(std::move(clip));
         }
         const std::string asked = play_action(Reader::list(json_, "defaultActions"));
         if (data_->get_clip(asked)) data_->default_clip = asked;
+    }
+
+    // An IK timeline keys its chain's weight and bend, each key held until the next as
+    // the tool's player holds them, through a driver joint's rotation (see
+    // ActorIKChain::drive).
+    void read_ik_timeline(AnimationClip& clip, const Json& timeline, double frames, const std::string& w) {
+        const std::string name = Reader::text(timeline, "name");
+        const std::string iw = w + " IK timeline " + named(name);
+        ActorIKChain* chain = nullptr;
+        for (ActorIKChain& c : data_->ik_chains)
+            if (c.name == name && !chain) chain = &c;
+        if (!chain) {
+            problems_.add(iw + ": no such constraint (skipped)");
+            return;
+        }
+        const std::vector<Placed> placed = place_keys(Reader::list(timeline, "frame"), frames, iw);
+        if (placed.empty()) return;
+        if (chain->driver < 0) {
+            Skeleton* skeleton = data_->get_skeleton();
+            if (skeleton->get_num_joints() >= kMostJoints) {
+                problems_.add(iw + ": no joint left to drive it (skipped)");
+                return;
+            }
+            Transform* driver = skeleton->add_joint("~ik " + std::to_string(&*chain - data_->ik_chains.data()));
+            if (!driver) return;
+            if (Transform* armature = skeleton->get_joint(0u)) armature->attach(driver);
+            skeleton->generate_bind_transforms();
+            chain->driver = int(skeleton->get_num_joints()) - 1;
+        }
+        static const Json held = Json::object();  // no easing: a step
+        std::vector<Key> keys;
+        for (const Placed& p : placed) {
+            const float weight = float(std::clamp(r_.number(*p.json, "weight", 1, iw), 0.0, 1.0));
+            const bool bend = r_.boolean(*p.json, "bendPositive", true);
+            keys.push_back({&held, p.start, {-double(ActorIKChain::drive(weight, bend)), 0, 0, 0}});
+        }
+        add_keys(clip, unsigned(chain->driver), ClipChannel::rotation, keys, frames, false, iw);
     }
 
     // A draw-order timeline: each key moves listed slots (original index, shift) to
