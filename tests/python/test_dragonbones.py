@@ -355,3 +355,36 @@ def test_ik_timelines_hold_each_keys_weight_and_bend():
     assert tip == pytest.approx((60, 30), abs=1e-3) and bend < 0
     tip, bend = tip_and_bend(posed("leg", "still", 0.0))  # the constraint's own: weight 1, bending positively
     assert tip == pytest.approx((60, 30), abs=1e-3) and bend > 0
+
+
+def test_the_old_combined_frame_lists_play_as_the_separate_channels():
+    def export(name, bone_timeline, slot_timeline):
+        return {"frameRate": 24, "armature": [{
+            "name": name, "bone": [{"name": "b", "transform": {"x": 3}}], "slot": [{"name": "s", "parent": "b"}],
+            "skin": [{"slot": [{"name": "s", "display": [{"name": "box"}, {"name": "box"}]}]}],
+            "animation": [{"name": "go", "duration": 8, "playTimes": 0, "bone": [dict(name="b", **bone_timeline)],
+                           "slot": [dict(name="s", **slot_timeline)]}]}]}
+    new = export("new", {"translateFrame": [{"duration": 4, "tweenEasing": 0, "x": 10}, {"duration": 4, "y": 5}],
+                         "rotateFrame": [{"duration": 4, "tweenEasing": 0, "rotate": 30}, {"duration": 4}],
+                         "scaleFrame": [{"duration": 4, "tweenEasing": 0, "x": 2}, {"duration": 4}]},
+                 {"displayFrame": [{"duration": 4}, {"duration": 4, "value": 1}],
+                  "colorFrame": [{"duration": 4, "tweenEasing": 0, "value": {"aM": 50}}, {"duration": 4}]})
+    old = export("old", {"frame": [
+        {"duration": 4, "tweenEasing": 0, "transform": {"x": 10, "skX": 30, "skY": 30, "scX": 2}},
+        {"duration": 4, "transform": {"y": 5}, "event": "half"}]},
+        {"frame": [{"duration": 4, "tweenEasing": 0, "displayIndex": 0, "color": {"aM": 50}},
+                   {"duration": 4, "displayIndex": 1}]})
+    atlas = json.dumps({"width": 8, "height": 8, "SubTexture": [{"name": "box", "width": 8, "height": 8}]})
+    for export_ in (new, old):
+        actor_database.load_dragonbones(io.StringIO(json.dumps(export_)), io.StringIO(atlas))
+    for frame in (0, 2, 5):
+        a, b = posed("new", "go", frame / 24), posed("old", "go", frame / 24)
+        assert list(b.skeleton.joints["b"].world_transform) == pytest.approx(
+            list(a.skeleton.joints["b"].world_transform), abs=1e-5), frame
+        assert slots_of(b) == slots_of(a), frame
+    events = []
+    actor = posed("old", "go", 0.0)
+    player = actor.controller
+    player.on_event(lambda event, clip, layer: events.append(event))
+    player.update(5 / 24)
+    assert events == ["half"]

@@ -1067,7 +1067,10 @@ private:
             const int loops_left = forever_ ? 0 : play_times > kMostRepeats ? play_times : 1;
             auto clip = std::make_unique<AnimationClip>(name, float(repeats_ * duration / fps_), loops_left);
             const bool loops = play_times != 1;
-            for (const Json& b : Reader::list(a, "bone")) {
+            for (const Json& given : Reader::list(a, "bone")) {
+                // The old combined form (4.x, 5.0) spelled out as the three channels.
+                const Json split = split_bone_frames(given);
+                const Json& b = split.is_null() ? given : split;
                 const std::string bone = Reader::text(b, "name");
                 auto it = bone_index.find(bone);
                 const int joint = it == bone_index.end() ? -1 : bones_[std::size_t(it->second)].joint;
@@ -1076,8 +1079,7 @@ private:
                     continue;
                 }
                 const std::string bw = w + " bone " + named(bone);
-                if (!Reader::list(b, "frame").empty())
-                    problems_.add(bw + ": the old combined frame list is not imported (skipped)");
+                read_events(*clip, Reader::list(given, "frame"), frames, bw);
                 add_track(*clip, unsigned(joint), ClipChannel::position, Reader::list(b, "translateFrame"), frames,
                           loops, bw, [&](const Json& f, float* v) {
                               v[0] = float(r_.number(f, "x", 0, bw));
@@ -1090,7 +1092,10 @@ private:
                               v[1] = float(r_.number(f, "y", 1, bw));
                           });
             }
-            for (const Json& s : Reader::list(a, "slot")) read_slot_timeline(*clip, s, frames, loops, w);
+            for (const Json& given : Reader::list(a, "slot")) {
+                const Json split = split_slot_frames(given);
+                read_slot_timeline(*clip, split.is_null() ? given : split, frames, loops, w);
+            }
             read_events(*clip, Reader::list(a, "frame"), frames, w);
             for (const Json& f : Reader::list(a, "ffd")) read_deform(*clip, f, frames, loops, w);
             for (const Json& k : Reader::list(a, "ik")) read_ik_timeline(*clip, k, frames, w);
@@ -1100,6 +1105,61 @@ private:
         }
         const std::string asked = play_action(Reader::list(json_, "defaultActions"));
         if (data_->get_clip(asked)) data_->default_clip = asked;
+    }
+
+    // A bone timeline of the old combined form as one of the separate channels, or null
+    // when it has none: each key's transform (offsets) goes to the translate, rotate
+    // and scale keys with the key's timing and easing, tweenRotate as clockwise.
+    static Json split_bone_frames(const Json& b) {
+        const Json& frames = Reader::list(b, "frame");
+        if (frames.empty() || b.contains("translateFrame") || b.contains("rotateFrame") || b.contains("scaleFrame"))
+            return Json();
+        Json out = {{"name", Reader::text(b, "name")}};
+        Json translate = Json::array(), rotate = Json::array(), scale = Json::array();
+        for (const Json& f : frames) {
+            Json timing = Json::object();
+            for (const char* key : {"duration", "tweenEasing", "curve"})
+                if (f.is_object() && f.contains(key)) timing[key] = f[key];
+            const Json& t = Reader::child(f, "transform");
+            Json move = timing, turn = timing, size = timing;
+            for (const auto& [to, from] : {std::pair{"x", "x"}, {"y", "y"}})
+                if (t.contains(from)) move[to] = t[from];
+            if (t.contains("skY")) turn["rotate"] = t["skY"];
+            if (t.contains("skX") && t.contains("skY") && t["skX"] != t["skY"]) turn["skew"] = 1;  // counted as skew
+            if (f.is_object() && f.contains("tweenRotate")) turn["clockwise"] = f["tweenRotate"];
+            for (const auto& [to, from] : {std::pair{"x", "scX"}, {"y", "scY"}})
+                if (t.contains(from)) size[to] = t[from];
+            translate.push_back(move);
+            rotate.push_back(turn);
+            scale.push_back(size);
+        }
+        out["translateFrame"] = translate;
+        out["rotateFrame"] = rotate;
+        out["scaleFrame"] = scale;
+        return out;
+    }
+
+    // A slot timeline of the old combined form as display and colour keys, or null.
+    static Json split_slot_frames(const Json& s) {
+        const Json& frames = Reader::list(s, "frame");
+        if (frames.empty() || s.contains("displayFrame") || s.contains("colorFrame")) return Json();
+        Json out = {{"name", Reader::text(s, "name")}};
+        Json display = Json::array(), colour = Json::array();
+        for (const Json& f : frames) {
+            Json timing = Json::object();
+            if (f.is_object() && f.contains("duration")) timing["duration"] = f["duration"];
+            Json shown = timing, tint = timing;
+            if (f.is_object() && f.contains("displayIndex")) shown["value"] = f["displayIndex"];
+            if (f.is_object() && f.contains("actions")) shown["actions"] = f["actions"];
+            for (const char* key : {"tweenEasing", "curve"})
+                if (f.is_object() && f.contains(key)) tint[key] = f[key];
+            if (f.is_object() && f.contains("color")) tint["value"] = f["color"];
+            display.push_back(shown);
+            colour.push_back(tint);
+        }
+        out["displayFrame"] = display;
+        out["colorFrame"] = colour;
+        return out;
     }
 
     // An IK timeline keys its chain's weight and bend, each key held until the next as
