@@ -91,16 +91,16 @@ private:
     void make_carried();
     bool before(unsigned a, unsigned b) const;  // mesh a draws before mesh b
 
-    std::string data_id_;                      // the id asked for (records may be unloaded)
-    Skeleton* skeleton_ = nullptr;             // one reference (or created here, see release)
-    bool skeleton_created_ = false;            // skeleton_ is the one the constructor made
-    std::vector<ActorMesh*> meshes_;           // one reference each, in the record's order
-    std::vector<unsigned> drawn_;              // mesh indices in drawing order
-    bool debug_ = false;                       // draw the skeleton after the meshes
-    bool vertices_transformed_ = false;        // skinned at least once
-    bool transformed_this_frame_ = false;      // re-skinned in the current frame
-    ActorController* controller_ = nullptr;    // one reference
-    std::vector<ActorController*> watchers_;   // non-owning: controllers pointing here
+    std::string data_id_;                     // the id asked for (records may be unloaded)
+    Skeleton* skeleton_ = nullptr;            // one reference (or created here, see release)
+    bool skeleton_created_ = false;           // skeleton_ is the one the constructor made
+    std::vector<ActorMesh*> meshes_;          // one reference each, in the record's order
+    std::vector<unsigned> drawn_;             // mesh indices in drawing order
+    bool debug_ = false;                      // draw the skeleton after the meshes
+    bool vertices_transformed_ = false;       // skinned at least once
+    bool transformed_this_frame_ = false;     // re-skinned in the current frame
+    ActorController* controller_ = nullptr;   // one reference
+    std::vector<ActorController*> watchers_;  // non-owning: controllers pointing here
 };
 
 }  // namespace engine::graphics

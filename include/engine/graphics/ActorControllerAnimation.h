@@ -162,15 +162,15 @@ private:
     std::vector<Pose> part_colour_;
     std::vector<signed char> shown_visible_;
     std::vector<Pose> shown_colour_;
-    std::vector<ActorIKChain> ik_;        // the record's IK chains, solved after each pose
+    std::vector<ActorIKChain> ik_;                // the record's IK chains, solved after each pose
     std::vector<core::Vector<float>> ik_points_;  // per chain: a script's target point
     std::vector<unsigned char> ik_pointed_;       // per chain: aim at ik_points_, not the target joint
-    std::vector<Pending> pending_;        // crossed this frame, told after the pose is written
-    EventCallback on_event_;              // script's, or null
-    FinishedCallback on_finished_;        // script's, or null
-    unsigned long generation_ = 0;        // the database's, when the clips were found
-    const Skeleton* skeleton_ = nullptr;  // the skeleton the per-joint arrays are for (non-owning)
-    bool dirty_ = true;                   // something may change the pose next update
+    std::vector<Pending> pending_;                // crossed this frame, told after the pose is written
+    EventCallback on_event_;                      // script's, or null
+    FinishedCallback on_finished_;                // script's, or null
+    unsigned long generation_ = 0;                // the database's, when the clips were found
+    const Skeleton* skeleton_ = nullptr;          // the skeleton the per-joint arrays are for (non-owning)
+    bool dirty_ = true;                           // something may change the pose next update
 };
 
 }  // namespace engine::graphics

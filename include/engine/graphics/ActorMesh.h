@@ -154,10 +154,10 @@ private:
         const std::vector<core::Vector<float>>* offsets;  // the shape's offsets
         float weight;                                     // its weight this pass, not zero
     };
-    std::vector<core::Matrix> joint_matrices_;  // scratch: world * bind per joint index, zero where none
-    std::vector<std::uint8_t> joints_used_;     // joint indices the record's vertices name, ascending
-    const ActorMeshData* joints_for_ = nullptr; // the record joints_used_ was found for
-    std::vector<ActiveShape> active_shapes_;    // scratch: blend shapes of weight not zero
+    std::vector<core::Matrix> joint_matrices_;   // scratch: world * bind per joint index, zero where none
+    std::vector<std::uint8_t> joints_used_;      // joint indices the record's vertices name, ascending
+    const ActorMeshData* joints_for_ = nullptr;  // the record joints_used_ was found for
+    std::vector<ActiveShape> active_shapes_;     // scratch: blend shapes of weight not zero
 };
 
 }  // namespace engine::graphics

@@ -20,12 +20,12 @@ namespace engine::graphics {
 /// imported character's nested armature): it rides on a joint, drawn and updated with
 /// the mesh, playing a clip of its own. Plain value; script thread only.
 struct CarriedActor {
-    std::string id;                      // its actor record
-    std::string clip;                    // the clip it plays from the start; empty: its record's default clip
-    int joint = -1;                      // the carrying actor's joint it rides on; -1: none (the actor's space)
-    core::Vector<float> position;        // its transform relative to that joint
-    float rotation = 0.0f;               // radians
-    float skew = 0.0f;                   // radians
+    std::string id;                // its actor record
+    std::string clip;              // the clip it plays from the start; empty: its record's default clip
+    int joint = -1;                // the carrying actor's joint it rides on; -1: none (the actor's space)
+    core::Vector<float> position;  // its transform relative to that joint
+    float rotation = 0.0f;         // radians
+    float skew = 0.0f;             // radians
     core::Vector<float> scale{1.0f, 1.0f};
 };
 

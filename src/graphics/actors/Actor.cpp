@@ -48,8 +48,9 @@ Actor::Actor(const std::string& data_id) : data_id_(data_id) {
     }
     if (ActorDatabase::generation() == generation) make_carried();
     if (ActorDatabase::generation() != generation)
-        core::Log::warning("graphics", "Actor '%s': the actor database was unloaded while the actor was made "
-                                       "(by a factory class); it has no meshes.",
+        core::Log::warning("graphics",
+                           "Actor '%s': the actor database was unloaded while the actor was made "
+                           "(by a factory class); it has no meshes.",
                            data_id.c_str());
     set_layer(layer);
     set_z(z);
@@ -65,8 +66,9 @@ void Actor::make_carried() {
         if (!data) continue;
         for (const CarriedActor& c : std::vector<CarriedActor>(data->carried)) {
             if (depth >= kDeepest) {
-                core::Log::warning("graphics", "Actor '%s': actors carried more than %d deep (a record carrying "
-                                               "itself?); '%s' is not made.",
+                core::Log::warning("graphics",
+                                   "Actor '%s': actors carried more than %d deep (a record carrying "
+                                   "itself?); '%s' is not made.",
                                    data_id_.c_str(), kDeepest, c.id.c_str());
                 return;
             }

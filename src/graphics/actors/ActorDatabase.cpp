@@ -219,7 +219,8 @@ void ActorDatabaseParser::start_joint(const Attributes& a) {
     const core::Ref<Skeleton> held(skeleton);
     Transform* joint = skeleton->add_joint(name);
     follow_registries();
-    if (!actor_) return problem("\"Joint\" " + quoted(name) + ": the database was unloaded while it was made (skipped)");
+    if (!actor_)
+        return problem("\"Joint\" " + quoted(name) + ": the database was unloaded while it was made (skipped)");
     if (!joint) return problem("\"Joint\" " + quoted(name) + " is taken or could not be made (skipped)");
     if (const std::string* v = find(a, "parent")) {
         // A value that begins with a number names an index (trailing text is ignored),

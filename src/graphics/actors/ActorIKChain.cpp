@@ -38,8 +38,7 @@ bool ActorIKChain::solve(Skeleton& skeleton, const core::Vector<float>* point) c
     return solve(skeleton, point, w, bend);
 }
 
-bool ActorIKChain::solve(Skeleton& skeleton, const core::Vector<float>* point, float weight,
-                         bool bend_positive) const {
+bool ActorIKChain::solve(Skeleton& skeleton, const core::Vector<float>* point, float weight, bool bend_positive) const {
     Transform* bone = skeleton.get_joint(end);
     const Transform* goal = point ? nullptr : skeleton.get_joint(target);
     Transform* parent = root >= 0 ? skeleton.get_joint(unsigned(root)) : nullptr;

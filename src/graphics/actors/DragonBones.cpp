@@ -185,8 +185,8 @@ Pose read_pose(const Reader& r, const Json& t, const std::string& where) {
 
 Matrix matrix_of(const Pose& p) {
     return Matrix(float(p.sx * std::cos(p.rotation)), float(p.sx * std::sin(p.rotation)),
-                  float(-p.sy * std::sin(p.rotation + p.skew)), float(p.sy * std::cos(p.rotation + p.skew)),
-                  float(p.x), float(p.y));
+                  float(-p.sy * std::sin(p.rotation + p.skew)), float(p.sy * std::cos(p.rotation + p.skew)), float(p.x),
+                  float(p.y));
 }
 
 // One region of the atlas, in pixels.
@@ -364,8 +364,8 @@ private:
             if (bone.parent.empty()) continue;
             auto it = index.find(bone.parent);
             if (it == index.end()) {
-                problems_.add(where() + ": bone " + named(bone.name) + " has an unknown parent " +
-                              named(bone.parent) + " (made a root)");
+                problems_.add(where() + ": bone " + named(bone.name) + " has an unknown parent " + named(bone.parent) +
+                              " (made a root)");
                 continue;
             }
             bone.parent_index = it->second;
@@ -375,8 +375,7 @@ private:
             std::vector<int> seen;
             for (int b = int(i); b >= 0; b = bones_[std::size_t(b)].parent_index) {
                 if (std::find(seen.begin(), seen.end(), b) != seen.end()) {
-                    problems_.add(where() + ": bone " + named(bones_[i].name) +
-                                  " is its own ancestor (made a root)");
+                    problems_.add(where() + ": bone " + named(bones_[i].name) + " is its own ancestor (made a root)");
                     bones_[i].parent_index = -1;
                     break;
                 }
@@ -497,8 +496,8 @@ private:
     // The slot's world matrix in the setup pose: its bone's, then the display's own.
     Matrix setup_slot_matrix(const Slot& slot, const Display& display) const {
         const Transform* joint = joint_of(slot.bone);
-        const Pose p = read_pose(r_, Reader::child(*display.json, "transform"),
-                                 where() + " display " + named(display.name));
+        const Pose p =
+            read_pose(r_, Reader::child(*display.json, "transform"), where() + " display " + named(display.name));
         return joint->get_world_transform() * matrix_of(p);
     }
 
@@ -532,8 +531,8 @@ private:
                     problems_.add(where() + " slot " + named(slot.name) + ": " + display.type + " display " +
                                   named(display.name) + " is not drawn (skipped)");
                 } else {
-                    problems_.add(where() + " slot " + named(slot.name) + ": display type " +
-                                  named(display.type) + " is unknown (skipped)");
+                    problems_.add(where() + " slot " + named(slot.name) + ": display type " + named(display.type) +
+                                  " is unknown (skipped)");
                 }
                 if (!made) {
                     slot.parts.push_back(-1);
@@ -606,8 +605,8 @@ private:
         CarriedActor c;
         c.id = display.path;
         c.joint = bones_[std::size_t(slot.bone)].joint;
-        const Pose p = read_pose(r_, Reader::child(*display.json, "transform"),
-                                 where() + " display " + named(display.name));
+        const Pose p =
+            read_pose(r_, Reader::child(*display.json, "transform"), where() + " display " + named(display.name));
         c.position = {float(p.x), float(p.y)};
         c.rotation = float(-p.rotation);
         c.skew = float(-p.skew);
@@ -632,14 +631,16 @@ private:
         if (type == "polygon" || type == "2") {
             const Json& v = Reader::list(d, "vertices");
             for (std::size_t i = 0; i + 1 < v.size() && points.size() < kMostVertices; i += 2) {
-                const double x = v[i].is_number() ? v[i].get<double>() : 0, y = v[i + 1].is_number() ? v[i + 1].get<double>() : 0;
+                const double x = v[i].is_number() ? v[i].get<double>() : 0,
+                             y = v[i + 1].is_number() ? v[i + 1].get<double>() : 0;
                 if (std::isfinite(x) && std::isfinite(y) && std::fabs(x) < kLargest && std::fabs(y) < kLargest)
                     points.push_back(Vector<float>(float(x), float(y)) * place);
             }
         } else if (type == "ellipse" || type == "1") {
             for (int k = 0; k < 16; ++k) {
                 const double a = 2 * kPi * k / 16;
-                points.push_back(Vector<float>(float(width / 2 * std::cos(a)), float(height / 2 * std::sin(a))) * place);
+                points.push_back(Vector<float>(float(width / 2 * std::cos(a)), float(height / 2 * std::sin(a))) *
+                                 place);
             }
         } else {
             for (const auto& c : {std::pair{-1, -1}, {1, -1}, {1, 1}, {-1, 1}})
@@ -782,8 +783,8 @@ private:
             const std::string w = where() + " IK " + named(chain.name);
             auto bone = bone_index.find(Reader::text(k, "bone"));
             auto target = bone_index.find(Reader::text(k, "target"));
-            if (bone == bone_index.end() || target == bone_index.end() ||
-                bones_[std::size_t(bone->second)].joint < 0 || bones_[std::size_t(target->second)].joint < 0) {
+            if (bone == bone_index.end() || target == bone_index.end() || bones_[std::size_t(bone->second)].joint < 0 ||
+                bones_[std::size_t(target->second)].joint < 0) {
                 problems_.add(w + ": its bone or target is unknown (skipped)");
                 continue;
             }
@@ -885,7 +886,7 @@ private:
     static double curve_at(const std::vector<Vector<double>>& p, double x) {
         std::size_t seg = 0;
         while (seg + 3 < p.size() - 1 && p[seg + 3].x < x) seg += 3;
-        const Vector<double> &a = p[seg], &b = p[seg + 1], &c = p[seg + 2], &d = p[seg + 3];
+        const Vector<double>&a = p[seg], &b = p[seg + 1], &c = p[seg + 2], &d = p[seg + 3];
         auto bez = [](double p0, double p1, double p2, double p3, double s) {
             const double u = 1 - s;
             return u * u * u * p0 + 3 * u * u * s * p1 + 3 * u * s * s * p2 + s * s * s * p3;
@@ -929,8 +930,8 @@ private:
         if (keys.empty()) return;
         double previous[4] = {0, 0, 0, 0};
         for (int rep = 0; rep < repeats_; ++rep)
-            add_loop(clip, target, channel, keys, duration, loops && (forever_ || rep + 1 < repeats_),
-                     rep * duration, previous, rep == 0, w, wrap_to);
+            add_loop(clip, target, channel, keys, duration, loops && (forever_ || rep + 1 < repeats_), rep * duration,
+                     previous, rep == 0, w, wrap_to);
     }
 
     // One play of the keys, `offset` frames into the clip; the last key tweens back to
@@ -938,9 +939,9 @@ private:
     void add_loop(AnimationClip& clip, unsigned target, ClipChannel channel, const std::vector<Key>& keys,
                   double duration, bool wrap, double offset, double* previous, bool first, const std::string& w,
                   const double* wrap_to) const {
-        const int count = channel == ClipChannel::colour                                       ? 4
+        const int count = channel == ClipChannel::colour                                      ? 4
                           : channel == ClipChannel::rotation || channel == ClipChannel::order ? 1
-                                                                                               : 2;
+                                                                                              : 2;
         for (std::size_t i = 0; i < keys.size(); ++i) {
             const Key& k = keys[i];
             const bool last = i + 1 == keys.size();
@@ -1086,8 +1087,8 @@ private:
                               v[1] = float(r_.number(f, "y", 0, bw));
                           });
                 read_rotation(*clip, unsigned(joint), Reader::list(b, "rotateFrame"), frames, loops, bw);
-                add_track(*clip, unsigned(joint), ClipChannel::scale, Reader::list(b, "scaleFrame"), frames, loops,
-                          bw, [&](const Json& f, float* v) {
+                add_track(*clip, unsigned(joint), ClipChannel::scale, Reader::list(b, "scaleFrame"), frames, loops, bw,
+                          [&](const Json& f, float* v) {
                               v[0] = float(r_.number(f, "x", 1, bw));
                               v[1] = float(r_.number(f, "y", 1, bw));
                           });
@@ -1224,7 +1225,8 @@ private:
                 }
             }
             if (!good) {
-                problems_.add(w + ": a draw-order key moves a slot it does not have or onto a taken place (setup order used)");
+                problems_.add(
+                    w + ": a draw-order key moves a slot it does not have or onto a taken place (setup order used)");
                 std::fill(order.begin(), order.end(), -1);
                 std::fill(moved.begin(), moved.end(), 0);
             }
@@ -1399,8 +1401,10 @@ private:
             if (!Reader::text(*k.json, "action").empty()) plays.push_back(Reader::text(*k.json, "action"));
             for (const Json& a : Reader::list(*k.json, "actions")) {
                 const std::string named_play = Reader::text(a, "gotoAndPlay");
-                if (!named_play.empty()) plays.push_back(named_play);
-                else if (lower(Reader::text(a, "type")) == "play") plays.push_back(Reader::text(a, "name"));
+                if (!named_play.empty())
+                    plays.push_back(named_play);
+                else if (lower(Reader::text(a, "type")) == "play")
+                    plays.push_back(Reader::text(a, "name"));
             }
             for (const std::string& play : plays) {
                 const std::string why = clip.add_action(time, play, -1);
@@ -1416,15 +1420,15 @@ private:
     std::string name_;
     double fps_ = 24;
     std::unique_ptr<ActorData> data_;
-    int repeats_ = 1;          // plays of the animation being read that its clip holds
+    int repeats_ = 1;                                 // plays of the animation being read that its clip holds
     std::vector<std::pair<double, int>> influences_;  // scratch: one vertex's (weight, joint)
-    Matrix last_deform_space_;              // the mesh just made: file vertex space to bind space
-    std::vector<Matrix> deform_space_;      // per part: that matrix (identity for others)
-    std::vector<int> deform_steps_;         // per part: driver steps its deform shapes use
-    double deform_offsets_ = 0;             // deform offsets made so far
-    bool forever_ = false;     // it loops forever
-    std::vector<Bone> bones_;  // file order
-    std::vector<Slot> slots_;  // draw order
+    Matrix last_deform_space_;                        // the mesh just made: file vertex space to bind space
+    std::vector<Matrix> deform_space_;                // per part: that matrix (identity for others)
+    std::vector<int> deform_steps_;                   // per part: driver steps its deform shapes use
+    double deform_offsets_ = 0;                       // deform offsets made so far
+    bool forever_ = false;                            // it loops forever
+    std::vector<Bone> bones_;                         // file order
+    std::vector<Slot> slots_;                         // draw order
     std::map<std::string, int> slot_index_;
 };
 
@@ -1479,8 +1483,8 @@ std::vector<std::string> load_dragonbones_text(const std::string& skeleton, cons
     if (problems.count() || problems.dropped()) {
         std::string text = "DragonBones '" + skeleton_name + "':";
         if (problems.count())
-            text += " " + std::to_string(problems.count()) + " thing(s) skipped or read in part; the first: " +
-                    problems.first() + ".";
+            text += " " + std::to_string(problems.count()) +
+                    " thing(s) skipped or read in part; the first: " + problems.first() + ".";
         if (problems.dropped())
             text += " " + std::to_string(problems.dropped()) +
                     " vertex influence(s) beyond the four the skinning keeps were dropped (the strongest kept, "

@@ -484,8 +484,9 @@ bool ActorControllerAnimation::solve_ik() {
         const ActorIKChain& chain = ik_[i];
         changed = chain.solve(*skeleton, ik_pointed_[i] ? &ik_points_[i] : nullptr) || changed;
         for (int j : {int(chain.end), chain.root})
-            if (j >= 0) std::fill(std::begin(written_[unsigned(j)].v), std::end(written_[unsigned(j)].v),
-                                  std::numeric_limits<float>::quiet_NaN());
+            if (j >= 0)
+                std::fill(std::begin(written_[unsigned(j)].v), std::end(written_[unsigned(j)].v),
+                          std::numeric_limits<float>::quiet_NaN());
     }
     return changed;
 }

@@ -101,8 +101,8 @@ std::string AnimationClip::add_action(float time, const std::string& clip, int p
     if (clip.empty()) return "clip \"" + name_ + "\": a play action names no clip";
     const std::string why = add_event(time, "play " + clip);
     if (!why.empty()) return why;
-    auto at = std::upper_bound(events_.begin(), events_.end(), time,
-                               [](float t, const ClipEvent& e) { return t < e.time; });
+    auto at =
+        std::upper_bound(events_.begin(), events_.end(), time, [](float t, const ClipEvent& e) { return t < e.time; });
     (at - 1)->play = clip;
     (at - 1)->part = part;
     has_actions_ = true;

@@ -74,8 +74,8 @@ bool source_text(const bp::object& source, const char* what, std::string& text, 
     } else if (PyBytes_Check(content.ptr())) {
         text.assign(PyBytes_AS_STRING(content.ptr()), std::size_t(PyBytes_GET_SIZE(content.ptr())));
     } else {
-        raise(PyExc_TypeError, std::string("actor_database.load_dragonbones(): ") + what +
-                                   ".read() must return str or bytes");
+        raise(PyExc_TypeError,
+              std::string("actor_database.load_dragonbones(): ") + what + ".read() must return str or bytes");
     }
     return true;
 }
@@ -104,8 +104,7 @@ bp::list load_dragonbones(bp::object skeleton, bp::object atlas, bp::object base
         }
     }
     if (!base_path.is_none()) folder = bp::extract<std::string>(base_path);
-    return to_list(
-        ActorDatabase::load_dragonbones_text(skeleton_text, skeleton_name, atlas_text, atlas_name, folder));
+    return to_list(ActorDatabase::load_dragonbones_text(skeleton_text, skeleton_name, atlas_text, atlas_name, folder));
 }
 
 void fail(const std::string& why) { raise(PyExc_ValueError, "add_clip(): " + why + "."); }
@@ -118,7 +117,8 @@ void add_ik_chain(const std::string& actor, const std::string& name, const std::
     if (!skeleton) raise(PyExc_ValueError, "add_ik_chain(): no actor '" + actor + "' is loaded");
     const int end = skeleton->get_joint_index(joint), goal = skeleton->get_joint_index(target);
     if (end < 0 || goal < 0)
-        raise(PyExc_ValueError, "add_ik_chain(): actor '" + actor + "' has no joint '" + (end < 0 ? joint : target) + "'");
+        raise(PyExc_ValueError,
+              "add_ik_chain(): actor '" + actor + "' has no joint '" + (end < 0 ? joint : target) + "'");
     if (!(weight >= 0.0f && weight <= 1.0f) || !(length >= 0.0f && length < 1e7f))
         raise(PyExc_ValueError, "add_ik_chain(): weight must be within 0..1 and length finite and not negative");
     ActorIKChain c;
@@ -222,7 +222,7 @@ void add_clip(const std::string& actor, const std::string& name, float duration,
                 const std::string channel = bp::extract<std::string>(channels[c][0]);
                 if (channel != "visible" && channel != "colour" && channel != "order")
                     fail("part channel '" + channel + "' is not 'visible', 'colour' or 'order'");
-                const ClipChannel kind = channel == "visible"  ? ClipChannel::visible
+                const ClipChannel kind = channel == "visible" ? ClipChannel::visible
                                          : channel == "order" ? ClipChannel::order
                                                               : ClipChannel::colour;
                 const bp::object keys = channels[c][1];
@@ -308,16 +308,17 @@ void define_actor_database() {
              "clip_ids(id: str) -> list[str]\n\n"
              "The actor's clip names, sorted.")
         .staticmethod("clip_ids")
-        .def("add_clip", &add_clip,
-             (bp::arg("actor"), bp::arg("name"), bp::arg("duration"), bp::arg("loops") = 1,
-              bp::arg("tracks") = bp::object(), bp::arg("events") = bp::object(), bp::arg("parts") = bp::object()),
-             "add_clip(actor: str, name: str, duration: float, loops: int = 1, tracks: dict[str, dict[str, "
-             "list[tuple[object, ...]]]] | None = None, events: list[tuple[float, str]] | None = None, parts: dict[str, "
-             "dict[str, list[tuple[object, ...]]]] | None = None) -> None\n\n"
-             "Adds a clip to a loaded actor, as an ActorClip element would: tracks is\n"
-             "{joint: {'position' | 'rotation' | 'scale': [(time, value[, easing[, turns]]), ...]}},\n"
-             "events [(time, name), ...], parts {mesh: {'visible' | 'colour' | 'order': [keys]}} (visible\n"
-             "1 or 0, colour (r, g, b, a), order the drawing place). ValueError, and nothing added, for any bad value.")
+        .def(
+            "add_clip", &add_clip,
+            (bp::arg("actor"), bp::arg("name"), bp::arg("duration"), bp::arg("loops") = 1,
+             bp::arg("tracks") = bp::object(), bp::arg("events") = bp::object(), bp::arg("parts") = bp::object()),
+            "add_clip(actor: str, name: str, duration: float, loops: int = 1, tracks: dict[str, dict[str, "
+            "list[tuple[object, ...]]]] | None = None, events: list[tuple[float, str]] | None = None, parts: dict[str, "
+            "dict[str, list[tuple[object, ...]]]] | None = None) -> None\n\n"
+            "Adds a clip to a loaded actor, as an ActorClip element would: tracks is\n"
+            "{joint: {'position' | 'rotation' | 'scale': [(time, value[, easing[, turns]]), ...]}},\n"
+            "events [(time, name), ...], parts {mesh: {'visible' | 'colour' | 'order': [keys]}} (visible\n"
+            "1 or 0, colour (r, g, b, a), order the drawing place). ValueError, and nothing added, for any bad value.")
         .staticmethod("add_clip");
 }
 

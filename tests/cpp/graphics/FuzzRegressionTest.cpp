@@ -156,8 +156,8 @@ TEST(FuzzRegressions, EveryDragonBonesInputLoadsWhatItCan) {
         const std::string input = read_file(file);
         const std::size_t nul = input.find('\0');
         const std::string atlas = nul == std::string::npos ? std::string() : input.substr(nul + 1);
-        const auto ids = engine::graphics::ActorDatabase::load_dragonbones_text(input.substr(0, nul), "fuzz", atlas,
-                                                                                "fuzz", "");
+        const auto ids =
+            engine::graphics::ActorDatabase::load_dragonbones_text(input.substr(0, nul), "fuzz", atlas, "fuzz", "");
         if (file.filename() == "Dragon.json") EXPECT_EQ(ids, std::vector<std::string>{"Dragon"});
         engine::graphics::ActorDatabase::unload();
     }
