@@ -1453,6 +1453,9 @@ std::vector<std::string> load_dragonbones_text(const std::string& skeleton, cons
             problems.add("atlas " + named(atlas_name) + " is not a JSON object (images and meshes skipped)");
         else
             have_atlas = read_atlas(atlas_doc, base_path, r, problems, atlas);
+    } else if (!Reader::list(doc, "textureAtlas").empty()) {
+        // An atlas written into the skeleton file itself.
+        have_atlas = read_atlas(Reader::list(doc, "textureAtlas")[0], base_path, r, problems, atlas);
     } else {
         problems.add("no atlas (images and meshes skipped)");
     }

@@ -369,3 +369,15 @@ TEST_F(DragonBones, NestedArmaturesAreCarriedActorsThatPlayWhatTheKeysSay) {
     delete player;
     EXPECT_TRUE(warnings().empty());
 }
+
+TEST_F(DragonBones, AnAtlasWrittenIntoTheSkeletonIsUsedWhenNoneIsGiven) {
+    load(R"({"textureAtlas": [{"imagePath": "inside.png", "width": 16, "height": 16,
+        "SubTexture": [{"name": "box", "width": 4, "height": 4}]}],
+        "armature": [{"name": "hero", "bone": [{"name": "b"}], "slot": [{"name": "s", "parent": "b"}],
+        "skin": [{"slot": [{"name": "s", "display": [{"name": "box"}]}]}]}]})",
+         "");
+    const auto& meshes = ActorDatabase::find_actor_data("hero")->get_meshes();
+    ASSERT_EQ(meshes.size(), 1u);
+    EXPECT_EQ(meshes[0]->texture, "inside.png");
+    EXPECT_TRUE(warnings().empty());
+}
