@@ -101,6 +101,8 @@ private:
     bool transformed_this_frame_ = false;     // re-skinned in the current frame
     ActorController* controller_ = nullptr;   // one reference
     std::vector<ActorController*> watchers_;  // non-owning: controllers pointing here
+    std::vector<Actor*> carried_;             // made here for the meshes to carry; released here
+    std::vector<ActorController*> carried_players_;  // their clip players, made and released here
 };
 
 }  // namespace engine::graphics

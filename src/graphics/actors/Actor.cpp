@@ -73,22 +73,25 @@ void Actor::make_carried() {
                 return;
             }
             ++depth;
-            const core::Ref<Actor> child(new Actor(c.id));
+            // Made natively and owned here (see the destructor), like the meshes.
+            Actor* child = new Actor(c.id);
+            carried_.push_back(child);
             --depth;
             child->set_position(c.position);
             child->set_rotation(c.rotation);
             child->set_skew(c.skew);
             child->set_scale(c.scale);
             if (Transform* joint = skeleton_ && c.joint >= 0 ? skeleton_->get_joint(unsigned(c.joint)) : nullptr)
-                joint->attach(child.get());
+                joint->attach(child);
             const ActorData* record = ActorDatabase::find_actor_data(c.id);
             const std::string clip = !c.clip.empty() ? c.clip : record ? record->default_clip : std::string();
             if (!clip.empty()) {
-                const core::Ref<ActorControllerAnimation> player(new ActorControllerAnimation);
-                child->set_controller(player.get());
+                auto* player = new ActorControllerAnimation;
+                carried_players_.push_back(player);
+                child->set_controller(player);
                 player->play(clip);
             }
-            mesh->add_scene_object(c.id, child.get());
+            mesh->add_scene_object(c.id, child);
         }
     }
 }
@@ -104,6 +107,14 @@ Actor::~Actor() {
     for (ActorController* watcher : std::vector<ActorController*>(watchers_)) watcher->forget_actor(this);
     watchers_.clear();
     set_controller(nullptr);
+    // The carried actors leave their meshes (which a script may keep) before they go;
+    // each lets go of its clip player as it dies, which goes after it.
+    for (ActorMesh* mesh : meshes_)
+        for (const Actor* child : carried_) mesh->remove_scene_objects(child->get_data_id());
+    for (Actor* child : carried_) release_created(child);
+    carried_.clear();
+    for (ActorController* player : carried_players_) release_created(player);
+    carried_players_.clear();
     for (ActorMesh* mesh : meshes_) release_created(mesh);
     meshes_.clear();
     set_skeleton(nullptr);
