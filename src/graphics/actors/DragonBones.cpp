@@ -311,7 +311,7 @@ public:
         : json_(armature), atlas_(atlas), r_(r), problems_(problems) {
         name_ = Reader::text(armature, "name");
         const double fps = r.number(armature, "frameRate", frame_rate, "armature " + named(name_));
-        fps_ = fps > 0 && fps <= 1000 ? fps : frame_rate;
+        fps_ = armature_fps_ = fps > 0 && fps <= 1000 ? fps : frame_rate;
     }
 
     const std::string& name() const { return name_; }
@@ -831,7 +831,8 @@ private:
     // their Bernstein coefficients giving the two control y. Its ease-in-out, a cosine,
     // becomes the nearest such cubic, the smooth step (0.01 off at most).
     void tween_easing(const Json& f, ClipKey& key, const std::string& w) const {
-        if (!f.is_object() || !f.contains("tweenEasing") || f["tweenEasing"].is_null()) {
+        if (!f.is_object() || !f.contains("tweenEasing") || f["tweenEasing"].is_null() ||
+            f["tweenEasing"] == "NaN") {
             key.easing = ClipEasing::step;
             return;
         }
@@ -1054,6 +1055,10 @@ private:
                 continue;
             }
             const int play_times = int(std::clamp(r_.number(a, "playTimes", 1, w), 0.0, 1e6));
+            // A time stretch plays the frames slower (scale 2: half the speed): the
+            // clip's times are stretched instead, so every player plays it so by default.
+            const double stretch = r_.number(a, "scale", 1, w);
+            fps_ = stretch > 1e-3 && stretch < 1e3 ? armature_fps_ / stretch : armature_fps_;
             // A pose without length holds its first keys: a clip one frame long.
             const double duration = std::max(frames, 1.0);
             const std::string why = AnimationClip::check(name, float(duration / fps_), play_times);
@@ -1418,7 +1423,8 @@ private:
     const Reader& r_;
     Problems& problems_;
     std::string name_;
-    double fps_ = 24;
+    double fps_ = 24;           // frames a second of the animation being read
+    double armature_fps_ = 24;  // the armature's
     std::unique_ptr<ActorData> data_;
     int repeats_ = 1;                                 // plays of the animation being read that its clip holds
     std::vector<std::pair<double, int>> influences_;  // scratch: one vertex's (weight, joint)

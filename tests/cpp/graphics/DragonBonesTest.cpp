@@ -381,3 +381,14 @@ TEST_F(DragonBones, AnAtlasWrittenIntoTheSkeletonIsUsedWhenNoneIsGiven) {
     EXPECT_EQ(meshes[0]->texture, "inside.png");
     EXPECT_TRUE(warnings().empty());
 }
+
+TEST_F(DragonBones, ATimeStretchSlowsTheClipAndNaNEasingIsAStep) {
+    load(armature(R"("bone": [{"name": "b"}], "animation": [{"name": "slow", "duration": 12, "scale": 2,
+        "bone": [{"name": "b", "translateFrame": [{"duration": 12, "tweenEasing": "NaN", "x": 0}, {"x": 10}]}]}])"));
+    const AnimationClip* clip = ActorDatabase::find_actor_data("hero")->get_clip("slow");
+    ASSERT_NE(clip, nullptr);
+    EXPECT_FLOAT_EQ(clip->get_duration(), 1.0f);  // 12 frames at 24 a second, played at half speed
+    ASSERT_EQ(clip->get_tracks().size(), 1u);
+    EXPECT_EQ(clip->get_tracks()[0].keys[0].easing, ClipEasing::step);
+    EXPECT_FLOAT_EQ(clip->get_tracks()[0].keys[1].time, 1.0f);
+}
