@@ -6,7 +6,7 @@ SANITIZE_BUILD ?= build-sanitize
 TSAN_BUILD ?= build-tsan
 FUZZ_BUILD ?= build-fuzz
 FUZZ_SECONDS ?= 60
-FUZZ_TARGETS := xml_parser sprite_database sprite_sheet png_decode
+FUZZ_TARGETS := xml_parser sprite_database sprite_sheet dragonbones png_decode
 BUILD_TYPE ?= RelWithDebInfo
 JOBS ?= $(shell nproc)
 

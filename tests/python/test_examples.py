@@ -7,7 +7,7 @@ import pytest
 
 EXAMPLES = os.path.join(os.path.dirname(__file__), "..", "..", "examples")
 NAMES = ["first_window.py", "layers.py", "sprites.py", "animators.py", "particles.py", "actors.py", "dynamics.py",
-         "clips.py"]
+         "clips.py", "dragonbones.py"]
 
 
 def run_example(*args, timeout):
@@ -26,6 +26,15 @@ def run_example(*args, timeout):
 def test_example_runs(name):
     result = run_example(name, "--frames", "5", timeout=120)
     assert result.returncode == 0, result.stderr
+
+
+@pytest.mark.parametrize("export", ["dragon", "effect", "floor_board", "bullet_01"])
+def test_the_dragonbones_example_plays_any_export(export, tmp_path):
+    folder = os.path.join("..", "data", "dragonbones", export)
+    out = tmp_path / "last.png"
+    result = run_example("dragonbones.py", folder, "--frames", "5", "--out", str(out), timeout=120)
+    assert result.returncode == 0, result.stderr
+    assert out.exists()
 
 
 def test_showcase_writes_its_screenshots(tmp_path):

@@ -27,6 +27,8 @@ class Actor : public SceneObject {
 public:
     /// An unknown id gives an actor with no skeleton and no meshes, and no error. The
     /// skeleton and meshes are made through the class factory ("Skeleton", "ActorMesh").
+    /// Actors the record's meshes carry are made too, attached to their meshes (as
+    /// scene objects named by their ids) and to their joints, each playing its clip.
     explicit Actor(const std::string& data_id);
     Actor(const Actor&) = delete;
     Actor& operator=(const Actor&) = delete;
@@ -57,11 +59,12 @@ public:
     /// The first mesh of that id, or null.
     ActorMesh* get_mesh(const std::string& id) const;
 
-    /// The order the meshes draw in: mesh indices, each once; the record's order unless
-    /// set (part order tracks of clips set it).
-    const std::vector<unsigned>& get_draw_order() const { return draw_order_; }
-    /// Draws the meshes in `order`; false, and nothing changes, unless it names every
-    /// mesh once.
+    /// The order the meshes draw in: mesh indices, each once, by their drawing order
+    /// (ActorMesh::get_draw_order; part order tracks of clips set it), equal ones in the
+    /// record's order.
+    const std::vector<unsigned>& get_draw_order() const;
+    /// Draws the meshes in `order` (gives each mesh its place as drawing order); false,
+    /// and nothing changes, unless it names every mesh once.
     bool set_draw_order(const std::vector<unsigned>& order);
 
     /// Applied to every mesh in order.
@@ -104,20 +107,27 @@ public:
 
     /// Runs the controller; re-skins when it reports a change (or never did), then jiggle.
     void on_update(float dt) override;
-    /// The meshes in draw order, then the skeleton when `debug` is set.
+    /// The meshes in drawing order (see ActorMesh::set_draw_order), then the skeleton
+    /// when `debug` is set.
     void on_render() override;
 
 private:
+    void make_carried();
+    bool before(unsigned a, unsigned b) const;  // mesh a draws before mesh b
+    void sort_drawing() const;                  // drawn_ in the meshes' drawing order
+
     std::string data_id_;                        // the id asked for (records may be unloaded)
     core::Ref<Skeleton> skeleton_;               // null allowed
     std::vector<core::Ref<ActorMesh>> meshes_;   // in the record's order
-    std::vector<unsigned> draw_order_;           // indices into meshes_, in drawing order
+    mutable std::vector<unsigned> drawn_;        // mesh indices in drawing order
     std::vector<bool> draw_order_seen_;          // scratch of set_draw_order's check
     bool debug_ = false;                         // draw the skeleton after the meshes
     bool vertices_transformed_ = false;          // skinned at least once
     bool transformed_this_frame_ = false;        // re-skinned in the current frame
     core::Ref<ActorController> controller_;      // null allowed
     std::vector<BoundingPolygon> bounding_polygons_;  // in the order first named
+    std::vector<core::Ref<Actor>> carried_;      // made for the meshes to carry
+    std::vector<core::Ref<ActorController>> carried_players_;  // their clip players
 };
 
 }  // namespace engine::graphics

@@ -1,7 +1,9 @@
 #pragma once
 
+#include "engine/core/Vector.h"
 #include "engine/graphics/ActorController.h"
 #include "engine/graphics/AnimationClip.h"
+#include "engine/graphics/ActorIKChain.h"
 
 #include <functional>
 #include <memory>
@@ -16,6 +18,8 @@ class Skeleton;
 /// each layer has a current clip, the clip it fades out from, a queued clip, a weight,
 /// an optional joint mask and an additive mode. Layers apply in index order on top of
 /// the setup pose; the joints it ever drove are written each frame the pose changes.
+/// The record's IK chains (an imported character's) then turn their joints towards
+/// their targets, each time the pose is written.
 /// Callbacks are called from `update` (during scene.update), after the pose is
 /// written. An "unload" of the database stops every layer (the pose stays as it was);
 /// another actor (or skeleton) starts it afresh, while the same one told again keeps it.
@@ -74,6 +78,12 @@ public:
     const EventCallback& get_event_callback() const { return on_event_; }
     void set_finished_callback(FinishedCallback callback) { on_finished_ = std::move(callback); }
     const FinishedCallback& get_finished_callback() const { return on_finished_; }
+
+    /// Aims the record's IK chain `name` at `point` (the actor's skeleton space) instead
+    /// of its target joint, from the next update on; false for an unknown chain.
+    bool set_ik_target(const std::string& name, const core::Vector<float>& point);
+    /// Back to the chain's target joint; false for an unknown chain.
+    bool clear_ik_target(const std::string& name);
 
     /// The clip named `clip` of the actor, or null.
     const AnimationClip* find_clip(const std::string& clip) const;
@@ -134,10 +144,11 @@ private:
     void apply_snapshot(float weight);
     void fetch_joints() const;
     bool write();
+    bool solve_ik();
     void pose_parts();
-    void order_parts();
     void part(const Play& play, float weight);
     void deliver();
+    void carry_out(const ClipEvent& action);
 
     std::vector<Layer> layers_;          // grown by play
     std::vector<Pose> setup_;            // per joint: position, rotation, scale of the setup pose
@@ -150,20 +161,19 @@ private:
     // (used when `part_coloured_`), and what was last set on the mesh.
     std::vector<signed char> part_visible_;
     std::vector<unsigned char> part_coloured_;
+    std::vector<float> part_order_;  // per mesh: the frame's drawing order; NaN: no clip keys it
     std::vector<Pose> part_colour_;
     std::vector<signed char> shown_visible_;
     std::vector<Pose> shown_colour_;
-    // Per mesh: the frame's place in the drawing (its index unless a clip places it),
-    // and the places the actor's draw order was last made from.
-    std::vector<float> part_place_;
-    std::vector<float> shown_place_;
-    std::vector<unsigned> draw_order_;    // scratch: mesh indices by place
-    std::vector<Pending> pending_;        // crossed this frame, told after the pose is written
-    EventCallback on_event_;              // script's, or null
-    FinishedCallback on_finished_;        // script's, or null
-    unsigned long generation_ = 0;        // the database's, when the clips were found
-    const Skeleton* skeleton_ = nullptr;  // the skeleton the per-joint arrays are for (non-owning)
-    bool dirty_ = true;                   // something may change the pose next update
+    std::vector<ActorIKChain> ik_;                // the record's IK chains, solved after each pose
+    std::vector<core::Vector<float>> ik_points_;  // per chain: a script's target point
+    std::vector<unsigned char> ik_pointed_;       // per chain: aim at ik_points_, not the target joint
+    std::vector<Pending> pending_;                // crossed this frame, told after the pose is written
+    EventCallback on_event_;                      // script's, or null
+    FinishedCallback on_finished_;                // script's, or null
+    unsigned long generation_ = 0;                // the database's, when the clips were found
+    const Skeleton* skeleton_ = nullptr;          // the skeleton the per-joint arrays are for (non-owning)
+    bool dirty_ = true;                           // something may change the pose next update
 };
 
 }  // namespace engine::graphics

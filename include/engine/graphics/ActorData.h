@@ -2,6 +2,8 @@
 
 #include "engine/core/Ref.h"
 #include "engine/core/SharedObject.h"
+#include "engine/core/Vector.h"
+#include "engine/graphics/ActorIKChain.h"
 #include "engine/graphics/ActorMeshData.h"
 #include "engine/graphics/AnimationClip.h"
 
@@ -15,6 +17,14 @@
 namespace engine::graphics {
 
 class Skeleton;
+
+/// A named outline riding on a joint (an imported character's bounding box), for
+/// scripts' hit tests: never drawn. Plain value; script thread only.
+struct ActorPolygon {
+    std::string name;                         // the box's name
+    std::string joint;                        // the joint it rides on
+    std::vector<core::Vector<float>> points;  // in the joint's space, in order
+};
 
 /// One actor template of the actor database ("ActorData"): its skeleton, its meshes,
 /// and the layer and depth of actors made from it. Owned by the database's registry
@@ -56,6 +66,12 @@ public:
     std::string layer;  // scene layer of actors made from it; empty: none
     float z = 0.0f;     // their depth in it
     std::vector<ActorBoundingPolygon> bounding_polygons;  // checked outlines, in document order
+    /// The clip an actor carried by another plays when the carrier names none.
+    std::string default_clip;
+    /// Outlines for hit tests, in the file's order.
+    std::vector<ActorPolygon> polygons;
+    /// Limbs a clip player turns towards their targets after each pose, in order.
+    std::vector<ActorIKChain> ik_chains;
 
 private:
     std::string id_;                                               // registry key

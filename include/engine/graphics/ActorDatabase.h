@@ -1,7 +1,9 @@
 #pragma once
 
+#include "engine/core/Ref.h"
 #include "engine/core/XMLParser.h"
 
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -24,7 +26,20 @@ namespace ActorDatabase {
 bool load(const core::XMLFeed& feed, const std::string& name);
 /// Reads a document held in memory; `name` is used in messages.
 bool load_text(const std::string& document, const std::string& name = "<text>");
-/// Deletes every record of the three registries. Pointers into them die with them.
+/// Reads a DragonBones 5 export: the skeleton JSON text and its atlas JSON text (empty:
+/// none, so images and meshes go without a picture and without size, and are skipped),
+/// the atlas picture found relative to `base_path`. Makes one actor record per armature,
+/// id the armature's name, with its clips, and enters them once all are built. The
+/// names are used in messages. Returns the ids entered; whatever was skipped (an
+/// armature whose id is taken, a bad value, a reference to nothing) is summed up in one
+/// warning. Never throws for bad data.
+std::vector<std::string> load_dragonbones_text(const std::string& skeleton, const std::string& skeleton_name,
+                                               const std::string& atlas, const std::string& atlas_name,
+                                               const std::string& base_path);
+/// Enters a finished record under its id. False, and the record dropped, when the id
+/// is taken.
+bool add_actor_data(core::Ref<ActorData> data);
+/// Forgets every record of the three registries; records still in use stay with their users.
 void unload();
 
 /// Grows with every `unload`. Code that holds a record across a call into script code

@@ -8,6 +8,7 @@
 #include "engine/core/Vector.h"
 #include "engine/graphics/Spring.h"
 
+#include <cstdint>
 #include <memory>
 #include <string>
 #include <utility>
@@ -51,8 +52,9 @@ public:
     /// Releases the textures and the attached scene objects.
     ~ActorMesh() override;
 
-    /// Sets the mesh record (not owned; it must outlive the mesh) and makes one jiggle
-    /// state per jiggle of it. Only the first call does anything.
+    /// Sets the mesh record (kept by `owner` when given, else it must outlive the mesh), makes one jiggle
+    /// state per jiggle of it, takes its visibility and uniform colour and, when it names a picture, a
+    /// texture layer "texture" of it. Only the first call does anything.
     void set_data(const ActorMeshData* data, core::Ref<const core::SharedObject> owner = {});
     const ActorMeshData* get_data() const { return data_; }
     /// Every live mesh drawing `data` lets go of it (and of its jiggle states), as if
@@ -64,6 +66,10 @@ public:
 
     /// A hidden mesh is neither drawn nor picked.
     void set_visible(bool visible);
+    /// Its place in its actor's drawing: meshes draw in ascending order, equal ones in
+    /// the record's order (all 0 at first).
+    void set_draw_order(float order) { draw_order_ = order; }
+    float get_draw_order() const { return draw_order_; }
     bool is_visible() const { return visible_; }
 
     /// The skinning pass: blend shapes weighted by their driver joints' rotations, then
@@ -136,6 +142,7 @@ public:
 
 private:
     void draw_triangles() const;
+    void find_joints_used();
 
     const ActorMeshData* data_ = nullptr;              // the record, kept by owner_
     core::Ref<const core::SharedObject> owner_;        // what keeps data_ (its actor record), or null
@@ -143,6 +150,7 @@ private:
     std::vector<core::Vector<float>> rest_positions_;  // skinned, input of the jiggle pass (jiggles only)
     std::vector<core::Vector<float>> positions_;       // skinned then jiggled: drawn
     bool visible_ = true;                              // drawn when true
+    float draw_order_ = 0.0f;                          // ascending among its actor's meshes
     core::Colour colour_;                              // the uniform colour
     bool uniform_colour_ = false;                      // draw in colour_, no colour array
     std::vector<core::Colour> vertex_colours_;         // per-vertex overrides; empty: the record's
@@ -154,10 +162,10 @@ private:
         const std::vector<core::Vector<float>>* offsets;  // the shape's offsets
         float weight;                                     // its weight this pass, not zero
     };
-    static constexpr unsigned kJointSlots = 256;  // one per 8-bit joint index
-    std::vector<core::Matrix> joint_matrices_;    // scratch: world * bind per joint index, zero where none
-    unsigned joint_matrices_filled_ = 0;          // slots the last pass set from joints; the rest are zero
-    std::vector<ActiveShape> active_shapes_;      // scratch: blend shapes of weight not zero
+    std::vector<core::Matrix> joint_matrices_;   // scratch: world * bind per joint index, zero where none
+    std::vector<std::uint8_t> joints_used_;      // joint indices the record's vertices name, ascending
+    const ActorMeshData* joints_for_ = nullptr;  // the record joints_used_ was found for
+    std::vector<ActiveShape> active_shapes_;     // scratch: blend shapes of weight not zero
 };
 
 }  // namespace engine::graphics

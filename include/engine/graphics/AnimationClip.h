@@ -61,10 +61,13 @@ struct ClipSampler {
     float y = 0.0f;                             // its answer
 };
 
-/// A named instant of a clip, told to scripts when playback crosses it.
+/// A named instant of a clip, told to scripts when playback crosses it; or, when
+/// `play` is set, a play action the player carries out instead of telling anyone.
 struct ClipEvent {
     float time = 0.0f;
     std::string name;
+    std::string play;  // a clip to start: on the actors the part carries, or on the actor itself
+    int part = -1;     // the mesh whose carried actors play it; -1: the actor itself
 };
 
 /// A keyframed clip of one actor: joint tracks and events over [0, duration], played by
@@ -88,6 +91,8 @@ public:
     const std::vector<ClipTrack>& get_part_tracks() const { return part_tracks_; }
     /// In time order.
     const std::vector<ClipEvent>& get_events() const { return events_; }
+    /// Whether any event is a play action.
+    bool has_actions() const { return has_actions_; }
 
     /// Appends a key to the track of (joint, channel), made on first use. `turns` adds
     /// whole turns to a rotation key's way from the previous key, which otherwise takes
@@ -97,6 +102,9 @@ public:
     std::string add_key(unsigned joint, ClipChannel channel, const ClipKey& key, int turns = 0);
     /// Inserts an event in time order; why it was refused, or "".
     std::string add_event(float time, const std::string& name);
+    /// Inserts a play action in time order: crossing it starts `clip` on the actors that
+    /// mesh `part` carries, or on the actor itself with part -1. Why it was refused, or "".
+    std::string add_action(float time, const std::string& clip, int part);
 
     /// The value of `track` at `time` (clamped to the first and last key); `out` takes
     /// two values, or four for a colour track.
@@ -120,6 +128,7 @@ private:
     std::vector<ClipTrack> tracks_;       // one per (joint, channel)
     std::vector<ClipTrack> part_tracks_;  // one per (mesh, channel)
     std::vector<ClipEvent> events_;       // in time order
+    bool has_actions_ = false;            // some event is a play action
 };
 
 }  // namespace engine::graphics

@@ -28,7 +28,8 @@ public:
     /// Not copy-constructible: a copy sharing the joints would release references it
     /// never took. Copy-assign into a fresh skeleton instead.
     Skeleton(const Skeleton&) = delete;
-    /// Makes a new joint for each of `other`'s (rotation reset to its bind rotation) at
+    /// Makes a new joint for each of `other`'s (rotation reset to its bind rotation;
+    /// position, scale, skew, inheritance and limits copied) at
     /// the same index and under the same name, links each new joint to the new twin of
     /// its parent and generates the bind transforms. Meant for a freshly made skeleton:
     /// joints already here (those a factory subclass adds in its constructor) stay,

@@ -50,6 +50,26 @@ public:
     /// Normalises the angle and clamps it to the rotation limits.
     void set_rotation(float rotation);
 
+    /// Skew in radians: the local y axis turns by rotation + skew while the x axis turns
+    /// by the rotation alone (0, the usual case, keeps the axes square). Imported
+    /// characters (DragonBones) use it; the local matrix is T R(rotation) K(skew) S.
+    void set_skew(float skew);
+    float get_skew() const { return skew_; }
+
+    /// What a transform takes from its parent's world matrix. The default, everything,
+    /// is the plain product parent * local; dropping a part composes as skeletal
+    /// animation tools do (world position, rotation and scale rebuilt separately).
+    enum Inherit : unsigned {
+        inherit_translation = 1,  // else the local position is a position in the parent-less space
+        inherit_rotation = 2,     // else the world rotation is the local rotation
+        inherit_scale = 4,        // else the parent's scale and skew are left out
+        inherit_reflection = 8,   // with inherit_scale off: a mirrored parent mirrors the child too
+        inherit_all = 15,
+    };
+    /// A combination of Inherit flags; bits beyond inherit_all are ignored.
+    void set_inheritance(unsigned flags);
+    unsigned get_inheritance() const { return inheritance_; }
+
     /// Stores the limits only: the current rotation is clamped at the next
     /// `set_rotation`, not now, so setting limits never moves an object by itself
     /// (Transform.NewConstraintDoesNotReclampUntilNextSetRotation).
@@ -109,10 +129,13 @@ private:
     void update_local() const;
     void update_world() const;
     void update_world_from_parent() const;  // the parent's world caches are clean
+    void compose_partially() const;         // update_world_from_parent without inherit_all
 
     core::Vector<float> position_;                 // local translation
     float rotation_ = 0.0f;                        // local rotation, radians, within the limits
     core::Vector<float> scale_{1.0f, 1.0f};        // local scale
+    float skew_ = 0.0f;                            // local skew, radians
+    unsigned inheritance_ = inherit_all;           // Inherit flags
     mutable core::Matrix local_transform_;         // cache of the local matrix
     mutable bool local_dirty_ = true;              // local cache stale
     mutable core::Vector<float> world_position_;   // cache: world translation

@@ -4,6 +4,7 @@
 #include "engine/core/Log.h"
 #include "engine/core/Ref.h"
 #include "engine/graphics/ActorController.h"
+#include "engine/graphics/ActorControllerAnimation.h"
 #include "engine/graphics/ActorData.h"
 #include "engine/graphics/ActorDatabase.h"
 #include "engine/graphics/ActorMesh.h"
@@ -43,9 +44,11 @@ Actor::Actor(const std::string& data_id) : data_id_(data_id) {
         mesh->set_data(data->get_meshes()[i].get(), data);
         meshes_.push_back(std::move(mesh));
     }
+    if (ActorDatabase::generation() == generation) make_carried();
     if (ActorDatabase::generation() != generation)
-        core::Log::warning("graphics", "Actor '%s': the actor database was unloaded while the actor was made "
-                                       "(by a factory class); it has no meshes.",
+        core::Log::warning("graphics",
+                           "Actor '%s': the actor database was unloaded while the actor was made "
+                           "(by a factory class); it has no meshes.",
                            data_id.c_str());
     // Checked by the parser; a joint is missing only if a factory skeleton lost it.
     for (const ActorBoundingPolygon& outline : outlines)
@@ -54,14 +57,77 @@ Actor::Actor(const std::string& data_id) : data_id_(data_id) {
                                "Actor '%s': bounding polygon '%s' names joint '%s', which its skeleton "
                                "does not have (left out).",
                                data_id.c_str(), outline.name.c_str(), outline.joint.c_str());
-    draw_order_.resize(meshes_.size());
-    for (unsigned m = 0; m < draw_order_.size(); ++m) draw_order_[m] = m;
     set_layer(layer);
     set_z(z);
 }
 
+// The actors each mesh carries, each riding on its joint and playing its clip. Records
+// may carry each other in a ring: past a few levels nothing more is made.
+void Actor::make_carried() {
+    static int depth = 0;
+    constexpr int kDeepest = 8;
+    for (ActorMesh* mesh : std::vector<core::Ref<ActorMesh>>(meshes_)) {
+        const ActorMeshData* data = mesh->get_data();
+        if (!data) continue;
+        for (const CarriedActor& c : std::vector<CarriedActor>(data->carried)) {
+            if (depth >= kDeepest) {
+                core::Log::warning("graphics",
+                                   "Actor '%s': actors carried more than %d deep (a record carrying "
+                                   "itself?); '%s' is not made.",
+                                   data_id_.c_str(), kDeepest, c.id.c_str());
+                return;
+            }
+            ++depth;
+            const core::Ref<Actor> child = core::make_ref<Actor>(c.id);
+            carried_.push_back(child);
+            --depth;
+            child->set_position(c.position);
+            child->set_rotation(c.rotation);
+            child->set_skew(c.skew);
+            child->set_scale(c.scale);
+            if (Transform* joint = skeleton_ && c.joint >= 0 ? skeleton_->get_joint(unsigned(c.joint)) : nullptr)
+                joint->attach(child);
+            const ActorData* record = ActorDatabase::find_actor_data(c.id);
+            const std::string clip = !c.clip.empty() ? c.clip : record ? record->default_clip : std::string();
+            if (!clip.empty()) {
+                const core::Ref<ActorControllerAnimation> player = core::make_ref<ActorControllerAnimation>();
+                carried_players_.push_back(player);
+                child->set_controller(player);
+                player->play(clip);
+            }
+            mesh->add_scene_object(c.id, child);
+        }
+    }
+}
+
+// Drawing order, then the record's order.
+bool Actor::before(unsigned a, unsigned b) const {
+    const float x = meshes_[a]->get_draw_order(), y = meshes_[b]->get_draw_order();
+    return x != y ? x < y : a < b;
+}
+
 // Controllers may outlive the actor: their weak links read null, and no script runs.
-Actor::~Actor() = default;
+Actor::~Actor() {
+    // The carried actors leave their meshes (which a script may keep) before they go.
+    for (ActorMesh* mesh : meshes_)
+        for (const Actor* child : carried_) mesh->remove_scene_objects(child->get_data_id());
+}
+
+void Actor::sort_drawing() const {
+    // Ascending drawing order, equal ones in the record's: an insertion sort of the last
+    // frame's order, which is sorted already unless a clip changed it.
+    if (drawn_.size() != meshes_.size()) {
+        drawn_.resize(meshes_.size());
+        for (unsigned i = 0; i < drawn_.size(); ++i) drawn_[i] = i;
+    }
+    for (std::size_t i = 1; i < drawn_.size(); ++i)
+        for (std::size_t j = i; j > 0 && before(drawn_[j], drawn_[j - 1]); --j) std::swap(drawn_[j], drawn_[j - 1]);
+}
+
+const std::vector<unsigned>& Actor::get_draw_order() const {
+    sort_drawing();
+    return drawn_;
+}
 
 void Actor::set_skeleton(Skeleton* skeleton) {
     if (skeleton == skeleton_) return;
@@ -95,7 +161,7 @@ bool Actor::set_draw_order(const std::vector<unsigned>& order) {
         if (m >= meshes_.size() || seen[m]) return false;
         seen[m] = true;
     }
-    draw_order_ = order;
+    for (unsigned place = 0; place < order.size(); ++place) meshes_[order[place]]->set_draw_order(float(place));
     return true;
 }
 
@@ -191,7 +257,8 @@ void Actor::get_shape(Shape& out) {
 }
 
 void Actor::on_render() {
-    for (unsigned m : draw_order_) meshes_[m]->render(*this);
+    sort_drawing();
+    for (unsigned i : drawn_) meshes_[i]->render(*this);
     if (debug_) render_skeleton();
 }
 

@@ -220,7 +220,8 @@ void ActorDatabaseParser::start_joint(const Attributes& a) {
     const core::Ref<Skeleton> held(skeleton);
     Transform* joint = skeleton->add_joint(name);
     follow_registries();
-    if (!actor_) return problem("\"Joint\" " + quoted(name) + ": the database was unloaded while it was made (skipped)");
+    if (!actor_)
+        return problem("\"Joint\" " + quoted(name) + ": the database was unloaded while it was made (skipped)");
     if (!joint) return problem("\"Joint\" " + quoted(name) + " is taken or could not be made (skipped)");
     if (const std::string* v = find(a, "parent")) {
         // A value that begins with a number names an index (trailing text is ignored),
@@ -606,6 +607,15 @@ bool load_text(const std::string& document, const std::string& name) {
     parser.parse_text(document, name);
     parser.finish();
     parser.report(name);
+    return true;
+}
+
+bool add_actor_data(core::Ref<ActorData> data) {
+    if (!data) return false;
+    auto& actors = registries().actors;
+    const std::string id = data->get_id();
+    if (actors.count(id)) return false;
+    actors[id] = std::move(data);
     return true;
 }
 

@@ -36,6 +36,7 @@ ActorMesh::ActorMesh(const ActorMesh& other)
       rest_positions_(other.rest_positions_),
       positions_(other.positions_),
       visible_(other.visible_),
+      draw_order_(other.draw_order_),
       colour_(other.colour_),
       uniform_colour_(other.uniform_colour_),
       vertex_colours_(other.vertex_colours_),
@@ -58,6 +59,21 @@ void ActorMesh::set_data(const ActorMeshData* data, core::Ref<const core::Shared
         state.jiggle = jiggle.get();
         jiggles_.push_back(std::move(state));
     }
+    visible_ = data->visible;
+    if (data->uniform_colour) set_colour(data->colour);
+    // The record's own picture (an imported character's atlas), shared through the
+    // texture database and loaded in the background like any texture.
+    if (!data->texture.empty()) set_texture("texture", Texture(data->texture, true, false));
+}
+
+void ActorMesh::find_joints_used() {
+    bool used[256] = {};
+    for (const ActorVertex& vertex : data_->vertices)
+        for (int k = 0; k < 4 && vertex.joint_weights[k] != 0.0f; ++k) used[vertex.joint_indices[k]] = true;
+    joints_used_.clear();
+    for (unsigned j = 0; j < 256; ++j)
+        if (used[j]) joints_used_.push_back(std::uint8_t(j));
+    joints_for_ = data_;
 }
 
 const std::string& ActorMesh::get_id() const {
@@ -85,21 +101,16 @@ void ActorMesh::transform_vertices(const Skeleton* skeleton) {
     // world * bind once per joint for the whole pass: every vertex of the frame uses the
     // same matrices. One slot per possible 8-bit joint index; a joint the skeleton
     // lacks has the zero matrix, so its influence adds nothing and the vertex loop
-    // needs no check. Slots past the skeleton stay zero from pass to pass: only those
-    // the previous pass filled are cleared again (a 6 KB table per mesh per frame was
-    // a fifth of a thousand actors' skinning).
+    // needs no check.
+    // Only the joints the record's vertices name are computed (found once per record):
+    // a part bound to one joint of a large skeleton pays for one matrix.
     static const core::Matrix zero(0, 0, 0, 0, 0, 0);
-    if (joint_matrices_.size() != kJointSlots) {
-        joint_matrices_.assign(kJointSlots, zero);
-        joint_matrices_filled_ = 0;
-    }
-    const unsigned fill = std::min(num_joints, kJointSlots);
-    for (unsigned j = 0; j < fill; ++j) {
-        const Transform* joint = skeleton->get_joint(j);
+    joint_matrices_.resize(256);
+    if (joints_for_ != data_) find_joints_used();
+    for (const std::uint8_t j : joints_used_) {
+        const Transform* joint = j < num_joints ? skeleton->get_joint(j) : nullptr;
         joint_matrices_[j] = joint ? joint->get_world_transform() * joint->get_bind_transform() : zero;
     }
-    for (unsigned j = fill; j < joint_matrices_filled_; ++j) joint_matrices_[j] = zero;
-    joint_matrices_filled_ = fill;
 
     const std::vector<ActorVertex>& vertices = data_->vertices;
     const size_t n = vertices.size();
@@ -314,6 +325,9 @@ void ActorMesh::render(const Transform& transform) {
                 glColorPointer(4, GL_FLOAT, stride, static_cast<const float*>(records->colour));
         }
 
+        // An additive part adds its light to what lies below; the baseline's blending
+        // is put back after its triangles.
+        if (data_->additive) glBlendFunc(GL_SRC_ALPHA, GL_ONE);
         const bool texture_matrix = !texture_matrix_identity_;
         if (texture_matrix) {
             glMatrixMode(GL_TEXTURE);
@@ -343,6 +357,7 @@ void ActorMesh::render(const Transform& transform) {
             glPopMatrix();
             glMatrixMode(GL_MODELVIEW);
         }
+        if (data_->additive) glBlendFunc(GL_SRC_ALPHA, GL_ONE_MINUS_SRC_ALPHA);
     }
 
     // A hook may detach objects while they draw: each is held for its own turn.

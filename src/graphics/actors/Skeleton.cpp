@@ -56,6 +56,11 @@ Skeleton& Skeleton::operator=(const Skeleton& other) {
         if (joint && source) {
             *joint = *source;
             joint->set_rotation(joint->get_bind_rotation());
+            // Scale, skew and inheritance are part of the template's shape (an imported
+            // character's setup pose), which assignment alone leaves out.
+            joint->set_scale(source->get_local_scale());
+            joint->set_skew(source->get_skew());
+            joint->set_inheritance(source->get_inheritance());
         }
         joints_.push_back(std::move(joint));
     }

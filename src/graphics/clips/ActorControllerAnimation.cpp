@@ -1,5 +1,8 @@
 #include "engine/graphics/ActorControllerAnimation.h"
 
+#include "engine/core/Ref.h"
+#include "engine/graphics/ActorMesh.h"
+
 #include "engine/graphics/Actor.h"
 #include "engine/graphics/ActorData.h"
 #include "engine/graphics/ActorDatabase.h"
@@ -74,18 +77,29 @@ void ActorControllerAnimation::on_actor(Actor* actor) {
     const unsigned meshes = actor ? actor->get_num_meshes() : 0;
     part_visible_.assign(meshes, -1);
     part_coloured_.assign(meshes, 0);
+    part_order_.assign(meshes, std::numeric_limits<float>::quiet_NaN());
     part_colour_.assign(meshes, Pose{});
     shown_visible_.assign(meshes, -1);
     shown_colour_.assign(meshes, Pose{});
-    part_place_.assign(meshes, 0.0f);
-    shown_place_.assign(meshes, 0.0f);
-    for (unsigned m = 0; m < meshes; ++m) part_place_[m] = shown_place_[m] = float(m);  // the drawing's own order
-    draw_order_.assign(meshes, 0);
     for (Pose& p : shown_colour_) std::fill(std::begin(p.v), std::end(p.v), std::numeric_limits<float>::quiet_NaN());
     // The setup pose is the template's, so a pose the actor was given before this
     // controller does not shift every clip.
     const ActorData* data = ActorDatabase::find_actor_data(actor ? actor->get_data_id() : std::string());
     const Skeleton* setup = data ? data->get_skeleton() : skeleton;
+    // IK turns its joints away from the pose: they are written every frame, so that
+    // each solve starts from the animation.
+    ik_.clear();
+    ik_points_.clear();
+    ik_pointed_.clear();
+    if (data && (!setup || setup->get_num_joints() == count))
+        for (const ActorIKChain& chain : data->ik_chains) {
+            if (chain.end >= count || chain.target >= count || chain.root >= int(count)) continue;
+            ik_.push_back(chain);
+            ik_points_.emplace_back();
+            ik_pointed_.push_back(0);
+            driven_[chain.end] = 1;
+            if (chain.root >= 0) driven_[unsigned(chain.root)] = 1;
+        }
     for (unsigned j = 0; j < count; ++j) {
         const Transform* joint = setup ? setup->get_joint(j) : nullptr;
         if (!joint || (setup != skeleton && setup->get_num_joints() != count)) joint = skeleton->get_joint(j);
@@ -306,7 +320,9 @@ void ActorControllerAnimation::advance(int index, Play& play, float dt, bool rep
         play.finished = true;
     }
     const std::vector<ClipEvent>& events = play.clip->get_events();
-    if (report && on_event_ && !events.empty()) {
+    // Events are gathered for a script that listens; play actions, carried out here,
+    // always.
+    if (report && (on_event_ || play.clip->has_actions()) && !events.empty()) {
         const bool forward = b >= a;
         double first = std::floor((forward ? a : b) / d), last = std::floor((forward ? b : a) / d);
         // A finite play has passes 0 .. loops - 1 forward and -1 .. -loops backward.
@@ -329,7 +345,8 @@ void ActorControllerAnimation::advance(int index, Play& play, float dt, bool rep
                 const double t = k * d + events[size_t(e)].time;
                 const bool in = forward ? ((t > a || (play.fresh && t == a)) && t <= b)
                                         : ((t < a || (play.fresh && t == a)) && t >= b);
-                if (in) pending_.push_back(Pending{play.clip, index, e});
+                if (in && (on_event_ || !events[size_t(e)].play.empty()))
+                    pending_.push_back(Pending{play.clip, index, e});
             }
         }
     }
@@ -496,6 +513,42 @@ void ActorControllerAnimation::fetch_joints() const {
     }
 }
 
+bool ActorControllerAnimation::solve_ik() {
+    Skeleton* skeleton = ik_.empty() ? nullptr : get_actor()->get_skeleton();
+    if (!skeleton) return false;
+    bool changed = false;
+    for (std::size_t i = 0; i < ik_.size(); ++i) {
+        const ActorIKChain& chain = ik_[i];
+        changed = chain.solve(*skeleton, ik_pointed_[i] ? &ik_points_[i] : nullptr) || changed;
+        for (int j : {int(chain.end), chain.root})
+            if (j >= 0)
+                std::fill(std::begin(written_[unsigned(j)].v), std::end(written_[unsigned(j)].v),
+                          std::numeric_limits<float>::quiet_NaN());
+    }
+    return changed;
+}
+
+bool ActorControllerAnimation::set_ik_target(const std::string& name, const core::Vector<float>& point) {
+    for (std::size_t i = 0; i < ik_.size(); ++i)
+        if (ik_[i].name == name) {
+            ik_points_[i] = point;
+            ik_pointed_[i] = 1;
+            dirty_ = true;
+            return true;
+        }
+    return false;
+}
+
+bool ActorControllerAnimation::clear_ik_target(const std::string& name) {
+    for (std::size_t i = 0; i < ik_.size(); ++i)
+        if (ik_[i].name == name) {
+            ik_pointed_[i] = 0;
+            dirty_ = true;
+            return true;
+        }
+    return false;
+}
+
 bool ActorControllerAnimation::update(float dt) {
     if (!get_actor() || !finite(dt)) return false;
     check_database();
@@ -507,7 +560,7 @@ bool ActorControllerAnimation::update(float dt) {
     fetch_joints();
     for (size_t i = 0; i < layers_.size(); ++i) step(int(i), layers_[i], dt);
     blend();
-    const bool changed = write();
+    const bool changed = write() | solve_ik();
     pose_parts();
     dirty_ = false;
     deliver();
@@ -528,7 +581,7 @@ void ActorControllerAnimation::part(const Play& play, float weight) {
         if (track.channel == ClipChannel::visible) {
             if (weight >= 0.5f) part_visible_[m] = value[0] >= 0.5f ? 1 : 0;
         } else if (track.channel == ClipChannel::order) {
-            if (weight >= 0.5f) part_place_[m] = value[0];
+            if (weight >= 0.5f) part_order_[m] = value[0];
         } else {
             float* colour = part_colour_[m].v;
             for (int c = 0; c < 4; ++c)
@@ -542,7 +595,7 @@ void ActorControllerAnimation::pose_parts() {
     if (part_visible_.empty()) return;
     std::fill(part_visible_.begin(), part_visible_.end(), -1);
     std::fill(part_coloured_.begin(), part_coloured_.end(), 0);
-    for (size_t m = 0; m < part_place_.size(); ++m) part_place_[m] = float(m);
+    std::fill(part_order_.begin(), part_order_.end(), std::numeric_limits<float>::quiet_NaN());
     bool any = false;
     for (const Layer& layer : layers_) {
         const float f = layer.fade > 0.0f ? std::min(layer.faded / layer.fade, 1.0f) : 1.0f;
@@ -561,6 +614,8 @@ void ActorControllerAnimation::pose_parts() {
     for (unsigned m = 0; m < count; ++m) {
         ActorMesh* mesh = actor->get_mesh(m);
         if (!mesh) continue;
+        if (part_order_[m] == part_order_[m] && part_order_[m] != mesh->get_draw_order())
+            mesh->set_draw_order(part_order_[m]);
         if (part_visible_[m] >= 0 && part_visible_[m] != shown_visible_[m]) {
             mesh->set_visible(part_visible_[m] == 1);
             shown_visible_[m] = part_visible_[m];
@@ -571,20 +626,26 @@ void ActorControllerAnimation::pose_parts() {
             std::copy(colour, colour + 4, shown_colour_[m].v);
         }
     }
-    if (part_place_ != shown_place_) order_parts();
 }
 
-void ActorControllerAnimation::order_parts() {
-    // By ascending place, ties in mesh order: an insertion sort over a handful of
-    // meshes, in a list sized when the actor was set, so nothing is allocated.
-    shown_place_ = part_place_;
-    std::vector<unsigned>& order = draw_order_;
-    for (unsigned m = 0; m < order.size(); ++m) {
-        unsigned k = m;
-        for (; k > 0 && part_place_[order[k - 1]] > part_place_[m]; --k) order[k] = order[k - 1];
-        order[k] = m;
+// A play action: the actors a part carries start the clip (those with a clip player
+// that knows it), or this player starts it. The carried actors are held while told.
+void ActorControllerAnimation::carry_out(const ClipEvent& action) {
+    const std::string clip = action.play;
+    const int part = action.part;
+    if (part < 0) {
+        if (find_clip(clip)) play(clip);
+        return;
     }
-    get_actor()->set_draw_order(order);
+    Actor* actor = get_actor();
+    ActorMesh* mesh = actor ? actor->get_mesh(unsigned(part)) : nullptr;
+    if (!mesh) return;
+    std::vector<core::Ref<Actor>> carried;
+    for (const auto& entry : mesh->get_scene_objects())
+        if (auto* a = dynamic_cast<Actor*>(entry.second.get())) carried.emplace_back(a);
+    for (const core::Ref<Actor>& a : carried)
+        if (auto* player = dynamic_cast<ActorControllerAnimation*>(a->get_controller()))
+            if (player->find_clip(clip)) player->play(clip);
 }
 
 void ActorControllerAnimation::deliver() {
@@ -594,7 +655,9 @@ void ActorControllerAnimation::deliver() {
     for (size_t i = 0; i < count && i < pending_.size(); ++i) {
         if (generation_ != ActorDatabase::generation()) break;
         const Pending p = pending_[i];
-        if (p.event >= 0) {
+        if (p.event >= 0 && !p.clip->get_events()[size_t(p.event)].play.empty()) {
+            carry_out(p.clip->get_events()[size_t(p.event)]);
+        } else if (p.event >= 0) {
             const EventCallback callback = on_event_;  // kept alive through the call
             if (callback) (*callback)(p.clip->get_events()[size_t(p.event)].name, p.clip->get_name(), p.layer);
         } else {

@@ -99,6 +99,18 @@ std::string AnimationClip::add_event(float time, const std::string& name) {
     return {};
 }
 
+std::string AnimationClip::add_action(float time, const std::string& clip, int part) {
+    if (clip.empty()) return "clip \"" + name_ + "\": a play action names no clip";
+    const std::string why = add_event(time, "play " + clip);
+    if (!why.empty()) return why;
+    auto at =
+        std::upper_bound(events_.begin(), events_.end(), time, [](float t, const ClipEvent& e) { return t < e.time; });
+    (at - 1)->play = clip;
+    (at - 1)->part = part;
+    has_actions_ = true;
+    return {};
+}
+
 namespace {
 
 // Finds u with x(u) = x from `u` in [lo, hi]: Newton steps kept inside a shrinking

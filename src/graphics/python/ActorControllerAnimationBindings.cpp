@@ -164,6 +164,14 @@ bp::dict sample(const Controller& c, const std::string& name, float time) {
 
 }  // namespace
 
+void set_ik_target(Controller& c, const std::string& chain, const core::Vector<float>& point) {
+    if (!c.set_ik_target(chain, point)) raise(PyExc_KeyError, "set_ik_target(): no IK chain '" + chain + "'");
+}
+
+void clear_ik_target(Controller& c, const std::string& chain) {
+    if (!c.clear_ik_target(chain)) raise(PyExc_KeyError, "clear_ik_target(): no IK chain '" + chain + "'");
+}
+
 void define_actor_controller_animation() {
     using Wrapper = ActorControllerWrapper<Controller>;
     bp::class_<Controller, Held<Wrapper>, bp::bases<ActorController>, boost::noncopyable> cls(
@@ -188,6 +196,13 @@ void define_actor_controller_animation() {
              "-> None\n\n"
              "Plays the clip when the layer's clip finishes (at once if the layer is idle). One\n"
              "clip waits per layer: queueing again replaces it.")
+        .def("set_ik_target", &set_ik_target, (bp::arg("chain"), bp::arg("point")),
+             "set_ik_target(chain: str, point: VectorLike) -> None\n\n"
+             "Aims the actor record's IK chain at a point of the actor's skeleton space instead of\n"
+             "its target joint, from the next update on. KeyError for an unknown chain.")
+        .def("clear_ik_target", &clear_ik_target, bp::arg("chain"),
+             "clear_ik_target(chain: str) -> None\n\n"
+             "Aims the chain at its target joint again. KeyError for an unknown chain.")
         .def("stop", &stop, (bp::arg("layer") = 0, bp::arg("fade") = 0.0f),
              "stop(layer: int = 0, fade: float = 0.0) -> None\n\n"
              "Fades the layer out over fade seconds (at once with 0) and forgets its queue.")

@@ -2,10 +2,13 @@
 
 #include "engine/core/script/XMLSource.h"
 
+#include "engine/core/Log.h"
+#include "engine/core/PathDatabase.h"
 #include "engine/graphics/ActorData.h"
 #include "engine/graphics/ActorDatabase.h"
 #include "engine/graphics/AnimationClip.h"
 #include "engine/graphics/Skeleton.h"
+#include "engine/graphics/Transform.h"
 
 namespace engine::graphics::python {
 
@@ -43,6 +46,17 @@ bp::list mesh_ids(const std::string& id) {
     return result;
 }
 
+bp::list polygons(const std::string& id) {
+    bp::list result;
+    if (const ActorData* data = ActorDatabase::find_actor_data(id))
+        for (const ActorPolygon& polygon : data->polygons) {
+            bp::list points;
+            for (const auto& p : polygon.points) points.append(p);
+            result.append(bp::make_tuple(polygon.name, polygon.joint, points));
+        }
+    return result;
+}
+
 bp::list clip_ids(const std::string& id) {
     bp::list result;
     if (const ActorData* data = ActorDatabase::find_actor_data(id))
@@ -50,7 +64,84 @@ bp::list clip_ids(const std::string& id) {
     return result;
 }
 
+// The text of a path or of a file-like object's read(); false (and `text` empty) for a
+// path that cannot be read.
+bool source_text(const bp::object& source, const char* what, std::string& text, std::string& name) {
+    if (PyUnicode_Check(source.ptr())) {
+        name = bp::extract<std::string>(source);
+        return core::PathDatabase::read(name, text);
+    }
+    if (!PyObject_HasAttrString(source.ptr(), "read"))
+        raise(PyExc_TypeError, std::string("actor_database.load_dragonbones(): ") + what +
+                                   " must be a path or a file-like object with read()");
+    name = "<stream>";
+    const bp::object content = source.attr("read")();
+    if (PyUnicode_Check(content.ptr())) {
+        text = bp::extract<std::string>(content);
+    } else if (PyBytes_Check(content.ptr())) {
+        text.assign(PyBytes_AS_STRING(content.ptr()), std::size_t(PyBytes_GET_SIZE(content.ptr())));
+    } else {
+        raise(PyExc_TypeError,
+              std::string("actor_database.load_dragonbones(): ") + what + ".read() must return str or bytes");
+    }
+    return true;
+}
+
+// The atlas defaults to the one beside a skeleton file ("X_ske.json" beside "X_tex.json"),
+// and pictures are found beside the atlas file unless base_path says otherwise.
+bp::list load_dragonbones(bp::object skeleton, bp::object atlas, bp::object base_path) {
+    std::string skeleton_text, skeleton_name;
+    if (!source_text(skeleton, "skeleton", skeleton_text, skeleton_name)) {
+        core::Log::warning("graphics", "DragonBones '%s': cannot be read; nothing loaded.", skeleton_name.c_str());
+        return bp::list();
+    }
+    std::string atlas_text, atlas_name, folder;
+    if (atlas.is_none() && skeleton_name != "<stream>") {
+        std::string guess = skeleton_name;
+        const std::size_t at = guess.rfind("_ske.json");
+        guess = at == std::string::npos ? guess.substr(0, guess.rfind('.')) + "_tex.json"
+                                        : guess.substr(0, at) + "_tex.json";
+        atlas = bp::str(guess);
+    }
+    if (!atlas.is_none()) {
+        if (!source_text(atlas, "atlas", atlas_text, atlas_name)) atlas_text.clear();
+        if (atlas_name != "<stream>") {
+            const std::size_t slash = atlas_name.find_last_of('/');
+            folder = slash == std::string::npos ? std::string() : atlas_name.substr(0, slash);
+        }
+    }
+    if (!base_path.is_none()) folder = bp::extract<std::string>(base_path);
+    return to_list(ActorDatabase::load_dragonbones_text(skeleton_text, skeleton_name, atlas_text, atlas_name, folder));
+}
+
 void fail(const std::string& why) { raise(PyExc_ValueError, "add_clip(): " + why + "."); }
+
+// An IK chain for a loaded record, as an imported constraint makes one.
+void add_ik_chain(const std::string& actor, const std::string& name, const std::string& joint,
+                  const std::string& target, int chain, bool bend_positive, float weight, float length) {
+    ActorData* data = ActorDatabase::find_actor_data(actor);
+    const Skeleton* skeleton = data ? data->get_skeleton() : nullptr;
+    if (!skeleton) raise(PyExc_ValueError, "add_ik_chain(): no actor '" + actor + "' is loaded");
+    const int end = skeleton->get_joint_index(joint), goal = skeleton->get_joint_index(target);
+    if (end < 0 || goal < 0)
+        raise(PyExc_ValueError,
+              "add_ik_chain(): actor '" + actor + "' has no joint '" + (end < 0 ? joint : target) + "'");
+    if (!(weight >= 0.0f && weight <= 1.0f) || !(length >= 0.0f && length < 1e7f))
+        raise(PyExc_ValueError, "add_ik_chain(): weight must be within 0..1 and length finite and not negative");
+    ActorIKChain c;
+    c.name = name;
+    c.end = unsigned(end);
+    c.target = unsigned(goal);
+    c.bend_positive = bend_positive;
+    c.weight = weight;
+    c.length = length;
+    if (chain > 0) {
+        const Transform* parent = skeleton->get_joint(unsigned(end))->get_parent();
+        for (unsigned j = 0; j < skeleton->get_num_joints() && parent; ++j)
+            if (skeleton->get_joint(j) == parent) c.root = int(j);
+    }
+    data->ik_chains.push_back(c);
+}
 
 float number(const bp::object& value) {
     bp::extract<float> x(value);
@@ -169,6 +260,16 @@ void define_actor_database() {
              "load(source: str | IO[str] | IO[bytes]) -> bool\n\n"
              "Reads actors and rigs from a path or a file-like object; returns True.")
         .staticmethod("load")
+        .def("load_dragonbones", &load_dragonbones,
+             (bp::arg("skeleton"), bp::arg("atlas") = bp::object(), bp::arg("base_path") = bp::object()),
+             "load_dragonbones(skeleton: str | IO[str] | IO[bytes], atlas: str | IO[str] | IO[bytes] | None = "
+             "None, base_path: str | None = None) -> list[str]\n\n"
+             "Reads a DragonBones 5 export (skeleton JSON and texture atlas JSON; the atlas\n"
+             "defaults to the X_tex.json beside X_ske.json, its picture is found beside the atlas\n"
+             "or in base_path) and makes one actor per armature, id the armature's name, with\n"
+             "one clip per animation. Returns the ids made; what was skipped is told in one\n"
+             "warning. TypeError for a source that is neither a path nor readable.")
+        .staticmethod("load_dragonbones")
         .def("unload", &ActorDatabase::unload,
              "unload() -> None\n\n"
              "Forgets every actor, clip and rig.")
@@ -194,6 +295,22 @@ void define_actor_database() {
              "mesh_ids(id: str) -> list[str]\n\n"
              "The actor's mesh ids, in order.")
         .staticmethod("mesh_ids")
+        .def("polygons", &polygons, bp::arg("id"),
+             "polygons(id: str) -> list[tuple[str, str, list[Vector]]]\n\n"
+             "The actor's outlines for hit tests (an imported character's bounding boxes), in\n"
+             "order: (name, joint, points in the joint's space). Never drawn.")
+        .staticmethod("polygons")
+        .def("add_ik_chain", &add_ik_chain,
+             (bp::arg("actor"), bp::arg("name"), bp::arg("joint"), bp::arg("target"), bp::arg("chain") = 0,
+              bp::arg("bend_positive") = true, bp::arg("weight") = 1.0f, bp::arg("length") = 0.0f),
+             "add_ik_chain(actor: str, name: str, joint: str, target: str, chain: int = 0, bend_positive: bool = "
+             "True, weight: float = 1.0, length: float = 0.0) -> None\n\n"
+             "Adds an IK chain to a loaded actor, as an imported IK constraint: joint aims at the\n"
+             "target joint (chain 0), or joint and its parent bend to reach it with the joint's\n"
+             "length (chain 1). Clip players of actors made afterwards solve it after each pose;\n"
+             "ActorControllerAnimation.set_ik_target aims it at a point. ValueError for an\n"
+             "unknown actor or joint or a bad value.")
+        .staticmethod("add_ik_chain")
         .def("clip_ids", &clip_ids, bp::arg("id"),
              "clip_ids(id: str) -> list[str]\n\n"
              "The actor's clip names, sorted.")

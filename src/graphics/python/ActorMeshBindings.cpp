@@ -90,6 +90,10 @@ void define_actor_mesh() {
             "jiggle springs.",
             bp::init<>())
             .add_property("visible", &ActorMesh::is_visible, &ActorMesh::set_visible, "visible: bool")
+            .add_property("draw_order", &ActorMesh::get_draw_order, &ActorMesh::set_draw_order,
+                          "draw_order: float\n\n"
+                          "Its place in its actor's drawing: meshes draw in ascending order, equal ones in\n"
+                          "the record's order (all 0 at first).")
             .def("set_colour", &ActorMesh::set_colour, bp::arg("colour"),
                  "set_colour(colour: ColourLike) -> None\n\n"
                  "The whole mesh, or the red, green and blue of every vertex colour (and the alpha unless it is "

@@ -64,6 +64,14 @@ void define_transform() {
             .add_property("rotation", &Transform::get_local_rotation, &Transform::set_rotation,
                           "rotation: float\n\n"
                           "Rotation in radians, relative to the parent, within the rotation constraint.")
+            .add_property("skew", &Transform::get_skew, &Transform::set_skew,
+                          "skew: float\n\n"
+                          "Radians the local y axis turns beyond the rotation (0 keeps the axes square).")
+            .add_property("inheritance", &Transform::get_inheritance, &Transform::set_inheritance,
+                          "inheritance: int\n\n"
+                          "What the world transform takes from the parent's: a sum of 1 (translation),\n"
+                          "2 (rotation), 4 (scale and skew) and 8 (reflection, without scale); 15, the\n"
+                          "default, takes everything.")
             .add_property("transform", &local_transform,
                           "transform: Matrix\n\n"
                           "The transform in the parent's space.")

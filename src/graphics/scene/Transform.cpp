@@ -4,6 +4,7 @@
 #include "engine/window/OpenGL.h"
 
 #include <algorithm>
+#include <cmath>
 #include <vector>
 
 namespace engine::graphics {
@@ -26,6 +27,8 @@ Transform::Transform(const Transform& other)
       position_(other.position_),
       rotation_(other.rotation_),
       scale_(other.scale_),
+      skew_(other.skew_),
+      inheritance_(other.inheritance_),
       min_rotation_(other.min_rotation_),
       max_rotation_(other.max_rotation_),
       bind_rotation_(other.bind_rotation_),
@@ -72,6 +75,20 @@ void Transform::set_rotation(float rotation) {
     dirty_transform();
 }
 
+void Transform::set_skew(float skew) {
+    if (skew == skew_) return;
+    skew_ = skew;
+    local_dirty_ = true;
+    dirty_transform();
+}
+
+void Transform::set_inheritance(unsigned flags) {
+    flags &= inherit_all;
+    if (flags == inheritance_) return;
+    inheritance_ = flags;
+    dirty_transform();
+}
+
 void Transform::set_rotation_constraint(float min_rotation, float max_rotation) {
     min_rotation_ = min_rotation;
     max_rotation_ = max_rotation;
@@ -97,8 +114,25 @@ void Transform::generate_bind_transform() {
     }
 }
 
+namespace {
+
+// T(x, y) R(rotation) K(skew) S(scale): the x axis turns by the rotation, the y axis by
+// rotation + skew.
+Matrix compose(const Vector<float>& position, float rotation, float skew, const Vector<float>& scale) {
+    const float ca = std::cos(rotation), sa = std::sin(rotation);
+    const float cb = std::cos(rotation + skew), sb = std::sin(rotation + skew);
+    return Matrix(scale.x * ca, -scale.x * sa, scale.y * sb, scale.y * cb, position.x, position.y);
+}
+
+}  // namespace
+
 void Transform::update_local() const {
     if (!local_dirty_) return;
+    if (skew_ != 0.0f) {
+        local_transform_ = compose(position_, rotation_, skew_, scale_);
+        local_dirty_ = false;
+        return;
+    }
     local_transform_.set_rotation(rotation_);
     // Unit scale, the usual case, skips a multiplication that would change nothing: the
     // matrix stays the pure rotation written above
@@ -137,6 +171,8 @@ void Transform::update_world_from_parent() const {
         world_rotation_ = rotation_;
         world_transform_ = local_transform_;
         world_position_ = position_;
+    } else if (inheritance_ != inherit_all) {
+        compose_partially();
     } else {
         world_transform_ = parent_->world_transform_ * local_transform_;
         world_position_ = world_transform_.get_translation();
@@ -147,6 +183,35 @@ void Transform::update_world_from_parent() const {
     }
     world_dirty_ = false;
     ++world_version_;
+}
+
+// The parent's world matrix taken apart as rotation (of its x axis), skew and
+// non-negative scales, then the parts this transform inherits put together again.
+void Transform::compose_partially() const {
+    const Matrix& p = parent_->world_transform_;
+    const float parent_rotation = -std::atan2(p[1], p[0]);
+    const bool mirrored = p[0] * p[3] - p[1] * p[2] < 0.0f;
+    const bool translation = inheritance_ & inherit_translation;
+    const bool rotation = inheritance_ & inherit_rotation;
+    if (inheritance_ & inherit_scale) {
+        const float own = rotation ? rotation_ : rotation_ - parent_rotation;
+        world_transform_ = p * compose(position_, own, skew_, scale_);
+        if (!translation) world_transform_.set_translation(position_);
+    } else {
+        const Vector<float> at = translation ? position_ * p : position_;
+        float r = rotation_;
+        float skew = skew_;
+        if (rotation) {
+            r = rotation_ + parent_rotation;
+            if (mirrored) {
+                r -= 2.0f * rotation_;
+                if (inheritance_ & inherit_reflection) skew = skew_ + float(M_PI);
+            }
+        }
+        world_transform_ = compose(at, r, skew, scale_);
+    }
+    world_position_ = world_transform_.get_translation();
+    world_rotation_ = rotation ? core::normalise_angle(parent_->world_rotation_ + rotation_) : rotation_;
 }
 
 const Matrix& Transform::get_local_transform() const {

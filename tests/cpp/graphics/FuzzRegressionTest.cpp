@@ -3,6 +3,7 @@
 // replayed here in every build, so that the sanitizer builds check them too. Each file
 // is fed exactly as its fuzz target feeds it; the named tests below say what each fix
 // guarantees.
+#include "engine/graphics/ActorDatabase.h"
 #include "engine/graphics/SpriteData.h"
 #include "engine/graphics/TextureData.h"
 
@@ -142,6 +143,23 @@ TEST(FuzzRegressions, EverySpriteSheetLoadsOrWarns) {
         else
             EXPECT_TRUE(warned(log, name)) << name;
         SpriteDatabase::unload();
+    }
+}
+
+// Every DragonBones input (skeleton, then the atlas after a NUL byte) loads what it can
+// and unloads; the shared exports among the seeds load their armatures.
+TEST(FuzzRegressions, EveryDragonBonesInputLoadsWhatItCan) {
+    const std::vector<fs::path> files = inputs_of("dragonbones");
+    ASSERT_FALSE(files.empty());
+    for (const fs::path& file : files) {
+        LogCapture log;
+        const std::string input = read_file(file);
+        const std::size_t nul = input.find('\0');
+        const std::string atlas = nul == std::string::npos ? std::string() : input.substr(nul + 1);
+        const auto ids =
+            engine::graphics::ActorDatabase::load_dragonbones_text(input.substr(0, nul), "fuzz", atlas, "fuzz", "");
+        if (file.filename() == "Dragon.json") EXPECT_EQ(ids, std::vector<std::string>{"Dragon"});
+        engine::graphics::ActorDatabase::unload();
     }
 }
 

@@ -149,3 +149,18 @@ TEST(Skeleton, ANameTheCopyHasTooGoesToTheCopysJointWithAWarning) {
     ASSERT_EQ(log.entries().size(), 1u);
     EXPECT_NE(log.entries()[0].message.find("'root'"), std::string::npos);
 }
+
+TEST(Skeleton, CopyKeepsScaleSkewAndInheritance) {
+    Skeleton source;
+    Transform* hip = source.add_joint("hip");
+    hip->set_scale({2, 3});
+    hip->set_skew(0.5f);
+    hip->set_inheritance(Transform::inherit_translation);
+    Skeleton copy;
+    copy = source;
+    const Transform* twin = copy.get_joint("hip");
+    ASSERT_NE(twin, nullptr);
+    EXPECT_EQ(twin->get_local_scale(), Vector<float>(2, 3));
+    EXPECT_EQ(twin->get_skew(), 0.5f);
+    EXPECT_EQ(twin->get_inheritance(), unsigned(Transform::inherit_translation));
+}

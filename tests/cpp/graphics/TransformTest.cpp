@@ -339,3 +339,68 @@ TEST(Transform, CleanGetterReturnsTheSameCache) {
     const Matrix* second = &child.get_world_transform();
     EXPECT_EQ(first, second);
 }
+
+TEST(Transform, SkewTurnsTheYAxisBeyondTheRotation) {
+    Transform t;
+    t.set_position({3, 4});
+    t.set_skew(0.5f);
+    // The x axis stays, the y axis turns by the skew: (sin 0.5, cos 0.5) for (0, 1).
+    expect_matrix_near(t.get_world_transform(), Matrix(1, 0, std::sin(0.5f), std::cos(0.5f), 3, 4));
+    t.set_rotation(0.25f);
+    t.set_scale({2, 3});
+    expect_matrix_near(t.get_world_transform(), Matrix(2 * std::cos(0.25f), -2 * std::sin(0.25f), 3 * std::sin(0.75f),
+                                                       3 * std::cos(0.75f), 3, 4));
+}
+
+TEST(Transform, WithoutInheritedScaleTheParentsScaleStaysOutButMovesThePosition) {
+    Transform parent, child;
+    parent.attach(&child);
+    parent.set_scale({2, 3});
+    parent.set_rotation(0.5f);
+    child.set_position({10, 0});
+    child.set_rotation(0.25f);
+    child.set_inheritance(Transform::inherit_all & ~Transform::inherit_scale);
+    // Unit axes turned by both rotations, placed where the parent's full matrix puts it.
+    const Vector<float> at = Vector<float>(10, 0) * parent.get_world_transform();
+    expect_matrix_near(child.get_world_transform(),
+                       Matrix(std::cos(0.75f), -std::sin(0.75f), std::sin(0.75f), std::cos(0.75f), at.x, at.y));
+}
+
+TEST(Transform, WithoutInheritedRotationTheWorldKeepsItsOwnRotation) {
+    Transform parent, child;
+    parent.attach(&child);
+    parent.set_position({5, 0});
+    parent.set_rotation(1.0f);
+    child.set_position({10, 0});
+    child.set_rotation(0.25f);
+    child.set_inheritance(Transform::inherit_all & ~Transform::inherit_rotation);
+    const Matrix& w = child.get_world_transform();
+    EXPECT_NEAR(std::atan2(-w[1], w[0]), 0.25f, 1e-5f);
+    const Vector<float> moved = Vector<float>(10, 0) * parent.get_world_transform();
+    EXPECT_NEAR(w[4], moved.x, 1e-4f);
+    EXPECT_NEAR(w[5], moved.y, 1e-4f);
+    EXPECT_NEAR(child.get_world_rotation(), 0.25f, 1e-6f);
+}
+
+TEST(Transform, WithoutInheritedTranslationThePositionIsTakenAsIs) {
+    Transform parent, child;
+    parent.attach(&child);
+    parent.set_position({5, 7});
+    parent.set_rotation(1.0f);
+    child.set_position({10, 0});
+    child.set_inheritance(Transform::inherit_rotation | Transform::inherit_scale);
+    EXPECT_NEAR(child.get_world_transform()[4], 10.0f, 1e-5f);
+    EXPECT_NEAR(child.get_world_transform()[5], 0.0f, 1e-5f);
+    EXPECT_NEAR(std::atan2(-child.get_world_transform()[1], child.get_world_transform()[0]), 1.0f, 1e-5f);
+}
+
+TEST(Transform, InheritanceChangeDirtiesAndExtraBitsAreIgnored) {
+    Transform parent, child;
+    parent.attach(&child);
+    make_clean(child);
+    child.set_inheritance(0xFFu);
+    EXPECT_EQ(child.get_inheritance(), unsigned(Transform::inherit_all));
+    EXPECT_FALSE(child.is_world_dirty());
+    child.set_inheritance(Transform::inherit_translation);
+    EXPECT_TRUE(child.is_world_dirty());
+}

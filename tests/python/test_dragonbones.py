@@ -1,0 +1,390 @@
+"""Characters from DragonBones exports as scripts see them: load_dragonbones making one
+actor per armature with its clips, every armature and animation of the shared exports
+posed as the tool's own player poses them (bone world matrices, slot visibility and
+colour, draw order at frames 0, 1, 5, 15, 30 and the last, from
+tests/data/dragonbones/expected_*.json, which tests/tools/dragonbones_expected.mjs
+wrote), bad input, and one pose drawn beside a sprite and a text."""
+import gc
+import io
+import json
+import logging
+import math
+import os
+
+import pytest
+
+import libcore
+from libgraphics import Actor, ActorControllerAnimation, actor_database
+
+HERE = os.path.dirname(__file__)
+EXPORTS = os.path.join(HERE, "..", "..", "data", "dragonbones")
+EXPECTED = os.path.join(HERE, "..", "data", "dragonbones")
+FILES = {
+    "bullet_01": "bullet_01/bullet_01_ske.json",
+    "dragon": "dragon/Dragon_ske.json",
+    "effect": "effect/effect_ske.json",
+    "floor_board": "floor_board/floor_board_ske.json",
+    "mecha_1502b": "mecha_1502b/mecha_1502b_ske.json",
+}
+TOLERANCE = 1e-3
+
+
+@pytest.fixture(autouse=True)
+def empty_database():
+    actor_database.unload()
+    yield
+    gc.collect()
+    actor_database.unload()
+
+
+def warnings(caplog):
+    libcore.Log.flush()
+    return [r.getMessage() for r in caplog.records if r.name == "engine.graphics" and r.levelno == logging.WARNING]
+
+
+def expected(key):
+    with open(os.path.join(EXPECTED, "expected_%s.json" % key)) as f:
+        return json.load(f)
+
+
+def cases():
+    for key in FILES:
+        for armature, e in expected(key)["armatures"].items():
+            for animation, a in e["animations"].items():
+                yield pytest.param(key, armature, animation, id="%s-%s-%s" % (key, armature, animation))
+
+
+def posed(armature, animation, seconds):
+    """An actor of `armature` playing `animation` (None: none, the setup pose with its
+    IK solved), `seconds` into it."""
+    actor, player = Actor(armature), ActorControllerAnimation()
+    actor.controller = player
+    assert animation is None or player.play(animation) is None
+    player.update(0.0)
+    if seconds > 0:
+        player.update(seconds)
+    return actor
+
+
+def slots_of(actor):
+    """Per slot: the shown display index (-1: none) and that part's colour (r, g, b, a),
+    from the parts named "slot/index"; and the slots in draw order."""
+    shown, order = {}, []
+    for mesh in sorted(actor.meshes, key=lambda m: m.draw_order):  # a stable sort: ties in mesh order
+        slot, index = mesh.id.rsplit("/", 1)
+        if slot not in order:
+            order.append(slot)
+        if mesh.visible:
+            c = mesh.colour
+            shown[slot] = (int(index), (c.r, c.g, c.b, c.a))
+    return shown, order
+
+
+def bone_errors(actor, sample):
+    joints = actor.skeleton.joints
+    return {name: max(abs(a - b) for a, b in zip(list(joints[name].world_transform), m))
+            for name, m in sample["bones"].items()}
+
+
+def test_every_shared_export_loads_one_actor_per_armature_with_its_clips():
+    made = {}
+    for key, path in FILES.items():
+        ids = actor_database.load_dragonbones(os.path.join(EXPORTS, path))
+        made[key] = sorted(ids)
+        actor_database.unload()
+    # Armatures of the same name in two files are two loads of the same id: each file
+    # is loaded alone here.
+    assert made == {key: sorted(expected(key)["armatures"]) for key in FILES}
+    actor_database.load_dragonbones(os.path.join(EXPORTS, FILES["mecha_1502b"]))
+    assert sorted(actor_database.clip_ids("mecha_1502b")) == sorted(
+        expected("mecha_1502b")["armatures"]["mecha_1502b"]["animations"])
+
+
+def mismatch(actor, sample):
+    """What differs from the tool's sample, or None."""
+    bad = {n: round(v, 5) for n, v in bone_errors(actor, sample).items() if v > TOLERANCE}
+    if bad:
+        return "bones off by more than %g: %s" % (TOLERANCE, bad)
+    shown, order = slots_of(actor)
+    if order != [s for s in sample["order"] if s in order]:
+        return "draw order %s" % order
+    for slot, s in sample["slots"].items():
+        if slot not in order:
+            continue  # a slot whose displays are not drawn (nested armatures)
+        index, colour = shown.get(slot, (-1, None))
+        if index != s["display"]:
+            return "slot %s shows display %d, not %d" % (slot, index, s["display"])
+        if index >= 0 and colour != pytest.approx(s["colour"], abs=TOLERANCE):
+            return "slot %s colour %s, not %s" % (slot, colour, s["colour"])
+    return None
+
+
+@pytest.mark.parametrize("key,armature,animation", list(cases()))
+def test_every_animation_poses_bones_and_slots_as_the_tool_does(key, armature, animation):
+    assert armature in actor_database.load_dragonbones(os.path.join(EXPORTS, FILES[key]))
+    e = expected(key)["armatures"][armature]
+    a = e["animations"][animation]
+    fps = e["frameRate"]
+    for frame, sample in a["samples"].items():
+        frame = int(frame)
+        seconds = frame / fps
+        times = [seconds]
+        if a["playTimes"] != 1 and a["duration"] and frame and frame % a["duration"] == 0:
+            # At the very end of a loop whose last key does not repeat the first, the
+            # pose jumps: either side of the seam is the pose at that instant, depending
+            # on the last bit of the time's rounding.
+            times += [seconds - 1e-6, seconds + 1e-6]
+        problems = [mismatch(posed(armature, animation, t), sample) for t in times]
+        assert None in problems, "frame %d: %s" % (frame, problems[0])
+
+
+def test_setup_pose_is_the_armature_without_animation():
+    for key, path in FILES.items():
+        actor_database.unload()
+        actor_database.load_dragonbones(os.path.join(EXPORTS, path))
+        for armature, e in expected(key)["armatures"].items():
+            actor = posed(armature, None, 0.0)
+            errors = bone_errors(actor, e["setup"])
+            assert max(errors.values(), default=0.0) <= TOLERANCE, (armature, errors)
+
+
+def test_sources_may_be_file_like_with_the_atlas_said(tmp_path):
+    folder = os.path.join(EXPORTS, "bullet_01")
+    with open(os.path.join(folder, "bullet_01_ske.json"), "rb") as skeleton, \
+            open(os.path.join(folder, "bullet_01_tex.json")) as atlas:
+        assert actor_database.load_dragonbones(skeleton, atlas, base_path=folder) == ["bullet_01"]
+    assert actor_database.mesh_ids("bullet_01") == ["b/0"]
+    assert actor_database.clip_ids("bullet_01") == ["idle"]
+    actor_database.unload()
+    assert actor_database.actor_ids() == []
+
+
+def test_bad_sources_raise_or_warn_and_load_what_they_can(tmp_path, caplog):
+    with pytest.raises(TypeError, match="path or a file-like object"):
+        actor_database.load_dragonbones(42)
+    assert actor_database.load_dragonbones(str(tmp_path / "nothing_ske.json")) == []
+    assert actor_database.load_dragonbones(io.StringIO("{not json")) == []
+    # No atlas beside it: the bones load, the images are skipped, and one warning says so.
+    skeleton = tmp_path / "lonely_ske.json"
+    with open(os.path.join(EXPORTS, FILES["dragon"])) as f:
+        skeleton.write_text(f.read())
+    assert actor_database.load_dragonbones(str(skeleton)) == ["Dragon"]
+    assert actor_database.mesh_ids("Dragon") == []
+    assert len(Actor("Dragon").skeleton.joints) == 1 + 19  # the armature, then its bones
+    said = warnings(caplog)
+    assert len(said) == 3
+    assert "cannot be read" in said[0] and "not a JSON object" in said[1]
+    assert "lonely_ske.json" in said[2] and "no atlas" in said[2]
+
+
+def test_a_pose_draws_with_a_sprite_and_a_text_in_the_same_frame(window, scene, pictures):
+    from libgraphics import Sprite, Text, sprite_database
+    from pictures import rendered, settle
+
+    actor_database.load_dragonbones(os.path.join(EXPORTS, FILES["dragon"]))
+    dragon = Actor("Dragon")
+    dragon.position = (160, 400)
+    dragon.scale = (0.4, 0.4)
+    scene.add_object(dragon, "main")
+    dragon.controller = ActorControllerAnimation()
+    dragon.controller.play("walk")
+    scene.update(0.25)
+    settle()
+
+    def left_half(pixel):
+        return [pixel(x, y) for y in range(200, 420, 4) for x in range(40, 300, 4)]
+
+    alone = left_half(rendered(window, scene))
+    assert sum(1 for p in alone if p[:3] != (0, 0, 0)) > 200  # the dragon's parts are drawn
+
+    picture = pictures.solid("db_white.png")
+    assert sprite_database.load(io.StringIO(
+        '<Sprites><Sprite id="db-white" texture="%s" layer="main" dimensions="40 40" bottom_right="1 1"/></Sprites>' % picture))
+    sprite = Sprite("db-white")
+    sprite.position = (480, 120)
+    text = Text("Dragon", size=28)
+    text.position = (420, 380)
+    scene.add_object(text, "main")
+    settle()
+    pixel = rendered(window, scene)
+    assert left_half(pixel) == alone
+    assert any(pixel(x, y)[:3] == (255, 255, 255) for y in range(80, 160, 2) for x in range(440, 520, 2))
+    assert any(pixel(x, y)[:3] != (0, 0, 0) for y in range(360, 420) for x in range(420, 560))
+    scene.remove_object(text)
+    scene.remove_object(dragon)
+    sprite_database.unload()
+
+
+def test_bounding_boxes_are_outlines_a_script_can_read():
+    from libcore import Vector
+    skeleton = json.dumps({"armature": [{"name": "crate", "bone": [{"name": "lid", "transform": {"y": -5}}],
+                                         "slot": [{"name": "s", "parent": "lid"}],
+                                         "skin": [{"slot": [{"name": "s", "display": [
+                                             {"type": "boundingBox", "name": "hit", "width": 4, "height": 2}]}]}]}]})
+    assert actor_database.load_dragonbones(io.StringIO(skeleton), io.StringIO('{"width": 8, "height": 8}')) == \
+        ["crate"]
+    [(name, joint, points)] = actor_database.polygons("crate")
+    assert (name, joint) == ("hit", "lid")
+    assert points == [Vector(-2, -1), Vector(2, -1), Vector(2, 1), Vector(-2, 1)]
+    # In the armature's space through the joint's world transform.
+    lid = Actor("crate").skeleton.joints[joint]
+    assert points[0] * lid.world_transform == Vector(-2, -6)
+    assert actor_database.polygons("nobody") == []
+
+
+def skinned(actor):
+    """The first mesh's vertices skinned to the actor's pose, rounded."""
+    actor.meshes[0].transform_vertices(actor.skeleton)
+    return [(round(p.x, 3), round(p.y, 3)) for p in actor.meshes[0].positions]
+
+
+def test_deform_timelines_bend_a_mesh_between_their_keys():
+    mesh = {"type": "mesh", "name": "m", "vertices": [0, 0, 10, 0, 0, 10], "uvs": [0, 0, 1, 0, 0, 1],
+            "triangles": [0, 1, 2]}
+    skeleton = {"frameRate": 10, "armature": [{
+        "name": "jelly", "bone": [{"name": "b", "transform": {"x": 100}}], "slot": [{"name": "s", "parent": "b"}],
+        "skin": [{"slot": [{"name": "s", "display": [mesh]}]}],
+        "animation": [{"name": "wobble", "duration": 10, "playTimes": 0, "ffd": [{
+            "name": "m", "slot": "s", "frame": [{"duration": 5, "tweenEasing": 0, "offset": 3, "vertices": [8]},
+                                                {"duration": 5, "tweenEasing": 0, "offset": 2, "vertices": [4]}]}]}]}]}
+    atlas = {"width": 8, "height": 8, "SubTexture": [{"name": "m", "width": 8, "height": 8}]}
+    assert actor_database.load_dragonbones(io.StringIO(json.dumps(skeleton)), io.StringIO(json.dumps(atlas))) == \
+        ["jelly"]
+    for seconds, expected in [(0.0, [(100, 0), (110, 8), (100, 10)]), (0.25, [(100, 0), (112, 4), (100, 10)]),
+                              (0.5, [(100, 0), (114, 0), (100, 10)]), (0.75, [(100, 0), (112, 4), (100, 10)])]:
+        assert skinned(posed("jelly", "wobble", seconds)) == [pytest.approx(e, abs=1e-3) for e in expected], seconds
+    # Without the clip, no deform.
+    assert skinned(posed("jelly", None, 0.0)) == [(100, 0), (110, 0), (100, 10)]
+
+
+def test_a_script_adds_an_ik_chain_and_aims_it_at_a_point():
+    actor_database.load_dragonbones(os.path.join(EXPORTS, FILES["mecha_1502b"]))
+    actor_database.add_ik_chain("mecha_1502b", "aim", "weapon_r", "weapon_r")
+    with pytest.raises(ValueError, match="no joint 'cannon'"):
+        actor_database.add_ik_chain("mecha_1502b", "aim", "cannon", "weapon_r")
+    with pytest.raises(ValueError, match="no actor"):
+        actor_database.add_ik_chain("nobody", "aim", "weapon_r", "weapon_r")
+    mecha = posed("mecha_1502b", "walk", 0.25)
+    player = mecha.controller
+    for target in [(300, -400), (-250, 100)]:
+        player.set_ik_target("aim", target)
+        player.update(1 / 60)
+        m = list(mecha.skeleton.joints["weapon_r"].world_transform)
+        aim = math.atan2(target[1] - m[5], target[0] - m[4])
+        assert math.atan2(m[1], m[0]) == pytest.approx(aim, abs=1e-4)
+    with pytest.raises(KeyError):
+        player.set_ik_target("nothing", (0, 0))
+    # Back to its own joint, which it cannot aim at: the clip's pose stays.
+    player.clear_ik_target("aim")
+    player.update(1 / 60)
+    still = posed("mecha_1502b", "walk", 0.25 + 3 / 60)
+    assert list(mecha.skeleton.joints["weapon_r"].world_transform) == pytest.approx(
+        list(still.skeleton.joints["weapon_r"].world_transform), abs=1e-3)
+
+
+def test_draw_order_timelines_move_slots_as_the_keys_say():
+    slots = ["s%d" % i for i in range(5)]
+    skeleton = {"frameRate": 24, "armature": [{
+        "name": "deck", "bone": [{"name": "b"}], "slot": [{"name": s, "parent": "b"} for s in slots],
+        "skin": [{"slot": [{"name": s, "display": [{"name": "box"}]} for s in slots]}],
+        "animation": [{"name": "shuffle", "duration": 10, "zOrder": {"frame": [
+            {"duration": 4, "zOrder": [0, 2, 3, -2]}, {"duration": 4, "zOrder": [4, -4]}, {"duration": 2}]}}]}]}
+    atlas = {"width": 8, "height": 8, "SubTexture": [{"name": "box", "width": 8, "height": 8}]}
+    assert actor_database.load_dragonbones(io.StringIO(json.dumps(skeleton)), io.StringIO(json.dumps(atlas))) == \
+        ["deck"]
+    for frame, expected in [(0, "s1 s3 s0 s2 s4"), (5, "s4 s0 s1 s2 s3"), (9, "s0 s1 s2 s3 s4")]:
+        assert slots_of(posed("deck", "shuffle", frame / 24))[1] == expected.split(), frame
+    assert slots_of(posed("deck", None, 0.0))[1] == slots
+
+
+def test_the_drawing_follows_the_draw_order_and_additive_parts_add(window, scene, pictures):
+    from pictures import images, rendered, settle
+
+    # A picture of two 4x4 squares, red then green; each part shows the middle of one.
+    rows = [[255, 0, 0, 255] * 4 + [0, 255, 0, 255] * 4 for _ in range(4)]
+    picture = pictures.write("db_squares.png", 8, 4, rows, images.RGBA)
+    skeleton = {"frameRate": 24, "armature": [{
+        "name": "cards", "bone": [{"name": "b"}],
+        "slot": [{"name": "red", "parent": "b"}, {"name": "green", "parent": "b", "blendMode": "add"}],
+        "skin": [{"slot": [{"name": "red", "display": [{"name": "r"}]},
+                           {"name": "green", "display": [{"name": "g", "transform": {"x": 1}}]}]}],
+        "animation": [{"name": "swap", "duration": 2, "zOrder": {"frame": [{"duration": 2, "zOrder": [0, 1]}]}}]}]}
+    atlas = {"imagePath": picture, "width": 8, "height": 4, "SubTexture": [
+        {"name": "r", "x": 1, "y": 1, "width": 2, "height": 2}, {"name": "g", "x": 5, "y": 1, "width": 2, "height": 2}]}
+    assert actor_database.load_dragonbones(io.StringIO(json.dumps(skeleton)), io.StringIO(json.dumps(atlas))) == \
+        ["cards"]
+    cards = Actor("cards")
+    cards.position, cards.scale = (320, 240), (40, 40)
+    scene.add_object(cards, "main")
+    cards.controller = ActorControllerAnimation()
+    scene.update(0.0)
+    settle()
+    pixel = rendered(window, scene)
+    # Green over red where they overlap, added: yellow; red alone on the left, green on the right.
+    assert pixel(300, 240)[:3] == (255, 0, 0)
+    assert pixel(340, 240)[:3] == (255, 255, 0)
+    assert pixel(380, 240)[:3] == (0, 255, 0)
+    # Drawn in the other order, the red part covers the green one where they overlap.
+    cards.controller.play("swap")
+    scene.update(0.0)
+    pixel = rendered(window, scene)
+    assert pixel(340, 240)[:3] == (255, 0, 0)
+    scene.remove_object(cards)
+
+
+def test_ik_timelines_hold_each_keys_weight_and_bend():
+    skeleton = {"frameRate": 24, "armature": [{
+        "name": "leg", "bone": [{"name": "thigh", "length": 50}, {"name": "calf", "parent": "thigh", "length": 40,
+                                                                "transform": {"x": 50}},
+                                {"name": "goal", "transform": {"x": 60, "y": 30}}],
+        "ik": [{"name": "knee", "bone": "calf", "target": "goal", "chain": 1}],
+        "animation": [{"name": "relax", "duration": 4, "ik": [{"name": "knee", "frame": [
+            {"duration": 2, "weight": 0}, {"duration": 2, "tweenEasing": 0, "weight": 1, "bendPositive": False}]}]},
+            {"name": "still", "duration": 4}]}]}
+    assert actor_database.load_dragonbones(io.StringIO(json.dumps(skeleton)), io.StringIO("{}")) == ["leg"]
+
+    def tip_and_bend(actor):
+        joints = actor.skeleton.joints
+        t, c = list(joints["thigh"].world_transform), list(joints["calf"].world_transform)
+        bend = math.remainder(math.atan2(c[1], c[0]) - math.atan2(t[1], t[0]), 2 * math.pi)
+        return (round(c[4] + 40 * c[0], 3), round(c[5] + 40 * c[1], 3)), bend
+
+    tip, _ = tip_and_bend(posed("leg", "relax", 1 / 24))  # weight 0: the leg lies straight
+    assert tip == pytest.approx((90, 0), abs=1e-3)
+    tip, bend = tip_and_bend(posed("leg", "relax", 3 / 24))  # weight 1, bending the other way
+    assert tip == pytest.approx((60, 30), abs=1e-3) and bend < 0
+    tip, bend = tip_and_bend(posed("leg", "still", 0.0))  # the constraint's own: weight 1, bending positively
+    assert tip == pytest.approx((60, 30), abs=1e-3) and bend > 0
+
+
+def test_the_old_combined_frame_lists_play_as_the_separate_channels():
+    def export(name, bone_timeline, slot_timeline):
+        return {"frameRate": 24, "armature": [{
+            "name": name, "bone": [{"name": "b", "transform": {"x": 3}}], "slot": [{"name": "s", "parent": "b"}],
+            "skin": [{"slot": [{"name": "s", "display": [{"name": "box"}, {"name": "box"}]}]}],
+            "animation": [{"name": "go", "duration": 8, "playTimes": 0, "bone": [dict(name="b", **bone_timeline)],
+                           "slot": [dict(name="s", **slot_timeline)]}]}]}
+    new = export("new", {"translateFrame": [{"duration": 4, "tweenEasing": 0, "x": 10}, {"duration": 4, "y": 5}],
+                         "rotateFrame": [{"duration": 4, "tweenEasing": 0, "rotate": 30}, {"duration": 4}],
+                         "scaleFrame": [{"duration": 4, "tweenEasing": 0, "x": 2}, {"duration": 4}]},
+                 {"displayFrame": [{"duration": 4}, {"duration": 4, "value": 1}],
+                  "colorFrame": [{"duration": 4, "tweenEasing": 0, "value": {"aM": 50}}, {"duration": 4}]})
+    old = export("old", {"frame": [
+        {"duration": 4, "tweenEasing": 0, "transform": {"x": 10, "skX": 30, "skY": 30, "scX": 2}},
+        {"duration": 4, "transform": {"y": 5}, "event": "half"}]},
+        {"frame": [{"duration": 4, "tweenEasing": 0, "displayIndex": 0, "color": {"aM": 50}},
+                   {"duration": 4, "displayIndex": 1}]})
+    atlas = json.dumps({"width": 8, "height": 8, "SubTexture": [{"name": "box", "width": 8, "height": 8}]})
+    for export_ in (new, old):
+        actor_database.load_dragonbones(io.StringIO(json.dumps(export_)), io.StringIO(atlas))
+    for frame in (0, 2, 5):
+        a, b = posed("new", "go", frame / 24), posed("old", "go", frame / 24)
+        assert list(b.skeleton.joints["b"].world_transform) == pytest.approx(
+            list(a.skeleton.joints["b"].world_transform), abs=1e-5), frame
+        assert slots_of(b) == slots_of(a), frame
+    events = []
+    actor = posed("old", "go", 0.0)
+    player = actor.controller
+    player.on_event(lambda event, clip, layer: events.append(event))
+    player.update(5 / 24)
+    assert events == ["half"]
