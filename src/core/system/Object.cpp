@@ -35,7 +35,14 @@ void* Object::operator new(std::size_t size) {
     return block;
 }
 
-void Object::operator delete(void* block) noexcept { ::operator delete(block); }
+void Object::operator delete(void* block) noexcept {
+    // A constructor that threw never claimed its block: forget it with the block.
+    if (block == new_block) {
+        new_block = nullptr;
+        new_block_size = 0;
+    }
+    ::operator delete(block);
+}
 
 Object::Object() noexcept : on_heap_(claim_new_block(this)) { live_objects.fetch_add(1, std::memory_order_relaxed); }
 

@@ -227,6 +227,25 @@ TEST(Object, WithoutHooksNoObjectKeepsASelf) {
     EXPECT_FALSE(destroyed);
 }
 
+TEST(Object, ABlockWhoseObjectWasNeverBuiltIsNotClaimedLater) {
+    // What `new` does when the constructor's arguments throw: the block is allocated,
+    // then given back unbuilt.
+    void* block = Probe::operator new(sizeof(Probe));
+    Probe::operator delete(block);
+    // A plain struct, most likely in that very block: its member is no object made
+    // with new, and its holders must not delete it.
+    struct Plain {
+        explicit Plain(bool& destroyed) : probe(destroyed) {}
+        Probe probe;
+    };
+    bool destroyed = false;
+    auto* plain = new Plain(destroyed);
+    { const Ref<Probe> held(&plain->probe); }
+    EXPECT_FALSE(destroyed);
+    delete plain;
+    EXPECT_TRUE(destroyed);
+}
+
 TEST(Object, CountsTheLiveObjects) {
     const std::size_t before = Object::live_count();
     bool destroyed = false;
