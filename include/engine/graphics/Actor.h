@@ -111,6 +111,12 @@ public:
     /// when `debug` is set.
     void on_render() override;
 
+    /// Gives `actor` a clip player playing `clip` (from its start, looping as the clip
+    /// says) and returns the player. Installed by the clip player, which stands above
+    /// the actors; carried actors start their clips through it.
+    using ClipStarter = core::Ref<ActorController> (*)(Actor& actor, const std::string& clip);
+    static void set_clip_starter(ClipStarter starter);
+
 private:
     void make_carried();
     bool before(unsigned a, unsigned b) const;  // mesh a draws before mesh b

@@ -4,7 +4,6 @@
 #include "engine/core/Log.h"
 #include "engine/core/Ref.h"
 #include "engine/graphics/ActorController.h"
-#include "engine/graphics/ActorControllerAnimation.h"
 #include "engine/graphics/ActorData.h"
 #include "engine/graphics/ActorDatabase.h"
 #include "engine/graphics/ActorMesh.h"
@@ -61,6 +60,12 @@ Actor::Actor(const std::string& data_id) : data_id_(data_id) {
     set_z(z);
 }
 
+namespace {
+Actor::ClipStarter clip_starter = nullptr;  // installed by the clip player
+}  // namespace
+
+void Actor::set_clip_starter(ClipStarter starter) { clip_starter = starter; }
+
 // The actors each mesh carries, each riding on its joint and playing its clip. Records
 // may carry each other in a ring: past a few levels nothing more is made.
 void Actor::make_carried() {
@@ -90,10 +95,8 @@ void Actor::make_carried() {
             const ActorData* record = ActorDatabase::find_actor_data(c.id);
             const std::string clip = !c.clip.empty() ? c.clip : record ? record->default_clip : std::string();
             if (!clip.empty()) {
-                const core::Ref<ActorControllerAnimation> player = core::make_ref<ActorControllerAnimation>();
-                carried_players_.push_back(player);
-                child->set_controller(player);
-                player->play(clip);
+                // The clip player stands above the actors: it lends them its maker.
+                if (clip_starter) carried_players_.push_back(clip_starter(*child, clip));
             }
             mesh->add_scene_object(c.id, child);
         }

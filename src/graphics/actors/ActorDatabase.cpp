@@ -6,13 +6,9 @@
 #include "engine/core/Log.h"
 #include "engine/core/Ref.h"
 #include "engine/core/StringUtility.h"
-#include "engine/graphics/ActorControllerIK.h"
 #include "engine/graphics/ActorData.h"
 #include "engine/graphics/ActorMesh.h"
 #include "engine/graphics/AnimationClip.h"
-#include "engine/graphics/ActorControllerDynamics.h"
-#include "engine/graphics/ActorRigDynamics.h"
-#include "engine/graphics/ActorRigIK.h"
 #include "engine/graphics/Skeleton.h"
 #include "engine/graphics/Transform.h"
 
@@ -31,8 +27,7 @@ struct Registries {
     // Held by their users too (actors' meshes, controllers, the parser): an unload
     // forgets the names, and a record goes when its last user does.
     std::map<std::string, core::Ref<ActorData>> actors;
-    std::map<std::string, core::Ref<ActorRigIK>> ik_rigs;
-    std::map<std::string, core::Ref<ActorRigDynamics>> dynamics_rigs;
+    std::vector<ActorFileSectionKind> sections;  // registered by the subsystems that read their rigs
     unsigned long generation = 0;  // grows with every unload
 };
 
@@ -43,10 +38,8 @@ Registries& registries() {
     return *r;
 }
 
-const std::string* find(const core::XMLParser::Attributes& a, const char* key) {
-    auto it = a.find(key);
-    return it == a.end() ? nullptr : &it->second;
-}
+using Find = const std::string* (*)(const core::XMLParser::Attributes&, const char*);
+constexpr Find find = &ActorDatabaseParser::find;
 
 // Whether `end` leaves nothing but white space: the whole text was the number.
 bool only_space(const char* end) {
@@ -54,7 +47,7 @@ bool only_space(const char* end) {
     return *end == '\0';
 }
 
-std::string quoted(const std::string& s) { return "\"" + s + "\""; }
+std::string quoted(const std::string& s) { return ActorDatabaseParser::quoted(s); }
 
 template <class Map>
 std::vector<std::string> keys(const Map& map) {
@@ -68,7 +61,23 @@ std::vector<std::string> keys(const Map& map) {
 
 // Parser -----------------------------------------------------------------------------
 
-ActorDatabaseParser::ActorDatabaseParser() : generation_(registries().generation) {}
+ActorDatabaseParser::ActorDatabaseParser() : generation_(registries().generation) {
+    for (const ActorFileSectionKind& kind : registries().sections) sections_.push_back(kind.make());
+}
+
+ActorDatabaseParser::~ActorDatabaseParser() = default;
+
+const std::string* ActorDatabaseParser::find(const Attributes& a, const char* key) {
+    auto it = a.find(key);
+    return it == a.end() ? nullptr : &it->second;
+}
+
+std::string ActorDatabaseParser::quoted(const std::string& s) { return "\"" + s + "\""; }
+
+bool add_actor_file_section(const ActorFileSectionKind& kind) {
+    registries().sections.push_back(kind);
+    return true;
+}
 
 void ActorDatabaseParser::problem(const std::string& text) {
     if (problems_++ == 0) first_problem_ = "line " + std::to_string(current_line()) + ": " + text;
@@ -111,8 +120,7 @@ void ActorDatabaseParser::follow_registries() {
         blend_shape_ = nullptr;
         jiggle_ = nullptr;
         curve_ = nullptr;
-        dynamics_rig_ = nullptr;
-        ik_rig_ = nullptr;
+        for (const auto& section : sections_) section->forget();
         clip_.reset();
         clip_actor_ = nullptr;
         track_joint_ = -1;
@@ -148,18 +156,6 @@ void ActorDatabaseParser::on_element_start(const std::string& name, const Attrib
         start_vertex(a);
     else if (name == "Face")
         start_face(a);
-    else if (name == "ActorRigDynamics")
-        start_dynamics_rig(a);
-    else if (name == "RigidBody")
-        start_rigid_body(a);
-    else if (name == "ConstraintHinge" || name == "ConstraintJoint" || name == "ConstraintParent")
-        start_constraint(name, a);
-    else if (name == "ActorRigIK")
-        start_ik_rig(a);
-    else if (name == "IKHandlePosition")
-        start_ik_handle_position(a);
-    else if (name == "IKHandleRotation")
-        start_ik_handle_rotation(a);
     else if (name == "ActorClip")
         start_clip(a);
     else if (name == "ClipTrack")
@@ -170,6 +166,9 @@ void ActorDatabaseParser::on_element_start(const std::string& name, const Attrib
         start_clip_key(a);
     else if (name == "ClipEvent")
         start_clip_event(a);
+    else
+        for (const auto& section : sections_)
+            if (section->start(*this, name, a)) return;
 }
 
 void ActorDatabaseParser::on_element_end(const std::string& name) {
@@ -182,16 +181,13 @@ void ActorDatabaseParser::on_element_end(const std::string& name) {
         blend_shape_ = nullptr;
     else if (name == "Jiggle")
         jiggle_ = nullptr;
-    else if (name == "ActorRigIK")
-        ik_rig_ = nullptr;
     else if (name == "AnimCurve")
         curve_ = nullptr;
     else if (name == "ActorClip")
         end_clip();
     else if (name == "ClipTrack" || name == "PartTrack")
         track_joint_ = -1;
-    // "ActorRigDynamics" clears nothing: its rig stays current until the next one starts
-    // or the document ends, so a "RigidBody" after the end tag still joins it.
+    for (const auto& section : sections_) section->end(name);
 }
 
 void ActorDatabaseParser::start_actor_data(const Attributes& a) {
@@ -384,90 +380,6 @@ void ActorDatabaseParser::start_face(const Attributes& a) {
         mesh_->indices.push_back(std::uint16_t(read_int("Face", "vertex_indices", item)));
 }
 
-void ActorDatabaseParser::start_dynamics_rig(const Attributes& a) {
-    const std::string* id = find(a, "id");
-    if (!id) return problem("\"ActorRigDynamics\" without \"id\" (skipped)");
-    auto& rigs = registries().dynamics_rigs;
-    if (rigs.count(*id)) return problem("\"ActorRigDynamics\" " + quoted(*id) + " is loaded already (skipped)");
-    dynamics_rig_ = core::make_ref<ActorRigDynamics>();
-    rigs[*id] = dynamics_rig_;
-}
-
-void ActorDatabaseParser::start_rigid_body(const Attributes& a) {
-    if (!dynamics_rig_) return problem("\"RigidBody\" outside an \"ActorRigDynamics\"");
-    const std::string* id = find(a, "id");
-    if (!id) return problem("\"RigidBody\" without \"id\" (skipped)");
-    DynamicsRigidBody* body = dynamics_rig_->add_rigid_body(*id);
-    if (!body) return problem("\"RigidBody\" " + quoted(*id) + " is taken (skipped)");
-    if (const std::string* v = find(a, "position")) body->position = core::Vector<float>(*v);
-    if (const std::string* v = find(a, "mass")) body->mass = read_float("RigidBody", "mass", *v);
-    if (const std::string* v = find(a, "damping")) body->damping = read_float("RigidBody", "damping", *v);
-}
-
-void ActorDatabaseParser::start_constraint(const std::string& name, const Attributes& a) {
-    if (!dynamics_rig_) return problem(quoted(name) + " outside an \"ActorRigDynamics\"");
-    if (name == "ConstraintHinge") {
-        const std::string* body_0 = find(a, "body_0_id");
-        const std::string* body_1 = find(a, "body_1_id");
-        if (!body_0 || !body_1) return problem("\"ConstraintHinge\" without \"body_0_id\" or \"body_1_id\" (skipped)");
-        DynamicsConstraintHinge* hinge = dynamics_rig_->add_hinge_constraint(*body_0, *body_1);
-        if (const std::string* v = find(a, "rotation_constraint")) {
-            const core::Vector<float> limits(*v);
-            hinge->set_limits(limits.x, limits.y);
-        }
-        return;
-    }
-    const std::string* body = find(a, "body_id");
-    const std::string* joint = find(a, "joint_id");
-    if (!body || !joint) return problem(quoted(name) + " without \"body_id\" or \"joint_id\" (skipped)");
-    // The two kinds take their names in opposite orders, joint first for a joint
-    // constraint and body first for a parent constraint.
-    if (name == "ConstraintJoint")
-        dynamics_rig_->add_joint_constraint(*joint, *body);
-    else
-        dynamics_rig_->add_parent_constraint(*body, *joint);
-}
-
-void ActorDatabaseParser::start_ik_rig(const Attributes& a) {
-    const std::string* id = find(a, "id");
-    if (!id) return problem("\"ActorRigIK\" without \"id\" (skipped with its contents)");
-    auto& rigs = registries().ik_rigs;
-    if (rigs.count(*id))
-        return problem("\"ActorRigIK\" " + quoted(*id) + " is loaded already (skipped with its contents)");
-    ik_rig_ = core::make_ref<ActorRigIK>();
-    rigs[*id] = ik_rig_;
-}
-
-void ActorDatabaseParser::start_ik_handle_position(const Attributes& a) {
-    if (!ik_rig_) return problem("\"IKHandlePosition\" outside an \"ActorRigIK\"");
-    const std::string* effector = find(a, "effector_id");
-    const std::string* type = find(a, "type");
-    if (!effector || !type) return problem("\"IKHandlePosition\" without \"effector_id\" or \"type\" (skipped)");
-    IKHandlePosition* handle = ik_rig_->add_position_handle(*effector, *type);
-    if (!handle)
-        return problem("\"IKHandlePosition\" " + quoted(*effector) + ": the effector is taken or the type " +
-                       quoted(*type) + " is not point, aim, chain or spine (skipped)");
-    if (const std::string* v = find(a, "chain_offset"))
-        handle->set_chain_offset(read_float("IKHandlePosition", "chain_offset", *v));
-    if (const std::string* v = find(a, "spine_offset"))
-        handle->set_spine_offset(read_float("IKHandlePosition", "spine_offset", *v));
-    if (const std::string* v = find(a, "direction"))
-        if (!handle->set_direction(read_int("IKHandlePosition", "direction", *v)))
-            problem("\"IKHandlePosition\" " + quoted(*effector) + " direction=" + quoted(*v) +
-                    " is not 1 or -1 (kept at 1)");
-    if (const std::string* v = find(a, "bind_position")) handle->set_bind_position(core::Vector<float>(*v));
-}
-
-void ActorDatabaseParser::start_ik_handle_rotation(const Attributes& a) {
-    if (!ik_rig_) return problem("\"IKHandleRotation\" outside an \"ActorRigIK\"");
-    const std::string* joint = find(a, "joint_id");
-    if (!joint) return problem("\"IKHandleRotation\" without \"joint_id\" (skipped)");
-    IKHandleRotation* handle = ik_rig_->add_rotation_handle(*joint);
-    if (!handle) return problem("\"IKHandleRotation\" " + quoted(*joint) + " is taken (skipped)");
-    if (const std::string* v = find(a, "bind_rotation"))
-        handle->set_bind_rotation(read_float("IKHandleRotation", "bind_rotation", *v));
-}
-
 // Clips: each is checked as it is read and stored whole at its end tag; a key, track
 // or event that cannot be used is skipped and counted, the rest of the clip kept.
 void ActorDatabaseParser::start_clip(const Attributes& a) {
@@ -625,11 +537,8 @@ void unload() {
     // Moved out first: a skeleton's script subclass may run code while it goes. Records
     // still in use (by actors' meshes, controllers) stay with their users.
     auto actors = std::move(r.actors);
-    auto ik_rigs = std::move(r.ik_rigs);
-    auto dynamics_rigs = std::move(r.dynamics_rigs);
     r.actors.clear();
-    r.ik_rigs.clear();
-    r.dynamics_rigs.clear();
+    for (const ActorFileSectionKind& kind : r.sections) kind.unload();
 }
 
 unsigned long generation() { return registries().generation; }
@@ -640,21 +549,7 @@ ActorData* find_actor_data(const std::string& id) {
     return it == m.end() ? nullptr : it->second.get();
 }
 
-ActorRigIK* find_ik_rig(const std::string& id) {
-    auto& m = registries().ik_rigs;
-    auto it = m.find(id);
-    return it == m.end() ? nullptr : it->second.get();
-}
-
-ActorRigDynamics* find_dynamics_rig(const std::string& id) {
-    auto& m = registries().dynamics_rigs;
-    auto it = m.find(id);
-    return it == m.end() ? nullptr : it->second.get();
-}
-
 std::vector<std::string> actor_data_ids() { return keys(registries().actors); }
-std::vector<std::string> ik_rig_ids() { return keys(registries().ik_rigs); }
-std::vector<std::string> dynamics_rig_ids() { return keys(registries().dynamics_rigs); }
 
 }  // namespace ActorDatabase
 }  // namespace engine::graphics

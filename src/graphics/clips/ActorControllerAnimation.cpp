@@ -668,4 +668,18 @@ void ActorControllerAnimation::deliver() {
     pending_.clear();
 }
 
+namespace {
+
+// How an actor carried by another starts its clip (see Actor::set_clip_starter).
+core::Ref<ActorController> start_clip(Actor& actor, const std::string& clip) {
+    const core::Ref<ActorControllerAnimation> player = core::make_ref<ActorControllerAnimation>();
+    actor.set_controller(player);
+    player->play(clip);
+    return player;
+}
+
+const bool clip_starter_installed = (Actor::set_clip_starter(&start_clip), true);
+
+}  // namespace
+
 }  // namespace engine::graphics
