@@ -12,8 +12,9 @@ namespace engine::graphics {
 
 /// A node of a 2D transform hierarchy: position, rotation and scale relative to a
 /// parent, with lazily rebuilt local and world matrices, rotation limits and a bind
-/// pose. Parent and child links are non-owning: destroying a transform detaches it
-/// from its parent and detaches its children, which live on without a parent. Script
+/// pose. Parent and child links are weak (`core::WeakRef`): neither end keeps the other,
+/// a link reads null once its transform is going away, and a transform that goes
+/// leaves its parent and leaves its children without a parent. Script
 /// thread only (the thread that imported libgraphics and owns the GL context).
 ///
 ///     Transform arm, hand;
@@ -107,8 +108,9 @@ public:
     static std::uint64_t get_change_count() { return change_count_; }
     static void note_change() { ++change_count_; }
 
-    Transform* get_parent() const { return parent_; }
-    const std::vector<Transform*>& get_children() const { return children_; }
+    Transform* get_parent() const { return parent_.get(); }
+    /// Weak links, in order of attachment; each reads as its transform.
+    const std::vector<core::WeakRef<Transform>>& get_children() const { return children_; }
 
     /// Makes `child` the last child of this transform, taking it from any parent it has
     /// (this one included). `child` must not be this transform or one of its ancestors.
@@ -126,6 +128,8 @@ protected:
     float constrain_rotation(float angle) const;
 
 private:
+    /// Drops the link to `child` (alive or on its way out) from the children.
+    void forget_child(const Transform* child);
     void update_local() const;
     void update_world() const;
     void update_world_from_parent() const;  // the parent's world caches are clean
@@ -147,9 +151,9 @@ private:
     float max_rotation_ = kDefaultRotationLimit;   // upper rotation limit
     float bind_rotation_ = 0.0f;                   // rotation of the bind pose
     core::Matrix bind_transform_;                  // inverse bind matrix
-    Transform* parent_ = nullptr;                  // non-owning
+    core::WeakRef<Transform> parent_;              // null once the parent is gone
     static inline std::uint64_t change_count_ = 0;  // see get_change_count
-    std::vector<Transform*> children_;             // non-owning, in order of attachment
+    std::vector<core::WeakRef<Transform>> children_;  // in order of attachment
 };
 
 }  // namespace engine::graphics

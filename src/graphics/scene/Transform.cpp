@@ -33,7 +33,7 @@ Transform::Transform(const Transform& other)
       max_rotation_(other.max_rotation_),
       bind_rotation_(other.bind_rotation_),
       bind_transform_(other.bind_transform_) {
-    if (other.parent_) other.parent_->attach(this);
+    if (Transform* parent = other.parent_.get()) parent->attach(this);
 }
 
 Transform& Transform::operator=(const Transform& other) {
@@ -49,8 +49,22 @@ Transform& Transform::operator=(const Transform& other) {
 }
 
 Transform::~Transform() {
-    if (parent_) parent_->detach(this);
-    while (!children_.empty()) detach(children_.back());
+    // Both ends of a link are weak: a transform going away (its links to itself read
+    // null already) leaves its parent's children, and its children live on parentless.
+    if (Transform* parent = parent_.get()) parent->forget_child(this);
+    std::vector<core::WeakRef<Transform>> children;
+    children.swap(children_);
+    for (Transform* child : children) {
+        if (!child) continue;
+        child->parent_.reset();
+        child->dirty_transform();
+    }
+}
+
+void Transform::forget_child(const Transform* child) {
+    auto it = std::find_if(children_.begin(), children_.end(),
+                           [&](const core::WeakRef<Transform>& link) { return link.is(child); });
+    if (it != children_.end()) children_.erase(it);
 }
 
 void Transform::set_position(const Vector<float>& position) {
@@ -252,7 +266,7 @@ void Transform::dirty_transform() {
         t->world_dirty_ = true;
         Transform* next = nullptr;
         for (Transform* child : t->children_) {
-            if (child->world_dirty_) continue;
+            if (!child || child->world_dirty_) continue;  // null: a child on its way out
             if (!next) {
                 next = child;
                 continue;
@@ -270,16 +284,16 @@ void Transform::dirty_transform() {
 }
 
 void Transform::attach(Transform* child) {
-    if (child->parent_) child->parent_->detach(child);
+    if (Transform* parent = child->parent_.get()) parent->detach(child);
     child->parent_ = this;
-    children_.push_back(child);
+    children_.emplace_back(child);
     child->dirty_transform();
 }
 
 void Transform::detach(Transform* child) {
-    if (child->parent_ != this) return;
-    child->parent_ = nullptr;
-    children_.erase(std::find(children_.begin(), children_.end(), child));
+    if (!child->parent_.is(this)) return;
+    child->parent_.reset();
+    forget_child(child);
     child->dirty_transform();
 }
 

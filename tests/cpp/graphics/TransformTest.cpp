@@ -404,3 +404,24 @@ TEST(Transform, InheritanceChangeDirtiesAndExtraBitsAreIgnored) {
     child.set_inheritance(Transform::inherit_translation);
     EXPECT_TRUE(child.is_world_dirty());
 }
+
+TEST(Transform, ParentAndChildLinksAreWeakBothWays) {
+    using engine::core::make_ref;
+    engine::core::Ref<Transform> parent = make_ref<Transform>();
+    engine::core::Ref<Transform> child = make_ref<Transform>();
+    parent->attach(child);
+    EXPECT_EQ(parent->get_ref_count(), 1);  // neither end keeps the other
+    EXPECT_EQ(child->get_ref_count(), 1);
+    ASSERT_EQ(parent->get_children().size(), 1u);
+    EXPECT_EQ(parent->get_children()[0].get(), child.get());
+    child.reset();  // leaves its parent's children
+    EXPECT_TRUE(parent->get_children().empty());
+
+    child = make_ref<Transform>();
+    parent->attach(child);
+    child->set_position({1, 2});
+    parent->set_position({10, 0});
+    parent.reset();  // the child lives on, parentless, at its own place
+    EXPECT_EQ(child->get_parent(), nullptr);
+    EXPECT_EQ(child->get_world_position(), Vector<float>(1, 2));
+}
