@@ -12,32 +12,14 @@ import pytest
 
 from libgraphics import Actor, Scene, SceneLayer, SceneObject, Sprite, Text, Transform, actor_database, sprite_database
 
+from boxes import box, box_scene
+
 INF, NAN = float("inf"), float("nan")
 
 
 @pytest.fixture
 def scene(gl):
-    gc.collect()  # an earlier test's scene destroyed later would leave none current
-    s = Scene()
-    s.add_layer(SceneLayer("main", 0, 0, True))
-    s.add_layer(SceneLayer("shots", 1, 0, True))
-    sprite_database.unload()
-    sprite_database.add("box", dimensions=(20, 20), origin=(10, 10), layer="main")
-    yield s
-    for i in range(s.get_num_layers()):
-        for o in list(s.get_layer(i).objects):
-            s.remove_object(o)
-    sprite_database.unload()
-    actor_database.unload()
-
-
-def box(position, layer="main", **properties):
-    sprite = Sprite("box")
-    sprite.layer = layer
-    sprite.position = position
-    for name, value in properties.items():
-        setattr(sprite, name, value)
-    return sprite
+    yield from box_scene("shots")
 
 
 # a.overlaps(b) -----------------------------------------------------------------------

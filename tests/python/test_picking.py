@@ -2,46 +2,26 @@
 window coordinates, against what each kind of object draws (sprites under rotation,
 scale, flips and parents, text boxes, actor triangles and outlines, framebuffer
 displays), read back in pixels where the point is a drawn pixel."""
-import gc
 import io
 import math
 
 import pytest
 
 import libcore
-import libgraphics
 from libcore import Vector
 from libgraphics import (Actor, Framebuffer, FramebufferDisplay, ParticleSystem, Scene, SceneLayer, SceneObject,
                          Sprite, Text, Texture, Transform, actor_database, sprite_database)
 
 from pictures import images, rendered
 
+from boxes import box, box_scene
+
 INF, NAN = float("inf"), float("nan")
 
 
 @pytest.fixture
 def scene(gl, pictures):
-    gc.collect()  # an earlier test's scene destroyed later would leave none current
-    s = Scene()
-    s.add_layer(SceneLayer("main", 0, 0, True))
-    s.add_layer(SceneLayer("top", 1, 0, True))
-    sprite_database.unload()
-    sprite_database.add("box", dimensions=(20, 20), origin=(10, 10), layer="main")
-    yield s
-    for i in range(s.get_num_layers()):
-        for o in list(s.get_layer(i).objects):
-            s.remove_object(o)
-    sprite_database.unload()
-    actor_database.unload()
-
-
-def box(position, layer="main", **properties):
-    sprite = Sprite("box")
-    sprite.layer = layer
-    sprite.position = position
-    for name, value in properties.items():
-        setattr(sprite, name, value)
-    return sprite
+    yield from box_scene("top")
 
 
 # Sprites -------------------------------------------------------------------------------
