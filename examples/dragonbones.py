@@ -2,7 +2,8 @@
 folder or its *_ske.json on the command line (the mecha by default). The right and
 left arrows play the next and the previous animation, space pauses, escape quits.
 Joints named by --aim (the mecha's weapons by default, where the character has them)
-aim at the mouse through IK chains added to the record, while the clips play.
+aim at the mouse while the clips play: each gets an aim handle in the character's IK
+rig and a target that the mouse moves.
 
     python3 dragonbones.py ../data/dragonbones/dragon
 """
@@ -12,7 +13,8 @@ import os
 
 import libgraphics
 from libcore import Vector
-from libgraphics import Actor, ActorControllerAnimation, SceneLayer, Text, actor_database
+from libgraphics import (Actor, ActorControllerAnimation, IKConstraintPositionFixed, SceneLayer, Text,
+                         actor_database)
 from libwindow import key
 
 from _common import open_window
@@ -47,15 +49,27 @@ def fit(actor):
 
 
 class Player(libgraphics.SceneObject):
-    """Reads the keys each frame and plays the chosen animation; aims the chains in
+    """Reads the keys each frame and plays the chosen animation; aims the joints in
     `aims` at the mouse."""
 
     def __init__(self, window, actor, label, aims=()):
         super().__init__()
-        self.window, self.actor, self.label, self.aims = window, actor, label, aims
+        self.window, self.actor, self.label = window, actor, label
         self.clips = actor_database.clip_ids(actor.data_id)
         self.anim = ActorControllerAnimation()
         actor.controller = self.anim
+        # The character's own IK (its legs) comes with the player; each aiming joint
+        # gets a handle that turns it to point at a target, and the target follows the mouse.
+        self.mouse = IKConstraintPositionFixed((0, 0))
+        ik = self.anim.ik
+        if aims and (ik is None or ik.rig is None):
+            print(f"{actor.data_id} has no IK rig: --aim is ignored")
+            aims = ()
+        for joint in aims:
+            if joint not in [ik.rig.position_handles[i].effector_id for i in range(len(ik.rig.position_handles))]:
+                ik.rig.position_handles.add(joint, "aim", bone_length=0)
+            ik.set_position_constraint(joint, self.mouse)
+        self.aims = aims
         # The usual resting animation first, when there is one.
         rest = [i for i, name in enumerate(self.clips) if name in ("idle", "stand", "walk")]
         self.index, self.paused, self.held = (rest[0] if rest else 0), False, set()
@@ -83,9 +97,7 @@ class Player(libgraphics.SceneObject):
         if self.aims:
             # The mouse in the actor's own space, where its joints are.
             m = self.window.mouse_position
-            mouse = Vector(m.x, m.y) * self.actor.world_transform.inverse()
-            for chain in self.aims:
-                self.anim.set_ik_target(chain, mouse)
+            self.mouse.position = Vector(m.x, m.y) * self.actor.world_transform.inverse()
         if self.pressed(key.RIGHT) and self.clips:
             self.index = (self.index + 1) % len(self.clips)
             self.play()
@@ -114,11 +126,7 @@ def main():
         raise SystemExit(f"{args.export}: no armature could be loaded")
     character = main_armature(ids)
     joints = actor_database.get_skeleton(character).joints
-    aims = []
-    for joint in filter(None, args.aim.split(",")):
-        if joint in joints:
-            actor_database.add_ik_chain(character, "aim " + joint, joint, joint)
-            aims.append("aim " + joint)
+    aims = [joint for joint in filter(None, args.aim.split(",")) if joint in joints]
     if args.mouse:
         x, y = (int(v) for v in args.mouse.split(","))
         window.post_event("mouse_move", position=(x, y))

@@ -257,29 +257,112 @@ def test_deform_timelines_bend_a_mesh_between_their_keys():
     assert skinned(posed("jelly", None, 0.0)) == [(100, 0), (110, 0), (100, 10)]
 
 
-def test_a_script_adds_an_ik_chain_and_aims_it_at_a_point():
+def walking_mecha(seconds=0.25):
     actor_database.load_dragonbones(os.path.join(EXPORTS, FILES["mecha_1502b"]))
-    actor_database.add_ik_chain("mecha_1502b", "aim", "weapon_r", "weapon_r")
-    with pytest.raises(ValueError, match="no joint 'cannon'"):
-        actor_database.add_ik_chain("mecha_1502b", "aim", "cannon", "weapon_r")
-    with pytest.raises(ValueError, match="no actor"):
-        actor_database.add_ik_chain("nobody", "aim", "weapon_r", "weapon_r")
-    mecha = posed("mecha_1502b", "walk", 0.25)
-    player = mecha.controller
-    for target in [(300, -400), (-250, 100)]:
-        player.set_ik_target("aim", target)
-        player.update(1 / 60)
+    return posed("mecha_1502b", "walk", seconds)
+
+
+def pose_of(actor, joints):
+    """The joints' world matrices, one flat list."""
+    return [v for j in joints for v in actor.skeleton.joints[j].world_transform]
+
+
+def test_ik_constraints_are_an_ik_rig_whose_handles_follow_their_target_joints():
+    from libgraphics import ActorControllerIK, IKConstraintPositionHold
+    mecha = walking_mecha()
+    ik = mecha.controller.ik
+    assert isinstance(ik, ActorControllerIK) and ik.actor is mecha
+    handles = [ik.rig.position_handles[i] for i in range(len(ik.rig.position_handles))]
+    assert len(handles) == 2  # the mecha's two leg constraints
+    for handle in handles:
+        assert handle.type == "chain" and handle.bone_length > 0 and handle.weight == 1.0
+        assert handle.driver_id == "" or handle.driver_id.startswith("~ik")
+        constraint = ik.get_position_constraint(handle.effector_id)
+        assert isinstance(constraint, IKConstraintPositionHold)
+        assert constraint.transform is mecha.skeleton.joints[handle.target_id]
+        assert constraint.weight == 1.0
+    # Its rig is the database's, under the armature's id, like any IK rig.
+    assert "mecha_1502b" in actor_database.ik_rig_ids()
+
+
+def test_without_its_ik_controller_the_legs_follow_the_clip_alone():
+    from libgraphics import ActorControllerIK
+    with_ik = walking_mecha()
+    legs = [h.effector_id for h in (with_ik.controller.ik.rig.position_handles[i] for i in range(2))]
+    plain = posed("mecha_1502b", "walk", 0.0)
+    plain.controller.ik = None
+    plain.controller.update(0.25)
+    assert pose_of(plain, legs) != pytest.approx(pose_of(with_ik, legs), abs=1e-3)
+    # A new controller finds the rig; following the targets is the character's own IK again.
+    again = posed("mecha_1502b", "walk", 0.0)
+    again.controller.ik = ActorControllerIK()
+    again.controller.ik.follow_targets()
+    again.controller.update(0.25)
+    assert pose_of(again, legs) == pytest.approx(pose_of(with_ik, legs), abs=1e-4)
+    with pytest.raises(TypeError, match="ActorControllerIK or None"):
+        again.controller.ik = 5
+
+
+def test_a_constraint_at_weight_zero_leaves_its_limb_to_the_clip():
+    with_ik = walking_mecha(0.0)
+    handle = with_ik.controller.ik.rig.position_handles[0]
+    limb = [handle.effector_id]
+    with_ik.controller.ik.get_position_constraint(handle.effector_id).weight = 0.0
+    with_ik.controller.update(0.25)
+    plain = posed("mecha_1502b", "walk", 0.0)
+    plain.controller.ik = None
+    plain.controller.update(0.25)
+    assert pose_of(with_ik, limb) == pytest.approx(pose_of(plain, limb), abs=1e-4)
+    with pytest.raises(ValueError, match="within 0..1"):
+        with_ik.controller.ik.get_position_constraint(handle.effector_id).weight = float("nan")
+
+
+def test_a_script_adds_an_aim_handle_and_points_the_gun_with_a_constraint():
+    from libgraphics import IKConstraintPositionFixed
+    mecha = walking_mecha()
+    ik = mecha.controller.ik
+    gun = ik.rig.position_handles.add("weapon_r", "aim", bone_length=0)
+    assert (gun.effector_id, gun.type, gun.bone_length, gun.target_id) == ("weapon_r", "aim", 0.0, "")
+    with pytest.raises(ValueError, match="has a handle already"):
+        ik.rig.position_handles.add("weapon_r", "aim")
+    with pytest.raises(ValueError, match="not point, aim, chain or spine"):
+        ik.rig.position_handles.add("weapon_l", "wave")
+    with pytest.raises(ValueError, match="bone_length"):
+        ik.rig.position_handles.add("weapon_l", "aim", bone_length=float("inf"))
+    target = IKConstraintPositionFixed((0, 0))
+    ik.set_position_constraint("weapon_r", target)
+    for point in [(300, -400), (-250, 100)]:
+        target.position = point
+        mecha.controller.update(1 / 60)
         m = list(mecha.skeleton.joints["weapon_r"].world_transform)
-        aim = math.atan2(target[1] - m[5], target[0] - m[4])
-        assert math.atan2(m[1], m[0]) == pytest.approx(aim, abs=1e-4)
-    with pytest.raises(KeyError):
-        player.set_ik_target("nothing", (0, 0))
-    # Back to its own joint, which it cannot aim at: the clip's pose stays.
-    player.clear_ik_target("aim")
-    player.update(1 / 60)
+        assert math.atan2(m[1], m[0]) == pytest.approx(math.atan2(point[1] - m[5], point[0] - m[4]), abs=1e-4)
+    # Without its constraint the handle is not solved: the clip's pose stays. Another
+    # mecha made now shares the rig, and its new handle has no constraint either.
+    ik.remove_position_constraint("weapon_r")
+    mecha.controller.update(1 / 60)
     still = posed("mecha_1502b", "walk", 0.25 + 3 / 60)
-    assert list(mecha.skeleton.joints["weapon_r"].world_transform) == pytest.approx(
-        list(still.skeleton.joints["weapon_r"].world_transform), abs=1e-3)
+    assert still.controller.ik.get_position_constraint("weapon_r") is None
+    assert pose_of(mecha, ["weapon_r"]) == pytest.approx(pose_of(still, ["weapon_r"]), abs=1e-3)
+
+
+def test_a_target_that_drops_its_controller_while_asked_breaks_nothing():
+    from libgraphics import IKConstraintPosition
+    mecha = walking_mecha()
+    walk = mecha.controller
+    leg = walk.ik.rig.position_handles[0].effector_id
+
+    class Leaving(IKConstraintPosition):
+        def get_position(self):
+            walk.ik.remove_position_constraint(leg)
+            walk.ik = None
+            mecha.controller = None
+            return (10, 10)
+
+    walk.ik.set_position_constraint(leg, Leaving())
+    walk.update(1 / 60)
+    assert walk.ik is None and mecha.controller is None
+    gc.collect()
+    walk.update(1 / 60)  # an actor-less player does nothing
 
 
 def test_draw_order_timelines_move_slots_as_the_keys_say():

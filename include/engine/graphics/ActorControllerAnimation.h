@@ -3,7 +3,6 @@
 #include "engine/core/Vector.h"
 #include "engine/graphics/ActorController.h"
 #include "engine/graphics/AnimationClip.h"
-#include "engine/graphics/ActorIKChain.h"
 
 #include <functional>
 #include <memory>
@@ -12,14 +11,16 @@
 
 namespace engine::graphics {
 
+class ActorControllerIK;
 class Skeleton;
 
 /// Plays the actor's clips (the actor database's clips of its data id) on layers:
 /// each layer has a current clip, the clip it fades out from, a queued clip, a weight,
 /// an optional joint mask and an additive mode. Layers apply in index order on top of
 /// the setup pose; the joints it ever drove are written each frame the pose changes.
-/// The record's IK chains (an imported character's) then turn their joints towards
-/// their targets, each time the pose is written.
+/// Its IK controller (`get_ik`), when it has one, then solves the actor's IK rig each
+/// time the pose is written; it makes one itself for a rig that is posed with clips (an
+/// imported character's).
 /// Callbacks are called from `update` (during scene.update), after the pose is
 /// written. An "unload" of the database stops every layer (the pose stays as it was);
 /// another actor (or skeleton) starts it afresh, while the same one told again keeps it.
@@ -79,11 +80,12 @@ public:
     void set_finished_callback(FinishedCallback callback) { on_finished_ = std::move(callback); }
     const FinishedCallback& get_finished_callback() const { return on_finished_; }
 
-    /// Aims the record's IK chain `name` at `point` (the actor's skeleton space) instead
-    /// of its target joint, from the next update on; false for an unknown chain.
-    bool set_ik_target(const std::string& name, const core::Vector<float>& point);
-    /// Back to the chain's target joint; false for an unknown chain.
-    bool clear_ik_target(const std::string& name);
+    /// The IK controller solved after each pose, or null. Told of the actor, it finds
+    /// the rig; it lives as long as this controller holds it.
+    ActorControllerIK* get_ik() const { return ik_.get(); }
+    /// Replaces it (null: no IK). The new one is told the actor; its constraints are
+    /// the caller's to set (`set_bind_pose` follows the rig's targets).
+    void set_ik(ActorControllerIK* ik);
 
     /// The clip named `clip` of the actor, or null.
     const AnimationClip* find_clip(const std::string& clip) const;
@@ -144,7 +146,8 @@ private:
     void apply_snapshot(float weight);
     void fetch_joints() const;
     bool write();
-    bool solve_ik();
+    bool solve_ik(float dt);
+    void find_ik_joints();
     void pose_parts();
     void part(const Play& play, float weight);
     void deliver();
@@ -165,9 +168,9 @@ private:
     std::vector<Pose> part_colour_;
     std::vector<signed char> shown_visible_;
     std::vector<Pose> shown_colour_;
-    std::vector<ActorIKChain> ik_;                // the record's IK chains, solved after each pose
-    std::vector<core::Vector<float>> ik_points_;  // per chain: a script's target point
-    std::vector<unsigned char> ik_pointed_;       // per chain: aim at ik_points_, not the target joint
+    core::Ref<ActorControllerIK> ik_;             // solved after each pose; null: none
+    std::vector<unsigned> ik_joints_;             // joints its rig may turn, written every pose
+    unsigned ik_handles_ = 0;                     // the rig's handle count ik_joints_ was found for
     std::vector<Pending> pending_;                // crossed this frame, told after the pose is written
     EventCallback on_event_;                      // script's, or null
     FinishedCallback on_finished_;                // script's, or null

@@ -9,6 +9,7 @@
 namespace engine::graphics {
 
 class ActorRigIK;
+class IKHandlePosition;
 class IKConstraintPosition;
 class IKConstraintRotation;
 
@@ -56,6 +57,11 @@ public:
     /// class factory ("IKConstraintPositionFixed", "IKConstraintRotationFixed"). Nothing
     /// without a rig.
     void set_bind_pose();
+    /// For every position handle that names a target joint, a constraint following
+    /// that joint ("IKConstraintPositionHold", with the handle's weight); the other
+    /// handles keep what they have. This is an imported character's own IK, which its
+    /// clip players set up. Nothing without a rig.
+    void follow_targets();
 
     bool is_ignoring_chain_offsets() const { return ignoring_chain_offsets_; }
     void set_ignoring_chain_offsets(bool ignore) { ignoring_chain_offsets_ = ignore; }
@@ -65,6 +71,7 @@ protected:
 
 private:
     void release(core::Ref<const core::Object> constraint);
+    void set_handle_constraint(const IKHandlePosition& handle, bool targets_only);
     void finish_stepping();
 
     core::Ref<ActorRigIK> rig_;                                          // the actor's record; kept across unloads

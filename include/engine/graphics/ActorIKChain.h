@@ -1,24 +1,19 @@
 #pragma once
 
-#include "engine/core/Vector.h"
-
+#include <cmath>
 #include <string>
 
 namespace engine::graphics {
 
-class Skeleton;
-
-/// A limb that turns to reach a target joint (an imported character's IK constraint):
-/// one joint aiming at the target, or a two-joint chain (root and end) bending at the
-/// end joint's origin. It works on world poses after the animated pose is written, and
-/// changes only local rotations, so the next pose written starts from the animation
-/// again. Held by value in its ActorData; script thread only.
-///
-///     ActorIKChain leg{"leg", thigh, calf, foot_target, 80.0f};
-///     leg.solve(skeleton);   // after each pose
+/// An IK constraint an imported character describes (a DragonBones "ik" entry): one
+/// joint aiming at a target joint, or a two-joint chain (the end joint's parent and the
+/// end joint) whose end joint's tip reaches it. Held by value in its ActorData; when
+/// the record is entered in the actor database, its chains become the position handles
+/// of an IK rig under the same id (ActorRigIK), which clip players solve after each
+/// pose. Script thread only.
 struct ActorIKChain {
     std::string name;           // the constraint's name
-    int root = -1;              // first joint of a two-joint chain; -1: the end joint aims alone
+    int root = -1;              // the end joint's parent for a two-joint chain; -1: the end joint aims alone
     unsigned end = 0;           // the joint that reaches (its origin bends, its x axis aims)
     unsigned target = 0;        // the joint whose world position is the goal
     float length = 0.0f;        // the end joint's length along its x axis, skeleton units
@@ -26,18 +21,17 @@ struct ActorIKChain {
     float weight = 1.0f;        // 0: the animated pose, 1: the full solution
     int driver = -1;            // a joint whose rotation a clip keys to change weight and bend; -1: none
 
-    /// Turns the joints towards the target joint, or towards `point` (skeleton space)
-    /// when given; false (nothing changed) when a joint is missing, the pose is not
-    /// finite, or a lone joint's target is its own origin. Allocates nothing.
-    bool solve(Skeleton& skeleton, const core::Vector<float>* point = nullptr) const;
-    /// The same with the weight and bend given (what the driver joint says, see
-    /// `drive`).
-    bool solve(Skeleton& skeleton, const core::Vector<float>* point, float weight, bool bend_positive) const;
-
     /// A driver joint's rotation for a weight in 0..1 and a bend: 1 + weight, negative
-    /// for a negative bend. A rotation within 0.5 of 0 (the driver at rest) leaves the
-    /// chain's own weight and bend.
+    /// for a negative bend.
     static float drive(float weight, bool bend_positive) { return (bend_positive ? 1.0f : -1.0f) * (1.0f + weight); }
+    /// The weight and bend a driver joint's rotation says; false for a rotation within
+    /// 0.5 of 0 (the driver at rest), which leaves the constraint's own.
+    static bool driven(float rotation, float& weight, bool& bend_positive) {
+        if (!(std::fabs(rotation) >= 0.5f)) return false;
+        weight = std::fmin(std::fmax(std::fabs(rotation) - 1.0f, 0.0f), 1.0f);
+        bend_positive = rotation > 0.0f;
+        return true;
+    }
 };
 
 }  // namespace engine::graphics

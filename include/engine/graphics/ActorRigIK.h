@@ -31,6 +31,12 @@ public:
     IKHandleRotation* get_rotation_handle(unsigned index) const;
     IKHandleRotation* get_rotation_handle(const std::string& joint_id) const;
 
+    /// Whether clip players solve the rig after each pose (ActorControllerAnimation makes
+    /// itself an ActorControllerIK at its bind pose). Set on rigs built from imported
+    /// characters, whose clips are made to play with their IK; false by default.
+    bool is_posed_with_clips() const { return posed_with_clips_; }
+    void set_posed_with_clips(bool with_clips) { posed_with_clips_ = with_clips; }
+
     /// Solves every handle that has a constraint on `controller`: the rotation handles
     /// first, then the enabled position handles, each in rig order, against the
     /// controller's actor's skeleton. True when any joint moved. A rotation handle whose
@@ -41,6 +47,7 @@ public:
 private:
     std::vector<std::unique_ptr<IKHandlePosition>> position_handles_;  // document order
     std::vector<std::unique_ptr<IKHandleRotation>> rotation_handles_;  // document order
+    bool posed_with_clips_ = false;                                     // clip players solve it
 };
 
 }  // namespace engine::graphics

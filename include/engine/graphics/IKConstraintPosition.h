@@ -25,10 +25,15 @@ public:
     /// Mirrors a chain's bend.
     bool is_reversed() const { return reversed_; }
     void set_reversed(bool reversed) { reversed_ = reversed; }
+    /// How much of the solution replaces the pose, 0..1: 1 (the default) poses the
+    /// limb wholly, 0 leaves the pose alone. Refused (false, kept) outside 0..1 or NaN.
+    float get_weight() const { return weight_; }
+    bool set_weight(float weight);
 
 private:
     bool enabled_ = true;    // solved only when true
     bool reversed_ = false;  // flips a chain's bend direction
+    float weight_ = 1.0f;    // mix of the solution into the pose
 };
 
 }  // namespace engine::graphics

@@ -527,7 +527,10 @@ bool add_actor_data(core::Ref<ActorData> data) {
     auto& actors = registries().actors;
     const std::string id = data->get_id();
     if (actors.count(id)) return false;
+    const ActorData& entered = *data;
     actors[id] = std::move(data);
+    for (const ActorFileSectionKind& kind : registries().sections)
+        if (kind.entered) kind.entered(entered);
     return true;
 }
 

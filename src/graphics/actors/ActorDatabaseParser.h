@@ -33,10 +33,13 @@ public:
     virtual void forget() = 0;
 };
 
-/// A kind of section: how to make one, and how to empty its registry on `unload`.
+/// A kind of section: how to make one, how to empty its registry on `unload`, and
+/// (optional) what to build for a record entered from elsewhere (an imported
+/// character's IK chains become an IK rig).
 struct ActorFileSectionKind {
     std::unique_ptr<ActorFileSection> (*make)();
     void (*unload)();
+    void (*entered)(const ActorData& data) = nullptr;
 };
 
 /// Registers a kind of section; called at static initialisation by the file that reads

@@ -4,10 +4,13 @@
 #include "engine/graphics/ActorMesh.h"
 
 #include "engine/graphics/Actor.h"
+#include "engine/graphics/ActorControllerIK.h"
 #include "engine/graphics/ActorData.h"
 #include "engine/graphics/ActorDatabase.h"
 #include "engine/graphics/ActorMesh.h"
+#include "engine/graphics/ActorRigIK.h"
 #include "engine/graphics/AnimationClip.h"
+#include "common/FactoryObjects.h"
 #include "engine/graphics/Skeleton.h"
 #include "engine/graphics/Transform.h"
 
@@ -86,20 +89,6 @@ void ActorControllerAnimation::on_actor(Actor* actor) {
     // controller does not shift every clip.
     const ActorData* data = ActorDatabase::find_actor_data(actor ? actor->get_data_id() : std::string());
     const Skeleton* setup = data ? data->get_skeleton() : skeleton;
-    // IK turns its joints away from the pose: they are written every frame, so that
-    // each solve starts from the animation.
-    ik_.clear();
-    ik_points_.clear();
-    ik_pointed_.clear();
-    if (data && (!setup || setup->get_num_joints() == count))
-        for (const ActorIKChain& chain : data->ik_chains) {
-            if (chain.end >= count || chain.target >= count || chain.root >= int(count)) continue;
-            ik_.push_back(chain);
-            ik_points_.emplace_back();
-            ik_pointed_.push_back(0);
-            driven_[chain.end] = 1;
-            if (chain.root >= 0) driven_[unsigned(chain.root)] = 1;
-        }
     for (unsigned j = 0; j < count; ++j) {
         const Transform* joint = setup ? setup->get_joint(j) : nullptr;
         if (!joint || (setup != skeleton && setup->get_num_joints() != count)) joint = skeleton->get_joint(j);
@@ -110,6 +99,20 @@ void ActorControllerAnimation::on_actor(Actor* actor) {
         setup_[j].v[3] = joint->get_local_scale().x;
         setup_[j].v[4] = joint->get_local_scale().y;
     }
+    // A rig posed with clips (an imported character's) gets an IK controller at its
+    // bind pose, following the rig's target joints; one a script gave is kept. Last:
+    // the factory may run script code.
+    const ActorRigIK* rig = actor ? ActorDatabase::find_ik_rig(actor->get_data_id()) : nullptr;
+    if (!ik_ && rig && rig->is_posed_with_clips()) {
+        ik_ = create_through_factory<ActorControllerIK>("ActorControllerIK");
+        if (ik_) {
+            ik_->set_actor(actor);
+            ik_->follow_targets();
+        }
+    } else if (ik_) {
+        ik_->set_actor(actor);
+    }
+    find_ik_joints();
 }
 
 bool ActorControllerAnimation::check_database() {
@@ -513,40 +516,45 @@ void ActorControllerAnimation::fetch_joints() const {
     }
 }
 
-bool ActorControllerAnimation::solve_ik() {
-    Skeleton* skeleton = ik_.empty() ? nullptr : get_actor()->get_skeleton();
-    if (!skeleton) return false;
-    bool changed = false;
-    for (std::size_t i = 0; i < ik_.size(); ++i) {
-        const ActorIKChain& chain = ik_[i];
-        changed = chain.solve(*skeleton, ik_pointed_[i] ? &ik_points_[i] : nullptr) || changed;
-        for (int j : {int(chain.end), chain.root})
-            if (j >= 0)
-                std::fill(std::begin(written_[unsigned(j)].v), std::end(written_[unsigned(j)].v),
-                          std::numeric_limits<float>::quiet_NaN());
+void ActorControllerAnimation::set_ik(ActorControllerIK* ik) {
+    ik_ = ik;
+    if (ik_) ik_->set_actor(get_actor());
+    find_ik_joints();
+    dirty_ = true;
+}
+
+// IK turns its joints away from the pose: they are written every pose, so that each
+// solve starts from the animation.
+void ActorControllerAnimation::find_ik_joints() {
+    ik_joints_.clear();
+    const ActorRigIK* rig = ik_ ? ik_->get_rig() : nullptr;
+    ik_handles_ = rig ? rig->get_num_position_handles() : 0;
+    const Skeleton* skeleton = get_actor() ? get_actor()->get_skeleton() : nullptr;
+    if (!rig || !skeleton) return;
+    for (unsigned h = 0; h < ik_handles_; ++h) {
+        unsigned joints[4];
+        const unsigned n = rig->get_position_handle(h)->get_posed_joints(*skeleton, joints);
+        ik_joints_.insert(ik_joints_.end(), joints, joints + n);
     }
+    for (unsigned h = 0; h < rig->get_num_rotation_handles(); ++h) {
+        const int j = skeleton->get_joint_index(rig->get_rotation_handle(h)->get_joint_id());
+        if (j >= 0) ik_joints_.push_back(unsigned(j));
+    }
+    for (unsigned j : ik_joints_)
+        if (j < driven_.size()) driven_[j] = 1;
+}
+
+bool ActorControllerAnimation::solve_ik(float dt) {
+    if (!ik_) return false;
+    // Held for the solve: a target's script may take it from this controller.
+    const core::Ref<ActorControllerIK> ik = ik_;
+    const ActorRigIK* rig = ik->get_rig();
+    if (rig && rig->get_num_position_handles() != ik_handles_) find_ik_joints();  // a handle added since
+    const bool changed = ik->update(dt);
+    for (unsigned j : ik_joints_)
+        if (j < written_.size())
+            std::fill(std::begin(written_[j].v), std::end(written_[j].v), std::numeric_limits<float>::quiet_NaN());
     return changed;
-}
-
-bool ActorControllerAnimation::set_ik_target(const std::string& name, const core::Vector<float>& point) {
-    for (std::size_t i = 0; i < ik_.size(); ++i)
-        if (ik_[i].name == name) {
-            ik_points_[i] = point;
-            ik_pointed_[i] = 1;
-            dirty_ = true;
-            return true;
-        }
-    return false;
-}
-
-bool ActorControllerAnimation::clear_ik_target(const std::string& name) {
-    for (std::size_t i = 0; i < ik_.size(); ++i)
-        if (ik_[i].name == name) {
-            ik_pointed_[i] = 0;
-            dirty_ = true;
-            return true;
-        }
-    return false;
 }
 
 bool ActorControllerAnimation::update(float dt) {
@@ -555,12 +563,12 @@ bool ActorControllerAnimation::update(float dt) {
     bool active = false;
     for (const Layer& layer : layers_)
         active = active || layer.current.clip || layer.previous.clip || layer.from_snapshot;
-    if (!active && !dirty_) return false;
+    if (!active && !dirty_ && !ik_) return false;  // with IK, targets may move any frame
     pending_.clear();
     fetch_joints();
     for (size_t i = 0; i < layers_.size(); ++i) step(int(i), layers_[i], dt);
     blend();
-    const bool changed = write() | solve_ik();
+    const bool changed = write() | solve_ik(dt);
     pose_parts();
     dirty_ = false;
     deliver();

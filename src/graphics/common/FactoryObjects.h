@@ -10,8 +10,9 @@
 
 namespace engine::graphics {
 
-/// The constructor arguments of a factory-made object.
-using FactoryArgument = std::variant<float, bool, core::Vector<float>>;
+/// The constructor arguments of a factory-made object (an engine object goes as its
+/// script object, or None when it has none).
+using FactoryArgument = std::variant<float, bool, core::Vector<float>, core::Object*>;
 using FactoryArguments = std::vector<FactoryArgument>;
 
 /// What makes the objects that data files and the engine create by class name, so that

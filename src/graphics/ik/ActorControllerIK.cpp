@@ -7,6 +7,7 @@
 #include "engine/graphics/ActorRigIK.h"
 #include "engine/graphics/IKConstraintPosition.h"
 #include "engine/graphics/IKConstraintPositionFixed.h"
+#include "engine/graphics/IKConstraintPositionHold.h"
 #include "engine/graphics/IKConstraintRotation.h"
 #include "engine/graphics/IKConstraintRotationFixed.h"
 #include "engine/graphics/Skeleton.h"
@@ -28,6 +29,15 @@ namespace {
 core::Ref<IKConstraintPosition> create_fixed_position_constraint(const core::Vector<float>& position) {
     return create_through_factory<IKConstraintPosition>("IKConstraintPositionFixed", {position}, [&] {
         return core::Ref<IKConstraintPosition>(new IKConstraintPositionFixed(position));
+    });
+}
+
+// A bind pose target following a joint of the skeleton, made through the factory under
+// "IKConstraintPositionHold" (the joint, no local point, no offset).
+core::Ref<IKConstraintPosition> create_hold_position_constraint(Transform* joint) {
+    const core::Vector<float> none;
+    return create_through_factory<IKConstraintPosition>("IKConstraintPositionHold", {joint, none, none}, [&] {
+        return core::Ref<IKConstraintPosition>(new IKConstraintPositionHold(joint, none, none));
     });
 }
 
@@ -61,9 +71,15 @@ void ActorControllerIK::on_actor(Actor* actor) {
     const Skeleton* skeleton = actor->get_skeleton();
     for (unsigned i = 0; i < rig_->get_num_position_handles(); ++i) {
         const std::string& id = rig_->get_position_handle(i)->get_effector_id();
+        const std::string& target = rig_->get_position_handle(i)->get_target_id();
         if (!skeleton || !skeleton->get_joint(id))
             core::Log::warning("graphics", "ActorControllerIK: IK rig '%s' names joint '%s', which actor '%s' lacks.",
                                actor->get_data_id().c_str(), id.c_str(), actor->get_data_id().c_str());
+        else if (!target.empty() && !skeleton->get_joint(target))
+            core::Log::warning("graphics",
+                               "ActorControllerIK: IK rig '%s' has joint '%s' follow joint '%s', which actor '%s' "
+                               "lacks; its bind pose holds a fixed point instead.",
+                               actor->get_data_id().c_str(), id.c_str(), target.c_str(), actor->get_data_id().c_str());
     }
     for (unsigned i = 0; i < rig_->get_num_rotation_handles(); ++i) {
         const std::string& id = rig_->get_rotation_handle(i)->get_joint_id();
@@ -141,16 +157,37 @@ void ActorControllerIK::set_bind_pose() {
     // handle's values are read before the call.
     const core::Ref<ActorRigIK> rig = rig_;
     if (!rig) return;
-    for (unsigned i = 0; i < rig->get_num_position_handles(); ++i) {
-        const IKHandlePosition* handle = rig->get_position_handle(i);
-        const std::string effector = handle->get_effector_id();
-        set_position_constraint(effector, create_fixed_position_constraint(handle->get_bind_position()));
-    }
+    for (unsigned i = 0; i < rig->get_num_position_handles(); ++i)
+        set_handle_constraint(*rig->get_position_handle(i), false);
     for (unsigned i = 0; i < rig->get_num_rotation_handles(); ++i) {
         const IKHandleRotation* handle = rig->get_rotation_handle(i);
         const std::string joint = handle->get_joint_id();
         set_rotation_constraint(joint, create_fixed_rotation_constraint(handle->get_bind_rotation(), false));
     }
+}
+
+void ActorControllerIK::follow_targets() {
+    const core::Ref<ActorRigIK> rig = rig_;  // held: the factory may run script code
+    if (!rig) return;
+    for (unsigned i = 0; i < rig->get_num_position_handles(); ++i)
+        set_handle_constraint(*rig->get_position_handle(i), true);
+}
+
+void ActorControllerIK::set_handle_constraint(const IKHandlePosition& handle, bool targets_only) {
+    // Values read before the factory is called: its script class may change the rig.
+    const std::string effector = handle.get_effector_id();
+    const float weight = handle.get_weight();
+    const Actor* actor = get_actor();
+    const Skeleton* skeleton = actor ? actor->get_skeleton() : nullptr;
+    const core::Ref<Transform> target(
+        skeleton && !handle.get_target_id().empty() ? skeleton->get_joint(handle.get_target_id()) : nullptr);
+    if (!target && targets_only) return;
+    // A handle that names a target joint follows it (an imported character's
+    // constraint); the others hold their bind position.
+    const core::Ref<IKConstraintPosition> made =
+        target ? create_hold_position_constraint(target) : create_fixed_position_constraint(handle.get_bind_position());
+    if (made) made->set_weight(weight);
+    set_position_constraint(effector, made);
 }
 
 bool ActorControllerIK::update(float dt) {

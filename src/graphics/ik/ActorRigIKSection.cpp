@@ -1,8 +1,11 @@
 #include "actors/ActorDatabaseParser.h"
 
+#include "engine/core/Log.h"
 #include "engine/core/Ref.h"
+#include "engine/graphics/ActorData.h"
 #include "engine/graphics/ActorDatabase.h"
 #include "engine/graphics/ActorRigIK.h"
+#include "engine/graphics/Skeleton.h"
 
 #include <map>
 
@@ -90,12 +93,51 @@ void IKRigSection::start_ik_handle_rotation(ActorDatabaseParser& parser, const A
         handle->set_bind_rotation(parser.read_float("IKHandleRotation", "bind_rotation", *v));
 }
 
-const bool registered =
-    add_actor_file_section({[]() -> std::unique_ptr<ActorFileSection> { return std::make_unique<IKRigSection>(); },
-                            [] {
-                                auto gone = std::move(rigs());
-                                rigs().clear();
-                            }});
+std::string joint_name(const Skeleton& skeleton, int index) {
+    for (const auto& [name, at] : skeleton.get_joint_names())
+        if (index >= 0 && at == unsigned(index)) return name;
+    return {};
+}
+
+// An imported character's IK chains become a rig of its id, solved by its clip players:
+// each chain a handle of its end joint, its bone along +x, following its target joint.
+void build_rig_from_chains(const ActorData& data) {
+    const Skeleton* skeleton = data.get_skeleton();
+    if (data.ik_chains.empty() || !skeleton) return;
+    if (rigs().count(data.get_id())) {
+        core::Log::warning("graphics", "Actor '%s': an IK rig of that id is loaded already; its %zu IK chains are not used.",
+                           data.get_id().c_str(), data.ik_chains.size());
+        return;
+    }
+    const core::Ref<ActorRigIK> rig = core::make_ref<ActorRigIK>();
+    rig->set_posed_with_clips(true);
+    std::size_t skipped = 0;
+    for (const ActorIKChain& chain : data.ik_chains) {
+        const std::string end = joint_name(*skeleton, int(chain.end));
+        IKHandlePosition* handle = end.empty() ? nullptr : rig->add_position_handle(end, chain.root >= 0 ? "chain" : "aim");
+        if (!handle) {
+            ++skipped;  // an unnamed joint, or a second constraint on the same joint
+            continue;
+        }
+        handle->set_bone_length(chain.length);
+        handle->set_direction(chain.bend_positive ? 1 : -1);
+        handle->set_weight(chain.weight);
+        handle->set_target_id(joint_name(*skeleton, int(chain.target)));
+        handle->set_driver_id(joint_name(*skeleton, chain.driver));
+    }
+    if (skipped)
+        core::Log::warning("graphics", "Actor '%s': %zu of its IK chains end at a joint another chain ends at, or at an unnamed one (not solved).",
+                           data.get_id().c_str(), skipped);
+    rigs()[data.get_id()] = rig;
+}
+
+const bool registered = add_actor_file_section(
+    {[]() -> std::unique_ptr<ActorFileSection> { return std::make_unique<IKRigSection>(); },
+     [] {
+         auto gone = std::move(rigs());
+         rigs().clear();
+     },
+     &build_rig_from_chains});
 
 }  // namespace
 

@@ -9,6 +9,12 @@ void IKConstraintPosition::initialise(const core::Vector<float>&) {}
 void IKConstraintPosition::update(float) {}
 core::Vector<float> IKConstraintPosition::get_position() { return {}; }
 
+bool IKConstraintPosition::set_weight(float weight) {
+    if (!(weight >= 0.0f && weight <= 1.0f)) return false;
+    weight_ = weight;
+    return true;
+}
+
 IKConstraintPositionHold::IKConstraintPositionHold(Transform* transform, const core::Vector<float>& local,
                                                    const core::Vector<float>& offset)
     : transform_(transform), local_(local), offset_(offset) {}

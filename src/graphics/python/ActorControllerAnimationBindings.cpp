@@ -4,6 +4,7 @@
 #include "engine/core/script/Python.h"
 #include "engine/graphics/Actor.h"
 #include "engine/graphics/ActorControllerAnimation.h"
+#include "engine/graphics/ActorControllerIK.h"
 #include "engine/graphics/ActorData.h"
 #include "engine/graphics/ActorDatabase.h"
 #include "engine/graphics/AnimationClip.h"
@@ -164,12 +165,13 @@ bp::dict sample(const Controller& c, const std::string& name, float time) {
 
 }  // namespace
 
-void set_ik_target(Controller& c, const std::string& chain, const core::Vector<float>& point) {
-    if (!c.set_ik_target(chain, point)) raise(PyExc_KeyError, "set_ik_target(): no IK chain '" + chain + "'");
-}
+bp::object ik(const Controller& c) { return to_python(c.get_ik()); }
 
-void clear_ik_target(Controller& c, const std::string& chain) {
-    if (!c.clear_ik_target(chain)) raise(PyExc_KeyError, "clear_ik_target(): no IK chain '" + chain + "'");
+void set_ik(Controller& c, const bp::object& value) {
+    if (value.is_none()) return c.set_ik(nullptr);
+    bp::extract<ActorControllerIK*> ik(value);
+    if (!ik.check()) raise(PyExc_TypeError, "ActorControllerAnimation.ik takes an ActorControllerIK or None.");
+    c.set_ik(ik());
 }
 
 void define_actor_controller_animation() {
@@ -196,13 +198,12 @@ void define_actor_controller_animation() {
              "-> None\n\n"
              "Plays the clip when the layer's clip finishes (at once if the layer is idle). One\n"
              "clip waits per layer: queueing again replaces it.")
-        .def("set_ik_target", &set_ik_target, (bp::arg("chain"), bp::arg("point")),
-             "set_ik_target(chain: str, point: VectorLike) -> None\n\n"
-             "Aims the actor record's IK chain at a point of the actor's skeleton space instead of\n"
-             "its target joint, from the next update on. KeyError for an unknown chain.")
-        .def("clear_ik_target", &clear_ik_target, bp::arg("chain"),
-             "clear_ik_target(chain: str) -> None\n\n"
-             "Aims the chain at its target joint again. KeyError for an unknown chain.")
+        .add_property("ik", &ik, &set_ik,
+                      "ik: ActorControllerIK | None\n\n"
+                      "The IK controller solved after each pose, or None. An actor whose IK rig is\n"
+                      "posed with clips (a DragonBones character's) gets one at its bind pose, each\n"
+                      "handle following its target joint; give a handle another constraint to aim it\n"
+                      "elsewhere. Set one to have any actor's rig solved after each pose.")
         .def("stop", &stop, (bp::arg("layer") = 0, bp::arg("fade") = 0.0f),
              "stop(layer: int = 0, fade: float = 0.0) -> None\n\n"
              "Fades the layer out over fade seconds (at once with 0) and forgets its queue.")

@@ -6,6 +6,8 @@
 #include "engine/graphics/IKConstraintPosition.h"
 #include "engine/graphics/IKConstraintRotation.h"
 
+#include <cmath>
+
 namespace engine::graphics::python {
 
 namespace {
@@ -66,7 +68,31 @@ public:
             });
     }
 };
-using ActorRigIKPositionHandleProxy = HandleProxy<false>;
+/// The position handles, with `add` for handles a script gives the rig.
+class ActorRigIKPositionHandleProxy : public HandleProxy<false> {
+public:
+    using HandleProxy::HandleProxy;
+
+    // Bound on this class: Boost.Python converts self to the class a method names.
+    long len() const { return HandleProxy::len(); }
+    bp::object get_item(const bp::object& key) const { return HandleProxy::get_item(key); }
+
+    PositionHandleView add(const std::string& effector_id, const std::string& type, float bone_length,
+                           const std::string& target_id) const {
+        ActorRigIK& rig = rig_of(owner());
+        IKHandlePosition::Type kind;
+        if (!IKHandlePosition::parse_type(type, kind))
+            raise(PyExc_ValueError, "position_handles.add(): type '" + type + "' is not point, aim, chain or spine.");
+        if (rig.get_position_handle(effector_id))
+            raise(PyExc_ValueError, "position_handles.add(): joint '" + effector_id + "' has a handle already.");
+        if (!(bone_length >= 0.0f || bone_length == -1.0f) || !std::isfinite(bone_length))
+            raise(PyExc_ValueError, "position_handles.add(): bone_length must be -1 or a finite length >= 0.");
+        IKHandlePosition* handle = rig.add_position_handle(effector_id, type);
+        handle->set_bone_length(bone_length);
+        handle->set_target_id(target_id);
+        return PositionHandleView(&owner(), rig.get_num_position_handles() - 1);
+    }
+};
 using ActorRigIKRotationHandleProxy = HandleProxy<true>;
 
 /// The rig of a controller ("rig").
@@ -94,6 +120,19 @@ float spine_offset(const PositionHandleView& v) { return v.handle().get_spine_of
 void set_spine_offset(const PositionHandleView& v, float o) { v.handle().set_spine_offset(o); }
 float spine_root_angle(const PositionHandleView& v) { return v.handle().get_spine_root_angle(); }
 float spine_middle_angle(const PositionHandleView& v) { return v.handle().get_spine_middle_angle(); }
+float bone_length(const PositionHandleView& v) { return v.handle().get_bone_length(); }
+void set_bone_length(const PositionHandleView& v, float length) {
+    if (!v.handle().set_bone_length(length))
+        raise(PyExc_ValueError, "IKHandlePosition.bone_length: -1 or a finite length >= 0.");
+}
+std::string target_id(const PositionHandleView& v) { return v.handle().get_target_id(); }
+void set_target_id(const PositionHandleView& v, const std::string& joint) { v.handle().set_target_id(joint); }
+float handle_weight(const PositionHandleView& v) { return v.handle().get_weight(); }
+void set_handle_weight(const PositionHandleView& v, float weight) {
+    if (!v.handle().set_weight(weight)) raise(PyExc_ValueError, "IKHandlePosition.weight: a number within 0..1.");
+}
+std::string driver_id(const PositionHandleView& v) { return v.handle().get_driver_id(); }
+void set_driver_id(const PositionHandleView& v, const std::string& joint) { v.handle().set_driver_id(joint); }
 std::string joint_id(const RotationHandleView& v) { return v.handle().get_joint_id(); }
 float bind_rotation(const RotationHandleView& v) { return v.handle().get_bind_rotation(); }
 void set_bind_rotation(const RotationHandleView& v, float r) { v.handle().set_bind_rotation(r); }
@@ -149,7 +188,24 @@ void define_actor_controller_ik() {
                       "Measured on the first spine solve (0 until then).")
         .add_property("spine_middle_angle", &spine_middle_angle,
                       "spine_middle_angle: float\n\n"
-                      "Measured on the first spine solve (0 until then).");
+                      "Measured on the first spine solve (0 until then).")
+        .add_property("bone_length", &bone_length, &set_bone_length,
+                      "bone_length: float\n\n"
+                      "-1 for the classic rules. Otherwise the effector is a bone along its own +x axis,\n"
+                      "this long, as animation tools draw bones: 'aim' turns it to point at the target,\n"
+                      "'chain' turns its parent and it so its tip reaches the target, bending as\n"
+                      "direction says, straight at full reach. ValueError for a negative length.")
+        .add_property("target_id", &target_id, &set_target_id,
+                      "target_id: str\n\n"
+                      "The joint set_bind_pose makes the handle follow (an IKConstraintPositionHold on\n"
+                      "it); '' for a fixed target at bind_position.")
+        .add_property("weight", &handle_weight, &set_handle_weight,
+                      "weight: float\n\n"
+                      "The weight set_bind_pose gives the handle's constraint, 0..1.")
+        .add_property("driver_id", &driver_id, &set_driver_id,
+                      "driver_id: str\n\n"
+                      "A joint whose rotation, keyed by clips, overrides the weight and bend ('' for\n"
+                      "none): a DragonBones character's IK timelines.");
     bp::class_<RotationHandleView>("IKHandleRotation",
                                    "IKHandleRotation\n\n"
                                    "A rotation handle of an IK rig: the joint it turns.",
@@ -166,7 +222,13 @@ void define_actor_controller_ik() {
             .def("__getitem__", &ActorRigIKPositionHandleProxy::get_item,
                  "__getitem__(key: int | str, /) -> IKHandlePosition\n\n"
                  "position_handles[key] -> IKHandlePosition: by index or effector id; IndexError otherwise.")
-            .def("__len__", &ActorRigIKPositionHandleProxy::len, "__len__() -> int");
+            .def("__len__", &ActorRigIKPositionHandleProxy::len, "__len__() -> int")
+            .def("add", &ActorRigIKPositionHandleProxy::add,
+                 (bp::arg("effector_id"), bp::arg("type"), bp::arg("bone_length") = -1.0f, bp::arg("target_id") = ""),
+                 "add(effector_id: str, type: str, bone_length: float = -1.0, target_id: str = '') -> IKHandlePosition\n\n"
+                 "Adds a handle to the rig, which every actor of its id shares; its constraint is\n"
+                 "yours to set. ValueError for an unknown type, a joint with a handle already or a\n"
+                 "bad bone_length.");
     register_with_factory(position_proxy, "ActorRigIKPositionHandleProxy");
     bp::object rotation_proxy =
         bp::class_<ActorRigIKRotationHandleProxy>("ActorRigIKRotationHandleProxy",
@@ -210,9 +272,15 @@ void define_actor_controller_ik() {
         .def("remove_rotation_constraint", &ActorControllerIK::remove_rotation_constraint, bp::arg("joint"),
              "remove_rotation_constraint(joint: str) -> None\n\n"
              "Removes the target of that joint's rotation handle.")
+        .def("follow_targets", &ActorControllerIK::follow_targets,
+             "follow_targets() -> None\n\n"
+             "Gives every position handle that names a target_id a constraint following that\n"
+             "joint (an IKConstraintPositionHold with the handle's weight); other handles keep\n"
+             "theirs. A DragonBones character's clip player does this for its own IK.")
         .def("set_bind_pose", &ActorControllerIK::set_bind_pose,
              "set_bind_pose() -> None\n\n"
-             "Fixed targets at the rig's bind positions and rotations (nothing without a rig).")
+             "Fixed targets at the rig's bind positions and rotations (a handle with a target_id\n"
+             "follows that joint instead). Nothing without a rig.")
         .add_property("ignore_chain_offsets", &ActorControllerIK::is_ignoring_chain_offsets,
                       &ActorControllerIK::set_ignoring_chain_offsets, "ignore_chain_offsets: bool")
         .add_property("rig", &rig,

@@ -116,33 +116,6 @@ bp::list load_dragonbones(bp::object skeleton, bp::object atlas, bp::object base
 
 void fail(const std::string& why) { raise(PyExc_ValueError, "add_clip(): " + why + "."); }
 
-// An IK chain for a loaded record, as an imported constraint makes one.
-void add_ik_chain(const std::string& actor, const std::string& name, const std::string& joint,
-                  const std::string& target, int chain, bool bend_positive, float weight, float length) {
-    ActorData* data = ActorDatabase::find_actor_data(actor);
-    const Skeleton* skeleton = data ? data->get_skeleton() : nullptr;
-    if (!skeleton) raise(PyExc_ValueError, "add_ik_chain(): no actor '" + actor + "' is loaded");
-    const int end = skeleton->get_joint_index(joint), goal = skeleton->get_joint_index(target);
-    if (end < 0 || goal < 0)
-        raise(PyExc_ValueError,
-              "add_ik_chain(): actor '" + actor + "' has no joint '" + (end < 0 ? joint : target) + "'");
-    if (!(weight >= 0.0f && weight <= 1.0f) || !(length >= 0.0f && length < 1e7f))
-        raise(PyExc_ValueError, "add_ik_chain(): weight must be within 0..1 and length finite and not negative");
-    ActorIKChain c;
-    c.name = name;
-    c.end = unsigned(end);
-    c.target = unsigned(goal);
-    c.bend_positive = bend_positive;
-    c.weight = weight;
-    c.length = length;
-    if (chain > 0) {
-        const Transform* parent = skeleton->get_joint(unsigned(end))->get_parent();
-        for (unsigned j = 0; j < skeleton->get_num_joints() && parent; ++j)
-            if (skeleton->get_joint(j) == parent) c.root = int(j);
-    }
-    data->ik_chains.push_back(c);
-}
-
 float number(const bp::object& value) {
     bp::extract<float> x(value);
     if (!x.check()) fail("a number was expected, not " + std::string(Py_TYPE(value.ptr())->tp_name));
@@ -300,17 +273,6 @@ void define_actor_database() {
              "The actor's outlines for hit tests (an imported character's bounding boxes), in\n"
              "order: (name, joint, points in the joint's space). Never drawn.")
         .staticmethod("polygons")
-        .def("add_ik_chain", &add_ik_chain,
-             (bp::arg("actor"), bp::arg("name"), bp::arg("joint"), bp::arg("target"), bp::arg("chain") = 0,
-              bp::arg("bend_positive") = true, bp::arg("weight") = 1.0f, bp::arg("length") = 0.0f),
-             "add_ik_chain(actor: str, name: str, joint: str, target: str, chain: int = 0, bend_positive: bool = "
-             "True, weight: float = 1.0, length: float = 0.0) -> None\n\n"
-             "Adds an IK chain to a loaded actor, as an imported IK constraint: joint aims at the\n"
-             "target joint (chain 0), or joint and its parent bend to reach it with the joint's\n"
-             "length (chain 1). Clip players of actors made afterwards solve it after each pose;\n"
-             "ActorControllerAnimation.set_ik_target aims it at a point. ValueError for an\n"
-             "unknown actor or joint or a bad value.")
-        .staticmethod("add_ik_chain")
         .def("clip_ids", &clip_ids, bp::arg("id"),
              "clip_ids(id: str) -> list[str]\n\n"
              "The actor's clip names, sorted.")

@@ -136,6 +136,11 @@ core::Vector<float> fixed_position(IKConstraintPositionFixed& c) { return c.get_
 float rotation(IKConstraintRotationFixed& c) { return c.get_rotation({}); }
 bp::object hold_transform(const IKConstraintPositionHold& c) { return to_python(c.get_transform()); }
 
+void set_weight(IKConstraintPosition& c, float weight) {
+    if (!c.set_weight(weight))
+        raise(PyExc_ValueError, "IKConstraintPosition.weight: a number within 0..1, got " + std::to_string(weight) + ".");
+}
+
 }  // namespace
 
 void define_ik_constraint() {
@@ -156,7 +161,11 @@ void define_ik_constraint() {
                           "Mirror a chain's bend.")
             .add_property("enabled", &IKConstraintPosition::is_enabled, &IKConstraintPosition::set_enabled,
                           "enabled: bool\n\n"
-                          "Solved only while True.");
+                          "Solved only while True.")
+            .add_property("weight", &IKConstraintPosition::get_weight, &set_weight,
+                          "weight: float\n\n"
+                          "How much of the solution replaces the pose: 1 (the default) wholly, 0 not at\n"
+                          "all. ValueError outside 0..1.");
         register_with_factory(cls, "IKConstraintPosition");
     }
     {

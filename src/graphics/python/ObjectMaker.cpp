@@ -2,6 +2,7 @@
 
 #include "common/FactoryObjects.h"
 
+#include "engine/graphics/ActorControllerIK.h"
 #include "engine/graphics/ActorMesh.h"
 #include "engine/graphics/IKConstraintPosition.h"
 #include "engine/graphics/IKConstraintRotation.h"
@@ -9,6 +10,7 @@
 #include "engine/graphics/Skeleton.h"
 #include "engine/graphics/Transform.h"
 
+#include <type_traits>
 #include <typeindex>
 
 namespace engine::graphics::python {
@@ -32,6 +34,7 @@ NativePart native_part_of(const std::type_info& type) {
         {typeid(ParticleEmitter), &native_part<ParticleEmitter>},
         {typeid(IKConstraintPosition), &native_part<IKConstraintPosition>},
         {typeid(IKConstraintRotation), &native_part<IKConstraintRotation>},
+        {typeid(ActorControllerIK), &native_part<ActorControllerIK>},
     };
     for (const auto& [kind, part] : kinds)
         if (kind == type) return part;
@@ -39,7 +42,14 @@ NativePart native_part_of(const std::type_info& type) {
 }
 
 bp::object to_python(const FactoryArgument& argument) {
-    return std::visit([](const auto& value) { return bp::object(value); }, argument);
+    return std::visit(
+        [](const auto& value) {
+            if constexpr (std::is_same_v<std::decay_t<decltype(value)>, core::Object*>)
+                return core::python::to_python(value);
+            else
+                return bp::object(value);
+        },
+        argument);
 }
 
 bool has_class(const char* name) { return Py_IsInitialized() && core::Factory::get_class(name); }

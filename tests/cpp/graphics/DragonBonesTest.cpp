@@ -8,6 +8,7 @@
 #include "engine/graphics/ActorData.h"
 #include "engine/graphics/ActorMesh.h"
 #include "engine/graphics/ActorIKChain.h"
+#include "engine/graphics/ActorRigIK.h"
 #include "engine/graphics/AnimationClip.h"
 #include "engine/graphics/Skeleton.h"
 #include "engine/graphics/Transform.h"
@@ -23,6 +24,8 @@ using engine::core::Vector;
 using engine::core::test::LogCapture;
 using engine::graphics::ActorData;
 using engine::graphics::ActorIKChain;
+using engine::graphics::ActorRigIK;
+using engine::graphics::IKHandlePosition;
 using engine::graphics::AnimationClip;
 using engine::graphics::ClipChannel;
 using engine::graphics::ClipEasing;
@@ -236,37 +239,28 @@ TEST_F(DragonBones, IKConstraintsBecomeChainsOfTheRecord) {
     EXPECT_EQ(warnings().size(), 1u);
 }
 
-TEST(ActorIKChain, TwoBonesReachTheTargetBendingTheWayAsked) {
-    for (bool positive : {true, false}) {
-        Skeleton s;
-        Transform* thigh = s.add_joint("thigh");
-        Transform* calf = s.add_joint("calf");
-        s.add_joint("goal")->set_position({60, 30});
-        thigh->attach(calf);
-        calf->set_position({50, 0});
-        ActorIKChain leg{"leg", 0, 1, 2, 40.0f, positive, 1.0f};
-        ASSERT_TRUE(leg.solve(s));
-        // The end of the calf (its x axis, 40 long) is on the target.
-        const Vector<float> tip = Vector<float>(40, 0) * calf->get_world_transform();
-        EXPECT_NEAR(tip.x, 60, 1e-3f);
-        EXPECT_NEAR(tip.y, 30, 1e-3f);
-        // Bending positively turns the calf clockwise on screen (+x towards +y) from the thigh.
-        const Matrix& t = thigh->get_world_transform();
-        const Matrix& c = calf->get_world_transform();
-        const float bend = std::remainder(std::atan2(c[1], c[0]) - std::atan2(t[1], t[0]), float(2 * M_PI));
-        EXPECT_EQ(bend > 0, positive);
-    }
-}
-
-TEST(ActorIKChain, OneBoneAimsAndAMissingJointSolvesNothing) {
-    Skeleton s;
-    Transform* gun = s.add_joint("gun");
-    s.add_joint("mouse")->set_position({0, 10});
-    ActorIKChain aim{"aim", -1, 0, 1, 0.0f, true, 1.0f};
-    ASSERT_TRUE(aim.solve(s));
-    EXPECT_NEAR(std::atan2(gun->get_world_transform()[1], gun->get_world_transform()[0]), float(M_PI / 2), 1e-5f);
-    ActorIKChain lost{"lost", -1, 0, 7, 0.0f, true, 1.0f};
-    EXPECT_FALSE(lost.solve(s));
+TEST_F(DragonBones, IKConstraintsBecomeARigOfBoneHandlesFollowingTheirTargets) {
+    load(armature(R"("bone": [{"name": "thigh", "length": 50}, {"name": "calf", "parent": "thigh",
+        "length": 40, "transform": {"x": 50}}, {"name": "goal", "transform": {"x": 60, "y": 30}},
+        {"name": "gun"}], "ik": [{"name": "leg", "bone": "calf", "target": "goal", "chain": "1",
+        "bendPositive": "false", "weight": 0.5}, {"name": "aim", "bone": "gun", "target": "goal"}])"));
+    const ActorRigIK* rig = ActorDatabase::find_ik_rig("hero");
+    ASSERT_NE(rig, nullptr);
+    EXPECT_TRUE(rig->is_posed_with_clips());
+    ASSERT_EQ(rig->get_num_position_handles(), 2u);
+    const IKHandlePosition* leg = rig->get_position_handle("calf");
+    ASSERT_NE(leg, nullptr);
+    EXPECT_EQ(leg->get_type(), IKHandlePosition::Chain);
+    EXPECT_FLOAT_EQ(leg->get_bone_length(), 40.0f);
+    EXPECT_EQ(leg->get_direction(), -1);
+    EXPECT_FLOAT_EQ(leg->get_weight(), 0.5f);
+    EXPECT_EQ(leg->get_target_id(), "goal");
+    const IKHandlePosition* aim = rig->get_position_handle("gun");
+    ASSERT_NE(aim, nullptr);
+    EXPECT_EQ(aim->get_type(), IKHandlePosition::Aim);
+    EXPECT_EQ(aim->get_target_id(), "goal");
+    ActorDatabase::unload();
+    EXPECT_EQ(ActorDatabase::find_ik_rig("hero"), nullptr);
 }
 
 TEST_F(DragonBones, WeightedMeshKeepsTheFourStrongestInfluencesRenormalised) {

@@ -5,6 +5,7 @@
 #include "engine/graphics/ActorControllerIK.h"
 #include "engine/graphics/ActorControllerSharedSkeleton.h"
 #include "engine/graphics/ActorDatabase.h"
+#include "engine/graphics/ActorIKChain.h"
 #include "engine/graphics/IKConstraintPositionFixed.h"
 #include "engine/graphics/IKConstraintRotationFixed.h"
 #include "engine/graphics/Skeleton.h"
@@ -317,6 +318,107 @@ TEST(IKSolver, IterativeSolverBringsTheEffectorWithinThreeUnits) {
     base->detach(arm.shoulder);
     Arm short_arm;
     EXPECT_FALSE(short_arm.handle->solve_iterative(short_arm.skeleton, target));  // the shoulder has no parent
+}
+
+// Bones along +x, as animation tools draw them (a handle with a bone length).
+namespace {
+
+// thigh -> calf (50 along the thigh's x), the calf 40 long; a goal joint apart.
+struct Leg {
+    Skeleton skeleton;
+    Transform* thigh = skeleton.add_joint("thigh");
+    Transform* calf = skeleton.add_joint("calf");
+    ActorRigIK rig;
+    IKHandlePosition* handle;
+
+    explicit Leg(const char* type = "chain") {
+        thigh->attach(calf);
+        calf->set_position({50, 0});
+        handle = rig.add_position_handle(type == std::string("aim") ? "thigh" : "calf", type);
+        handle->set_bone_length(40.0f);
+    }
+    Vector<float> tip() const { return Vector<float>(40, 0) * calf->get_world_transform(); }
+    float bend() const {
+        const auto& t = thigh->get_world_transform();
+        const auto& c = calf->get_world_transform();
+        return std::remainder(std::atan2(c[1], c[0]) - std::atan2(t[1], t[0]), float(2 * M_PI));
+    }
+};
+
+}  // namespace
+
+TEST(IKSolverBone, ChainTipReachesTheTargetBendingAsDirectionAndReversedSay) {
+    for (int direction : {1, -1})
+        for (bool reversed : {false, true}) {
+            Leg leg;
+            leg.handle->set_direction(direction);
+            ASSERT_TRUE(leg.handle->solve_constraint(leg.skeleton, {60, 30}, reversed, false, false));
+            EXPECT_NEAR(leg.tip().x, 60, 1e-3f);
+            EXPECT_NEAR(leg.tip().y, 30, 1e-3f);
+            // A positive bend turns the calf +x towards +y (clockwise on screen) from the thigh.
+            EXPECT_EQ(leg.bend() > 0, (direction > 0) != reversed);
+        }
+}
+
+TEST(IKSolverBone, ChainBeyondReachStraightensFullyWithNo99PercentLimit) {
+    Leg leg;
+    ASSERT_TRUE(leg.handle->solve_constraint(leg.skeleton, {0, 200}, false, false, false));
+    EXPECT_NEAR(leg.tip().x, 0, 1e-3f);
+    EXPECT_NEAR(leg.tip().y, 90, 1e-3f);  // 50 + 40, straight along the way to the target
+}
+
+TEST(IKSolverBone, AimTurnsTheBoneItselfAndItsOwnOriginIsNoTarget) {
+    Leg leg("aim");
+    ASSERT_TRUE(leg.handle->solve_constraint(leg.skeleton, {0, 10}, false, false, false));
+    const auto& m = leg.thigh->get_world_transform();
+    EXPECT_NEAR(std::atan2(m[1], m[0]), float(M_PI / 2), 1e-5f);
+    EXPECT_FALSE(leg.handle->solve_constraint(leg.skeleton, {0, 0}, false, false, false));
+}
+
+TEST(IKSolverBone, WeightMixesTheTurnAndZeroLeavesThePose) {
+    Leg leg("aim");
+    EXPECT_FALSE(leg.handle->solve_constraint(leg.skeleton, {0, 10}, false, false, false, 0.0f));
+    EXPECT_EQ(leg.thigh->get_local_rotation(), 0.0f);
+    ASSERT_TRUE(leg.handle->solve_constraint(leg.skeleton, {0, 10}, false, false, false, 0.5f));
+    const auto& m = leg.thigh->get_world_transform();
+    EXPECT_NEAR(std::atan2(m[1], m[0]), float(M_PI / 4), 1e-5f);
+}
+
+TEST(IKSolverBone, ADriverJointAwayFromRestOverridesWeightAndBend) {
+    Leg leg;
+    Transform* driver = leg.skeleton.add_joint("~ik 0");
+    leg.handle->set_driver_id("~ik 0");
+    driver->set_rotation(ActorIKChain::drive(1.0f, false));
+    ASSERT_TRUE(leg.handle->solve_constraint(leg.skeleton, {60, 30}, false, false, false));
+    EXPECT_LT(leg.bend(), 0.0f);  // the driver's bend, not the handle's direction 1
+    Leg rest;
+    rest.skeleton.add_joint("~ik 0");
+    rest.handle->set_driver_id("~ik 0");
+    driver = rest.skeleton.get_joint("~ik 0");
+    driver->set_rotation(ActorIKChain::drive(0.0f, true));  // weight 0: the pose stays
+    EXPECT_FALSE(rest.handle->solve_constraint(rest.skeleton, {60, 30}, false, false, false));
+}
+
+TEST(IKSolverBone, BoneLengthAndWeightRefuseBadValues) {
+    Leg leg;
+    EXPECT_FALSE(leg.handle->set_bone_length(-2.0f));
+    EXPECT_FALSE(leg.handle->set_bone_length(NAN));
+    EXPECT_FLOAT_EQ(leg.handle->get_bone_length(), 40.0f);
+    EXPECT_TRUE(leg.handle->set_bone_length(-1.0f));
+    EXPECT_FALSE(leg.handle->has_bone());
+    EXPECT_FALSE(leg.handle->set_weight(1.5f));
+    EXPECT_FALSE(leg.handle->set_weight(NAN));
+    IKConstraintPositionFixed target({0, 0});
+    EXPECT_FALSE(target.set_weight(-0.1f));
+    EXPECT_FLOAT_EQ(target.get_weight(), 1.0f);
+}
+
+TEST(IKSolver, AClassicChainAtWeightHalfTurnsHalfWayFromThePose) {
+    Arm full, half;
+    ASSERT_TRUE(full.solve({30, -20}));
+    ASSERT_TRUE(half.handle->solve_constraint(half.skeleton, {30, -20}, false, false, false, 0.5f));
+    EXPECT_NEAR(half.shoulder->get_local_rotation(), 0.5f * normalise_angle(full.shoulder->get_local_rotation()), 1e-5f);
+    EXPECT_NEAR(half.elbow->get_local_rotation(), 0.5f * normalise_angle(full.elbow->get_local_rotation()), 1e-5f);
 }
 
 // The controller and the rig together, from an actor file.
