@@ -365,6 +365,33 @@ def test_a_target_that_drops_its_controller_while_asked_breaks_nothing():
     walk.update(1 / 60)  # an actor-less player does nothing
 
 
+def tool_matrix(x, y, rotation, skew, sx=1.0, sy=1.0):
+    """A bone's matrix as the format defines it, from degrees."""
+    r, k = math.radians(rotation), math.radians(rotation + skew)
+    return [sx * math.cos(r), sx * math.sin(r), -sy * math.sin(k), sy * math.cos(k), x, y]
+
+
+@pytest.mark.parametrize("form", ["rotateFrame", "frame"])
+def test_animated_skew_turns_the_y_axis_beyond_the_x_axis(form):
+    if form == "rotateFrame":
+        timeline = {"name": "b", "rotateFrame": [{"duration": 10, "tweenEasing": 0, "rotate": 0, "skew": 0},
+                                                  {"duration": 0, "rotate": 20, "skew": 40}]}
+    else:  # the older combined form: skX turns the y axis, skY the x axis
+        timeline = {"name": "b", "frame": [{"duration": 10, "tweenEasing": 0, "transform": {}},
+                                           {"duration": 0, "transform": {"skX": 60, "skY": 20}}]}
+    skeleton = {"frameRate": 10, "armature": [{
+        "name": "leaning", "bone": [{"name": "b", "transform": {"x": 5, "y": 7, "skX": 40, "skY": 30,
+                                                                "scX": 2, "scY": 0.5}}],
+        "animation": [{"name": "lean", "duration": 10, "playTimes": 1, "bone": [timeline]}]}]}
+    assert actor_database.load_dragonbones(io.StringIO(json.dumps(skeleton)), io.StringIO("{}")) == ["leaning"]
+    for seconds, rotation, skew in [(0.0, 30, 10), (0.5, 40, 30), (1.0, 50, 50)]:
+        bone = posed("leaning", "lean", seconds).skeleton.joints["b"]
+        assert list(bone.world_transform) == pytest.approx(tool_matrix(5, 7, rotation, skew, 2, 0.5), abs=1e-4), \
+            seconds
+    actor = posed("leaning", "lean", 0.0)  # held: the player's actor is a weak link
+    assert actor.controller.sample("lean", 0.5)["b"]["skew"] == pytest.approx(math.radians(-20), abs=1e-6)
+
+
 def test_draw_order_timelines_move_slots_as_the_keys_say():
     slots = ["s%d" % i for i in range(5)]
     skeleton = {"frameRate": 24, "armature": [{

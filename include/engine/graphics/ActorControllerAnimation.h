@@ -128,9 +128,11 @@ private:
         int layer;
         int event;  // index in the clip's events; -1: the clip finished
     };
-    // Offsets from the setup pose: x, y, rotation, scale x, scale y (scale as factor - 1).
+    // Offsets from the setup pose: x, y, rotation, scale x, scale y (scale as factor - 1),
+    // skew.
+    static constexpr int kPoseValues = 6;
     struct Pose {
-        float v[5] = {0.0f, 0.0f, 0.0f, 0.0f, 0.0f};
+        float v[kPoseValues] = {0.0f, 0.0f, 0.0f, 0.0f, 0.0f, 0.0f};
     };
 
     Layer* layer_at(int layer);

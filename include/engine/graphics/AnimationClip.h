@@ -22,7 +22,22 @@ enum class ClipEasing : std::uint8_t {
 /// `ActorMesh::set_colour` does) and order (its place in the actor's drawing: meshes
 /// draw by ascending place, a mesh no clip places standing at its index; held from key
 /// to key).
-enum class ClipChannel : std::uint8_t { position, rotation, scale, visible, colour, order };
+/// skew (radians) adds to the setup skew (`Transform::set_skew`): the joint's y axis
+/// turns that much beyond its x axis, as animation tools (DragonBones) skew bones.
+enum class ClipChannel : std::uint8_t { position, rotation, scale, visible, colour, order, skew };
+
+/// Whether `channel` keys one number (rotation, skew, visible, order); the others key
+/// two (position, scale) or four (colour).
+constexpr bool is_single_value_channel(ClipChannel channel) {
+    return channel == ClipChannel::rotation || channel == ClipChannel::skew || channel == ClipChannel::visible ||
+           channel == ClipChannel::order;
+}
+
+/// The names of the joint channels in actor files and scripts: "position", "rotation",
+/// "scale" and "skew"; false (and `channel` kept) for any other text.
+bool parse_joint_channel(const std::string& text, ClipChannel& channel);
+/// The name of a channel ("position", ..., "order", "skew").
+const char* channel_name(ClipChannel channel);
 
 /// Whether `channel` animates a part (a mesh) rather than a joint.
 constexpr bool is_part_channel(ClipChannel channel) {

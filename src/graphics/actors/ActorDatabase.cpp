@@ -47,8 +47,6 @@ bool only_space(const char* end) {
     return *end == '\0';
 }
 
-std::string quoted(const std::string& s) { return ActorDatabaseParser::quoted(s); }
-
 template <class Map>
 std::vector<std::string> keys(const Map& map) {
     std::vector<std::string> result;
@@ -422,10 +420,11 @@ void ActorDatabaseParser::start_clip_track(const Attributes& a) {
     if (!found)
         return problem("\"ClipTrack\" of clip " + quoted(clip_->get_name()) + ": actor " +
                        quoted(clip_actor_->get_id()) + " has no joint " + quoted(*joint) + " (skipped with its keys)");
-    const int c = *channel == "position" ? 0 : *channel == "rotation" ? 1 : *channel == "scale" ? 2 : -1;
-    if (c < 0)
+    ClipChannel kind;
+    if (!parse_joint_channel(*channel, kind))
         return problem("\"ClipTrack\" channel " + quoted(*channel) +
-                       " is not position, rotation or scale (skipped with its keys)");
+                       " is not position, rotation, scale or skew (skipped with its keys)");
+    const int c = int(kind);
     for (unsigned j = 0; j < skeleton->get_num_joints(); ++j)
         if (skeleton->get_joint(j) == found) track_joint_ = int(j);
     track_channel_ = c;
@@ -463,7 +462,7 @@ void ActorDatabaseParser::start_clip_key(const Attributes& a) {
     ClipKey key;
     key.time = read_float("ClipKey", "time", *time);
     const auto channel = ClipChannel(track_channel_);
-    if (channel == ClipChannel::rotation || channel == ClipChannel::visible || channel == ClipChannel::order) {
+    if (is_single_value_channel(channel)) {
         key.value[0] = read_float("ClipKey", "value", *value);
     } else {
         const size_t count = channel == ClipChannel::colour ? 4 : 2;

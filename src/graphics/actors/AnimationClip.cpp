@@ -48,6 +48,24 @@ std::string AnimationClip::check(const std::string& name, float duration, int lo
     return {};
 }
 
+bool parse_joint_channel(const std::string& text, ClipChannel& channel) {
+    static const std::pair<const char*, ClipChannel> names[] = {{"position", ClipChannel::position},
+                                                                 {"rotation", ClipChannel::rotation},
+                                                                 {"scale", ClipChannel::scale},
+                                                                 {"skew", ClipChannel::skew}};
+    for (const auto& [name, kind] : names)
+        if (text == name) {
+            channel = kind;
+            return true;
+        }
+    return false;
+}
+
+const char* channel_name(ClipChannel channel) {
+    static const char* const names[] = {"position", "rotation", "scale", "visible", "colour", "order", "skew"};
+    return names[int(channel)];
+}
+
 std::string AnimationClip::add_key(unsigned joint, ClipChannel channel, const ClipKey& key, int turns) {
     const std::string at = "clip \"" + name_ + "\" key at " + std::to_string(key.time);
     if (!finite(key.time) || key.time < 0.0f || key.time > duration_)
@@ -95,7 +113,10 @@ std::string AnimationClip::add_event(float time, const std::string& name) {
                std::to_string(duration_);
     auto at =
         std::upper_bound(events_.begin(), events_.end(), time, [](float t, const ClipEvent& e) { return t < e.time; });
-    events_.insert(at, ClipEvent{time, name});
+    ClipEvent event;
+    event.time = time;
+    event.name = name;
+    events_.insert(at, std::move(event));
     return {};
 }
 

@@ -916,6 +916,8 @@ private:
             }
             key.value[0] = float(-normalise(value[0]));
             previous[0] = value[0];
+        } else if (channel == ClipChannel::skew) {
+            key.value[0] = float(-value[0]);  // the engine turns the other way
         } else {
             for (int c = 0; c < 4; ++c) key.value[c] = float(value[c]);
         }
@@ -940,9 +942,7 @@ private:
     void add_loop(AnimationClip& clip, unsigned target, ClipChannel channel, const std::vector<Key>& keys,
                   double duration, bool wrap, double offset, double* previous, bool first, const std::string& w,
                   const double* wrap_to) const {
-        const int count = channel == ClipChannel::colour                                      ? 4
-                          : channel == ClipChannel::rotation || channel == ClipChannel::order ? 1
-                                                                                              : 2;
+        const int count = channel == ClipChannel::colour ? 4 : is_single_value_channel(channel) ? 1 : 2;
         for (std::size_t i = 0; i < keys.size(); ++i) {
             const Key& k = keys[i];
             const bool last = i + 1 == keys.size();
@@ -955,7 +955,8 @@ private:
                 std::copy(wrap_to, wrap_to + 4, next);
             } else if (wraps) {
                 std::copy(keys[0].value, keys[0].value + 4, next);
-                if (channel == ClipChannel::rotation) next[0] = k.value[0] + normalise(keys[0].value[0] - k.value[0]);
+                if (channel == ClipChannel::rotation || channel == ClipChannel::skew)
+                    next[0] = k.value[0] + normalise(keys[0].value[0] - k.value[0]);
             }
             const double end = last ? duration : keys[i + 1].start;
             const double length = end - k.start;
@@ -1008,17 +1009,20 @@ private:
     }
 
     // Rotations unwrapped as the tool does: the shorter way, or whole turns that a
-    // key's "clockwise" asks for on the way to the next key.
+    // key's "clockwise" asks for on the way to the next key. Skews, when a key has one,
+    // go on a skew track of the same keys, as they stand.
     void read_rotation(AnimationClip& clip, unsigned joint, const Json& frames, double duration, bool loops,
                        const std::string& w) const {
-        std::vector<Key> keys;
+        std::vector<Key> keys, skews;
+        bool skewed = false;
         double previous = 0;
         int clockwise = 0;
         for (const Placed& p : place_keys(frames, duration, w)) {
             const Json& f = *p.json;
             const double raw = r_.number(f, "rotate", 0, w) * kDegrees;
-            if (std::fabs(r_.number(f, "skew", 0, w)) > 0)
-                problems_.add(w + ": animated skew is not imported (left at the setup skew)");
+            const double skew = r_.number(f, "skew", 0, w) * kDegrees;
+            skewed = skewed || skew != 0.0;
+            skews.push_back({p.json, p.start, {skew, 0, 0, 0}});
             double value = raw;
             if (!keys.empty()) {
                 int cw = clockwise;
@@ -1037,6 +1041,7 @@ private:
             keys.push_back({p.json, p.start, {value, 0, 0, 0}});
         }
         add_keys(clip, joint, ClipChannel::rotation, keys, duration, loops, w);
+        if (skewed) add_keys(clip, joint, ClipChannel::skew, skews, duration, loops, w);
     }
 
     void read_animations() {
@@ -1131,7 +1136,9 @@ private:
             for (const auto& [to, from] : {std::pair{"x", "x"}, {"y", "y"}})
                 if (t.contains(from)) move[to] = t[from];
             if (t.contains("skY")) turn["rotate"] = t["skY"];
-            if (t.contains("skX") && t.contains("skY") && t["skX"] != t["skY"]) turn["skew"] = 1;  // counted as skew
+            // The y axis's turn beyond the x axis's, as a rotate key's skew.
+            if (t.contains("skX") && t.contains("skY") && t["skX"].is_number() && t["skY"].is_number())
+                turn["skew"] = t["skX"].get<double>() - t["skY"].get<double>();
             if (f.is_object() && f.contains("tweenRotate")) turn["clockwise"] = f["tweenRotate"];
             for (const auto& [to, from] : {std::pair{"x", "scX"}, {"y", "scY"}})
                 if (t.contains(from)) size[to] = t[from];

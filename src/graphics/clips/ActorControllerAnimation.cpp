@@ -98,6 +98,7 @@ void ActorControllerAnimation::on_actor(Actor* actor) {
         setup_[j].v[2] = joint->get_bind_rotation();
         setup_[j].v[3] = joint->get_local_scale().x;
         setup_[j].v[4] = joint->get_local_scale().y;
+        setup_[j].v[5] = joint->get_skew();
     }
     // A rig posed with clips (an imported character's) gets an IK controller at its
     // bind pose, following the rig's target joints; one a script gave is kept. Last:
@@ -415,6 +416,9 @@ void ActorControllerAnimation::apply(Layer& layer, const Play& play, float weigh
                 // adds its whole angle.
                 pose[2] += weight * (layer.additive ? value[0] : short_way(value[0] - base[2]));
                 break;
+            case ClipChannel::skew:
+                pose[5] += weight * (layer.additive ? value[0] : short_way(value[0] - base[5]));
+                break;
             case ClipChannel::visible:
             case ClipChannel::colour:
             case ClipChannel::order:
@@ -446,6 +450,7 @@ void ActorControllerAnimation::take_snapshot() {
         offset[2] = std::remainder(joint->get_local_rotation() - setup[2], kTurn);
         offset[3] = setup[3] != 0.0f ? joint->get_local_scale().x / setup[3] - 1.0f : 0.0f;
         offset[4] = setup[4] != 0.0f ? joint->get_local_scale().y / setup[4] - 1.0f : 0.0f;
+        offset[5] = std::remainder(joint->get_skew() - setup[5], kTurn);
         driven_[j] = 1;
     }
 }
@@ -455,7 +460,8 @@ void ActorControllerAnimation::apply_snapshot(float weight) {
         float* pose = pose_[j].v;
         const float* base = base_[j].v;
         const float* value = snapshot_[j].v;
-        for (int c = 0; c < 5; ++c) pose[c] += weight * (c == 2 ? short_way(value[c] - base[c]) : value[c] - base[c]);
+        for (int c = 0; c < kPoseValues; ++c)
+            pose[c] += weight * (c == 2 || c == 5 ? short_way(value[c] - base[c]) : value[c] - base[c]);
     }
 }
 
@@ -484,21 +490,24 @@ bool ActorControllerAnimation::write() {
         if (!driven_[j]) continue;
         const float* setup = setup_[j].v;
         const float* pose = pose_[j].v;
-        const float next[5] = {setup[0] + pose[0], setup[1] + pose[1], setup[2] + pose[2], setup[3] * (1.0f + pose[3]),
-                               setup[4] * (1.0f + pose[4])};
+        const float next[kPoseValues] = {setup[0] + pose[0], setup[1] + pose[1],
+                                         setup[2] + pose[2], setup[3] * (1.0f + pose[3]),
+                                         setup[4] * (1.0f + pose[4]), setup[5] + pose[5]};
         float* last = written_[j].v;
         // Only what changed is set: a clip turning a joint leaves its position and
         // scale alone, and the joint's world caches are dirtied once.
         const bool moved = next[0] != last[0] || next[1] != last[1];
         const bool turned = next[2] != last[2];
         const bool scaled = next[3] != last[3] || next[4] != last[4];
-        if (!moved && !turned && !scaled) continue;
+        const bool skewed = next[5] != last[5];
+        if (!moved && !turned && !scaled && !skewed) continue;
         Transform* joint = skeleton->get_joint(j);
         if (!joint) continue;
         if (moved) joint->set_position({next[0], next[1]});
         if (turned) joint->set_rotation(next[2]);
         if (scaled) joint->set_scale({next[3], next[4]});
-        std::copy(next, next + 5, last);
+        if (skewed) joint->set_skew(next[5]);
+        std::copy(next, next + kPoseValues, last);
         changed = true;
     }
     return changed;

@@ -126,7 +126,7 @@ void on_finished(Controller& c, const bp::object& callback) {
 
 bp::tuple pair(const float v[2]) { return bp::make_tuple(v[0], v[1]); }
 
-// {joint: {"position": (x, y), "rotation": r, "scale": (x, y)}}, the channels the clip
+// {joint: {"position": (x, y), "rotation": r, "scale": (x, y), "skew": s}}, the channels the clip
 // keys, as offsets from the setup pose (scale as a factor).
 bp::dict sample(const Controller& c, const std::string& name, float time) {
     check_clip(c, name, "sample()");
@@ -135,7 +135,6 @@ bp::dict sample(const Controller& c, const std::string& name, float time) {
     std::map<unsigned, std::string> names;
     if (data && data->get_skeleton())
         for (const auto& [joint, index] : data->get_skeleton()->get_joint_names()) names[index] = joint;
-    const char* const channels[] = {"position", "rotation", "scale"};
     bp::dict result;
     for (const ClipTrack& track : found->get_tracks()) {
         float value[4];
@@ -143,8 +142,8 @@ bp::dict sample(const Controller& c, const std::string& name, float time) {
         const std::string joint = names.count(track.joint) ? names[track.joint] : std::to_string(track.joint);
         if (!result.has_key(joint)) result[joint] = bp::dict();
         bp::dict entry = bp::extract<bp::dict>(result[joint]);
-        const char* key = channels[int(track.channel)];
-        entry[key] = track.channel == ClipChannel::rotation ? bp::object(value[0]) : bp::object(pair(value));
+        entry[channel_name(track.channel)] =
+            is_single_value_channel(track.channel) ? bp::object(value[0]) : bp::object(pair(value));
     }
     for (const ClipTrack& track : found->get_part_tracks()) {
         float value[4];
@@ -241,7 +240,7 @@ void define_actor_controller_animation() {
         .def("sample", &sample, (bp::arg("name"), bp::arg("time")),
              "sample(name: str, time: float) -> dict[str, dict[str, object]]\n\n"
              "The clip's keyed values at time without playing it: {joint: {'position': (x, y),\n"
-             "'rotation': r, 'scale': (x, y)}}, offsets from the setup pose (scale as a factor), and\n"
+             "'rotation': r, 'scale': (x, y), 'skew': s}}, offsets from the setup pose (scale as a factor), and\n"
              "{part: {'visible': bool, 'colour': (r, g, b, a), 'order': place}} for the meshes it keys.");
     register_with_factory(cls, "ActorControllerAnimation");
 }

@@ -129,7 +129,7 @@ void add_key(AnimationClip& clip, unsigned joint, ClipChannel channel, const bp:
     if (n < 2 || n > 4) fail("a key is (time, value[, easing[, turns]])");
     ClipKey key;
     key.time = number(item[0]);
-    if (channel == ClipChannel::rotation || channel == ClipChannel::visible || channel == ClipChannel::order) {
+    if (is_single_value_channel(channel)) {
         key.value[0] = number(item[1]);
     } else {
         const bp::object v = item[1];
@@ -178,12 +178,8 @@ void add_clip(const std::string& actor, const std::string& name, float duration,
             for (bp::ssize_t c = 0; c < bp::len(channels); ++c) {
                 const std::string channel = bp::extract<std::string>(channels[c][0]);
                 ClipChannel kind = ClipChannel::rotation;
-                if (channel == "position")
-                    kind = ClipChannel::position;
-                else if (channel == "scale")
-                    kind = ClipChannel::scale;
-                else if (channel != "rotation")
-                    fail("channel '" + channel + "' is not 'position', 'rotation' or 'scale'");
+                if (!parse_joint_channel(channel, kind))
+                    fail("channel '" + channel + "' is not 'position', 'rotation', 'scale' or 'skew'");
                 const bp::object keys = channels[c][1];
                 for (bp::ssize_t k = 0; k < bp::len(keys); ++k) add_key(*clip, unsigned(index), kind, keys[k]);
             }
@@ -284,7 +280,7 @@ void define_actor_database() {
              "list[tuple[object, ...]]]] | None = None, events: list[tuple[float, str]] | None = None, parts: dict[str, "
              "dict[str, list[tuple[object, ...]]]] | None = None) -> None\n\n"
              "Adds a clip to a loaded actor, as an ActorClip element would: tracks is\n"
-             "{joint: {'position' | 'rotation' | 'scale': [(time, value[, easing[, turns]]), ...]}},\n"
+             "{joint: {'position' | 'rotation' | 'scale' | 'skew': [(time, value[, easing[, turns]]), ...]}},\n"
              "events [(time, name), ...], parts {mesh: {'visible' | 'colour' | 'order': [keys]}} (visible\n"
              "1 or 0, colour (r, g, b, a), order the mesh's place in the drawing). ValueError, and nothing\n"
              "added, for any bad value.")

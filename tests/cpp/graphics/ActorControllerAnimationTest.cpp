@@ -54,6 +54,9 @@ const char* kDocument = R"(<Actors>
       <ClipTrack joint="leg" channel="rotation"><ClipKey time="0" value="0.25"/></ClipTrack>
       <ClipTrack joint="arm" channel="rotation"><ClipKey time="0" value="0.125"/></ClipTrack>
     </ActorClip>
+    <ActorClip id="lean" duration="1" loops="1">
+      <ClipTrack joint="leg" channel="skew"><ClipKey time="0" value="0"/><ClipKey time="1" value="0.5"/></ClipTrack>
+    </ActorClip>
     <ActorClip id="beat" duration="1" loops="0">
       <ClipTrack joint="leg" channel="scale"><ClipKey time="0" value="1, 1"/><ClipKey time="1" value="2, 3"/></ClipTrack>
       <ClipEvent time="0.25" name="a"/>
@@ -91,6 +94,18 @@ TEST_F(Clips, PlayedClipPosesTheSetupPosePlusItsOffsets) {
     EXPECT_FLOAT_EQ(joint("leg")->get_local_position().y, 10.0f);
     EXPECT_FLOAT_EQ(controller->get_time(0), 0.25f);
     EXPECT_EQ(controller->get_clip(0)->get_name(), "turn");
+}
+
+TEST_F(Clips, SkewKeysAddToTheSetupSkewAndBlendLikeTurns) {
+    joint("leg")->set_skew(0.25f);
+    const engine::core::Ref<ActorControllerAnimation> fresh = engine::core::make_ref<ActorControllerAnimation>();
+    actor->set_controller(fresh);  // its setup pose is the record's: skew 0
+    ASSERT_EQ(fresh->play("lean"), "");
+    EXPECT_TRUE(fresh->update(0.5f));
+    EXPECT_FLOAT_EQ(joint("leg")->get_skew(), 0.25f);
+    ASSERT_EQ(fresh->play("turn", 1.0f), "");  // fading out of the skew over a second
+    fresh->update(0.5f);
+    EXPECT_FLOAT_EQ(joint("leg")->get_skew(), 0.5f * 0.5f);  // the lean (held at its end) at half weight
 }
 
 TEST_F(Clips, UnknownClipIsRefusedAndNothingPlays) {
