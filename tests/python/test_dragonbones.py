@@ -232,10 +232,10 @@ def test_bounding_boxes_are_outlines_a_script_can_read():
     assert actor_database.polygons("nobody") == []
 
 
-def skinned(actor):
-    """The first mesh's vertices skinned to the actor's pose, rounded."""
-    actor.meshes[0].transform_vertices(actor.skeleton)
-    return [(round(p.x, 3), round(p.y, 3)) for p in actor.meshes[0].positions]
+def skinned(actor, part=0):
+    """A mesh's vertices skinned to the actor's pose, rounded."""
+    actor.meshes[part].transform_vertices(actor.skeleton)
+    return [(round(p.x, 3), round(p.y, 3)) for p in actor.meshes[part].positions]
 
 
 def test_deform_timelines_bend_a_mesh_between_their_keys():
@@ -390,6 +390,32 @@ def test_animated_skew_turns_the_y_axis_beyond_the_x_axis(form):
             seconds
     actor = posed("leaning", "lean", 0.0)  # held: the player's actor is a weak link
     assert actor.controller.sample("lean", 0.5)["b"]["skew"] == pytest.approx(math.radians(-20), abs=1e-6)
+
+
+def test_linked_meshes_reuse_their_sources_geometry_and_deform_with_it_unless_told(caplog):
+    source = {"type": "mesh", "name": "m", "vertices": [0, 0, 10, 0, 0, 10], "uvs": [0, 0, 1, 0, 0, 1],
+              "triangles": [0, 1, 2]}
+    skeleton = {"frameRate": 10, "armature": [{
+        "name": "twins", "bone": [{"name": "b", "transform": {"x": 100}}],
+        "slot": [{"name": "s", "parent": "b"}, {"name": "t", "parent": "b"}, {"name": "u", "parent": "b"},
+                 {"name": "v", "parent": "b"}],
+        "skin": [{"slot": [{"name": "s", "display": [source]},
+                           {"name": "t", "display": [{"type": "mesh", "name": "n", "share": "m"}]},
+                           {"name": "u", "display": [{"type": "mesh", "name": "o", "share": "m",
+                                                      "inheritDeform": False}]},
+                           {"name": "v", "display": [{"type": "mesh", "name": "p", "share": "nothing"}]}]}],
+        "animation": [{"name": "wobble", "duration": 10, "playTimes": 0, "ffd": [{
+            "name": "m", "slot": "s", "frame": [{"duration": 10, "tweenEasing": 0, "offset": 3, "vertices": [8]},
+                                                {"duration": 0}]}]}]}]}
+    atlas = {"width": 8, "height": 8, "SubTexture": [{"name": n, "width": 8, "height": 8} for n in "mnop"]}
+    assert actor_database.load_dragonbones(io.StringIO(json.dumps(skeleton)), io.StringIO(json.dumps(atlas))) == \
+        ["twins"]
+    assert actor_database.mesh_ids("twins") == ["s/0", "t/0", "u/0"]  # the link to nothing is skipped
+    said = warnings(caplog)
+    assert len(said) == 1 and "linked mesh 'p' shares 'nothing'" in said[0]
+    actor = posed("twins", "wobble", 0.0)
+    assert skinned(actor, 0) == skinned(actor, 1) == [(100, 0), (110, 8), (100, 10)]
+    assert skinned(actor, 2) == [(100, 0), (110, 0), (100, 10)]  # it does not inherit the deform
 
 
 def test_draw_order_timelines_move_slots_as_the_keys_say():

@@ -292,6 +292,8 @@ struct Bone {
 struct Display {
     std::string type, name, path;
     const Json* json = nullptr;
+    const Json* geometry = nullptr;  // a linked mesh's source display, whose geometry it reuses; else null
+    bool inherit_deform = true;      // a linked mesh bends with its source's deform timelines
 };
 
 struct Slot {
@@ -491,6 +493,30 @@ private:
                 slot.displays.push_back(display);
             }
         }
+        link_meshes();
+    }
+
+    // Linked meshes ("share"): the geometry of another mesh display of the skin, found
+    // by display name, drawn with the linked display's own picture.
+    void link_meshes() {
+        for (Slot& slot : slots_)
+            for (Display& display : slot.displays) {
+                if (!display.json || (display.type != "mesh" && display.type != "2")) continue;
+                const std::string source = Reader::text(*display.json, "share");
+                if (source.empty()) continue;
+                display.inherit_deform = r_.boolean(*display.json, "inheritDeform",
+                                                    r_.boolean(*display.json, "inheritFFD", true));
+                for (const Slot& other : slots_)
+                    for (const Display& d : other.displays)
+                        if (!display.geometry && d.json && &d != &display && d.name == source &&
+                            (d.type == "mesh" || d.type == "2") && Reader::text(*d.json, "share").empty())
+                            display.geometry = d.json;
+                if (!display.geometry) {
+                    problems_.add(where() + " slot " + named(slot.name) + ": linked mesh " + named(display.name) +
+                                  " shares " + named(source) + ", which the skin lacks (skipped)");
+                    display.json = nullptr;
+                }
+            }
     }
 
     // The slot's world matrix in the setup pose: its bone's, then the display's own.
@@ -667,9 +693,10 @@ private:
         const Region* g = region_of(slot.name, display);
         if (!g) return false;
         const std::string w = where() + " mesh " + named(display.name);
-        const Json& vertices = Reader::list(*display.json, "vertices");
-        const Json& uvs = Reader::list(*display.json, "uvs");
-        const Json& triangles = Reader::list(*display.json, "triangles");
+        const Json& geometry = display.geometry ? *display.geometry : *display.json;
+        const Json& vertices = Reader::list(geometry, "vertices");
+        const Json& uvs = Reader::list(geometry, "uvs");
+        const Json& triangles = Reader::list(geometry, "triangles");
         const std::size_t count = vertices.size() / 2;
         if (count == 0 || count > kMostVertices || uvs.size() != vertices.size()) {
             problems_.add(w + ": vertices and uvs do not pair up, or too many (skipped)");
@@ -687,12 +714,12 @@ private:
             }
             return x;
         };
-        const Json& weights = Reader::list(*display.json, "weights");
+        const Json& weights = Reader::list(geometry, "weights");
         const bool weighted = !weights.empty();
         // A skinned mesh's vertices are in the slot's space at bind time, which the
         // file gives; its bones are taken to be bound in their setup pose.
         Matrix slot_pose;
-        const Json& pose = Reader::list(*display.json, "slotPose");
+        const Json& pose = Reader::list(geometry, "slotPose");
         if (weighted && pose.size() == 6) {
             float m[6];
             for (std::size_t k = 0; k < 6; ++k) m[k] = float(at(pose, k));
@@ -1261,20 +1288,34 @@ private:
     // rotation the clip keys: key k's shape is full at k + 1 steps and gone one step
     // either side, so the driver's way from one key to the next crosses between their
     // shapes with the key's easing. The driver at rest (0) shows no deform.
+    // Linked meshes that inherit deforms bend with their source.
     void read_deform(AnimationClip& clip, const Json& f, double frames, bool loops, const std::string& w) {
         const std::string slot_name = Reader::text(f, "slot"), display = Reader::text(f, "name");
         const std::string dw = w + " deform of " + named(slot_name) + "/" + named(display);
         auto it = slot_index_.find(slot_name);
         int part = -1;
+        const Json* source = nullptr;
         if (it != slot_index_.end()) {
             const Slot& slot = slots_[std::size_t(it->second)];
             for (std::size_t k = 0; k < slot.displays.size(); ++k)
-                if (slot.displays[k].name == display && slot.displays[k].type == "mesh") part = slot.parts[k];
+                if (slot.displays[k].name == display && slot.displays[k].type == "mesh") {
+                    part = slot.parts[k];
+                    source = slot.displays[k].json;
+                }
         }
         if (part < 0) {
             problems_.add(dw + ": no such mesh (skipped)");
             return;
         }
+        deform_part(clip, f, frames, loops, dw, part);
+        for (const Slot& slot : slots_)
+            for (std::size_t k = 0; k < slot.displays.size(); ++k)
+                if (source && slot.displays[k].geometry == source && slot.displays[k].inherit_deform &&
+                    slot.parts[k] >= 0)
+                    deform_part(clip, f, frames, loops, dw, slot.parts[k]);
+    }
+
+    void deform_part(AnimationClip& clip, const Json& f, double frames, bool loops, const std::string& dw, int part) {
         ActorMeshData& mesh = *data_->get_meshes()[std::size_t(part)];
         const std::vector<Placed> placed = place_keys(Reader::list(f, "frame"), frames, dw);
         if (placed.empty()) return;
