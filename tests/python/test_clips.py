@@ -476,6 +476,6 @@ def test_part_order_tracks_change_which_mesh_draws_on_top(window, scene):
     c.play("back")
     scene.update(0.6)
     assert a.draw_order == ["red", "blue"]
-    with pytest.raises(ValueError, match="'visible', 'colour' or 'order'"):
+    with pytest.raises(ValueError, match="'visible', 'colour', 'order' or 'offset'"):
         actor_database.add_clip("cards", "x", 1.0, parts={"red": {"depth": [(0, 1)]}})
     scene.remove_object(a)

@@ -468,6 +468,66 @@ def test_the_drawing_follows_the_draw_order_and_additive_parts_add(window, scene
     scene.remove_object(cards)
 
 
+def test_colour_offsets_tint_parts_after_their_multipliers(window, scene, pictures):
+    from libgraphics import Sprite, Text, sprite_database
+    from pictures import images, rendered, settle
+
+    rows = [[200, 200, 200, 255] * 4 for _ in range(4)]
+    picture = pictures.write("db_grey.png", 4, 4, rows, images.RGBA)
+    skeleton = {"frameRate": 10, "armature": [{
+        "name": "tints", "bone": [{"name": "b"}],
+        "slot": [{"name": "up", "parent": "b", "color": {"rM": 50, "gM": 50, "bM": 50, "rO": 64, "gO": -64}},
+                 {"name": "plain", "parent": "b"}],
+        "skin": [{"slot": [{"name": "up", "display": [{"name": "g"}]},
+                           {"name": "plain", "display": [{"name": "g", "transform": {"x": 2}}]}]}],
+        "animation": [{"name": "flash", "duration": 10, "slot": [{"name": "plain", "colorFrame": [
+            {"duration": 10, "tweenEasing": 0, "value": {"bO": 255}}, {"duration": 0}]}]}]}]}
+    atlas = {"imagePath": picture, "width": 4, "height": 4,
+             "SubTexture": [{"name": "g", "x": 1, "y": 1, "width": 2, "height": 2}]}
+    assert actor_database.load_dragonbones(io.StringIO(json.dumps(skeleton)), io.StringIO(json.dumps(atlas))) == \
+        ["tints"]
+    tints = Actor("tints")
+    tints.position, tints.scale = (200, 240), (40, 40)
+    scene.add_object(tints, "main")
+    assert tuple(tints.meshes[0].colour_offset) == pytest.approx((64 / 255, -64 / 255, 0, 0))
+    # Beside them, a sprite and a text: the tint stays on its part.
+    assert sprite_database.load(io.StringIO(
+        '<Sprites><Sprite id="db-white" texture="%s" layer="main" dimensions="40 40" bottom_right="1 1"/></Sprites>'
+        % pictures.solid("db_white.png")))
+    sprite = Sprite("db-white")
+    sprite.position = (480, 120)
+    text = Text("tint", size=28)
+    text.position = (420, 380)
+    scene.add_object(text, "main")
+    tints.controller = ActorControllerAnimation()
+    scene.update(0.0)
+    settle()
+    pixel = rendered(window, scene)
+    # 200 * 0.5 = 100, then +64 red and -64 green, blue as multiplied.
+    assert pixel(200, 240)[:3] == pytest.approx((164, 36, 100), abs=2)
+    assert pixel(300, 240)[:3] == pytest.approx((200, 200, 200), abs=2)
+    assert any(pixel(x, y)[:3] == (255, 255, 255) for y in range(80, 160, 2) for x in range(440, 520, 2))
+    # A colour key's offset: blue saturates at the first key, then fades back.
+    tints.controller.play("flash")
+    scene.update(0.0)
+    pixel = rendered(window, scene)
+    assert pixel(300, 240)[:3] == pytest.approx((200, 200, 255), abs=2)
+    scene.update(0.5)
+    pixel = rendered(window, scene)
+    assert pixel(300, 240)[:3] == pytest.approx((200, 200, 255), abs=2)  # 200 + 127 saturates too
+    scene.update(0.5)
+    pixel = rendered(window, scene)
+    assert pixel(300, 240)[:3] == pytest.approx((200, 200, 200), abs=2)
+    assert tints.controller.sample("flash", 0.5)["plain/0"]["offset"] == pytest.approx((0, 0, 0.5, 0), abs=1e-3)
+    with pytest.raises(ValueError, match="is not a colour"):
+        tints.meshes[0].colour_offset = "red"
+    tints.meshes[0].colour_offset = (2, -2, float("nan"), 0)  # clamped; not a number adds nothing
+    assert tuple(tints.meshes[0].colour_offset) == (1, -1, 0, 0)
+    for item in (tints, text):
+        scene.remove_object(item)
+    sprite_database.unload()
+
+
 def test_ik_timelines_hold_each_keys_weight_and_bend():
     skeleton = {"frameRate": 24, "armature": [{
         "name": "leg", "bone": [{"name": "thigh", "length": 50}, {"name": "calf", "parent": "thigh", "length": 40,

@@ -168,6 +168,9 @@ private:
     std::vector<unsigned char> part_coloured_;
     std::vector<float> part_order_;  // per mesh: the frame's drawing order; NaN: no clip keys it
     std::vector<Pose> part_colour_;
+    std::vector<unsigned char> part_offset_set_;  // per mesh: some clip keys its colour offset this frame
+    std::vector<Pose> part_offset_;               // per mesh: that offset (r, g, b, a)
+    std::vector<Pose> shown_offset_;              // per mesh: what was last set
     std::vector<signed char> shown_visible_;
     std::vector<Pose> shown_colour_;
     core::Ref<ActorControllerIK> ik_;             // solved after each pose; null: none

@@ -97,6 +97,12 @@ public:
     /// Back to the record's colours; the uniform-colour switch stays as it is.
     void disable_vertex_colours() { vertex_colours_.clear(); }
     const std::vector<core::Colour>& get_vertex_colours() const { return vertex_colours_; }
+    /// Added to each drawn colour after the picture and the colour multiply it, each of
+    /// r, g, b, a within -1..1 (clamped): how animation tools tint a part towards a
+    /// colour. (0, 0, 0, 0), the default, adds nothing. A part without a picture adds it
+    /// to its uniform colour.
+    void set_colour_offset(const core::Colour& offset);
+    const core::Colour& get_colour_offset() const { return colour_offset_; }
 
     /// Replaces the layer of that name in place, or appends a layer. Names are unique.
     void set_texture(const std::string& name, const Texture& source);
@@ -153,6 +159,7 @@ private:
     float draw_order_ = 0.0f;                          // ascending among its actor's meshes
     core::Colour colour_;                              // the uniform colour
     bool uniform_colour_ = false;                      // draw in colour_, no colour array
+    core::Colour colour_offset_{0, 0, 0, 0};           // added after the colour
     std::vector<core::Colour> vertex_colours_;         // per-vertex overrides; empty: the record's
     std::vector<std::pair<std::string, std::unique_ptr<Texture>>> textures_;  // layers, drawn in order
     core::Matrix texture_matrix_;                                             // used unless identity

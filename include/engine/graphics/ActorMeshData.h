@@ -42,6 +42,7 @@ struct ActorMeshData {
     bool additive = false;                                  // drawn adding its light (src alpha, one)
     bool uniform_colour = false;                            // drawn in `colour` when an actor is made
     core::Colour colour;                                    // that colour
+    core::Colour colour_offset{0, 0, 0, 0};                 // added after the colour, each -1..1
     std::vector<CarriedActor> carried;                      // actors made with each actor and carried by it
 };
 

@@ -24,7 +24,9 @@ enum class ClipEasing : std::uint8_t {
 /// to key).
 /// skew (radians) adds to the setup skew (`Transform::set_skew`): the joint's y axis
 /// turns that much beyond its x axis, as animation tools (DragonBones) skew bones.
-enum class ClipChannel : std::uint8_t { position, rotation, scale, visible, colour, order, skew };
+/// offset is a part channel: (r, g, b, a) added to the part's colour after its
+/// multipliers (`ActorMesh::set_colour_offset`), as tools tint parts.
+enum class ClipChannel : std::uint8_t { position, rotation, scale, visible, colour, order, skew, offset };
 
 /// Whether `channel` keys one number (rotation, skew, visible, order); the others key
 /// two (position, scale) or four (colour).
@@ -32,6 +34,17 @@ constexpr bool is_single_value_channel(ClipChannel channel) {
     return channel == ClipChannel::rotation || channel == ClipChannel::skew || channel == ClipChannel::visible ||
            channel == ClipChannel::order;
 }
+
+/// How many numbers a key of `channel` holds: 1, 2 or 4 (colour, offset).
+constexpr int channel_values(ClipChannel channel) {
+    return is_single_value_channel(channel)                                         ? 1
+           : channel == ClipChannel::colour || channel == ClipChannel::offset ? 4
+                                                                                    : 2;
+}
+
+/// The names of the part channels in actor files and scripts: "visible", "colour",
+/// "order" and "offset"; false (and `channel` kept) for any other text.
+bool parse_part_channel(const std::string& text, ClipChannel& channel);
 
 /// The names of the joint channels in actor files and scripts: "position", "rotation",
 /// "scale" and "skew"; false (and `channel` kept) for any other text.
@@ -41,7 +54,8 @@ const char* channel_name(ClipChannel channel);
 
 /// Whether `channel` animates a part (a mesh) rather than a joint.
 constexpr bool is_part_channel(ClipChannel channel) {
-    return channel == ClipChannel::visible || channel == ClipChannel::colour || channel == ClipChannel::order;
+    return channel == ClipChannel::visible || channel == ClipChannel::colour || channel == ClipChannel::order ||
+           channel == ClipChannel::offset;
 }
 
 /// One key of a joint track. Its easing shapes the way from it to the next key.

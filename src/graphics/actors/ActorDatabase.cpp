@@ -443,15 +443,12 @@ void ActorDatabaseParser::start_part_track(const Attributes& a) {
     if (index < 0)
         return problem("\"PartTrack\" of clip " + quoted(clip_->get_name()) + ": actor " +
                        quoted(clip_actor_->get_id()) + " has no mesh " + quoted(*part) + " (skipped with its keys)");
-    const int c = *channel == "visible"  ? int(ClipChannel::visible)
-                  : *channel == "colour" ? int(ClipChannel::colour)
-                  : *channel == "order"  ? int(ClipChannel::order)
-                                         : -1;
-    if (c < 0)
+    ClipChannel kind;
+    if (!parse_part_channel(*channel, kind))
         return problem("\"PartTrack\" channel " + quoted(*channel) +
-                       " is not visible, colour or order (skipped with its keys)");
+                       " is not visible, colour, order or offset (skipped with its keys)");
     track_joint_ = index;
-    track_channel_ = c;
+    track_channel_ = int(kind);
 }
 
 void ActorDatabaseParser::start_clip_key(const Attributes& a) {
@@ -465,7 +462,7 @@ void ActorDatabaseParser::start_clip_key(const Attributes& a) {
     if (is_single_value_channel(channel)) {
         key.value[0] = read_float("ClipKey", "value", *value);
     } else {
-        const size_t count = channel == ClipChannel::colour ? 4 : 2;
+        const size_t count = size_t(channel_values(channel));
         const std::vector<std::string> items = core::StringUtility::split(*value, ',');
         if (items.size() != count)
             return problem("\"ClipKey\" value " + quoted(*value) + " is not " +

@@ -7,10 +7,12 @@
 #include "engine/graphics/Texture.h"
 #include "engine/graphics/Transform.h"
 #include "engine/window/OpenGL.h"
+#include "engine/window/OpenGLEntryPoints.h"
 
 #include <GL/gl.h>
 
 #include <algorithm>
+#include <cmath>
 #include <unordered_set>
 
 namespace engine::graphics {
@@ -39,6 +41,7 @@ ActorMesh::ActorMesh(const ActorMesh& other)
       draw_order_(other.draw_order_),
       colour_(other.colour_),
       uniform_colour_(other.uniform_colour_),
+      colour_offset_(other.colour_offset_),
       vertex_colours_(other.vertex_colours_),
       texture_matrix_(other.texture_matrix_),
       texture_matrix_identity_(other.texture_matrix_identity_),
@@ -61,6 +64,7 @@ void ActorMesh::set_data(const ActorMeshData* data, core::Ref<const core::Shared
     }
     visible_ = data->visible;
     if (data->uniform_colour) set_colour(data->colour);
+    set_colour_offset(data->colour_offset);
     // The record's own picture (an imported character's atlas), shared through the
     // texture database and loaded in the background like any texture.
     if (!data->texture.empty()) set_texture("texture", Texture(data->texture, true, false));
@@ -290,6 +294,63 @@ void ActorMesh::reset_jiggle_scales() {
 
 // Drawing -----------------------------------------------------------------------------
 
+namespace {
+
+using window::glActiveTexture;
+
+bool has_offset(const core::Colour& o) { return o.r != 0.0f || o.g != 0.0f || o.b != 0.0f || o.a != 0.0f; }
+
+// A colour offset is added after the picture and the colour by texture units 1 and 2:
+// unit 1 adds what is above zero, unit 2 takes away what is below. A unit takes part
+// only with a picture bound (its texels are not read), so the part's own is bound.
+void offset_unit(const Texture& picture, int unit, GLenum operation, const float* constant) {
+    picture.bind(unit);
+    glActiveTexture(GLenum(GL_TEXTURE0 + unit));
+    glTexEnvi(GL_TEXTURE_ENV, GL_TEXTURE_ENV_MODE, GL_COMBINE);
+    glTexEnvi(GL_TEXTURE_ENV, GL_COMBINE_RGB, GLint(operation));
+    glTexEnvi(GL_TEXTURE_ENV, GL_COMBINE_ALPHA, GLint(operation));
+    glTexEnvi(GL_TEXTURE_ENV, GL_SOURCE0_RGB, GL_PREVIOUS);
+    glTexEnvi(GL_TEXTURE_ENV, GL_OPERAND0_RGB, GL_SRC_COLOR);
+    glTexEnvi(GL_TEXTURE_ENV, GL_SOURCE1_RGB, GL_CONSTANT);
+    glTexEnvi(GL_TEXTURE_ENV, GL_OPERAND1_RGB, GL_SRC_COLOR);
+    glTexEnvi(GL_TEXTURE_ENV, GL_SOURCE0_ALPHA, GL_PREVIOUS);
+    glTexEnvi(GL_TEXTURE_ENV, GL_OPERAND0_ALPHA, GL_SRC_ALPHA);
+    glTexEnvi(GL_TEXTURE_ENV, GL_SOURCE1_ALPHA, GL_CONSTANT);
+    glTexEnvi(GL_TEXTURE_ENV, GL_OPERAND1_ALPHA, GL_SRC_ALPHA);
+    glTexEnvfv(GL_TEXTURE_ENV, GL_TEXTURE_ENV_COLOR, constant);
+    glActiveTexture(GL_TEXTURE0);
+}
+
+bool begin_offset(const Texture& picture, const core::Colour& o) {
+    GLint units = 1;
+    glGetIntegerv(GL_MAX_TEXTURE_UNITS, &units);
+    if (!glActiveTexture || units < 3) return false;
+    const float add[4] = {std::max(o.r, 0.0f), std::max(o.g, 0.0f), std::max(o.b, 0.0f), std::max(o.a, 0.0f)};
+    const float take[4] = {std::max(-o.r, 0.0f), std::max(-o.g, 0.0f), std::max(-o.b, 0.0f), std::max(-o.a, 0.0f)};
+    offset_unit(picture, 1, GL_ADD, add);
+    offset_unit(picture, 2, GL_SUBTRACT, take);
+    return true;
+}
+
+// Units 1 and 2 back to the baseline: disabled, modulating.
+void end_offset() {
+    for (int unit : {1, 2}) {
+        glActiveTexture(GLenum(GL_TEXTURE0 + unit));
+        glTexEnvi(GL_TEXTURE_ENV, GL_TEXTURE_ENV_MODE, GL_MODULATE);
+        glDisable(GL_TEXTURE_2D);
+    }
+    glActiveTexture(GL_TEXTURE0);
+}
+
+float clamp_offset(float v) { return std::isfinite(v) ? std::clamp(v, -1.0f, 1.0f) : 0.0f; }
+
+}  // namespace
+
+void ActorMesh::set_colour_offset(const core::Colour& offset) {
+    colour_offset_ = core::Colour(clamp_offset(offset.r), clamp_offset(offset.g), clamp_offset(offset.b),
+                                  clamp_offset(offset.a));
+}
+
 void ActorMesh::draw_triangles() const {
     glDrawElements(GL_TRIANGLES, GLsizei(data_->indices.size()), GL_UNSIGNED_SHORT, data_->indices.data());
 }
@@ -314,7 +375,12 @@ void ActorMesh::render(const Transform& transform) {
         else
             glVertexPointer(2, GL_FLOAT, stride, &records->position);
 
-        if (uniform_colour_) {
+        const bool offset = has_offset(colour_offset_);
+        if (uniform_colour_ && offset && textures_.empty()) {
+            // Nothing to multiply: the offset goes straight onto the colour.
+            const core::Colour& o = colour_offset_;
+            glColor4f(colour_.r + o.r, colour_.g + o.g, colour_.b + o.b, colour_.a + o.a);
+        } else if (uniform_colour_) {
             glColor4fv(colour_);
         } else {
             glEnableClientState(GL_COLOR_ARRAY);
@@ -328,6 +394,7 @@ void ActorMesh::render(const Transform& transform) {
         // An additive part adds its light to what lies below; the baseline's blending
         // is put back after its triangles.
         if (data_->additive) glBlendFunc(GL_SRC_ALPHA, GL_ONE);
+        const bool offset_stage = offset && !textures_.empty() && begin_offset(*textures_.front().second, colour_offset_);
         const bool texture_matrix = !texture_matrix_identity_;
         if (texture_matrix) {
             glMatrixMode(GL_TEXTURE);
@@ -357,6 +424,7 @@ void ActorMesh::render(const Transform& transform) {
             glPopMatrix();
             glMatrixMode(GL_MODELVIEW);
         }
+        if (offset_stage) end_offset();
         if (data_->additive) glBlendFunc(GL_SRC_ALPHA, GL_ONE_MINUS_SRC_ALPHA);
     }
 

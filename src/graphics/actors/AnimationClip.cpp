@@ -61,8 +61,22 @@ bool parse_joint_channel(const std::string& text, ClipChannel& channel) {
     return false;
 }
 
+bool parse_part_channel(const std::string& text, ClipChannel& channel) {
+    static const std::pair<const char*, ClipChannel> names[] = {{"visible", ClipChannel::visible},
+                                                                 {"colour", ClipChannel::colour},
+                                                                 {"order", ClipChannel::order},
+                                                                 {"offset", ClipChannel::offset}};
+    for (const auto& [name, kind] : names)
+        if (text == name) {
+            channel = kind;
+            return true;
+        }
+    return false;
+}
+
 const char* channel_name(ClipChannel channel) {
-    static const char* const names[] = {"position", "rotation", "scale", "visible", "colour", "order", "skew"};
+    static const char* const names[] = {"position", "rotation", "scale", "visible",
+                                        "colour",   "order",    "skew",  "offset"};
     return names[int(channel)];
 }
 
@@ -205,7 +219,7 @@ float fraction(ClipChannel channel, const ClipKey& a, const ClipKey& b, float ti
 // The value at `time` given `next`, the first key later than it.
 void interpolate(const ClipTrack& track, size_t next, float time, float* out, ClipSampler* memo) {
     const std::vector<ClipKey>& keys = track.keys;
-    const int count = track.channel == ClipChannel::colour ? 4 : 2;
+    const int count = std::max(channel_values(track.channel), 2);
     if (next == 0 || next == keys.size()) {
         const ClipKey& k = next == 0 ? keys.front() : keys.back();
         std::copy(k.value, k.value + count, out);
@@ -228,7 +242,7 @@ size_t key_after(const std::vector<ClipKey>& keys, float time) {
 
 void AnimationClip::sample(const ClipTrack& track, float time, float* out) {
     if (track.keys.empty()) {
-        std::fill(out, out + (track.channel == ClipChannel::colour ? 4 : 2), 0.0f);
+        std::fill(out, out + std::max(channel_values(track.channel), 2), 0.0f);
         return;
     }
     interpolate(track, key_after(track.keys, time), time, out, nullptr);

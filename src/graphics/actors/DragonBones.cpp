@@ -274,11 +274,19 @@ Vector<float> atlas_uv(const Atlas& atlas, const Region& g, double u, double v) 
     return {float(px / atlas.width), float(py / atlas.height)};
 }
 
-// A colour transform's multipliers (percent in the file); offsets are left out.
+// A colour transform's multipliers (percent in the file).
 core::Colour colour_of(const Reader& r, const Json& c, const std::string& where) {
     auto channel = [&](const char* key) { return float(std::clamp(r.number(c, key, 100, where) / 100.0, 0.0, 1.0)); };
     return core::Colour(channel("rM"), channel("gM"), channel("bM"), channel("aM"));
 }
+
+// Its offsets (0..255 colour units in the file, either sign) as fractions of full.
+core::Colour colour_offset_of(const Reader& r, const Json& c, const std::string& where) {
+    auto channel = [&](const char* key) { return float(std::clamp(r.number(c, key, 0, where) / 255.0, -1.0, 1.0)); };
+    return core::Colour(channel("rO"), channel("gO"), channel("bO"), channel("aO"));
+}
+
+bool is_zero(const core::Colour& c) { return c.r == 0.0f && c.g == 0.0f && c.b == 0.0f && c.a == 0.0f; }
 
 struct Bone {
     std::string name, parent;
@@ -302,6 +310,7 @@ struct Slot {
     int display_index = 0;
     bool additive = false;  // blend mode "add"
     core::Colour colour;
+    core::Colour colour_offset{0, 0, 0, 0};
     std::vector<Display> displays;
     std::vector<int> parts;  // mesh index of each display; -1 where none was made
 };
@@ -455,6 +464,7 @@ private:
             slot.bone = it->second;
             slot.display_index = int(r_.number(s, "displayIndex", 0, w));
             slot.colour = colour_of(r_, Reader::child(s, "color"), w);
+            slot.colour_offset = colour_offset_of(r_, Reader::child(s, "color"), w);
             const std::string blend = lower(Reader::text(s, "blendMode", "normal"));
             slot.additive = blend == "add" || blend == "1";
             if (!slot.additive && blend != "normal" && blend != "0")
@@ -571,6 +581,7 @@ private:
                 mesh->additive = slot.additive;
                 mesh->uniform_colour = true;
                 mesh->colour = slot.colour;
+                mesh->colour_offset = slot.colour_offset;
                 slot.parts.push_back(int(data_->get_meshes().size()));
                 data_->add_mesh(std::move(mesh));
             }
@@ -969,7 +980,7 @@ private:
     void add_loop(AnimationClip& clip, unsigned target, ClipChannel channel, const std::vector<Key>& keys,
                   double duration, bool wrap, double offset, double* previous, bool first, const std::string& w,
                   const double* wrap_to) const {
-        const int count = channel == ClipChannel::colour ? 4 : is_single_value_channel(channel) ? 1 : 2;
+        const int count = channel_values(channel);
         for (std::size_t i = 0; i < keys.size(); ++i) {
             const Key& k = keys[i];
             const bool last = i + 1 == keys.size();
@@ -1419,17 +1430,31 @@ private:
                           const int shown = index < 0 ? -1 : std::min(index, count - 1);
                           v[0] = shown == k ? 1.0f : 0.0f;
                       });
-            add_track(clip, unsigned(part), ClipChannel::colour, Reader::list(s, "colorFrame"), frames, loops, sw,
-                      [&](const Json& f, float* v) {
-                          // A key without a colour is the plain one, not the slot's own.
-                          const Json& c = f.is_object() && f.contains("value") ? Reader::child(f, "value")
-                                                                               : Reader::child(f, "color");
-                          const core::Colour colour = colour_of(r_, c, sw);
-                          v[0] = colour.r;
-                          v[1] = colour.g;
-                          v[2] = colour.b;
-                          v[3] = colour.a;
-                      });
+            // A key without a colour is the plain one, not the slot's own.
+            auto key_colour = [&](const Json& f) -> const Json& {
+                return f.is_object() && f.contains("value") ? Reader::child(f, "value") : Reader::child(f, "color");
+            };
+            const Json& keys = Reader::list(s, "colorFrame");
+            add_track(clip, unsigned(part), ClipChannel::colour, keys, frames, loops, sw, [&](const Json& f, float* v) {
+                const core::Colour colour = colour_of(r_, key_colour(f), sw);
+                v[0] = colour.r;
+                v[1] = colour.g;
+                v[2] = colour.b;
+                v[3] = colour.a;
+            });
+            // Offsets get a track when any key or the slot itself tints: the keys replace
+            // the slot's colour, offsets included.
+            bool tinted = !is_zero(slot.colour_offset);
+            for (const Json& f : keys) tinted = tinted || !is_zero(colour_offset_of(r_, key_colour(f), sw));
+            if (tinted)
+                add_track(clip, unsigned(part), ClipChannel::offset, keys, frames, loops, sw,
+                          [&](const Json& f, float* v) {
+                              const core::Colour o = colour_offset_of(r_, key_colour(f), sw);
+                              v[0] = o.r;
+                              v[1] = o.g;
+                              v[2] = o.b;
+                              v[3] = o.a;
+                          });
         }
     }
 

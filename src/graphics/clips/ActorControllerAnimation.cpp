@@ -82,6 +82,10 @@ void ActorControllerAnimation::on_actor(Actor* actor) {
     part_coloured_.assign(meshes, 0);
     part_order_.assign(meshes, std::numeric_limits<float>::quiet_NaN());
     part_colour_.assign(meshes, Pose{});
+    part_offset_set_.assign(meshes, 0);
+    part_offset_.assign(meshes, Pose{});
+    shown_offset_.assign(meshes, Pose{});
+    for (Pose& p : shown_offset_) std::fill(std::begin(p.v), std::end(p.v), std::numeric_limits<float>::quiet_NaN());
     shown_visible_.assign(meshes, -1);
     shown_colour_.assign(meshes, Pose{});
     for (Pose& p : shown_colour_) std::fill(std::begin(p.v), std::end(p.v), std::numeric_limits<float>::quiet_NaN());
@@ -422,6 +426,7 @@ void ActorControllerAnimation::apply(Layer& layer, const Play& play, float weigh
             case ClipChannel::visible:
             case ClipChannel::colour:
             case ClipChannel::order:
+            case ClipChannel::offset:
                 break;  // part channels live in their own tracks
             case ClipChannel::scale:
                 // Kept as factor - 1, so that offsets blend and add like the others.
@@ -599,6 +604,11 @@ void ActorControllerAnimation::part(const Play& play, float weight) {
             if (weight >= 0.5f) part_visible_[m] = value[0] >= 0.5f ? 1 : 0;
         } else if (track.channel == ClipChannel::order) {
             if (weight >= 0.5f) part_order_[m] = value[0];
+        } else if (track.channel == ClipChannel::offset) {
+            float* offset = part_offset_[m].v;
+            for (int c = 0; c < 4; ++c)
+                offset[c] = part_offset_set_[m] ? offset[c] + weight * (value[c] - offset[c]) : value[c];
+            part_offset_set_[m] = 1;
         } else {
             float* colour = part_colour_[m].v;
             for (int c = 0; c < 4; ++c)
@@ -612,6 +622,7 @@ void ActorControllerAnimation::pose_parts() {
     if (part_visible_.empty()) return;
     std::fill(part_visible_.begin(), part_visible_.end(), -1);
     std::fill(part_coloured_.begin(), part_coloured_.end(), 0);
+    std::fill(part_offset_set_.begin(), part_offset_set_.end(), 0);
     std::fill(part_order_.begin(), part_order_.end(), std::numeric_limits<float>::quiet_NaN());
     bool any = false;
     for (const Layer& layer : layers_) {
@@ -641,6 +652,11 @@ void ActorControllerAnimation::pose_parts() {
         if (part_coloured_[m] && !std::equal(colour, colour + 4, shown_colour_[m].v)) {
             mesh->set_colour(core::Colour(colour[0], colour[1], colour[2], colour[3]));
             std::copy(colour, colour + 4, shown_colour_[m].v);
+        }
+        const float* offset = part_offset_[m].v;
+        if (part_offset_set_[m] && !std::equal(offset, offset + 4, shown_offset_[m].v)) {
+            mesh->set_colour_offset(core::Colour(offset[0], offset[1], offset[2], offset[3]));
+            std::copy(offset, offset + 4, shown_offset_[m].v);
         }
     }
 }

@@ -157,7 +157,7 @@ bp::dict sample(const Controller& c, const std::string& name, float time) {
         else if (track.channel == ClipChannel::order)
             entry["order"] = value[0];
         else
-            entry["colour"] = bp::make_tuple(value[0], value[1], value[2], value[3]);
+            entry[channel_name(track.channel)] = bp::make_tuple(value[0], value[1], value[2], value[3]);
     }
     return result;
 }

@@ -133,7 +133,7 @@ void add_key(AnimationClip& clip, unsigned joint, ClipChannel channel, const bp:
         key.value[0] = number(item[1]);
     } else {
         const bp::object v = item[1];
-        const int count = channel == ClipChannel::colour ? 4 : 2;
+        const int count = channel_values(channel);
         if (bp::len(v) != count)
             fail(count == 4 ? "a colour value is (r, g, b, a)" : "a position or scale value is (x, y)");
         for (int k = 0; k < count; ++k) key.value[k] = number(v[k]);
@@ -196,11 +196,9 @@ void add_clip(const std::string& actor, const std::string& name, float duration,
             const bp::list channels = bp::dict(items[i][1]).items();
             for (bp::ssize_t c = 0; c < bp::len(channels); ++c) {
                 const std::string channel = bp::extract<std::string>(channels[c][0]);
-                if (channel != "visible" && channel != "colour" && channel != "order")
-                    fail("part channel '" + channel + "' is not 'visible', 'colour' or 'order'");
-                const ClipChannel kind = channel == "visible"  ? ClipChannel::visible
-                                         : channel == "colour" ? ClipChannel::colour
-                                                               : ClipChannel::order;
+                ClipChannel kind = ClipChannel::visible;
+                if (!parse_part_channel(channel, kind))
+                    fail("part channel '" + channel + "' is not 'visible', 'colour', 'order' or 'offset'");
                 const bp::object keys = channels[c][1];
                 for (bp::ssize_t k = 0; k < bp::len(keys); ++k) add_key(*clip, unsigned(index), kind, keys[k]);
             }
@@ -281,8 +279,9 @@ void define_actor_database() {
              "dict[str, list[tuple[object, ...]]]] | None = None) -> None\n\n"
              "Adds a clip to a loaded actor, as an ActorClip element would: tracks is\n"
              "{joint: {'position' | 'rotation' | 'scale' | 'skew': [(time, value[, easing[, turns]]), ...]}},\n"
-             "events [(time, name), ...], parts {mesh: {'visible' | 'colour' | 'order': [keys]}} (visible\n"
-             "1 or 0, colour (r, g, b, a), order the mesh's place in the drawing). ValueError, and nothing\n"
+             "events [(time, name), ...], parts {mesh: {'visible' | 'colour' | 'offset' | 'order': [keys]}}\n"
+             "(visible 1 or 0, colour and offset (r, g, b, a), order the mesh's place in the drawing).\n"
+             "ValueError, and nothing\n"
              "added, for any bad value.")
         .staticmethod("add_clip");
 }

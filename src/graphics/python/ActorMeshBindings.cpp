@@ -77,6 +77,7 @@ bp::dict jiggle_scales(const ActorMesh& mesh) {
 }
 
 core::Colour colour(const ActorMesh& mesh) { return mesh.get_colour(); }
+core::Colour colour_offset(const ActorMesh& mesh) { return mesh.get_colour_offset(); }
 std::string id(const ActorMesh& mesh) { return mesh.get_id(); }
 
 }  // namespace
@@ -133,6 +134,10 @@ void define_actor_mesh() {
                  "render(transform: Transform) -> None\n\n"
                  "Draws the mesh in that transform's space.")
             .add_property("colour", &colour, "colour: Colour")
+            .add_property("colour_offset", &colour_offset, &ActorMesh::set_colour_offset,
+                          "colour_offset: Colour\n\n"
+                          "Added to every drawn colour after the picture and the colour multiply it, each\n"
+                          "of r, g, b, a within -1..1 (clamped): a tint. (0, 0, 0, 0) adds nothing.")
             .add_property("uniform_colour", &ActorMesh::is_uniform_colour,
                           "uniform_colour: bool\n\n"
                           "True while the mesh has one colour rather than per-vertex colours.")
