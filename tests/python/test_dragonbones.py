@@ -528,6 +528,51 @@ def test_colour_offsets_tint_parts_after_their_multipliers(window, scene, pictur
     sprite_database.unload()
 
 
+BELOW, ABOVE = (100, 150, 200), (200, 100, 50)
+
+
+def blended(mode, d, s):
+    """What a fully opaque `s` of that mode leaves over `d`, 0..255."""
+    return {"normal": s, "add": [min(255, a + b) for a, b in zip(d, s)],
+            "multiply": [a * b / 255 for a, b in zip(d, s)],
+            "screen": [255 - (255 - a) * (255 - b) / 255 for a, b in zip(d, s)],
+            "darken": [min(a, b) for a, b in zip(d, s)], "lighten": [max(a, b) for a, b in zip(d, s)],
+            "subtract": [max(0, a - b) for a, b in zip(d, s)]}[mode]
+
+
+@pytest.mark.parametrize("mode", ["normal", "add", "multiply", "screen", "darken", "lighten", "subtract"])
+def test_blend_modes_meet_what_lies_below_weighed_by_alpha(window, scene, pictures, mode):
+    from pictures import images, rendered, settle
+
+    rows = [list(BELOW) + [255] for _ in range(4)] + [list(ABOVE) + [255] for _ in range(4)] + \
+        [[255, 255, 255, 0] for _ in range(4)]
+    picture = pictures.write("db_blends.png", 12, 4, [sum(rows, [])] * 4, images.RGBA)
+    skeleton = {"armature": [{
+        "name": "blends", "bone": [{"name": "b"}],
+        "slot": [{"name": "below", "parent": "b"}, {"name": "above", "parent": "b"}, {"name": "clear", "parent": "b"}],
+        "skin": [{"slot": [{"name": "below", "display": [{"name": "d", "transform": {"scX": 3, "scY": 3}}]},
+                           {"name": "above", "display": [{"name": "s", "transform": {"x": -1}}]},
+                           {"name": "clear", "display": [{"name": "c", "transform": {"x": 1}}]}]}]}]}
+    atlas = {"imagePath": picture, "width": 12, "height": 4, "SubTexture": [
+        {"name": n, "x": 1 + 4 * i, "y": 1, "width": 2, "height": 2} for i, n in enumerate("dsc")]}
+    assert actor_database.load_dragonbones(io.StringIO(json.dumps(skeleton)), io.StringIO(json.dumps(atlas))) == \
+        ["blends"]
+    actor = Actor("blends")
+    actor.position, actor.scale = (320, 240), (40, 40)
+    scene.add_object(actor, "main")
+    for part in (actor.meshes[1], actor.meshes[2]):
+        part.blend = mode
+    assert actor.meshes[1].blend == mode
+    settle()
+    pixel = rendered(window, scene)
+    assert pixel(320, 150)[:3] == BELOW
+    assert pixel(280, 240)[:3] == pytest.approx(blended(mode, BELOW, ABOVE), abs=2)
+    assert pixel(360, 240)[:3] == pytest.approx(BELOW, abs=2)  # a clear picture changes nothing
+    with pytest.raises(ValueError, match="is not 'normal'"):
+        actor.meshes[1].blend = "overlay"
+    scene.remove_object(actor)
+
+
 def test_ik_timelines_hold_each_keys_weight_and_bend():
     skeleton = {"frameRate": 24, "armature": [{
         "name": "leg", "bone": [{"name": "thigh", "length": 50}, {"name": "calf", "parent": "thigh", "length": 40,

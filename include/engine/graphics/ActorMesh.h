@@ -6,6 +6,7 @@
 #include "engine/core/Ref.h"
 #include "engine/core/SharedObject.h"
 #include "engine/core/Vector.h"
+#include "engine/graphics/ActorMeshData.h"
 #include "engine/graphics/Spring.h"
 
 #include <cstdint>
@@ -103,6 +104,11 @@ public:
     /// to its uniform colour.
     void set_colour_offset(const core::Colour& offset);
     const core::Colour& get_colour_offset() const { return colour_offset_; }
+    /// How its colours meet what lies below (the record's to begin with). Multiply,
+    /// screen, darken and lighten weigh by the picture's alpha through one more texture
+    /// unit; a part without a picture blends its colour as it is.
+    void set_blend(PartBlend blend) { blend_ = blend; }
+    PartBlend get_blend() const { return blend_; }
 
     /// Replaces the layer of that name in place, or appends a layer. Names are unique.
     void set_texture(const std::string& name, const Texture& source);
@@ -160,6 +166,7 @@ private:
     core::Colour colour_;                              // the uniform colour
     bool uniform_colour_ = false;                      // draw in colour_, no colour array
     core::Colour colour_offset_{0, 0, 0, 0};           // added after the colour
+    PartBlend blend_ = PartBlend::normal;              // how it meets what lies below
     std::vector<core::Colour> vertex_colours_;         // per-vertex overrides; empty: the record's
     std::vector<std::pair<std::string, std::unique_ptr<Texture>>> textures_;  // layers, drawn in order
     core::Matrix texture_matrix_;                                             // used unless identity

@@ -29,6 +29,16 @@ struct CarriedActor {
     core::Vector<float> scale{1.0f, 1.0f};
 };
 
+/// How a part's colours meet what lies below it, as animation tools blend slots:
+/// normal (over it), add (its light added), multiply (darkening by its colour), screen
+/// (lightening by it), darken and lighten (the darker or lighter of the two, per
+/// channel) and subtract (its light taken away). Each weighs by the part's alpha.
+enum class PartBlend : std::uint8_t { normal, add, multiply, screen, darken, lighten, subtract };
+
+/// "normal", "add", ... to a blend; false (and `blend` kept) for any other text.
+bool parse_part_blend(const std::string& text, PartBlend& blend);
+const char* part_blend_name(PartBlend blend);
+
 struct ActorMeshData {
     explicit ActorMeshData(std::string id_) : id(std::move(id_)) {}
 
@@ -39,7 +49,7 @@ struct ActorMeshData {
     std::vector<std::unique_ptr<Jiggle>> jiggles;           // in document order
     std::string texture;                                    // picture path drawn on it; empty: none
     bool visible = true;                                    // shown when an actor is made
-    bool additive = false;                                  // drawn adding its light (src alpha, one)
+    PartBlend blend = PartBlend::normal;                    // how its colours meet what lies below
     bool uniform_colour = false;                            // drawn in `colour` when an actor is made
     core::Colour colour;                                    // that colour
     core::Colour colour_offset{0, 0, 0, 0};                 // added after the colour, each -1..1

@@ -21,6 +21,7 @@ extern PFNGLBINDBUFFERPROC glBindBuffer;
 extern PFNGLBUFFERDATAPROC glBufferData;
 extern PFNGLACTIVETEXTUREPROC glActiveTexture;
 extern PFNGLCLIENTACTIVETEXTUREARBPROC glClientActiveTexture;
+extern PFNGLBLENDEQUATIONPROC glBlendEquation;
 
 /// Resolves all of the above from the current context; unavailable ones stay null.
 void resolve_opengl_entry_points();

@@ -42,6 +42,7 @@ ActorMesh::ActorMesh(const ActorMesh& other)
       colour_(other.colour_),
       uniform_colour_(other.uniform_colour_),
       colour_offset_(other.colour_offset_),
+      blend_(other.blend_),
       vertex_colours_(other.vertex_colours_),
       texture_matrix_(other.texture_matrix_),
       texture_matrix_identity_(other.texture_matrix_identity_),
@@ -65,6 +66,7 @@ void ActorMesh::set_data(const ActorMeshData* data, core::Ref<const core::Shared
     visible_ = data->visible;
     if (data->uniform_colour) set_colour(data->colour);
     set_colour_offset(data->colour_offset);
+    blend_ = data->blend;
     // The record's own picture (an imported character's atlas), shared through the
     // texture database and loaded in the background like any texture.
     if (!data->texture.empty()) set_texture("texture", Texture(data->texture, true, false));
@@ -295,10 +297,39 @@ void ActorMesh::reset_jiggle_scales() {
 // Drawing -----------------------------------------------------------------------------
 
 namespace {
+const char* const kBlendNames[] = {"normal", "add", "multiply", "screen", "darken", "lighten", "subtract"};
+}  // namespace
+
+bool parse_part_blend(const std::string& text, PartBlend& blend) {
+    for (int b = 0; b < int(std::size(kBlendNames)); ++b)
+        if (text == kBlendNames[b]) {
+            blend = PartBlend(b);
+            return true;
+        }
+    return false;
+}
+
+const char* part_blend_name(PartBlend blend) { return kBlendNames[int(blend)]; }
+
+namespace {
 
 using window::glActiveTexture;
 
 bool has_offset(const core::Colour& o) { return o.r != 0.0f || o.g != 0.0f || o.b != 0.0f || o.a != 0.0f; }
+
+// A texture unit back to the baseline: disabled, modulating.
+void end_unit(int unit) {
+    glActiveTexture(GLenum(GL_TEXTURE0 + unit));
+    glTexEnvi(GL_TEXTURE_ENV, GL_TEXTURE_ENV_MODE, GL_MODULATE);
+    glDisable(GL_TEXTURE_2D);
+    glActiveTexture(GL_TEXTURE0);
+}
+
+int texture_unit_count() {
+    GLint units = 1;
+    glGetIntegerv(GL_MAX_TEXTURE_UNITS, &units);
+    return glActiveTexture ? int(units) : 1;
+}
 
 // A colour offset is added after the picture and the colour by texture units 1 and 2:
 // unit 1 adds what is above zero, unit 2 takes away what is below. A unit takes part
@@ -322,9 +353,7 @@ void offset_unit(const Texture& picture, int unit, GLenum operation, const float
 }
 
 bool begin_offset(const Texture& picture, const core::Colour& o) {
-    GLint units = 1;
-    glGetIntegerv(GL_MAX_TEXTURE_UNITS, &units);
-    if (!glActiveTexture || units < 3) return false;
+    if (texture_unit_count() < 3) return false;
     const float add[4] = {std::max(o.r, 0.0f), std::max(o.g, 0.0f), std::max(o.b, 0.0f), std::max(o.a, 0.0f)};
     const float take[4] = {std::max(-o.r, 0.0f), std::max(-o.g, 0.0f), std::max(-o.b, 0.0f), std::max(-o.a, 0.0f)};
     offset_unit(picture, 1, GL_ADD, add);
@@ -334,12 +363,77 @@ bool begin_offset(const Texture& picture, const core::Colour& o) {
 
 // Units 1 and 2 back to the baseline: disabled, modulating.
 void end_offset() {
-    for (int unit : {1, 2}) {
-        glActiveTexture(GLenum(GL_TEXTURE0 + unit));
-        glTexEnvi(GL_TEXTURE_ENV, GL_TEXTURE_ENV_MODE, GL_MODULATE);
-        glDisable(GL_TEXTURE_2D);
+    end_unit(1);
+    end_unit(2);
+}
+
+using window::glBlendEquation;
+
+// The stage before blending that shapes what the blend reads: the colour towards white
+// where the picture is clear (multiply, darken), or weighed by its alpha (screen,
+// lighten). Like the offsets, it needs a picture bound on its unit.
+void shape_unit(const Texture& picture, int unit, bool towards_white) {
+    static const float white[4] = {1.0f, 1.0f, 1.0f, 1.0f};
+    picture.bind(unit);
+    glActiveTexture(GLenum(GL_TEXTURE0 + unit));
+    glTexEnvi(GL_TEXTURE_ENV, GL_TEXTURE_ENV_MODE, GL_COMBINE);
+    glTexEnvi(GL_TEXTURE_ENV, GL_COMBINE_RGB, towards_white ? GL_INTERPOLATE : GL_MODULATE);
+    glTexEnvi(GL_TEXTURE_ENV, GL_SOURCE0_RGB, GL_PREVIOUS);
+    glTexEnvi(GL_TEXTURE_ENV, GL_OPERAND0_RGB, GL_SRC_COLOR);
+    if (towards_white) {
+        // colour * alpha + white * (1 - alpha)
+        glTexEnvi(GL_TEXTURE_ENV, GL_SOURCE1_RGB, GL_CONSTANT);
+        glTexEnvi(GL_TEXTURE_ENV, GL_OPERAND1_RGB, GL_SRC_COLOR);
+        glTexEnvi(GL_TEXTURE_ENV, GL_SOURCE2_RGB, GL_PREVIOUS);
+        glTexEnvi(GL_TEXTURE_ENV, GL_OPERAND2_RGB, GL_SRC_ALPHA);
+        glTexEnvfv(GL_TEXTURE_ENV, GL_TEXTURE_ENV_COLOR, white);
+    } else {
+        glTexEnvi(GL_TEXTURE_ENV, GL_SOURCE1_RGB, GL_PREVIOUS);
+        glTexEnvi(GL_TEXTURE_ENV, GL_OPERAND1_RGB, GL_SRC_ALPHA);
     }
+    glTexEnvi(GL_TEXTURE_ENV, GL_COMBINE_ALPHA, GL_REPLACE);
+    glTexEnvi(GL_TEXTURE_ENV, GL_SOURCE0_ALPHA, GL_PREVIOUS);
+    glTexEnvi(GL_TEXTURE_ENV, GL_OPERAND0_ALPHA, GL_SRC_ALPHA);
     glActiveTexture(GL_TEXTURE0);
+}
+
+// Sets the GL blending for a part and returns the texture unit it shaped (0: none).
+// `next_unit` is the first unit the offsets left free.
+int begin_blend(PartBlend blend, const Texture* picture, int next_unit) {
+    const bool shaped = blend == PartBlend::multiply || blend == PartBlend::screen || blend == PartBlend::darken ||
+                        blend == PartBlend::lighten;
+    const int unit = shaped && picture && next_unit < texture_unit_count() ? next_unit : 0;
+    if (unit) shape_unit(*picture, unit, blend == PartBlend::multiply || blend == PartBlend::darken);
+    switch (blend) {
+        case PartBlend::normal:
+            break;
+        case PartBlend::add:
+            glBlendFunc(GL_SRC_ALPHA, GL_ONE);
+            break;
+        case PartBlend::multiply:  // what lies below times the colour
+            glBlendFunc(GL_ZERO, GL_SRC_COLOR);
+            break;
+        case PartBlend::screen:  // 1 - (1 - below) (1 - colour)
+            glBlendFunc(GL_ONE, GL_ONE_MINUS_SRC_COLOR);
+            break;
+        case PartBlend::darken:
+        case PartBlend::lighten:
+            if (glBlendEquation) glBlendEquation(blend == PartBlend::darken ? GL_MIN : GL_MAX);
+            break;
+        case PartBlend::subtract:
+            glBlendFunc(GL_SRC_ALPHA, GL_ONE);
+            if (glBlendEquation) glBlendEquation(GL_FUNC_REVERSE_SUBTRACT);
+            break;
+    }
+    return unit;
+}
+
+// Back to the baseline's blending.
+void end_blend(PartBlend blend, int unit) {
+    if (blend == PartBlend::normal) return;
+    if (unit) end_unit(unit);
+    glBlendFunc(GL_SRC_ALPHA, GL_ONE_MINUS_SRC_ALPHA);
+    if (glBlendEquation) glBlendEquation(GL_FUNC_ADD);
 }
 
 float clamp_offset(float v) { return std::isfinite(v) ? std::clamp(v, -1.0f, 1.0f) : 0.0f; }
@@ -391,10 +485,11 @@ void ActorMesh::render(const Transform& transform) {
                 glColorPointer(4, GL_FLOAT, stride, static_cast<const float*>(records->colour));
         }
 
-        // An additive part adds its light to what lies below; the baseline's blending
-        // is put back after its triangles.
-        if (data_->additive) glBlendFunc(GL_SRC_ALPHA, GL_ONE);
-        const bool offset_stage = offset && !textures_.empty() && begin_offset(*textures_.front().second, colour_offset_);
+        // The part's tint and blending; the baseline's state is put back after its
+        // triangles.
+        const Texture* picture = textures_.empty() ? nullptr : textures_.front().second.get();
+        const bool offset_stage = offset && picture && begin_offset(*picture, colour_offset_);
+        const int shaped_unit = begin_blend(blend_, picture, offset_stage ? 3 : 1);
         const bool texture_matrix = !texture_matrix_identity_;
         if (texture_matrix) {
             glMatrixMode(GL_TEXTURE);
@@ -424,8 +519,8 @@ void ActorMesh::render(const Transform& transform) {
             glPopMatrix();
             glMatrixMode(GL_MODELVIEW);
         }
+        end_blend(blend_, shaped_unit);
         if (offset_stage) end_offset();
-        if (data_->additive) glBlendFunc(GL_SRC_ALPHA, GL_ONE_MINUS_SRC_ALPHA);
     }
 
     // A hook may detach objects while they draw: each is held for its own turn.

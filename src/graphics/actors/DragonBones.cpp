@@ -308,7 +308,7 @@ struct Slot {
     std::string name;
     int bone = -1;  // file index
     int display_index = 0;
-    bool additive = false;  // blend mode "add"
+    PartBlend blend = PartBlend::normal;
     core::Colour colour;
     core::Colour colour_offset{0, 0, 0, 0};
     std::vector<Display> displays;
@@ -465,10 +465,7 @@ private:
             slot.display_index = int(r_.number(s, "displayIndex", 0, w));
             slot.colour = colour_of(r_, Reader::child(s, "color"), w);
             slot.colour_offset = colour_offset_of(r_, Reader::child(s, "color"), w);
-            const std::string blend = lower(Reader::text(s, "blendMode", "normal"));
-            slot.additive = blend == "add" || blend == "1";
-            if (!slot.additive && blend != "normal" && blend != "0")
-                problems_.add(w + ": blend mode " + named(blend) + " is drawn as normal");
+            slot.blend = blend_of(s, w);
             slot_index_[slot.name] = int(slots_.size());
             slots_.push_back(slot);
         }
@@ -529,6 +526,23 @@ private:
             }
     }
 
+    // A slot's blend mode, by name or by the format's number; the modes a fixed blend
+    // cannot make are drawn as normal, and said.
+    PartBlend blend_of(const Json& s, const std::string& w) {
+        static const char* const codes[] = {"normal",  "add",  "alpha",   "darken",  "difference",
+                                            "erase",   "hardlight", "invert", "layer", "lighten",
+                                            "multiply", "overlay",  "screen", "subtract"};
+        const Json& value = s.is_object() && s.contains("blendMode") ? s["blendMode"] : Json();
+        std::string name = value.is_string() ? lower(value.get<std::string>()) : "normal";
+        if (value.is_number()) {
+            const double code = value.get<double>();
+            name = code >= 0 && code < 14 && code == std::floor(code) ? codes[int(code)] : std::to_string(code);
+        }
+        PartBlend blend = PartBlend::normal;
+        if (!parse_part_blend(name, blend)) problems_.add(w + ": blend mode " + named(name) + " is drawn as normal");
+        return blend;
+    }
+
     // The slot's world matrix in the setup pose: its bone's, then the display's own.
     Matrix setup_slot_matrix(const Slot& slot, const Display& display) const {
         const Transform* joint = joint_of(slot.bone);
@@ -578,7 +592,7 @@ private:
                 deform_steps_.resize(data_->get_meshes().size() + 1, 0);
                 deform_space_.back() = last_deform_space_;
                 mesh->visible = k == shown;
-                mesh->additive = slot.additive;
+                mesh->blend = slot.blend;
                 mesh->uniform_colour = true;
                 mesh->colour = slot.colour;
                 mesh->colour_offset = slot.colour_offset;

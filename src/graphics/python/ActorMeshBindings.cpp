@@ -78,6 +78,14 @@ bp::dict jiggle_scales(const ActorMesh& mesh) {
 
 core::Colour colour(const ActorMesh& mesh) { return mesh.get_colour(); }
 core::Colour colour_offset(const ActorMesh& mesh) { return mesh.get_colour_offset(); }
+std::string blend(const ActorMesh& mesh) { return part_blend_name(mesh.get_blend()); }
+void set_blend(ActorMesh& mesh, const std::string& name) {
+    PartBlend blend = PartBlend::normal;
+    if (!parse_part_blend(name, blend))
+        raise(PyExc_ValueError, "ActorMesh.blend: '" + name +
+                                    "' is not 'normal', 'add', 'multiply', 'screen', 'darken', 'lighten' or 'subtract'.");
+    mesh.set_blend(blend);
+}
 std::string id(const ActorMesh& mesh) { return mesh.get_id(); }
 
 }  // namespace
@@ -138,6 +146,11 @@ void define_actor_mesh() {
                           "colour_offset: Colour\n\n"
                           "Added to every drawn colour after the picture and the colour multiply it, each\n"
                           "of r, g, b, a within -1..1 (clamped): a tint. (0, 0, 0, 0) adds nothing.")
+            .add_property("blend", &blend, &set_blend,
+                          "blend: str\n\n"
+                          "How its colours meet what lies below: 'normal', 'add', 'multiply', 'screen',\n"
+                          "'darken', 'lighten' or 'subtract', each weighed by the picture's alpha. The\n"
+                          "record's to begin with (a DragonBones slot's blend mode). ValueError otherwise.")
             .add_property("uniform_colour", &ActorMesh::is_uniform_colour,
                           "uniform_colour: bool\n\n"
                           "True while the mesh has one colour rather than per-vertex colours.")

@@ -147,6 +147,7 @@ void GLState::apply() {
     glDisableClientState(GL_SECONDARY_COLOR_ARRAY);
     glEnable(GL_BLEND);
     glBlendFunc(GL_SRC_ALPHA, GL_ONE_MINUS_SRC_ALPHA);
+    if (glBlendEquation) glBlendEquation(GL_FUNC_ADD);
     glColor4f(1.0f, 1.0f, 1.0f, 1.0f);
     if (has_arb_programs()) {
         glDisable(GL_VERTEX_PROGRAM_ARB);

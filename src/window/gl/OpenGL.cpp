@@ -20,6 +20,7 @@ PFNGLBINDBUFFERPROC glBindBuffer = nullptr;
 PFNGLBUFFERDATAPROC glBufferData = nullptr;
 PFNGLACTIVETEXTUREPROC glActiveTexture = nullptr;
 PFNGLCLIENTACTIVETEXTUREARBPROC glClientActiveTexture = nullptr;
+PFNGLBLENDEQUATIONPROC glBlendEquation = nullptr;
 
 namespace {
 
@@ -92,6 +93,9 @@ void resolve_opengl_entry_points() {
     glClientActiveTexture =
         lookup<PFNGLCLIENTACTIVETEXTUREARBPROC>(has_version(1, 3), "glClientActiveTexture",
                                        is_opengl_extension_supported("GL_ARB_multitexture"), "glClientActiveTextureARB");
+    glBlendEquation = lookup<PFNGLBLENDEQUATIONPROC>(has_version(1, 4), "glBlendEquation",
+                                                     is_opengl_extension_supported("GL_EXT_blend_minmax"),
+                                                     "glBlendEquationEXT");
 }
 
 }  // namespace engine::window

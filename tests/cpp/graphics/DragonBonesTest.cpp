@@ -316,17 +316,21 @@ TEST_F(DragonBones, BoundingBoxesBecomeNamedOutlinesOnTheirBone) {
     EXPECT_TRUE(warnings().empty());
 }
 
-TEST_F(DragonBones, AdditiveSlotsMakeAdditivePartsAndOtherBlendModesAreToldOf) {
+TEST_F(DragonBones, SlotBlendModesByNameOrNumberAndTheOthersAreToldOf) {
     load(armature(R"("bone": [{"name": "b"}], "slot": [{"name": "glow", "parent": "b", "blendMode": "add"},
-        {"name": "dark", "parent": "b", "blendMode": "multiply"}],
+        {"name": "dark", "parent": "b", "blendMode": "Multiply"}, {"name": "light", "parent": "b", "blendMode": 12},
+        {"name": "odd", "parent": "b", "blendMode": "overlay"}],
         "skin": [{"slot": [{"name": "glow", "display": [{"name": "box"}]}, {"name": "dark",
-        "display": [{"name": "box"}]}]}])"));
+        "display": [{"name": "box"}]}, {"name": "light", "display": [{"name": "box"}]},
+        {"name": "odd", "display": [{"name": "box"}]}]}])"));
     const auto& meshes = ActorDatabase::find_actor_data("hero")->get_meshes();
-    ASSERT_EQ(meshes.size(), 2u);
-    EXPECT_TRUE(meshes[0]->additive);
-    EXPECT_FALSE(meshes[1]->additive);
+    ASSERT_EQ(meshes.size(), 4u);
+    EXPECT_EQ(meshes[0]->blend, engine::graphics::PartBlend::add);
+    EXPECT_EQ(meshes[1]->blend, engine::graphics::PartBlend::multiply);
+    EXPECT_EQ(meshes[2]->blend, engine::graphics::PartBlend::screen);
+    EXPECT_EQ(meshes[3]->blend, engine::graphics::PartBlend::normal);
     ASSERT_EQ(warnings().size(), 1u);
-    EXPECT_NE(warnings()[0].find("'multiply' is drawn as normal"), std::string::npos);
+    EXPECT_NE(warnings()[0].find("'overlay' is drawn as normal"), std::string::npos);
 }
 
 TEST_F(DragonBones, NestedArmaturesAreCarriedActorsThatPlayWhatTheKeysSay) {
