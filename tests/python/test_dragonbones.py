@@ -573,6 +573,58 @@ def test_blend_modes_meet_what_lies_below_weighed_by_alpha(window, scene, pictur
     scene.remove_object(actor)
 
 
+def test_atlas_pages_are_searched_in_turn_and_found_beside_the_skeleton(window, scene, pictures, caplog):
+    from pictures import rendered, settle
+
+    red = pictures.solid("db_page_red.png", colour=(255, 0, 0, 255))
+    green = pictures.solid("db_page_green.png", colour=(0, 255, 0, 255))
+    skeleton = {"armature": [{
+        "name": "paged", "bone": [{"name": "b"}],
+        "slot": [{"name": "one", "parent": "b"}, {"name": "two", "parent": "b"}],
+        "skin": [{"slot": [{"name": "one", "display": [{"name": "both", "transform": {"x": -1}}]},
+                           {"name": "two", "display": [{"name": "second", "transform": {"x": 1}}]}]}]}]}
+
+    def page(picture, names):
+        return {"imagePath": picture, "width": 4, "height": 4,
+                "SubTexture": [{"name": n, "x": 1, "y": 1, "width": 2, "height": 2} for n in names]}
+
+    # Given as a list: "both" is on each page, and the first page's wins.
+    pages = [io.StringIO(json.dumps(page(red, ["both"]))), io.StringIO(json.dumps(page(green, ["both", "second"])))]
+    assert actor_database.load_dragonbones(io.StringIO(json.dumps(skeleton)), pages) == ["paged"]
+    actor = Actor("paged")
+    actor.position, actor.scale = (320, 240), (40, 40)
+    scene.add_object(actor, "main")
+    settle()
+    pixel = rendered(window, scene)
+    assert pixel(280, 240)[:3] == (255, 0, 0)
+    assert pixel(360, 240)[:3] == (0, 255, 0)
+    scene.remove_object(actor)
+    # Found beside the skeleton file as X_tex_0.json, X_tex_1.json when there is no X_tex.json.
+    actor_database.unload()
+    stem = pictures.full_path("paged")
+    for name, content in [("_ske.json", skeleton), ("_tex_0.json", page(red, ["both"])),
+                          ("_tex_1.json", page(green, ["second"]))]:
+        with open(stem + name, "w") as f:
+            json.dump(content, f)
+    assert actor_database.load_dragonbones(stem + "_ske.json") == ["paged"]
+    actor = Actor("paged")
+    actor.position, actor.scale = (320, 240), (40, 40)
+    scene.add_object(actor, "main")
+    settle()
+    pixel = rendered(window, scene)
+    assert pixel(280, 240)[:3] == (255, 0, 0)
+    assert pixel(360, 240)[:3] == (0, 255, 0)
+    scene.remove_object(actor)
+    # A page that cannot be read is said; the others are used.
+    actor_database.unload()
+    caplog.clear()
+    assert actor_database.load_dragonbones(stem + "_ske.json", [stem + "_tex_0.json", stem + "_nothing.json"]) == \
+        ["paged"]
+    said = warnings(caplog)
+    assert any("atlas page 1 cannot be read" in w for w in said)
+    assert any("no atlas region 'second'" in w for w in said)
+
+
 def test_ik_timelines_hold_each_keys_weight_and_bend():
     skeleton = {"frameRate": 24, "armature": [{
         "name": "leg", "bone": [{"name": "thigh", "length": 50}, {"name": "calf", "parent": "thigh", "length": 40,

@@ -26,6 +26,14 @@ namespace ActorDatabase {
 bool load(const core::XMLFeed& feed, const std::string& name);
 /// Reads a document held in memory; `name` is used in messages.
 bool load_text(const std::string& document, const std::string& name = "<text>");
+/// One page of a DragonBones atlas: its JSON text, a name for messages and the folder
+/// its picture's path is relative to.
+struct DragonBonesAtlas {
+    std::string text;
+    std::string name;
+    std::string base_path;
+};
+
 /// Reads a DragonBones 5 export: the skeleton JSON text and its atlas JSON text (empty:
 /// none, so images and meshes go without a picture and without size, and are skipped),
 /// the atlas picture found relative to `base_path`. Makes one actor record per armature,
@@ -35,6 +43,12 @@ bool load_text(const std::string& document, const std::string& name = "<text>");
 /// warning. Never throws for bad data.
 std::vector<std::string> load_dragonbones_text(const std::string& skeleton, const std::string& skeleton_name,
                                                const std::string& atlas, const std::string& atlas_name,
+                                               const std::string& base_path);
+/// The same with any number of atlas pages, searched in turn for each region (none:
+/// the atlases written into the skeleton file, if any, their pictures relative to
+/// `base_path`).
+std::vector<std::string> load_dragonbones_text(const std::string& skeleton, const std::string& skeleton_name,
+                                               const std::vector<DragonBonesAtlas>& atlases,
                                                const std::string& base_path);
 /// Enters a finished record under its id. False, and the record dropped, when the id
 /// is taken.

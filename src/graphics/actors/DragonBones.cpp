@@ -189,18 +189,26 @@ Matrix matrix_of(const Pose& p) {
                   float(p.y));
 }
 
-// One region of the atlas, in pixels.
+// One picture of the atlas.
+struct Page {
+    std::string picture;  // path of the picture; empty: none
+    double width = 0, height = 0;
+    double scale = 1;  // skeleton units per atlas pixel
+};
+
+// One region of the atlas, in pixels of its page.
 struct Region {
     double x = 0, y = 0, width = 0, height = 0;
     bool rotated = false;
     double frame_x = 0, frame_y = 0, frame_width = 0, frame_height = 0;
+    std::size_t page = 0;
 };
 
+// Every page given; a region name found on several pages is the first page's.
 struct Atlas {
-    std::string picture;  // path of the picture; empty: none
-    double width = 0, height = 0;
-    double scale = 1;  // skeleton units per atlas pixel
+    std::vector<Page> pages;
     std::map<std::string, Region> regions;
+    const Page& page_of(const Region& g) const { return pages[g.page]; }
 };
 
 // The size of a PNG from its header, or (0, 0).
@@ -220,24 +228,27 @@ Vector<int> png_size(const std::string& path) {
     return {int(w), int(hh)};
 }
 
+// Adds one atlas document as a page; false (nothing added) when it has no usable size.
 bool read_atlas(const Json& doc, const std::string& base_path, const Reader& r, Problems& problems, Atlas& atlas) {
     if (!doc.is_object()) return false;
-    atlas.picture = Reader::text(doc, "imagePath");
-    if (!atlas.picture.empty()) atlas.picture = core::PathDatabase::join(base_path, atlas.picture);
-    atlas.width = r.number(doc, "width", 0, "atlas");
-    atlas.height = r.number(doc, "height", 0, "atlas");
+    Page page;
+    page.picture = Reader::text(doc, "imagePath");
+    if (!page.picture.empty()) page.picture = core::PathDatabase::join(base_path, page.picture);
+    page.width = r.number(doc, "width", 0, "atlas");
+    page.height = r.number(doc, "height", 0, "atlas");
     const double scale = r.number(doc, "scale", 1, "atlas");
-    atlas.scale = scale > 0 ? 1.0 / scale : 1.0;
-    if (!(atlas.width > 0 && atlas.height > 0)) {
-        const Vector<int> size = atlas.picture.empty() ? Vector<int>() : png_size(atlas.picture);
-        atlas.width = size.x;
-        atlas.height = size.y;
+    page.scale = scale > 0 ? 1.0 / scale : 1.0;
+    if (!(page.width > 0 && page.height > 0)) {
+        const Vector<int> size = page.picture.empty() ? Vector<int>() : png_size(page.picture);
+        page.width = size.x;
+        page.height = size.y;
     }
-    if (!(atlas.width > 0 && atlas.height > 0)) {
-        problems.add("atlas: no page size and no readable picture " + named(atlas.picture) +
-                     " (images and meshes skipped)");
+    if (!(page.width > 0 && page.height > 0)) {
+        problems.add("atlas: no page size and no readable picture " + named(page.picture) +
+                     " (its images and meshes skipped)");
         return false;
     }
+    atlas.pages.push_back(page);
     for (const Json& t : Reader::list(doc, "SubTexture")) {
         const std::string name = Reader::text(t, "name");
         Region g;
@@ -251,11 +262,12 @@ bool read_atlas(const Json& doc, const std::string& base_path, const Reader& r, 
         g.frame_y = r.number(t, "frameY", 0, where);
         g.frame_width = r.number(t, "frameWidth", 0, where);
         g.frame_height = r.number(t, "frameHeight", 0, where);
+        g.page = atlas.pages.size() - 1;
         if (!(g.width > 0 && g.height > 0)) {
             problems.add(where + " is empty (skipped)");
             continue;
         }
-        atlas.regions.emplace(name, g);  // the first of a name wins
+        atlas.regions.emplace(name, g);  // the first of a name wins, pages in the order given
     }
     return true;
 }
@@ -271,7 +283,8 @@ Vector<float> atlas_uv(const Atlas& atlas, const Region& g, double u, double v) 
         px = g.x + u * g.width;
         py = g.y + v * g.height;
     }
-    return {float(px / atlas.width), float(py / atlas.height)};
+    const Page& page = atlas.page_of(g);
+    return {float(px / page.width), float(py / page.height)};
 }
 
 // A colour transform's multipliers (percent in the file).
@@ -631,7 +644,7 @@ private:
             px = pivot_x * width;
             py = pivot_y * height;
         }
-        const double s = atlas_->scale;
+        const double s = atlas_->page_of(*g).scale;
         const Matrix place = setup_slot_matrix(slot, display);
         const Transform& joint = *joint_of(slot.bone);
         const double corners[4][2] = {{0, 0}, {1, 0}, {1, 1}, {0, 1}};
@@ -646,7 +659,7 @@ private:
             mesh.vertices.push_back(v);
         }
         mesh.indices = {0, 1, 2, 0, 2, 3};
-        mesh.texture = atlas_->picture;
+        mesh.texture = atlas_->page_of(*g).picture;
         return true;
     }
 
@@ -785,7 +798,7 @@ private:
             }
             mesh.indices.insert(mesh.indices.end(), {std::uint16_t(a), std::uint16_t(b), std::uint16_t(c)});
         }
-        mesh.texture = atlas_->picture;
+        mesh.texture = atlas_->page_of(*g).picture;
         return true;
     }
 
@@ -1530,6 +1543,14 @@ private:
 std::vector<std::string> load_dragonbones_text(const std::string& skeleton, const std::string& skeleton_name,
                                                const std::string& atlas_text, const std::string& atlas_name,
                                                const std::string& base_path) {
+    std::vector<DragonBonesAtlas> atlases;
+    if (!atlas_text.empty()) atlases.push_back({atlas_text, atlas_name, base_path});
+    return load_dragonbones_text(skeleton, skeleton_name, atlases, base_path);
+}
+
+std::vector<std::string> load_dragonbones_text(const std::string& skeleton, const std::string& skeleton_name,
+                                               const std::vector<DragonBonesAtlas>& atlases,
+                                               const std::string& base_path) {
     std::vector<std::string> ids;
     const Json doc = Json::parse(skeleton, nullptr, false);
     if (doc.is_discarded() || !doc.is_object()) {
@@ -1539,19 +1560,18 @@ std::vector<std::string> load_dragonbones_text(const std::string& skeleton, cons
     Problems problems;
     const Reader r(problems);
     Atlas atlas;
-    bool have_atlas = false;
-    if (!atlas_text.empty()) {
-        const Json atlas_doc = Json::parse(atlas_text, nullptr, false);
+    for (const DragonBonesAtlas& page : atlases) {
+        const Json atlas_doc = Json::parse(page.text, nullptr, false);
         if (atlas_doc.is_discarded() || !atlas_doc.is_object())
-            problems.add("atlas " + named(atlas_name) + " is not a JSON object (images and meshes skipped)");
+            problems.add("atlas " + named(page.name) + " is not a JSON object (its images and meshes skipped)");
         else
-            have_atlas = read_atlas(atlas_doc, base_path, r, problems, atlas);
-    } else if (!Reader::list(doc, "textureAtlas").empty()) {
-        // An atlas written into the skeleton file itself.
-        have_atlas = read_atlas(Reader::list(doc, "textureAtlas")[0], base_path, r, problems, atlas);
-    } else {
-        problems.add("no atlas (images and meshes skipped)");
+            read_atlas(atlas_doc, page.base_path, r, problems, atlas);
     }
+    // Atlases written into the skeleton file itself, when none is given.
+    if (atlases.empty())
+        for (const Json& page : Reader::list(doc, "textureAtlas")) read_atlas(page, base_path, r, problems, atlas);
+    if (atlases.empty() && Reader::list(doc, "textureAtlas").empty()) problems.add("no atlas (images and meshes skipped)");
+    const bool have_atlas = !atlas.pages.empty();
     double frame_rate = r.number(doc, "frameRate", 24, "skeleton");
     if (!(frame_rate > 0 && frame_rate <= 1000)) frame_rate = 24;
     const unsigned long start = generation();

@@ -87,31 +87,53 @@ bool source_text(const bp::object& source, const char* what, std::string& text, 
     return true;
 }
 
-// The atlas defaults to the one beside a skeleton file ("X_ske.json" beside "X_tex.json"),
-// and pictures are found beside the atlas file unless base_path says otherwise.
+std::string folder_of(const std::string& path) {
+    const std::size_t slash = path.find_last_of('/');
+    return slash == std::string::npos ? std::string() : path.substr(0, slash);
+}
+
+// One atlas page from a path or a file object; its picture is found beside its file
+// unless base_path says otherwise. False for a path that cannot be read.
+bool add_atlas(const bp::object& source, const bp::object& base_path,
+               std::vector<ActorDatabase::DragonBonesAtlas>& atlases) {
+    ActorDatabase::DragonBonesAtlas page;
+    if (!source_text(source, "atlas", page.text, page.name)) return false;
+    page.base_path = base_path.is_none() ? (page.name == "<stream>" ? std::string() : folder_of(page.name))
+                                         : std::string(bp::extract<std::string>(base_path));
+    atlases.push_back(std::move(page));
+    return true;
+}
+
+// The atlas defaults to the one beside a skeleton file ("X_ske.json" beside "X_tex.json",
+// or the pages "X_tex_0.json", "X_tex_1.json", ... of a larger one).
 bp::list load_dragonbones(bp::object skeleton, bp::object atlas, bp::object base_path) {
     std::string skeleton_text, skeleton_name;
     if (!source_text(skeleton, "skeleton", skeleton_text, skeleton_name)) {
         core::Log::warning("graphics", "DragonBones '%s': cannot be read; nothing loaded.", skeleton_name.c_str());
         return bp::list();
     }
-    std::string atlas_text, atlas_name, folder;
+    std::vector<ActorDatabase::DragonBonesAtlas> atlases;
     if (atlas.is_none() && skeleton_name != "<stream>") {
-        std::string guess = skeleton_name;
-        const std::size_t at = guess.rfind("_ske.json");
-        guess = at == std::string::npos ? guess.substr(0, guess.rfind('.')) + "_tex.json"
-                                        : guess.substr(0, at) + "_tex.json";
-        atlas = bp::str(guess);
+        const std::size_t at = skeleton_name.rfind("_ske.json");
+        const std::string stem =
+            at == std::string::npos ? skeleton_name.substr(0, skeleton_name.rfind('.')) : skeleton_name.substr(0, at);
+        if (!add_atlas(bp::str(stem + "_tex.json"), base_path, atlases))
+            for (int page = 0; page < 64 && add_atlas(bp::str(stem + "_tex_" + std::to_string(page) + ".json"),
+                                                      base_path, atlases);
+                 ++page) {
+            }
+    } else if (PyList_Check(atlas.ptr()) || PyTuple_Check(atlas.ptr())) {
+        for (bp::ssize_t i = 0; i < bp::len(atlas); ++i)
+            if (!add_atlas(atlas[i], base_path, atlases))
+                core::Log::warning("graphics", "DragonBones '%s': atlas page %d cannot be read (its images skipped).",
+                                   skeleton_name.c_str(), int(i));
+    } else if (!atlas.is_none()) {
+        add_atlas(atlas, base_path, atlases);
     }
-    if (!atlas.is_none()) {
-        if (!source_text(atlas, "atlas", atlas_text, atlas_name)) atlas_text.clear();
-        if (atlas_name != "<stream>") {
-            const std::size_t slash = atlas_name.find_last_of('/');
-            folder = slash == std::string::npos ? std::string() : atlas_name.substr(0, slash);
-        }
-    }
-    if (!base_path.is_none()) folder = bp::extract<std::string>(base_path);
-    return to_list(ActorDatabase::load_dragonbones_text(skeleton_text, skeleton_name, atlas_text, atlas_name, folder));
+    // Pictures of atlases written into the skeleton file lie beside it.
+    const std::string folder = base_path.is_none() ? (skeleton_name == "<stream>" ? std::string() : folder_of(skeleton_name))
+                                                   : std::string(bp::extract<std::string>(base_path));
+    return to_list(ActorDatabase::load_dragonbones_text(skeleton_text, skeleton_name, atlases, folder));
 }
 
 void fail(const std::string& why) { raise(PyExc_ValueError, "add_clip(): " + why + "."); }
@@ -229,13 +251,15 @@ void define_actor_database() {
         .staticmethod("load")
         .def("load_dragonbones", &load_dragonbones,
              (bp::arg("skeleton"), bp::arg("atlas") = bp::object(), bp::arg("base_path") = bp::object()),
-             "load_dragonbones(skeleton: str | IO[str] | IO[bytes], atlas: str | IO[str] | IO[bytes] | None = "
-             "None, base_path: str | None = None) -> list[str]\n\n"
-             "Reads a DragonBones 5 export (skeleton JSON and texture atlas JSON; the atlas\n"
-             "defaults to the X_tex.json beside X_ske.json, its picture is found beside the atlas\n"
-             "or in base_path) and makes one actor per armature, id the armature's name, with\n"
-             "one clip per animation. Returns the ids made; what was skipped is told in one\n"
-             "warning. TypeError for a source that is neither a path nor readable.")
+             "load_dragonbones(skeleton: str | IO[str] | IO[bytes], atlas: str | IO[str] | IO[bytes] | "
+             "list[str | IO[str] | IO[bytes]] | None = None, base_path: str | None = None) -> list[str]\n\n"
+             "Reads a DragonBones 5 export (skeleton JSON and texture atlas JSON, or a list of\n"
+             "atlas pages searched in turn; the atlas defaults to the X_tex.json beside\n"
+             "X_ske.json, else the pages X_tex_0.json, X_tex_1.json, ...; each picture is found\n"
+             "beside its atlas or in base_path) and makes one actor per armature, id the\n"
+             "armature's name, with one clip per animation. Returns the ids made; what was\n"
+             "skipped is told in one warning. TypeError for a source that is neither a path nor\n"
+             "readable.")
         .staticmethod("load_dragonbones")
         .def("unload", &ActorDatabase::unload,
              "unload() -> None\n\n"

@@ -158,7 +158,9 @@ TEST(FuzzRegressions, EveryDragonBonesInputLoadsWhatItCan) {
         const std::string atlas = nul == std::string::npos ? std::string() : input.substr(nul + 1);
         const auto ids =
             engine::graphics::ActorDatabase::load_dragonbones_text(input.substr(0, nul), "fuzz", atlas, "fuzz", "");
-        if (file.filename() == "Dragon.json") EXPECT_EQ(ids, std::vector<std::string>{"Dragon"});
+        if (file.filename() == "Dragon.json") {
+            EXPECT_EQ(ids, std::vector<std::string>{"Dragon"});
+        }
         engine::graphics::ActorDatabase::unload();
     }
 }
