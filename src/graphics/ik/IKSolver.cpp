@@ -140,6 +140,27 @@ double angle_of(const core::Matrix& m) { return std::atan2(double(m[1]), double(
 
 void turn(Transform& joint, double by) { joint.set_rotation(float(double(joint.get_local_rotation()) - by)); }
 
+// Where a two-bone limb's parent must point (world angle) so that the end bone, `reach`
+// long from the parent's tip at c, can touch the target: the two circles' crossing on
+// the `minus` side, or straight at the target when out of reach (away from it when
+// the end is the longer bone and the target lies within).
+double parent_aim(const core::Matrix& p, const core::Matrix& c, double reach, const core::Vector<float>& target,
+                  bool minus) {
+    const double px = p[4], py = p[5];
+    const double upper = std::hypot(double(c[4]) - px, double(c[5]) - py);
+    const double dx = double(target.x) - px, dy = double(target.y) - py;
+    const double span = std::hypot(dx, dy);
+    if (reach + upper <= span || span + reach <= upper || span + upper <= reach) {
+        const double straight = std::atan2(dy, dx);
+        return !(reach + upper <= span) && upper < reach ? straight + kPi : straight;
+    }
+    const double h = (upper * upper - reach * reach + span * span) / (2.0 * span * span);
+    const double r = std::sqrt(std::max(0.0, upper * upper - h * h * span * span)) / span;
+    const double hx = px + dx * h, hy = py + dy * h;
+    const double rx = -dy * r, ry = dx * r;
+    return std::atan2((minus ? hy - ry : hy + ry) - py, (minus ? hx - rx : hx + rx) - px);
+}
+
 }  // namespace
 
 bool IKHandlePosition::solve_bone(Skeleton& skeleton, const core::Vector<float>& target, bool reversed,
@@ -162,32 +183,15 @@ bool IKHandlePosition::solve_bone(Skeleton& skeleton, const core::Vector<float>&
     }
     const core::Matrix p = parent->get_world_transform();
     const core::Matrix c = bone->get_world_transform();
-    const double px = p[4], py = p[5], cx = c[4], cy = c[5];
     const double reach = double(bone_length_) * std::hypot(double(c[0]), double(c[1]));  // in world units
-    const double upper = std::hypot(cx - px, cy - py);
-    const double dx = double(target.x) - px, dy = double(target.y) - py;
-    const double span = std::hypot(dx, dy);
-    const double raw_a = std::atan2(cy - py, cx - px);
-    const double raw_c = angle_of(c);
-    double a;
-    if (reach + upper <= span || span + reach <= upper || span + upper <= reach) {
-        // Out of reach (or folded flat): straight towards the target, or away from it
-        // when the end is the longer bone and the target lies within.
-        a = std::atan2(dy, dx);
-        if (!(reach + upper <= span) && upper < reach) a += kPi;
-    } else {
-        const double h = (upper * upper - reach * reach + span * span) / (2.0 * span * span);
-        const double r = std::sqrt(std::max(0.0, upper * upper - h * h * span * span)) / span;
-        const double hx = px + dx * h, hy = py + dy * h;
-        const double rx = -dy * r, ry = dx * r;
-        bool mirrored = false;
-        if (const Transform* grand = parent->get_parent()) {
-            const core::Matrix& g = grand->get_world_transform();
-            mirrored = double(g[0]) * g[3] - double(g[1]) * g[2] < 0.0;
-        }
-        const bool minus = mirrored != bend_positive;
-        a = std::atan2((minus ? hy - ry : hy + ry) - py, (minus ? hx - rx : hx + rx) - px);
+    bool mirrored = false;
+    if (const Transform* grand = parent->get_parent()) {
+        const core::Matrix& g = grand->get_world_transform();
+        mirrored = double(g[0]) * g[3] - double(g[1]) * g[2] < 0.0;
     }
+    const double a = parent_aim(p, c, reach, target, mirrored != bend_positive);
+    const double raw_a = std::atan2(double(c[5]) - p[5], double(c[4]) - p[4]);
+    const double raw_c = angle_of(c);
     if (!std::isfinite(a)) return false;
     const double turned = normalise(a - raw_a);
     turn(*parent, turned * w);
