@@ -15,9 +15,9 @@ from OpenGL import GL
 import libcore
 import libgraphics
 import libwindow
-from libgraphics import (Actor, ActorControllerAnimation, ActorControllerSharedSkeleton, Framebuffer, FramebufferDisplay, ParticleSystem, Scene,
-                         SceneLayer, SceneObject, Sprite,
-                         Texture, Transform)
+from libgraphics import (Actor, ActorControllerAnimation, ActorControllerSharedSkeleton, Framebuffer, FramebufferDisplay,
+                         IKConstraintPositionFixed, ParticleSystem, Scene, SceneLayer, SceneObject, Sprite, Texture,
+                         Transform, actor_database)
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "data"))
 import images  # noqa: E402  (the project's own picture generator)
@@ -413,7 +413,79 @@ def build_clips():
     return [actor, director]
 
 
-def build_scene(scene, assets):
+DRAGONBONES = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "data", "dragonbones")
+
+
+class Gunner(SceneObject):
+    """Points the mecha's guns at the mouse once it moves in the window, at the orbiting
+    box until then, and fires them every few seconds: an attack clip on a second layer
+    masked to the guns, whose keys make the carried weapons play their own fire clips,
+    while the walk goes on below."""
+
+    def __init__(self, window, mecha, walk, orbit):
+        super().__init__()
+        self.window, self.mecha, self.walk, self.orbit = window, mecha, walk, orbit
+        self.target, self.clock = IKConstraintPositionFixed((0, 0)), 0.0
+        for gun in ("weapon_l", "weapon_r"):
+            # Once for the armature (every mecha shares its rig), then this mecha's target.
+            if gun not in [walk.ik.rig.position_handles[i].effector_id for i in range(len(walk.ik.rig.position_handles))]:
+                walk.ik.rig.position_handles.add(gun, "aim", bone_length=0)
+            walk.ik.set_position_constraint(gun, self.target)
+        walk.set_mask(1, ["weapon_l", "weapon_r"])
+
+    def OnUpdate(self, dt):
+        m = self.window.mouse_position
+        point = libcore.Vector(m.x, m.y) if (m.x, m.y) != (0, 0) else self.orbit.world_position
+        self.target.position = point * self.mecha.world_transform.inverse()
+        self.clock += dt
+        if self.clock >= 3.0:
+            self.clock = 0.0
+            self.walk.play("attack_01", fade=0.1, loops=1, layer=1)
+
+
+class Cycler(SceneObject):
+    """Plays each of an actor's clips in turn, crossfading every few seconds."""
+
+    def __init__(self, player, clips, seconds):
+        super().__init__()
+        self.player, self.clips, self.seconds, self.clock, self.index = player, clips, seconds, 0.0, 0
+        player.play(clips[0], loops=0)
+
+    def OnUpdate(self, dt):
+        self.clock += dt
+        if self.clock >= self.seconds:
+            self.clock, self.index = 0.0, (self.index + 1) % len(self.clips)
+            self.player.play(self.clips[self.index], fade=0.25, loops=0)
+
+
+def build_dragonbones(window, orbit):
+    """Characters exported by DragonBones: the mecha walking on its imported leg IK,
+    aiming its guns and firing its carried weapons; the dragon cycling its animations;
+    the effect's meshes bending."""
+    for name in ("mecha_1502b/mecha_1502b_ske.json", "dragon/Dragon_ske.json", "effect/effect_ske.json"):
+        actor_database.load_dragonbones(os.path.join(DRAGONBONES, name))
+    objects = []
+    mecha = Actor("mecha_1502b")
+    mecha.layer, mecha.position, mecha.scale = "world", (WIDTH * 0.8, HEIGHT * 0.86), (0.45, 0.45)
+    walk = ActorControllerAnimation()
+    mecha.controller = walk
+    walk.play("walk", loops=0)
+    gunner = Gunner(window, mecha, walk, orbit)
+    gunner.layer = "world"
+    dragon = Actor("Dragon")
+    dragon.layer, dragon.position, dragon.scale = "world", (WIDTH * 0.46, HEIGHT * 0.78), (0.2, 0.2)
+    dragon.controller = ActorControllerAnimation()
+    cycler = Cycler(dragon.controller, ["walk", "stand", "jump", "fall"], 2.0)
+    cycler.layer = "world"
+    flower = Actor("flower")
+    flower.layer, flower.position, flower.scale = "world", (WIDTH * 0.7, HEIGHT * 0.5), (0.3, 0.3)
+    flower.controller = ActorControllerAnimation()
+    flower.controller.play("skill", loops=0)
+    objects += [mecha, gunner, dragon, cycler, flower]
+    return objects
+
+
+def build_scene(scene, assets, window=None):
     """Layers with different scale flags, and a picture-in-picture made with a
     framebuffer redirection. Returns the objects so that the script keeps them."""
     F = Scene.ScaleFlag
@@ -461,6 +533,8 @@ def build_scene(scene, assets):
     objects += build_actors()
     objects += build_dynamics()
     objects += build_clips()
+    if window is not None:
+        objects += build_dragonbones(window, orbit)
     for i in range(5):
         marker = Box((60 + 70 * i, 60), (0.3 + 0.15 * i, 0.8, 0.4, 1.0), 14)
         marker.layer = "markers"
@@ -502,7 +576,7 @@ def main():
     assets = os.path.join(args.out, "..", "assets")
     images.make_demo_assets(assets)
     scene = libgraphics.scene
-    objects = build_scene(scene, os.path.abspath(assets))
+    objects = build_scene(scene, os.path.abspath(assets), window)
     screenshots = {45: "scene-1.png", 150: "scene-2.png", 239: "scene-3.png"} if args.frames else {}
     os.makedirs(args.out, exist_ok=True)
 
