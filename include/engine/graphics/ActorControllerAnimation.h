@@ -44,6 +44,8 @@ public:
     /// Advances every layer by dt times its speed, blends, writes the joints; true
     /// when any joint changed. Then delivers the events and finishes crossed.
     bool update(float dt) override;
+    /// Stage 0: the per-joint and per-part tables and the layers; stage 1: the samplers.
+    void prefetch(unsigned stage) const override;
 
     /// Starts `clip` from time 0 on `layer`, fading from what the layer showed over
     /// `fade` seconds. Layer 0 idle fades from the skeleton's current pose (a ragdoll's,
@@ -134,6 +136,7 @@ private:
     Layer* layer_at(int layer);
     const Layer* layer_at(int layer) const;
     bool check_database();
+    bool settled() const;
     static void reserve_samplers(Layer& layer, const AnimationClip& clip);
     void start(Layer& layer, const Request& request, float leftover);
     void step(int index, Layer& layer, float dt);

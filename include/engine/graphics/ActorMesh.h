@@ -77,6 +77,17 @@ public:
     /// Weights are used as they are (not normalised), and the first zero weight ends a
     /// vertex's influences; a vertex whose first weight is zero lands on (0, 0).
     void transform_vertices(const Skeleton* skeleton);
+    /// The same pass with `world * bind` of the joints given: `joint_matrices[j]` for
+    /// every index j in `get_joints_used()` (the zero matrix for a joint the skeleton
+    /// lacks). The skeleton drives the blend shapes only. An actor computes the matrices
+    /// once for all its meshes, which share its skeleton.
+    void transform_vertices(const Skeleton* skeleton, const core::Matrix* joint_matrices);
+    /// Asks for the skinned positions' memory ahead of a skinning pass.
+    void prefetch() const {
+        if (!positions_.empty()) __builtin_prefetch(positions_.data(), 1);
+    }
+    /// The joint indices the record's vertices name, ascending (empty without a record).
+    const std::vector<std::uint8_t>& get_joints_used();
     /// The jiggle pass (dt clamped to 1/60 s), then one update of each attached scene
     /// object. Returns whether any spring is still moving.
     bool update(float dt);
@@ -162,7 +173,6 @@ private:
         const std::vector<core::Vector<float>>* offsets;  // the shape's offsets
         float weight;                                     // its weight this pass, not zero
     };
-    std::vector<core::Matrix> joint_matrices_;   // scratch: world * bind per joint index, zero where none
     std::vector<std::uint8_t> joints_used_;      // joint indices the record's vertices name, ascending
     const ActorMeshData* joints_for_ = nullptr;  // the record joints_used_ was found for
     std::vector<ActiveShape> active_shapes_;     // scratch: blend shapes of weight not zero

@@ -12,6 +12,20 @@ Skeleton::~Skeleton() = default;
 
 core::Ref<Transform> Skeleton::make_joint() { return create_through_factory<Transform>("Transform"); }
 
+void Skeleton::prefetch(unsigned stage) const {
+    if (stage == 0) {
+        const char* list = reinterpret_cast<const char*>(joints_.data());
+        for (std::size_t offset = 0; offset < joints_.size() * sizeof(joints_[0]); offset += 64)
+            __builtin_prefetch(list + offset);
+        return;
+    }
+    for (const core::Ref<Transform>& joint : joints_) {
+        const char* bytes = reinterpret_cast<const char*>(joint.get());
+        if (!bytes) continue;
+        for (std::size_t offset = 0; offset < sizeof(Transform); offset += 64) __builtin_prefetch(bytes + offset, 1);
+    }
+}
+
 Transform* Skeleton::add_joint(const std::string& name) {
     if (!name.empty()) {
         auto it = names_.find(name);

@@ -513,6 +513,37 @@ void ActorControllerAnimation::fetch_joints() const {
     }
 }
 
+namespace {
+
+template <class T>
+void prefetch_all(const std::vector<T>& table) {
+    const char* bytes = reinterpret_cast<const char*>(table.data());
+    const std::size_t size = table.size() * sizeof(T);
+    for (std::size_t offset = 0; offset < size; offset += 64) __builtin_prefetch(bytes + offset);
+}
+
+}  // namespace
+
+void ActorControllerAnimation::prefetch(unsigned stage) const {
+    if (stage == 0) {
+        prefetch_all(layers_);
+        prefetch_all(setup_);
+        prefetch_all(pose_);
+        prefetch_all(base_);
+        prefetch_all(written_);
+        prefetch_all(driven_);
+        prefetch_all(part_visible_);
+        prefetch_all(part_coloured_);
+        prefetch_all(part_order_);
+        prefetch_all(part_colour_);
+        prefetch_all(shown_visible_);
+        prefetch_all(shown_colour_);
+    } else if (stage == 1) {
+        for (const Layer& layer : layers_)
+            for (const ClipSampler& sampler : layer.samplers) prefetch_all(sampler.keys);
+    }
+}
+
 bool ActorControllerAnimation::solve_ik() {
     Skeleton* skeleton = ik_.empty() ? nullptr : get_actor()->get_skeleton();
     if (!skeleton) return false;
@@ -556,6 +587,7 @@ bool ActorControllerAnimation::update(float dt) {
     for (const Layer& layer : layers_)
         active = active || layer.current.clip || layer.previous.clip || layer.from_snapshot;
     if (!active && !dirty_) return false;
+    if (settled()) return false;
     pending_.clear();
     fetch_joints();
     for (size_t i = 0; i < layers_.size(); ++i) step(int(i), layers_[i], dt);
@@ -565,6 +597,22 @@ bool ActorControllerAnimation::update(float dt) {
     dirty_ = false;
     deliver();
     return changed;
+}
+
+// Whether this update would write the very pose the last one wrote: nothing changed
+// since (weights, masks, new clips and the actor all set dirty_), every clip has
+// finished, so it samples its end each time, nothing fades, no clip keys a part (the
+// drawing order is set again each update, over a script's) and no IK chain needs a new
+// solve. Such an update reports no change, crosses no event and is skipped whole: an
+// actor holding a finished clip (a prop's one-frame idle) then costs nothing per frame.
+bool ActorControllerAnimation::settled() const {
+    if (dirty_ || !ik_.empty()) return false;
+    for (const Layer& layer : layers_) {
+        if (layer.previous.clip || layer.from_snapshot || layer.fade > 0.0f) return false;
+        const Play& play = layer.current;
+        if (play.clip && (!play.finished || !play.clip->get_part_tracks().empty())) return false;
+    }
+    return true;
 }
 
 // Parts take no weight from masks. A clip counting at least half decides a part's

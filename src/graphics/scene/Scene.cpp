@@ -338,6 +338,12 @@ void Scene::update(float dt) {
             if (i + kPrefetchDistance / 2 < objects.size())
                 objects[i + kPrefetchDistance / 2]->prefetch_animator_list();
             if (i + 1 < objects.size()) objects[i + 1]->prefetch_animators();
+            // Then what lies behind the object (an actor's controller, joints, meshes),
+            // deeper the nearer the object's turn: stage s at distance 2^(stages-1-s).
+            for (unsigned s = 0; s < SceneObject::kPrefetchStages; ++s) {
+                const std::size_t ahead = std::size_t(1) << (SceneObject::kPrefetchStages - 1 - s);
+                if (i + ahead < objects.size()) objects[i + ahead]->prefetch(s);
+            }
             objects[i]->update(dt);
             GLState::check("after the update", objects[i]);
         }
