@@ -109,9 +109,10 @@ public:
     void get_shape(Shape& out) override;
 
     /// Stage 0: the controller, skeleton and mesh lists; 1: the joint list, the meshes,
-    /// the carried actors and the controller's tables; 2: the joints, the skinned
-    /// positions, the controller's samplers and the carried actors' own stage 0 (their
-    /// later stages come during this actor's update, before theirs).
+    /// the carried actors and the controller's tables; 2: the joints, the controller's
+    /// samplers and the carried actors' own stage 0; 3: the joints' child lists and
+    /// the carried actors' stage 1 (their later stages come during this actor's
+    /// update, before theirs).
     void prefetch(unsigned stage) const override;
     /// Runs the controller; re-skins when it reports a change (or never did), then jiggle.
     void on_update(float dt) override;

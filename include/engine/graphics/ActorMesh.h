@@ -82,9 +82,11 @@ public:
     /// lacks). The skeleton drives the blend shapes only. An actor computes the matrices
     /// once for all its meshes, which share its skeleton.
     void transform_vertices(const Skeleton* skeleton, const core::Matrix* joint_matrices);
-    /// Asks for the skinned positions' memory ahead of a skinning pass.
+    /// Asks for the memory a skinning pass and a step read of the mesh itself (its
+    /// first fields), ahead of them.
     void prefetch() const {
-        if (!positions_.empty()) __builtin_prefetch(positions_.data(), 1);
+        const char* bytes = reinterpret_cast<const char*>(this);
+        for (std::size_t offset = 0; offset < kHotBytes; offset += 64) __builtin_prefetch(bytes + offset);
     }
     /// The joint indices the record's vertices name, ascending (empty without a record).
     const std::vector<std::uint8_t>& get_joints_used();
@@ -152,14 +154,19 @@ public:
     }
 
 private:
+    static constexpr std::size_t kHotBytes = 160;  // through scene_objects_, wherever the lines fall
+
     void draw_triangles() const;
     void find_joints_used();
 
+    // What a frame's skinning and stepping read come first, so that they share a cache
+    // line or two: a crowd's meshes are rarely in cache at their turn.
     const ActorMeshData* data_ = nullptr;              // the record, kept by owner_
-    core::Ref<const core::SharedObject> owner_;        // what keeps data_ (its actor record), or null
-    std::vector<JiggleState> jiggles_;                 // one per jiggle of the record
-    std::vector<core::Vector<float>> rest_positions_;  // skinned, input of the jiggle pass (jiggles only)
     std::vector<core::Vector<float>> positions_;       // skinned then jiggled: drawn
+    std::vector<JiggleState> jiggles_;                 // one per jiggle of the record
+    std::vector<std::pair<std::string, core::Ref<SceneObject>>> scene_objects_;  // ascending z
+    core::Ref<const core::SharedObject> owner_;        // what keeps data_ (its actor record), or null
+    std::vector<core::Vector<float>> rest_positions_;  // skinned, input of the jiggle pass (jiggles only)
     bool visible_ = true;                              // drawn when true
     float draw_order_ = 0.0f;                          // ascending among its actor's meshes
     core::Colour colour_;                              // the uniform colour
@@ -168,7 +175,6 @@ private:
     std::vector<std::pair<std::string, std::unique_ptr<Texture>>> textures_;  // layers, drawn in order
     core::Matrix texture_matrix_;                                             // used unless identity
     bool texture_matrix_identity_ = true;                                     // the texture matrix is off
-    std::vector<std::pair<std::string, core::Ref<SceneObject>>> scene_objects_;  // ascending z
     struct ActiveShape {
         const std::vector<core::Vector<float>>* offsets;  // the shape's offsets
         float weight;                                     // its weight this pass, not zero

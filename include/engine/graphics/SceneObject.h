@@ -94,7 +94,7 @@ public:
     /// kPrefetchStages - 1. Nothing here; an actor fetches its controller, skeleton,
     /// joints and meshes.
     virtual void prefetch(unsigned stage) const { (void)stage; }
-    static constexpr unsigned kPrefetchStages = 3;
+    static constexpr unsigned kPrefetchStages = 4;
 
     /// Writes the area the object draws into `out` (cleared first), in its layer's
     /// coordinates: the space its position is given in, before the layer matrix. A plain

@@ -213,6 +213,7 @@ constexpr std::size_t kControllerBytes = 512;
 void Actor::prefetch(unsigned stage) const {
     if (stage == 0) {
         prefetch_bytes(controller_.get(), kControllerBytes);
+        prefetch_table(skin_records_);
         prefetch_bytes(skeleton_.get(), sizeof(Skeleton));
         prefetch_table(meshes_);
         prefetch_table(carried_);
@@ -221,13 +222,15 @@ void Actor::prefetch(unsigned stage) const {
     } else if (stage == 1) {
         if (controller_) controller_->prefetch(0);
         if (skeleton_) skeleton_->prefetch(0);
-        for (const ActorMesh* mesh : meshes_) prefetch_bytes(mesh, sizeof(ActorMesh));
+        for (const ActorMesh* mesh : meshes_) mesh->prefetch();
         for (const Actor* child : carried_) prefetch_bytes(child, sizeof(Actor));
     } else if (stage == 2) {
         if (controller_) controller_->prefetch(1);
         if (skeleton_) skeleton_->prefetch(1);
-        for (const ActorMesh* mesh : meshes_) mesh->prefetch();
         for (const Actor* child : carried_) child->prefetch(0);
+    } else if (stage == 3) {
+        if (skeleton_) skeleton_->prefetch(2);
+        for (const Actor* child : carried_) child->prefetch(1);
     }
 }
 
@@ -236,17 +239,19 @@ void Actor::on_update(float dt) {
     // No controller: never skinned, never jiggled; the meshes keep their bind pose.
     if (!controller_) return;
     // The carried actors update after this one's skinning, through their meshes.
-    for (const Actor* child : carried_) child->prefetch(1);
+    for (const Actor* child : carried_) child->prefetch(2);
     // Held for the step: a script controller may drop itself from the actor.
     const core::Ref<ActorController> controller = controller_;
     const bool changed = controller->update(dt);
-    for (const Actor* child : carried_) child->prefetch(2);
+    for (const Actor* child : carried_) child->prefetch(3);
     if (changed || !vertices_transformed_) {
         skin_meshes();
         vertices_transformed_ = true;
         transformed_this_frame_ = true;
     }
-    for (ActorMesh* mesh : meshes_) mesh->update(dt);
+    // A mesh without springs or attached objects has nothing to step.
+    for (ActorMesh* mesh : meshes_)
+        if (!mesh->get_jiggles().empty() || !mesh->get_scene_objects().empty()) mesh->update(dt);
     note_change();  // skinning and springs move what the actor covers
 }
 

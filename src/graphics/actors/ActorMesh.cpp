@@ -31,18 +31,18 @@ ActorMesh::ActorMesh() = default;
 ActorMesh::ActorMesh(const ActorMesh& other)
     : core::Object(other),
       data_(other.data_),
-      owner_(other.owner_),
-      jiggles_(other.jiggles_),
-      rest_positions_(other.rest_positions_),
       positions_(other.positions_),
+      jiggles_(other.jiggles_),
+      scene_objects_(other.scene_objects_),
+      owner_(other.owner_),
+      rest_positions_(other.rest_positions_),
       visible_(other.visible_),
       draw_order_(other.draw_order_),
       colour_(other.colour_),
       uniform_colour_(other.uniform_colour_),
       vertex_colours_(other.vertex_colours_),
       texture_matrix_(other.texture_matrix_),
-      texture_matrix_identity_(other.texture_matrix_identity_),
-      scene_objects_(other.scene_objects_) {
+      texture_matrix_identity_(other.texture_matrix_identity_) {
     for (const auto& [name, texture] : other.textures_)
         textures_.emplace_back(name, std::make_unique<Texture>(*texture));
 }
@@ -114,7 +114,7 @@ void ActorMesh::transform_vertices(const Skeleton* skeleton, const core::Matrix*
     // Blend-shape weights: the curve at the driver joint's local rotation. Only shapes
     // whose weight is not zero are visited per vertex.
     const auto& shapes = data_->blend_shapes;
-    active_shapes_.clear();
+    if (!shapes.empty() || !active_shapes_.empty()) active_shapes_.clear();  // left alone without shapes
     for (size_t b = 0; b < shapes.size(); ++b) {
         const BlendShape& shape = *shapes[b];
         const Transform* driver = skeleton && shape.curve ? skeleton->get_joint(shape.joint_driver_id) : nullptr;

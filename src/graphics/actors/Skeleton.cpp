@@ -22,7 +22,10 @@ void Skeleton::prefetch(unsigned stage) const {
     for (const core::Ref<Transform>& joint : joints_) {
         const char* bytes = reinterpret_cast<const char*>(joint.get());
         if (!bytes) continue;
-        for (std::size_t offset = 0; offset < sizeof(Transform); offset += 64) __builtin_prefetch(bytes + offset, 1);
+        if (stage == 1)
+            for (std::size_t offset = 0; offset < sizeof(Transform); offset += 64) __builtin_prefetch(bytes + offset, 1);
+        else
+            joint->prefetch_links();
     }
 }
 
