@@ -145,6 +145,7 @@ private:
     void apply(Layer& layer, const Play& play, float weight);
     void take_snapshot();
     void apply_snapshot(float weight);
+    const float* base_of(std::size_t joint) const;  // base_[joint], or zeros below the first layer
     void fetch_joints() const;
     bool write();
     bool solve_ik();
@@ -157,6 +158,7 @@ private:
     std::vector<Pose> setup_;            // per joint: position, rotation, scale of the setup pose
     std::vector<Pose> pose_;             // per joint, built each frame
     std::vector<Pose> base_;             // per joint, the pose below the layer being applied
+    bool nothing_below_ = true;          // the layer being applied is the first: base_ reads as zero
     std::vector<Pose> written_;          // per joint, what was last written
     std::vector<Pose> snapshot_;         // per joint, the pose an idle layer 0 fades from
     std::vector<unsigned char> driven_;  // per joint: some clip ever moved it

@@ -396,7 +396,7 @@ void ActorControllerAnimation::apply(Layer& layer, const Play& play, float weigh
         AnimationClip::sample(track, time, value, sampler, t);
         driven_[j] = 1;
         float* pose = pose_[j].v;
-        const float* base = base_[j].v;
+        const float* base = base_of(j);
         switch (track.channel) {
             case ClipChannel::position:
                 if (layer.additive) {
@@ -450,7 +450,7 @@ void ActorControllerAnimation::take_snapshot() {
 void ActorControllerAnimation::apply_snapshot(float weight) {
     for (size_t j = 0; j < pose_.size(); ++j) {
         float* pose = pose_[j].v;
-        const float* base = base_[j].v;
+        const float* base = base_of(j);
         const float* value = snapshot_[j].v;
         for (int c = 0; c < 5; ++c) pose[c] += weight * (c == 2 ? short_way(value[c] - base[c]) : value[c] - base[c]);
     }
@@ -458,14 +458,23 @@ void ActorControllerAnimation::apply_snapshot(float weight) {
 
 void ActorControllerAnimation::blend() {
     std::fill(pose_.begin(), pose_.end(), Pose{});
+    // Below the first layer lies nothing: its base is all zero, read as such rather than
+    // copied (one table less to touch per frame for the usual single layer).
+    nothing_below_ = true;
     for (Layer& layer : layers_) {
         if (!layer.current.clip && !layer.previous.clip && !layer.from_snapshot) continue;
-        std::copy(pose_.begin(), pose_.end(), base_.begin());
+        if (!nothing_below_) std::copy(pose_.begin(), pose_.end(), base_.begin());
         const float f = layer.fade > 0.0f ? std::min(layer.faded / layer.fade, 1.0f) : 1.0f;
         if (layer.from_snapshot) apply_snapshot(layer.weight * (1.0f - f));
         if (layer.previous.clip) apply(layer, layer.previous, layer.weight * (1.0f - f));
         if (layer.current.clip) apply(layer, layer.current, layer.weight * f);
+        nothing_below_ = false;
     }
+}
+
+const float* ActorControllerAnimation::base_of(std::size_t joint) const {
+    static const Pose zero;
+    return nothing_below_ ? zero.v : base_[joint].v;
 }
 
 bool ActorControllerAnimation::write() {
@@ -529,15 +538,8 @@ void ActorControllerAnimation::prefetch(unsigned stage) const {
         prefetch_all(layers_);
         prefetch_all(setup_);
         prefetch_all(pose_);
-        prefetch_all(base_);
         prefetch_all(written_);
         prefetch_all(driven_);
-        prefetch_all(part_visible_);
-        prefetch_all(part_coloured_);
-        prefetch_all(part_order_);
-        prefetch_all(part_colour_);
-        prefetch_all(shown_visible_);
-        prefetch_all(shown_colour_);
     } else if (stage == 1) {
         for (const Layer& layer : layers_)
             for (const ClipSampler& sampler : layer.samplers) prefetch_all(sampler.keys);
@@ -641,22 +643,19 @@ void ActorControllerAnimation::part(const Play& play, float weight) {
 
 void ActorControllerAnimation::pose_parts() {
     if (part_visible_.empty()) return;
+    // Without a clip that keys parts the tables are not even looked at.
+    const auto keys_parts = [](const Play& play) { return play.clip && !play.clip->get_part_tracks().empty(); };
+    bool any = false;
+    for (const Layer& layer : layers_) any = any || keys_parts(layer.previous) || keys_parts(layer.current);
+    if (!any) return;
     std::fill(part_visible_.begin(), part_visible_.end(), -1);
     std::fill(part_coloured_.begin(), part_coloured_.end(), 0);
     std::fill(part_order_.begin(), part_order_.end(), std::numeric_limits<float>::quiet_NaN());
-    bool any = false;
     for (const Layer& layer : layers_) {
         const float f = layer.fade > 0.0f ? std::min(layer.faded / layer.fade, 1.0f) : 1.0f;
-        if (layer.previous.clip && !layer.previous.clip->get_part_tracks().empty()) {
-            part(layer.previous, layer.weight * (1.0f - f));
-            any = true;
-        }
-        if (layer.current.clip && !layer.current.clip->get_part_tracks().empty()) {
-            part(layer.current, layer.weight * f);
-            any = true;
-        }
+        if (keys_parts(layer.previous)) part(layer.previous, layer.weight * (1.0f - f));
+        if (keys_parts(layer.current)) part(layer.current, layer.weight * f);
     }
-    if (!any) return;
     Actor* actor = get_actor();
     const unsigned count = std::min(unsigned(part_visible_.size()), actor->get_num_meshes());
     for (unsigned m = 0; m < count; ++m) {
