@@ -84,10 +84,7 @@ public:
     void transform_vertices(const Skeleton* skeleton, const core::Matrix* joint_matrices);
     /// Asks for the memory a skinning pass and a step read of the mesh itself (its
     /// first fields), ahead of them.
-    void prefetch() const {
-        const char* bytes = reinterpret_cast<const char*>(this);
-        for (std::size_t offset = 0; offset < kHotBytes; offset += 64) __builtin_prefetch(bytes + offset);
-    }
+    void prefetch() const;
     /// The joint indices the record's vertices name, ascending (empty without a record).
     const std::vector<std::uint8_t>& get_joints_used();
     /// The jiggle pass (dt clamped to 1/60 s), then one update of each attached scene

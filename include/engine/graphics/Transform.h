@@ -119,9 +119,7 @@ public:
     void detach(Transform* child);
 
     /// Asks for the child list's memory (a pose marking world caches stale walks it).
-    void prefetch_links() const {
-        if (!children_.empty()) __builtin_prefetch(children_.data());
-    }
+    void prefetch_links() const;
 
     /// Whether the caches are stale (for tests and diagnostics).
     bool is_local_dirty() const { return local_dirty_; }

@@ -1,6 +1,7 @@
 #include "engine/graphics/Actor.h"
 
 #include "common/FactoryObjects.h"
+#include "common/Prefetch.h"
 #include "engine/core/Log.h"
 #include "engine/core/Ref.h"
 #include "engine/graphics/ActorController.h"
@@ -191,17 +192,6 @@ void Actor::reset_jiggle_scales() {
 
 namespace {
 
-void prefetch_bytes(const void* object, std::size_t size) {
-    const char* bytes = static_cast<const char*>(object);
-    if (!bytes) return;
-    for (std::size_t offset = 0; offset < size; offset += 64) __builtin_prefetch(bytes + offset);
-}
-
-template <class T>
-void prefetch_table(const std::vector<T>& table) {
-    prefetch_bytes(table.data(), table.size() * sizeof(T));
-}
-
 // What a controller's update reads of the object itself (a clip player's fields).
 constexpr std::size_t kControllerBytes = 512;
 
@@ -212,9 +202,9 @@ constexpr std::size_t kControllerBytes = 512;
 // wait after another.
 void Actor::prefetch(unsigned stage) const {
     if (stage == 0) {
-        prefetch_bytes(controller_.get(), kControllerBytes);
+        if (controller_) prefetch_bytes(controller_, kControllerBytes);
         prefetch_table(skin_records_);
-        prefetch_bytes(skeleton_.get(), sizeof(Skeleton));
+        if (skeleton_) prefetch_bytes(skeleton_, sizeof(Skeleton));
         prefetch_table(meshes_);
         prefetch_table(carried_);
         prefetch_table(skin_joints_);

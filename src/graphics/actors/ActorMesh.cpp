@@ -8,6 +8,8 @@
 #include "engine/graphics/Transform.h"
 #include "engine/window/OpenGL.h"
 
+#include "common/Prefetch.h"
+
 #include <GL/gl.h>
 
 #include <algorithm>
@@ -82,6 +84,8 @@ const std::string& ActorMesh::get_id() const {
 }
 
 // Skinning ----------------------------------------------------------------------------
+
+void ActorMesh::prefetch() const { prefetch_bytes(this, kHotBytes); }
 
 const std::vector<std::uint8_t>& ActorMesh::get_joints_used() {
     if (!data_)

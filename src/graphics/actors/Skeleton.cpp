@@ -1,5 +1,7 @@
 #include "engine/graphics/Skeleton.h"
 
+#include "common/Prefetch.h"
+
 #include "common/FactoryObjects.h"
 
 #include "engine/core/Log.h"
@@ -14,16 +16,13 @@ core::Ref<Transform> Skeleton::make_joint() { return create_through_factory<Tran
 
 void Skeleton::prefetch(unsigned stage) const {
     if (stage == 0) {
-        const char* list = reinterpret_cast<const char*>(joints_.data());
-        for (std::size_t offset = 0; offset < joints_.size() * sizeof(joints_[0]); offset += 64)
-            __builtin_prefetch(list + offset);
+        prefetch_table(joints_);
         return;
     }
-    for (const core::Ref<Transform>& joint : joints_) {
-        const char* bytes = reinterpret_cast<const char*>(joint.get());
-        if (!bytes) continue;
+    for (const Transform* joint : joints_) {
+        if (!joint) continue;
         if (stage == 1)
-            for (std::size_t offset = 0; offset < sizeof(Transform); offset += 64) __builtin_prefetch(bytes + offset, 1);
+            prefetch_bytes(joint, sizeof(Transform), true);  // a pose writes them
         else
             joint->prefetch_links();
     }

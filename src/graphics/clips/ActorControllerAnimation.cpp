@@ -1,5 +1,7 @@
 #include "engine/graphics/ActorControllerAnimation.h"
 
+#include "common/Prefetch.h"
+
 #include "engine/core/Ref.h"
 #include "engine/graphics/ActorMesh.h"
 
@@ -522,27 +524,16 @@ void ActorControllerAnimation::fetch_joints() const {
     }
 }
 
-namespace {
-
-template <class T>
-void prefetch_all(const std::vector<T>& table) {
-    const char* bytes = reinterpret_cast<const char*>(table.data());
-    const std::size_t size = table.size() * sizeof(T);
-    for (std::size_t offset = 0; offset < size; offset += 64) __builtin_prefetch(bytes + offset);
-}
-
-}  // namespace
-
 void ActorControllerAnimation::prefetch(unsigned stage) const {
     if (stage == 0) {
-        prefetch_all(layers_);
-        prefetch_all(setup_);
-        prefetch_all(pose_);
-        prefetch_all(written_);
-        prefetch_all(driven_);
+        prefetch_table(layers_);
+        prefetch_table(setup_);
+        prefetch_table(pose_);
+        prefetch_table(written_);
+        prefetch_table(driven_);
     } else if (stage == 1) {
         for (const Layer& layer : layers_)
-            for (const ClipSampler& sampler : layer.samplers) prefetch_all(sampler.keys);
+            for (const ClipSampler& sampler : layer.samplers) prefetch_table(sampler.keys);
     }
 }
 

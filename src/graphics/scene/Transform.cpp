@@ -3,6 +3,8 @@
 #include "engine/core/Maths.h"
 #include "engine/window/OpenGL.h"
 
+#include "common/Prefetch.h"
+
 #include <algorithm>
 #include <cmath>
 #include <vector>
@@ -288,6 +290,8 @@ void Transform::dirty_transform() {
         t = next;
     }
 }
+
+void Transform::prefetch_links() const { prefetch_table(children_); }
 
 void Transform::attach(Transform* child) {
     if (Transform* parent = child->parent_.get()) parent->detach(child);
