@@ -1,9 +1,11 @@
 #pragma once
 
 #include "engine/core/Colour.h"
+#include "engine/core/Matrix.h"
 #include "engine/graphics/SceneObject.h"
 #include "engine/graphics/Shape.h"
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -11,6 +13,7 @@ namespace engine::graphics {
 
 class ActorController;
 class ActorMesh;
+struct ActorMeshData;
 class Skeleton;
 class Texture;
 
@@ -105,6 +108,12 @@ public:
     /// skinned (the bind pose before the first skinning), under the world transform.
     void get_shape(Shape& out) override;
 
+    /// Stage 0: the controller, skeleton and mesh lists; 1: the joint list, the meshes,
+    /// the carried actors and the controller's tables; 2: the joints, the controller's
+    /// samplers and the carried actors' own stage 0; 3: the joints' child lists and
+    /// the carried actors' stage 1 (their later stages come during this actor's
+    /// update, before theirs).
+    void prefetch(unsigned stage) const override;
     /// Runs the controller; re-skins when it reports a change (or never did), then jiggle.
     void on_update(float dt) override;
     /// The meshes in drawing order (see ActorMesh::set_draw_order), then the skeleton
@@ -119,6 +128,8 @@ public:
 
 private:
     void make_carried();
+    void skin_meshes();                         // world * bind per joint, then every mesh
+    void find_skin_joints();                    // skin_joints_ and skin_records_ from the meshes
     bool before(unsigned a, unsigned b) const;  // mesh a draws before mesh b
     void sort_drawing() const;                  // drawn_ in the meshes' drawing order
 
@@ -134,6 +145,9 @@ private:
     std::vector<BoundingPolygon> bounding_polygons_;  // in the order first named
     std::vector<core::Ref<Actor>> carried_;      // made for the meshes to carry
     std::vector<core::Ref<ActorController>> carried_players_;  // their clip players
+    std::vector<std::uint8_t> skin_joints_;      // joints any mesh's vertices name, ascending
+    std::vector<const ActorMeshData*> skin_records_;  // per mesh, the record skin_joints_ was found for
+    std::vector<core::Matrix> skin_matrices_;    // per joint index up to the last of skin_joints_
 };
 
 }  // namespace engine::graphics

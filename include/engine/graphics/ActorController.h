@@ -26,6 +26,9 @@ public:
     virtual bool update(float dt);
     /// Debug drawing, in the actor's space (called from the actor's skeleton drawing).
     virtual void render();
+    /// Asks for the memory the next update reads, in stages (see SceneObject::prefetch):
+    /// the actor calls it a little before the update. Nothing here.
+    virtual void prefetch(unsigned stage) const { (void)stage; }
 
     /// Stores the actor (a weak link, null allowed), then tells `on_actor`.
     void set_actor(Actor* actor);

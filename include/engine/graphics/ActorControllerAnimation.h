@@ -45,6 +45,8 @@ public:
     /// Advances every layer by dt times its speed, blends, writes the joints; true
     /// when any joint changed. Then delivers the events and finishes crossed.
     bool update(float dt) override;
+    /// Stage 0: the per-joint and per-part tables and the layers; stage 1: the samplers.
+    void prefetch(unsigned stage) const override;
 
     /// Starts `clip` from time 0 on `layer`, fading from what the layer showed over
     /// `fade` seconds. Layer 0 idle fades from the skeleton's current pose (a ragdoll's,
@@ -138,6 +140,7 @@ private:
     Layer* layer_at(int layer);
     const Layer* layer_at(int layer) const;
     bool check_database();
+    bool settled() const;
     static void reserve_samplers(Layer& layer, const AnimationClip& clip);
     void start(Layer& layer, const Request& request, float leftover);
     void step(int index, Layer& layer, float dt);
@@ -146,6 +149,7 @@ private:
     void apply(Layer& layer, const Play& play, float weight);
     void take_snapshot();
     void apply_snapshot(float weight);
+    const float* base_of(std::size_t joint) const;  // base_[joint], or zeros below the first layer
     void fetch_joints() const;
     bool write();
     bool solve_ik(float dt);
@@ -159,6 +163,7 @@ private:
     std::vector<Pose> setup_;            // per joint: position, rotation, scale of the setup pose
     std::vector<Pose> pose_;             // per joint, built each frame
     std::vector<Pose> base_;             // per joint, the pose below the layer being applied
+    bool nothing_below_ = true;          // the layer being applied is the first: base_ reads as zero
     std::vector<Pose> written_;          // per joint, what was last written
     std::vector<Pose> snapshot_;         // per joint, the pose an idle layer 0 fades from
     std::vector<unsigned char> driven_;  // per joint: some clip ever moved it

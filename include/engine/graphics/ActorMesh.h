@@ -78,6 +78,16 @@ public:
     /// Weights are used as they are (not normalised), and the first zero weight ends a
     /// vertex's influences; a vertex whose first weight is zero lands on (0, 0).
     void transform_vertices(const Skeleton* skeleton);
+    /// The same pass with `world * bind` of the joints given: `joint_matrices[j]` for
+    /// every index j in `get_joints_used()` (the zero matrix for a joint the skeleton
+    /// lacks). The skeleton drives the blend shapes only. An actor computes the matrices
+    /// once for all its meshes, which share its skeleton.
+    void transform_vertices(const Skeleton* skeleton, const core::Matrix* joint_matrices);
+    /// Asks for the memory a skinning pass and a step read of the mesh itself (its
+    /// first fields), ahead of them.
+    void prefetch() const;
+    /// The joint indices the record's vertices name, ascending (empty without a record).
+    const std::vector<std::uint8_t>& get_joints_used();
     /// The jiggle pass (dt clamped to 1/60 s), then one update of each attached scene
     /// object. Returns whether any spring is still moving.
     bool update(float dt);
@@ -153,14 +163,19 @@ public:
     }
 
 private:
+    static constexpr std::size_t kHotBytes = 160;  // through scene_objects_, wherever the lines fall
+
     void draw_triangles() const;
     void find_joints_used();
 
+    // What a frame's skinning and stepping read come first, so that they share a cache
+    // line or two: a crowd's meshes are rarely in cache at their turn.
     const ActorMeshData* data_ = nullptr;              // the record, kept by owner_
-    core::Ref<const core::SharedObject> owner_;        // what keeps data_ (its actor record), or null
-    std::vector<JiggleState> jiggles_;                 // one per jiggle of the record
-    std::vector<core::Vector<float>> rest_positions_;  // skinned, input of the jiggle pass (jiggles only)
     std::vector<core::Vector<float>> positions_;       // skinned then jiggled: drawn
+    std::vector<JiggleState> jiggles_;                 // one per jiggle of the record
+    std::vector<std::pair<std::string, core::Ref<SceneObject>>> scene_objects_;  // ascending z
+    core::Ref<const core::SharedObject> owner_;        // what keeps data_ (its actor record), or null
+    std::vector<core::Vector<float>> rest_positions_;  // skinned, input of the jiggle pass (jiggles only)
     bool visible_ = true;                              // drawn when true
     float draw_order_ = 0.0f;                          // ascending among its actor's meshes
     core::Colour colour_;                              // the uniform colour
@@ -171,12 +186,10 @@ private:
     std::vector<std::pair<std::string, std::unique_ptr<Texture>>> textures_;  // layers, drawn in order
     core::Matrix texture_matrix_;                                             // used unless identity
     bool texture_matrix_identity_ = true;                                     // the texture matrix is off
-    std::vector<std::pair<std::string, core::Ref<SceneObject>>> scene_objects_;  // ascending z
     struct ActiveShape {
         const std::vector<core::Vector<float>>* offsets;  // the shape's offsets
         float weight;                                     // its weight this pass, not zero
     };
-    std::vector<core::Matrix> joint_matrices_;   // scratch: world * bind per joint index, zero where none
     std::vector<std::uint8_t> joints_used_;      // joint indices the record's vertices name, ascending
     const ActorMeshData* joints_for_ = nullptr;  // the record joints_used_ was found for
     std::vector<ActiveShape> active_shapes_;     // scratch: blend shapes of weight not zero

@@ -88,6 +88,13 @@ public:
     void prefetch_animators() const {
         for (const auto& entry : animators_) __builtin_prefetch(entry.second.get());
     }
+    /// Asks for the memory of what the object's update reaches beyond itself, in stages
+    /// a few objects apart, each reading only what the one before asked for: stage 0
+    /// what the object points at, stage 1 what those point at, and so on up to
+    /// kPrefetchStages - 1. Nothing here; an actor fetches its controller, skeleton,
+    /// joints and meshes.
+    virtual void prefetch(unsigned stage) const { (void)stage; }
+    static constexpr unsigned kPrefetchStages = 4;
 
     /// Writes the area the object draws into `out` (cleared first), in its layer's
     /// coordinates: the space its position is given in, before the layer matrix. A plain

@@ -51,6 +51,9 @@ public:
     /// The index of the joint named `name`, or -1.
     int get_joint_index(const std::string& name) const;
     unsigned get_num_joints() const { return unsigned(joints_.size()); }
+    /// Asks for memory ahead of a pose: stage 0 the joint list, stage 1 the joints,
+    /// stage 2 their child lists.
+    void prefetch(unsigned stage) const;
     /// Joint names by index (unnamed joints are absent).
     const std::map<std::string, unsigned>& get_joint_names() const { return names_; }
 

@@ -118,6 +118,9 @@ public:
     /// Removes `child` if it is a child of this transform; otherwise nothing.
     void detach(Transform* child);
 
+    /// Asks for the child list's memory (a pose marking world caches stale walks it).
+    void prefetch_links() const;
+
     /// Whether the caches are stale (for tests and diagnostics).
     bool is_local_dirty() const { return local_dirty_; }
     bool is_world_dirty() const { return world_dirty_; }

@@ -1,6 +1,7 @@
 #include "engine/graphics/Actor.h"
 
 #include "common/FactoryObjects.h"
+#include "common/Prefetch.h"
 #include "engine/core/Log.h"
 #include "engine/core/Ref.h"
 #include "engine/graphics/ActorController.h"
@@ -147,7 +148,8 @@ void Actor::set_controller(ActorController* controller) {
     if (controller) controller->set_actor(this);
 }
 
-ActorMesh* Actor::get_mesh(unsigned index) const { return index < meshes_.size() ? meshes_[index] : nullptr; }
+// .get(): a Ref on either side of ?: would copy it, counting for nothing.
+ActorMesh* Actor::get_mesh(unsigned index) const { return index < meshes_.size() ? meshes_[index].get() : nullptr; }
 
 ActorMesh* Actor::get_mesh(const std::string& id) const {
     for (ActorMesh* mesh : meshes_)
@@ -188,20 +190,90 @@ void Actor::reset_jiggle_scales() {
     for (ActorMesh* mesh : meshes_) mesh->reset_jiggle_scales();
 }
 
+namespace {
+
+// What a controller's update reads of the object itself (a clip player's fields).
+constexpr std::size_t kControllerBytes = 512;
+
+}  // namespace
+
+// A crowd's actors lie all over memory and a frame's drawing pushes them out of the
+// caches: asked for ahead, in stages, their memory arrives together instead of one
+// wait after another.
+void Actor::prefetch(unsigned stage) const {
+    if (stage == 0) {
+        if (controller_) prefetch_bytes(controller_, kControllerBytes);
+        prefetch_table(skin_records_);
+        if (skeleton_) prefetch_bytes(skeleton_, sizeof(Skeleton));
+        prefetch_table(meshes_);
+        prefetch_table(carried_);
+        prefetch_table(skin_joints_);
+        prefetch_table(skin_matrices_);
+    } else if (stage == 1) {
+        if (controller_) controller_->prefetch(0);
+        if (skeleton_) skeleton_->prefetch(0);
+        for (const ActorMesh* mesh : meshes_) mesh->prefetch();
+        for (const Actor* child : carried_) prefetch_bytes(child, sizeof(Actor));
+    } else if (stage == 2) {
+        if (controller_) controller_->prefetch(1);
+        if (skeleton_) skeleton_->prefetch(1);
+        for (const Actor* child : carried_) child->prefetch(0);
+    } else if (stage == 3) {
+        if (skeleton_) skeleton_->prefetch(2);
+        for (const Actor* child : carried_) child->prefetch(1);
+    }
+}
+
 void Actor::on_update(float dt) {
     transformed_this_frame_ = false;
     // No controller: never skinned, never jiggled; the meshes keep their bind pose.
     if (!controller_) return;
+    // The carried actors update after this one's skinning, through their meshes.
+    for (const Actor* child : carried_) child->prefetch(2);
     // Held for the step: a script controller may drop itself from the actor.
     const core::Ref<ActorController> controller = controller_;
     const bool changed = controller->update(dt);
+    for (const Actor* child : carried_) child->prefetch(3);
     if (changed || !vertices_transformed_) {
-        for (ActorMesh* mesh : meshes_) mesh->transform_vertices(skeleton_);
+        skin_meshes();
         vertices_transformed_ = true;
         transformed_this_frame_ = true;
     }
-    for (ActorMesh* mesh : meshes_) mesh->update(dt);
+    // A mesh without springs or attached objects has nothing to step.
+    for (ActorMesh* mesh : meshes_)
+        if (!mesh->get_jiggles().empty() || !mesh->get_scene_objects().empty()) mesh->update(dt);
     note_change();  // skinning and springs move what the actor covers
+}
+
+void Actor::find_skin_joints() {
+    bool used[256] = {};
+    skin_records_.clear();
+    for (ActorMesh* mesh : meshes_) {
+        for (const std::uint8_t j : mesh->get_joints_used()) used[j] = true;
+        skin_records_.push_back(mesh->get_data());
+    }
+    skin_joints_.clear();
+    for (unsigned j = 0; j < 256; ++j)
+        if (used[j]) skin_joints_.push_back(std::uint8_t(j));
+    skin_matrices_.resize(skin_joints_.empty() ? 0 : skin_joints_.back() + 1u);
+}
+
+// All of an actor's meshes share its skeleton: world * bind of each joint they name is
+// computed once here, in one small table, rather than once per mesh that names it.
+void Actor::skin_meshes() {
+    // The joints are gathered once, and again should a mesh be given another record.
+    bool same = skin_records_.size() == meshes_.size();
+    for (std::size_t i = 0; same && i < meshes_.size(); ++i) same = skin_records_[i] == meshes_[i]->get_data();
+    if (!same) find_skin_joints();
+    const Skeleton* skeleton = skeleton_;
+    const unsigned num_joints = skeleton ? skeleton->get_num_joints() : 0;
+    for (const std::uint8_t j : skin_joints_) {
+        const Transform* joint = j < num_joints ? skeleton->get_joint(j) : nullptr;
+        // A joint the skeleton lacks moves nothing: the zero matrix.
+        skin_matrices_[j] =
+            joint ? joint->get_world_transform() * joint->get_bind_transform() : core::Matrix(0, 0, 0, 0, 0, 0);
+    }
+    for (ActorMesh* mesh : meshes_) mesh->transform_vertices(skeleton, skin_matrices_.data());
 }
 
 bool Actor::set_bounding_polygon(const std::string& name, const std::vector<core::Vector<float>>& points,

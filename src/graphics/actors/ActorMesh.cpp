@@ -9,6 +9,8 @@
 #include "engine/window/OpenGL.h"
 #include "engine/window/OpenGLEntryPoints.h"
 
+#include "common/Prefetch.h"
+
 #include <GL/gl.h>
 
 #include <algorithm>
@@ -33,10 +35,11 @@ ActorMesh::ActorMesh() = default;
 ActorMesh::ActorMesh(const ActorMesh& other)
     : core::Object(other),
       data_(other.data_),
-      owner_(other.owner_),
-      jiggles_(other.jiggles_),
-      rest_positions_(other.rest_positions_),
       positions_(other.positions_),
+      jiggles_(other.jiggles_),
+      scene_objects_(other.scene_objects_),
+      owner_(other.owner_),
+      rest_positions_(other.rest_positions_),
       visible_(other.visible_),
       draw_order_(other.draw_order_),
       colour_(other.colour_),
@@ -45,8 +48,7 @@ ActorMesh::ActorMesh(const ActorMesh& other)
       blend_(other.blend_),
       vertex_colours_(other.vertex_colours_),
       texture_matrix_(other.texture_matrix_),
-      texture_matrix_identity_(other.texture_matrix_identity_),
-      scene_objects_(other.scene_objects_) {
+      texture_matrix_identity_(other.texture_matrix_identity_) {
     for (const auto& [name, texture] : other.textures_)
         textures_.emplace_back(name, std::make_unique<Texture>(*texture));
 }
@@ -89,14 +91,40 @@ const std::string& ActorMesh::get_id() const {
 
 // Skinning ----------------------------------------------------------------------------
 
+void ActorMesh::prefetch() const { prefetch_bytes(this, kHotBytes); }
+
+const std::vector<std::uint8_t>& ActorMesh::get_joints_used() {
+    if (!data_)
+        joints_used_.clear();
+    else if (joints_for_ != data_)
+        find_joints_used();
+    return joints_used_;
+}
+
 void ActorMesh::transform_vertices(const Skeleton* skeleton) {
     if (!data_) return;
     const unsigned num_joints = skeleton ? skeleton->get_num_joints() : 0;
+    // world * bind once per joint for the whole pass: every vertex of the frame uses the
+    // same matrices. One slot per possible 8-bit joint index, shared by every mesh
+    // skinned this way (only the slots a mesh names are written and read, so one small
+    // table stays in cache where one per mesh would not). A joint the skeleton lacks has
+    // the zero matrix, so its influence adds nothing and the vertex loop needs no check.
+    // Only the joints the record's vertices name are computed (found once per record):
+    // a part bound to one joint of a large skeleton pays for one matrix.
+    thread_local std::vector<core::Matrix> matrices(256);
+    for (const std::uint8_t j : get_joints_used()) {
+        const Transform* joint = j < num_joints ? skeleton->get_joint(j) : nullptr;
+        matrices[j] = joint ? joint->get_world_transform() * joint->get_bind_transform() : core::Matrix(0, 0, 0, 0, 0, 0);
+    }
+    transform_vertices(skeleton, matrices.data());
+}
 
+void ActorMesh::transform_vertices(const Skeleton* skeleton, const core::Matrix* joint_matrices) {
+    if (!data_) return;
     // Blend-shape weights: the curve at the driver joint's local rotation. Only shapes
     // whose weight is not zero are visited per vertex.
     const auto& shapes = data_->blend_shapes;
-    active_shapes_.clear();
+    if (!shapes.empty() || !active_shapes_.empty()) active_shapes_.clear();  // left alone without shapes
     for (size_t b = 0; b < shapes.size(); ++b) {
         const BlendShape& shape = *shapes[b];
         const Transform* driver = skeleton && shape.curve ? skeleton->get_joint(shape.joint_driver_id) : nullptr;
@@ -104,24 +132,10 @@ void ActorMesh::transform_vertices(const Skeleton* skeleton) {
         if (w != 0.0f) active_shapes_.push_back({&shape.offsets, w});
     }
 
-    // world * bind once per joint for the whole pass: every vertex of the frame uses the
-    // same matrices. One slot per possible 8-bit joint index; a joint the skeleton
-    // lacks has the zero matrix, so its influence adds nothing and the vertex loop
-    // needs no check.
-    // Only the joints the record's vertices name are computed (found once per record):
-    // a part bound to one joint of a large skeleton pays for one matrix.
-    static const core::Matrix zero(0, 0, 0, 0, 0, 0);
-    joint_matrices_.resize(256);
-    if (joints_for_ != data_) find_joints_used();
-    for (const std::uint8_t j : joints_used_) {
-        const Transform* joint = j < num_joints ? skeleton->get_joint(j) : nullptr;
-        joint_matrices_[j] = joint ? joint->get_world_transform() * joint->get_bind_transform() : zero;
-    }
-
     const std::vector<ActorVertex>& vertices = data_->vertices;
     const size_t n = vertices.size();
     positions_.resize(n);
-    const core::Matrix* matrices = joint_matrices_.data();
+    const core::Matrix* matrices = joint_matrices;
     const bool shaped = !active_shapes_.empty();
     for (size_t v = 0; v < n; ++v) {
         const ActorVertex& vertex = vertices[v];

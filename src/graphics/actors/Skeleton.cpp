@@ -1,5 +1,7 @@
 #include "engine/graphics/Skeleton.h"
 
+#include "common/Prefetch.h"
+
 #include "common/FactoryObjects.h"
 
 #include "engine/core/Log.h"
@@ -11,6 +13,20 @@ namespace engine::graphics {
 Skeleton::~Skeleton() = default;
 
 core::Ref<Transform> Skeleton::make_joint() { return create_through_factory<Transform>("Transform"); }
+
+void Skeleton::prefetch(unsigned stage) const {
+    if (stage == 0) {
+        prefetch_table(joints_);
+        return;
+    }
+    for (const Transform* joint : joints_) {
+        if (!joint) continue;
+        if (stage == 1)
+            prefetch_bytes(joint, sizeof(Transform), true);  // a pose writes them
+        else
+            joint->prefetch_links();
+    }
+}
 
 Transform* Skeleton::add_joint(const std::string& name) {
     if (!name.empty()) {

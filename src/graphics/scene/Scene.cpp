@@ -30,8 +30,8 @@ int live_scenes = 0;             // scenes constructed and not yet destroyed
 // Objects live wherever their script objects were allocated, and a frame's drawing has
 // usually pushed them out of the caches by the next update: asking for the next
 // objects' memory ahead of time hides most of the wait.
-constexpr std::size_t kPrefetchDistance = 6;
-constexpr std::size_t kPrefetchBytes = sizeof(SceneObject) + 256;  // a subclass's own fields too
+constexpr std::size_t kPrefetchDistance = 10;
+constexpr std::size_t kPrefetchBytes = sizeof(SceneObject) + 320;  // a subclass's own fields too
 
 void prefetch_object(const SceneObject* object) {
     const char* bytes = reinterpret_cast<const char*>(object);
@@ -338,6 +338,14 @@ void Scene::update(float dt) {
             if (i + kPrefetchDistance / 2 < objects.size())
                 objects[i + kPrefetchDistance / 2]->prefetch_animator_list();
             if (i + 1 < objects.size()) objects[i + 1]->prefetch_animators();
+            // Then what lies behind the object (an actor's controller, joints, meshes),
+            // one stage deeper every two objects nearer its turn, the first once the
+            // object itself has arrived.
+            static_assert(2 * SceneObject::kPrefetchStages < kPrefetchDistance, "stage 0 reads the object");
+            for (unsigned s = 0; s < SceneObject::kPrefetchStages; ++s) {
+                const std::size_t ahead = 2 * (SceneObject::kPrefetchStages - s);
+                if (i + ahead < objects.size()) objects[i + ahead]->prefetch(s);
+            }
             objects[i]->update(dt);
             GLState::check("after the update", objects[i]);
         }

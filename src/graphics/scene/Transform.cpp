@@ -3,6 +3,8 @@
 #include "engine/core/Maths.h"
 #include "engine/window/OpenGL.h"
 
+#include "common/Prefetch.h"
+
 #include <algorithm>
 #include <cmath>
 #include <vector>
@@ -134,7 +136,11 @@ namespace {
 // rotation + skew.
 Matrix compose(const Vector<float>& position, float rotation, float skew, const Vector<float>& scale) {
     const float ca = std::cos(rotation), sa = std::sin(rotation);
-    const float cb = std::cos(rotation + skew), sb = std::sin(rotation + skew);
+    // Without skew the y axis turns by the same angle (the very same float, down to the
+    // sign of a zero): its sine and cosine are the ones just found.
+    const float turned = rotation + skew;
+    const bool same = turned == rotation && std::signbit(turned) == std::signbit(rotation);
+    const float cb = same ? ca : std::cos(turned), sb = same ? sa : std::sin(turned);
     return Matrix(scale.x * ca, -scale.x * sa, scale.y * sb, scale.y * cb, position.x, position.y);
 }
 
@@ -179,7 +185,9 @@ void Transform::update_world() const {
 }
 
 void Transform::update_world_from_parent() const {
-    update_local();
+    // Partial inheritance builds the world matrix from the parts, not the local matrix,
+    // which stays stale until asked for.
+    if (!parent_ || inheritance_ == inherit_all) update_local();
     if (!parent_) {
         // A root's world rotation is its rotation as stored, not normalised again.
         world_rotation_ = rotation_;
@@ -282,6 +290,8 @@ void Transform::dirty_transform() {
         t = next;
     }
 }
+
+void Transform::prefetch_links() const { prefetch_table(children_); }
 
 void Transform::attach(Transform* child) {
     if (Transform* parent = child->parent_.get()) parent->detach(child);

@@ -387,3 +387,38 @@ TEST_F(Clips, AQueuedStartAndReorderedPartsAllocateNothingOnceWarm) {
     EXPECT_EQ(controller->get_clip(0)->get_name(), "turn");
     EXPECT_EQ(mallinfo2().uordblks, before);
 }
+
+TEST_F(Clips, AFinishedClipLeavesAScriptsJointAloneUntilSomethingChanges) {
+    ASSERT_EQ(controller->play("turn"), "");
+    EXPECT_TRUE(controller->update(1.5f));  // to the end and held there
+    EXPECT_FLOAT_EQ(arm(), 1.5f);
+    EXPECT_FALSE(controller->update(0.1f));
+    joint("arm")->set_rotation(2.0f);  // a script turns the arm while the clip holds
+    EXPECT_FALSE(controller->update(0.1f));
+    EXPECT_FLOAT_EQ(arm(), 2.0f);
+    // A new weight poses again: half the clip's turn over the setup rotation.
+    ASSERT_TRUE(controller->set_weight(0, 0.5f));
+    EXPECT_TRUE(controller->update(0.1f));
+    EXPECT_FLOAT_EQ(arm(), 0.5f + 0.5f);
+    EXPECT_FALSE(controller->update(0.1f));
+}
+
+TEST_F(Clips, AFinishedClipKeyingPartsStillPlacesThemEachUpdate) {
+    using Order = std::vector<unsigned>;  // skin 0, cape 1, hat 2
+    ASSERT_EQ(controller->play("swap"), "");
+    controller->update(1.5f);  // finished on its last keys: hat 3, skin 5
+    EXPECT_EQ(actor->get_draw_order(), (Order{1, 2, 0}));
+    actor->get_mesh("hat")->set_draw_order(-10.0f);  // a script's order, over the clip's
+    EXPECT_EQ(actor->get_draw_order(), (Order{2, 1, 0}));
+    controller->update(0.1f);
+    EXPECT_EQ(actor->get_draw_order(), (Order{1, 2, 0}));
+}
+
+TEST_F(Clips, AQueuedClipStartsAfterAFinishedOne) {
+    ASSERT_EQ(controller->play("still", 0.0f, 1), "");
+    controller->update(1.5f);
+    EXPECT_FALSE(controller->update(0.1f));
+    ASSERT_EQ(controller->queue("turn"), "");  // the layer is done: starts at once
+    EXPECT_TRUE(controller->update(0.25f));
+    EXPECT_FLOAT_EQ(arm(), 0.5f + 0.25f);
+}

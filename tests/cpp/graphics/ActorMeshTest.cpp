@@ -2,6 +2,7 @@
 
 #include "engine/graphics/Actor.h"
 #include "engine/graphics/ActorDatabase.h"
+#include "engine/graphics/ActorControllerAnimation.h"
 #include "engine/graphics/ActorMeshData.h"
 #include "engine/graphics/Skeleton.h"
 #include "engine/graphics/Transform.h"
@@ -10,6 +11,7 @@
 
 #include <cmath>
 #include <memory>
+#include <vector>
 
 using engine::core::Colour;
 using engine::core::Matrix;
@@ -360,4 +362,103 @@ TEST_F(AttachedActorsTest, ALongerCycleIsRefusedAndAChainIsNot) {
     b.get_mesh(0u)->remove_all_scene_objects();
     c.get_mesh(0u)->remove_all_scene_objects();
     a.get_mesh(0u)->remove_all_scene_objects();
+}
+
+TEST_F(ActorMeshTest, JointsUsedAreTheJointsTheVerticesNameAscending) {
+    data.vertices.push_back(vertex({0, 0}, {3, 1}, {0.5f, 0.5f}));
+    data.vertices.push_back(vertex({0, 0}, {1, 7}, {1.0f, 0.0f}));  // after a zero weight: not named
+    ActorMesh mesh;
+    EXPECT_TRUE(mesh.get_joints_used().empty());
+    mesh.set_data(&data);
+    EXPECT_EQ(mesh.get_joints_used(), (std::vector<std::uint8_t>{1, 3}));
+}
+
+TEST_F(ActorMeshTest, LentJointMatricesSkinExactlyAsTheSkeletonDoes) {
+    data.vertices.push_back(vertex({1, 12}, {0, 1}, {0.25f, 0.75f}));
+    data.vertices.push_back(vertex({3, 2}, {1}, {1}));
+    ActorMesh own, lent;
+    own.set_data(&data);
+    lent.set_data(&data);
+    root->set_position({5, 0});
+    arm->set_rotation(0.5f);
+    own.transform_vertices(&skeleton);
+    const Matrix table[2] = {root->get_world_transform() * root->get_bind_transform(),
+                             arm->get_world_transform() * arm->get_bind_transform()};
+    lent.transform_vertices(&skeleton, table);
+    ASSERT_EQ(lent.get_positions().size(), 2u);
+    EXPECT_EQ(lent.get_positions(), own.get_positions());
+}
+
+namespace {
+
+// Counts its steps.
+class Ticker : public SceneObject {
+public:
+    void on_update(float) override { ++steps; }
+    int steps = 0;
+};
+
+// A root and an arm; "body" rides on the root and the arm, "hand" on the arm alone,
+// "cap" on the root; "wave" turns the arm.
+class ActorSkinningTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        ASSERT_TRUE(ActorDatabase::load_text(R"(<r><ActorData id="waver">
+            <Joint id="root"/><Joint id="arm" parent="root" position="0, 10"/>
+            <ActorMeshData id="body"><Vertex position="1, 12" joint_indices="0, 1" joint_weights="0.25, 0.75"/>
+              <Vertex position="2, 0" joint_indices="0" joint_weights="1"/></ActorMeshData>
+            <ActorMeshData id="hand"><Vertex position="0, 14" joint_indices="1" joint_weights="1"/></ActorMeshData>
+            <ActorMeshData id="cap"><Vertex position="0, -2" joint_indices="0" joint_weights="1"/></ActorMeshData>
+            <ActorClip id="wave" duration="1" loops="0">
+              <ClipTrack joint="arm" channel="rotation"><ClipKey time="0" value="0"/><ClipKey time="1" value="1"/></ClipTrack>
+            </ActorClip>
+            </ActorData></r>)"));
+    }
+    void TearDown() override { ActorDatabase::unload(); }
+};
+
+}  // namespace
+
+TEST_F(ActorSkinningTest, EveryMeshOfAnActorSkinsAsItWouldOnItsOwn) {
+    const engine::core::Ref<Actor> actor = engine::core::make_ref<Actor>("waver");
+    const auto player = engine::core::make_ref<ActorControllerAnimation>();
+    actor->set_controller(player);
+    ASSERT_EQ(player->play("wave"), "");
+    actor->get_skeleton()->get_joint(0u)->set_position({3, 4});
+    for (int frame = 0; frame < 3; ++frame) {
+        actor->on_update(0.2f);
+        ASSERT_TRUE(actor->transformed_vertices_this_frame());
+        for (unsigned m = 0; m < actor->get_num_meshes(); ++m) {
+            ActorMesh alone;
+            alone.set_data(actor->get_mesh(m)->get_data());
+            alone.transform_vertices(actor->get_skeleton());
+            EXPECT_EQ(actor->get_mesh(m)->get_positions(), alone.get_positions()) << "mesh " << m << ", frame " << frame;
+        }
+    }
+}
+
+TEST_F(ActorSkinningTest, AnObjectAttachedToAMeshStepsWithTheActor) {
+    const engine::core::Ref<Actor> actor = engine::core::make_ref<Actor>("waver");
+    const auto player = engine::core::make_ref<ActorControllerAnimation>();
+    actor->set_controller(player);
+    ASSERT_EQ(player->play("wave"), "");
+    actor->on_update(0.1f);  // no mesh has anything to step yet
+    const auto ticker = engine::core::make_ref<Ticker>();
+    ASSERT_TRUE(actor->get_mesh("hand")->add_scene_object("t", ticker));
+    actor->on_update(0.1f);
+    actor->on_update(0.1f);
+    EXPECT_EQ(ticker->steps, 2);
+    actor->get_mesh("hand")->remove_all_scene_objects();
+}
+
+TEST_F(ActorSkinningTest, PrefetchingAnyStageOfAnyActorIsHarmless) {
+    const engine::core::Ref<Actor> bare = engine::core::make_ref<Actor>("nobody");  // no skeleton, no meshes
+    const engine::core::Ref<Actor> posed = engine::core::make_ref<Actor>("waver");
+    posed->set_controller(engine::core::make_ref<ActorControllerAnimation>());
+    for (unsigned stage = 0; stage < SceneObject::kPrefetchStages + 1; ++stage) {
+        bare->prefetch(stage);
+        posed->prefetch(stage);
+    }
+    posed->on_update(0.1f);
+    EXPECT_TRUE(posed->vertices_transformed());
 }

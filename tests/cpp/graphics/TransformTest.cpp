@@ -425,3 +425,39 @@ TEST(Transform, ParentAndChildLinksAreWeakBothWays) {
     EXPECT_EQ(child->get_parent(), nullptr);
     EXPECT_EQ(child->get_world_position(), Vector<float>(1, 2));
 }
+
+TEST(Transform, PartialInheritanceLeavesTheLocalMatrixUntilAskedFor) {
+    Transform parent, child;
+    parent.attach(&child);
+    parent.set_scale({2, 3});
+    child.set_position({1, 2});
+    child.set_rotation(0.5f);
+    child.set_inheritance(Transform::inherit_all & ~Transform::inherit_scale);
+    make_clean(child);
+    EXPECT_FALSE(child.is_world_dirty());
+    EXPECT_TRUE(child.is_local_dirty());  // the world matrix was built from the parts
+    Matrix expected;
+    expected.set_rotation(0.5f);
+    expected.set_translation({1, 2});
+    EXPECT_EQ(child.get_local_transform(), expected);
+    EXPECT_FALSE(child.is_local_dirty());
+}
+
+TEST(Transform, AnUnskewedPartialChildTurnsBothAxesByExactlyItsAngle) {
+    Transform parent, child;
+    parent.attach(&child);
+    parent.set_rotation(0.5f);
+    child.set_rotation(0.25f);
+    child.set_scale({2, 3});
+    child.set_inheritance(Transform::inherit_all & ~Transform::inherit_scale);
+    const float turn = 0.25f + -(-0.5f);  // the child's rotation plus the parent's x axis angle
+    const Matrix& world = child.get_world_transform();
+    EXPECT_FLOAT_EQ(world[0], 2.0f * std::cos(turn));
+    EXPECT_FLOAT_EQ(world[1], -2.0f * std::sin(turn));
+    EXPECT_FLOAT_EQ(world[2], 3.0f * std::sin(turn));
+    EXPECT_FLOAT_EQ(world[3], 3.0f * std::cos(turn));
+    child.set_skew(0.125f);  // the y axis turns further by the skew alone
+    EXPECT_FLOAT_EQ(child.get_world_transform()[0], 2.0f * std::cos(turn));
+    EXPECT_FLOAT_EQ(child.get_world_transform()[2], 3.0f * std::sin(turn + 0.125f));
+    EXPECT_FLOAT_EQ(child.get_world_transform()[3], 3.0f * std::cos(turn + 0.125f));
+}
