@@ -5,6 +5,7 @@
 #include "engine/core/Log.h"
 #include "engine/core/Ref.h"
 #include "engine/graphics/ActorController.h"
+#include "engine/graphics/ActorControllerAnimation.h"
 #include "engine/graphics/ActorData.h"
 #include "engine/graphics/ActorDatabase.h"
 #include "engine/graphics/ActorMesh.h"
@@ -192,8 +193,9 @@ void Actor::reset_jiggle_scales() {
 
 namespace {
 
-// What a controller's update reads of the object itself (a clip player's fields).
-constexpr std::size_t kControllerBytes = 512;
+// What a controller's update reads of the object itself: a clip player's fields, and
+// a script-made one's hooks just past them.
+constexpr std::size_t kControllerBytes = sizeof(ActorControllerAnimation) + 16;
 
 }  // namespace
 
