@@ -108,7 +108,8 @@ void ActorMesh::transform_vertices(const Skeleton* skeleton) {
     thread_local std::vector<core::Matrix> matrices(256);
     for (const std::uint8_t j : get_joints_used()) {
         const Transform* joint = j < num_joints ? skeleton->get_joint(j) : nullptr;
-        matrices[j] = joint ? joint->get_world_transform() * joint->get_bind_transform() : core::Matrix(0, 0, 0, 0, 0, 0);
+        matrices[j] =
+            joint ? joint->get_world_transform() * joint->get_bind_transform() : core::Matrix(0, 0, 0, 0, 0, 0);
     }
     transform_vertices(skeleton, matrices.data());
 }
