@@ -474,8 +474,9 @@ TEST(Transform, PartialSiblingsFollowEveryTurnOfTheirParent) {
     for (const float turn : {0.5f, -1.0f, 2.0f}) {
         parent.set_rotation(turn);
         // Each sibling's axes turn by the parent's angle plus its own, every time.
-        expect_matrix_near(first.get_world_transform(), Matrix(std::cos(turn), -std::sin(turn), std::sin(turn),
-                                                               std::cos(turn), 10 * std::cos(turn), -10 * std::sin(turn)));
+        expect_matrix_near(first.get_world_transform(),
+                           Matrix(std::cos(turn), -std::sin(turn), std::sin(turn), std::cos(turn), 10 * std::cos(turn),
+                                  -10 * std::sin(turn)));
         const float both = turn + 0.25f;
         EXPECT_NEAR(second.get_world_transform()[0], std::cos(both), 1e-5f);
         EXPECT_NEAR(second.get_world_transform()[1], -std::sin(both), 1e-5f);
