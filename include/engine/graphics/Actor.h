@@ -108,11 +108,11 @@ public:
     /// skinned (the bind pose before the first skinning), under the world transform.
     void get_shape(Shape& out) override;
 
-    /// Stage 0: the controller, skeleton and mesh lists; 1: the joint list, the meshes,
-    /// the carried actors and the controller's tables; 2: the joints, the controller's
-    /// samplers and the carried actors' own stage 0; 3: the joints' child lists and
-    /// the carried actors' stage 1 (their later stages come during this actor's
-    /// update, before theirs).
+    /// Stage 0: the controller's first line, the skeleton and the mesh lists; 1: the
+    /// joint list, the meshes, the carried actors and the controller's stage 0; 2: the
+    /// joints, the controller's stage 1 and the carried actors' own stage 0; 3: the
+    /// joints' child lists, the controller's stage 2 and the carried actors' stage 1
+    /// (their later stages come during this actor's update, before theirs).
     void prefetch(unsigned stage) const override;
     /// Runs the controller; re-skins when it reports a change (or never did), then jiggle.
     void on_update(float dt) override;

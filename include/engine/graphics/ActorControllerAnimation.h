@@ -45,7 +45,7 @@ public:
     /// Advances every layer by dt times its speed, blends, writes the joints; true
     /// when any joint changed. Then delivers the events and finishes crossed.
     bool update(float dt) override;
-    /// Stage 0: the per-joint and per-part tables and the layers; stage 1: the samplers.
+    /// Stage 0: the player itself; 1: the per-joint tables and the layers; 2: the samplers.
     void prefetch(unsigned stage) const override;
 
     /// Starts `clip` from time 0 on `layer`, fading from what the layer showed over

@@ -137,6 +137,7 @@ private:
     void update_world() const;
     void update_world_from_parent() const;  // the parent's world caches are clean
     void compose_partially() const;         // update_world_from_parent without inherit_all
+    float get_world_x_angle() const;        // of the clean world matrix, found once per recomputation
 
     core::Vector<float> position_;                 // local translation
     float rotation_ = 0.0f;                        // local rotation, radians, within the limits
@@ -150,6 +151,8 @@ private:
     mutable core::Matrix world_transform_;         // cache of the world matrix
     mutable bool world_dirty_ = true;              // world caches stale
     mutable std::uint32_t world_version_ = 0;      // recomputations of the world caches
+    mutable float world_x_angle_ = 0.0f;           // cache: angle of the world x axis (partial children)
+    mutable bool world_x_angle_known_ = false;     // world_x_angle_ is the current world matrix's
     float min_rotation_ = -kDefaultRotationLimit;  // lower rotation limit
     float max_rotation_ = kDefaultRotationLimit;   // upper rotation limit
     float bind_rotation_ = 0.0f;                   // rotation of the bind pose

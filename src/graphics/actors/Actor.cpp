@@ -190,19 +190,12 @@ void Actor::reset_jiggle_scales() {
     for (ActorMesh* mesh : meshes_) mesh->reset_jiggle_scales();
 }
 
-namespace {
-
-// What a controller's update reads of the object itself (a clip player's fields).
-constexpr std::size_t kControllerBytes = 512;
-
-}  // namespace
-
 // A crowd's actors lie all over memory and a frame's drawing pushes them out of the
 // caches: asked for ahead, in stages, their memory arrives together instead of one
 // wait after another.
 void Actor::prefetch(unsigned stage) const {
     if (stage == 0) {
-        if (controller_) prefetch_bytes(controller_, kControllerBytes);
+        if (controller_) prefetch_bytes(controller_, sizeof(ActorController));  // then it asks for the rest
         prefetch_table(skin_records_);
         if (skeleton_) prefetch_bytes(skeleton_, sizeof(Skeleton));
         prefetch_table(meshes_);
@@ -219,6 +212,7 @@ void Actor::prefetch(unsigned stage) const {
         if (skeleton_) skeleton_->prefetch(1);
         for (const Actor* child : carried_) child->prefetch(0);
     } else if (stage == 3) {
+        if (controller_) controller_->prefetch(2);
         if (skeleton_) skeleton_->prefetch(2);
         for (const Actor* child : carried_) child->prefetch(1);
     }

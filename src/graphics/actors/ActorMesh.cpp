@@ -114,7 +114,8 @@ void ActorMesh::transform_vertices(const Skeleton* skeleton) {
     thread_local std::vector<core::Matrix> matrices(256);
     for (const std::uint8_t j : get_joints_used()) {
         const Transform* joint = j < num_joints ? skeleton->get_joint(j) : nullptr;
-        matrices[j] = joint ? joint->get_world_transform() * joint->get_bind_transform() : core::Matrix(0, 0, 0, 0, 0, 0);
+        matrices[j] =
+            joint ? joint->get_world_transform() * joint->get_bind_transform() : core::Matrix(0, 0, 0, 0, 0, 0);
     }
     transform_vertices(skeleton, matrices.data());
 }
@@ -124,7 +125,9 @@ void ActorMesh::transform_vertices(const Skeleton* skeleton, const core::Matrix*
     // Blend-shape weights: the curve at the driver joint's local rotation. Only shapes
     // whose weight is not zero are visited per vertex.
     const auto& shapes = data_->blend_shapes;
-    if (!shapes.empty() || !active_shapes_.empty()) active_shapes_.clear();  // left alone without shapes
+    // Without shapes (the record never changes) the scratch is neither touched nor read:
+    // it lies beyond the fields a crowd's skinning fetches ahead.
+    if (!shapes.empty()) active_shapes_.clear();
     for (size_t b = 0; b < shapes.size(); ++b) {
         const BlendShape& shape = *shapes[b];
         const Transform* driver = skeleton && shape.curve ? skeleton->get_joint(shape.joint_driver_id) : nullptr;
@@ -136,7 +139,7 @@ void ActorMesh::transform_vertices(const Skeleton* skeleton, const core::Matrix*
     const size_t n = vertices.size();
     positions_.resize(n);
     const core::Matrix* matrices = joint_matrices;
-    const bool shaped = !active_shapes_.empty();
+    const bool shaped = !shapes.empty() && !active_shapes_.empty();
     for (size_t v = 0; v < n; ++v) {
         const ActorVertex& vertex = vertices[v];
         core::Vector<float> p = vertex.position;

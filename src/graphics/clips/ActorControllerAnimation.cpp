@@ -543,12 +543,16 @@ void ActorControllerAnimation::fetch_joints() const {
 
 void ActorControllerAnimation::prefetch(unsigned stage) const {
     if (stage == 0) {
+        // The player itself (its first line came before), and a script-made one's hooks
+        // just past it.
+        prefetch_bytes(this, sizeof(*this) + 16);
+    } else if (stage == 1) {
         prefetch_table(layers_);
         prefetch_table(setup_);
         prefetch_table(pose_);
         prefetch_table(written_);
         prefetch_table(driven_);
-    } else if (stage == 1) {
+    } else if (stage == 2) {
         for (const Layer& layer : layers_)
             for (const ClipSampler& sampler : layer.samplers) prefetch_table(sampler.keys);
     }

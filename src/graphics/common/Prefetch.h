@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <vector>
 
 namespace engine::graphics {
@@ -11,12 +12,16 @@ namespace engine::graphics {
 /// faults, so any address will do; callers skip null objects only to save the asking.
 /// (No null test in here: GCC 12 at -O2 then drops a fixed-size loop of prefetches.)
 inline void prefetch_bytes(const void* object, std::size_t size, bool write = false) {
-    const char* bytes = static_cast<const char*>(object);
-    for (std::size_t offset = 0; offset < size; offset += 64) {
+    // Every cache line the bytes touch, the first and last ones too when the object
+    // does not start on a line.
+    const std::uintptr_t first = reinterpret_cast<std::uintptr_t>(object) & ~std::uintptr_t(63);
+    const std::uintptr_t end = reinterpret_cast<std::uintptr_t>(object) + size;
+    for (std::uintptr_t line = first; line < end; line += 64) {
+        const char* address = reinterpret_cast<const char*>(line);
         if (write)
-            __builtin_prefetch(bytes + offset, 1, 2);
+            __builtin_prefetch(address, 1, 2);
         else
-            __builtin_prefetch(bytes + offset, 0, 2);
+            __builtin_prefetch(address, 0, 2);
     }
 }
 

@@ -204,14 +204,25 @@ void Transform::update_world_from_parent() const {
         world_rotation_ = core::normalise_angle(parent_->world_rotation_ + rotation_);
     }
     world_dirty_ = false;
+    world_x_angle_known_ = false;
     ++world_version_;
+}
+
+// Siblings that compose partially (an imported character's bones under one parent) all
+// need their parent's angle: found once.
+float Transform::get_world_x_angle() const {
+    if (!world_x_angle_known_) {
+        world_x_angle_ = -std::atan2(world_transform_[1], world_transform_[0]);
+        world_x_angle_known_ = true;
+    }
+    return world_x_angle_;
 }
 
 // The parent's world matrix taken apart as rotation (of its x axis), skew and
 // non-negative scales, then the parts this transform inherits put together again.
 void Transform::compose_partially() const {
     const Matrix& p = parent_->world_transform_;
-    const float parent_rotation = -std::atan2(p[1], p[0]);
+    const float parent_rotation = parent_->get_world_x_angle();
     const bool mirrored = p[0] * p[3] - p[1] * p[2] < 0.0f;
     const bool translation = inheritance_ & inherit_translation;
     const bool rotation = inheritance_ & inherit_rotation;

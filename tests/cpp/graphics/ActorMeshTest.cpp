@@ -432,7 +432,8 @@ TEST_F(ActorSkinningTest, EveryMeshOfAnActorSkinsAsItWouldOnItsOwn) {
             ActorMesh alone;
             alone.set_data(actor->get_mesh(m)->get_data());
             alone.transform_vertices(actor->get_skeleton());
-            EXPECT_EQ(actor->get_mesh(m)->get_positions(), alone.get_positions()) << "mesh " << m << ", frame " << frame;
+            EXPECT_EQ(actor->get_mesh(m)->get_positions(), alone.get_positions())
+                << "mesh " << m << ", frame " << frame;
         }
     }
 }

@@ -461,3 +461,24 @@ TEST(Transform, AnUnskewedPartialChildTurnsBothAxesByExactlyItsAngle) {
     EXPECT_FLOAT_EQ(child.get_world_transform()[2], 3.0f * std::sin(turn + 0.125f));
     EXPECT_FLOAT_EQ(child.get_world_transform()[3], 3.0f * std::cos(turn + 0.125f));
 }
+
+TEST(Transform, PartialSiblingsFollowEveryTurnOfTheirParent) {
+    Transform parent, first, second;
+    parent.attach(&first);
+    parent.attach(&second);
+    for (Transform* child : {&first, &second}) {
+        child->set_position({10, 0});
+        child->set_inheritance(Transform::inherit_all & ~Transform::inherit_scale);
+    }
+    second.set_rotation(0.25f);
+    for (const float turn : {0.5f, -1.0f, 2.0f}) {
+        parent.set_rotation(turn);
+        // Each sibling's axes turn by the parent's angle plus its own, every time.
+        expect_matrix_near(first.get_world_transform(),
+                           Matrix(std::cos(turn), -std::sin(turn), std::sin(turn), std::cos(turn), 10 * std::cos(turn),
+                                  -10 * std::sin(turn)));
+        const float both = turn + 0.25f;
+        EXPECT_NEAR(second.get_world_transform()[0], std::cos(both), 1e-5f);
+        EXPECT_NEAR(second.get_world_transform()[1], -std::sin(both), 1e-5f);
+    }
+}
