@@ -357,7 +357,7 @@ bool ActorRigIK::solve_constraints(ActorControllerIK* controller) {
         IKConstraintPosition* constraint = it->second;
         const core::Vector<float> target = constraint->get_position();
         if (!still_valid()) return changed;
-        const bool has_rotation = rotations.count(handle->get_effector_id()) != 0;
+        const bool has_rotation = !rotations.empty() && rotations.count(handle->get_effector_id()) != 0;
         changed |= handle->solve_constraint(*skeleton, target, constraint->is_reversed(), has_rotation,
                                             controller->is_ignoring_chain_offsets(), constraint->get_weight());
     }
