@@ -5,51 +5,13 @@ import fs from "node:fs";
 import path from "node:path";
 import { pathToFileURL } from "node:url";
 
+import { headlessFactory } from "../../tests/tools/dragonbones_headless.mjs";
+
 const [runtimePath, exportsDir, count, frames] = process.argv.slice(2);
 const db = await import(pathToFileURL(path.resolve(runtimePath)).href);
 db.DragonBones.yDown = true;
 
-class NullTextureData extends db.TextureData { static toString() { return "[class NullTextureData]"; } }
-class NullAtlasData extends db.TextureAtlasData {
-    static toString() { return "[class NullAtlasData]"; }
-    createTexture() { return db.BaseObject.borrowObject(NullTextureData); }
-}
-class NullSlot extends db.Slot {
-    static toString() { return "[class NullSlot]"; }
-    _initDisplay() {} _disposeDisplay() {} _onUpdateDisplay() {} _addDisplay() {}
-    _replaceDisplay() {} _removeDisplay() {} _updateZOrder() {} _updateVisible() {}
-    _updateBlendMode() {} _updateColor() {} _updateFrame() {} _updateMesh() {}
-    _updateGlueMesh() {} _updateTransform() {} _identityTransform() {}
-}
-class NullProxy {
-    dbInit(armature) { this._armature = armature; }
-    dbClear() { this._armature = null; }
-    dbUpdate() {}
-    dispose() {}
-    get armature() { return this._armature; }
-    get animation() { return this._armature.animation; }
-    hasDBEventListener() { return false; }
-    dispatchDBEvent() {}
-    addDBEventListener() {}
-    removeDBEventListener() {}
-}
-class HeadlessFactory extends db.BaseFactory {
-    constructor() { super(); this._dragonBones = new db.DragonBones(new NullProxy()); }
-    _buildTextureAtlasData(data) { return data || db.BaseObject.borrowObject(NullAtlasData); }
-    _buildArmature(dataPackage) {
-        const armature = db.BaseObject.borrowObject(db.Armature);
-        const proxy = new NullProxy();
-        armature.init(dataPackage.armature, proxy, proxy, this._dragonBones);
-        return armature;
-    }
-    _buildSlot(dataPackage, slotData, displays) {
-        const slot = db.BaseObject.borrowObject(NullSlot);
-        slot.init(slotData, displays, {}, {});
-        return slot;
-    }
-}
-
-const factory = new HeadlessFactory();
+const factory = headlessFactory(db);
 const raw = JSON.parse(fs.readFileSync(path.join(exportsDir, "mecha_1502b", "mecha_1502b_ske.json"), "utf8"));
 factory.parseDragonBonesData(raw, "mecha");
 const armatures = [];

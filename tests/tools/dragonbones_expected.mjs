@@ -12,56 +12,12 @@ import fs from "node:fs";
 import path from "node:path";
 import { pathToFileURL } from "node:url";
 
+import { headlessFactory } from "./dragonbones_headless.mjs";
+
 const [runtimePath, exportsDir, outDir] = process.argv.slice(2);
 const db = await import(pathToFileURL(path.resolve(runtimePath)).href);
 // The exports and the engine both have y pointing down; this build defaults to y up.
 db.DragonBones.yDown = true;
-
-// Headless stand-ins for the runtime's display layer: nothing is drawn.
-class NullTextureData extends db.TextureData {
-    static toString() { return "[class NullTextureData]"; }
-}
-class NullAtlasData extends db.TextureAtlasData {
-    static toString() { return "[class NullAtlasData]"; }
-    createTexture() { return db.BaseObject.borrowObject(NullTextureData); }
-}
-class NullSlot extends db.Slot {
-    static toString() { return "[class NullSlot]"; }
-    _initDisplay() {} _disposeDisplay() {} _onUpdateDisplay() {} _addDisplay() {}
-    _replaceDisplay() {} _removeDisplay() {} _updateZOrder() {} _updateVisible() {}
-    _updateBlendMode() {} _updateColor() {} _updateFrame() {} _updateMesh() {}
-    _updateGlueMesh() {} _updateTransform() {} _identityTransform() {}
-}
-class NullProxy {
-    dbInit(armature) { this._armature = armature; }
-    dbClear() { this._armature = null; }
-    dbUpdate() {}
-    dispose() { if (this._armature) this._armature.dispose(); }
-    get armature() { return this._armature; }
-    get animation() { return this._armature.animation; }
-    hasDBEventListener() { return false; }
-    dispatchDBEvent() {}
-    addDBEventListener() {}
-    removeDBEventListener() {}
-}
-class HeadlessFactory extends db.BaseFactory {
-    constructor() {
-        super();
-        this._dragonBones = new db.DragonBones(new NullProxy());
-    }
-    _buildTextureAtlasData(data) { return data || db.BaseObject.borrowObject(NullAtlasData); }
-    _buildArmature(dataPackage) {
-        const armature = db.BaseObject.borrowObject(db.Armature);
-        const proxy = new NullProxy();
-        armature.init(dataPackage.armature, proxy, proxy, this._dragonBones);
-        return armature;
-    }
-    _buildSlot(dataPackage, slotData, displays, armature) {
-        const slot = db.BaseObject.borrowObject(NullSlot);
-        slot.init(slotData, displays, {}, {});
-        return slot;
-    }
-}
 
 const round = (v) => Math.round(v * 1e6) / 1e6;
 
@@ -87,7 +43,7 @@ for (const folder of fs.readdirSync(exportsDir).sort()) {
     const dir = path.join(exportsDir, folder);
     if (!fs.statSync(dir).isDirectory()) continue;
     const skeletonFile = fs.readdirSync(dir).find((f) => f.endsWith("_ske.json"));
-    const factory = new HeadlessFactory();
+    const factory = headlessFactory(db);
     const raw = JSON.parse(fs.readFileSync(path.join(dir, skeletonFile), "utf8"));
     const data = factory.parseDragonBonesData(raw, folder);
     const result = { file: `${folder}/${skeletonFile}`, armatures: {} };
