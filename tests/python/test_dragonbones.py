@@ -588,17 +588,19 @@ def test_atlas_pages_are_searched_in_turn_and_found_beside_the_skeleton(window, 
         return {"imagePath": picture, "width": 4, "height": 4,
                 "SubTexture": [{"name": n, "x": 1, "y": 1, "width": 2, "height": 2} for n in names]}
 
+    def draws_red_then_green():
+        actor = Actor("paged")
+        actor.position, actor.scale = (320, 240), (40, 40)
+        scene.add_object(actor, "main")
+        settle()
+        pixel = rendered(window, scene)
+        scene.remove_object(actor)
+        return pixel(280, 240)[:3] == (255, 0, 0) and pixel(360, 240)[:3] == (0, 255, 0)
+
     # Given as a list: "both" is on each page, and the first page's wins.
     pages = [io.StringIO(json.dumps(page(red, ["both"]))), io.StringIO(json.dumps(page(green, ["both", "second"])))]
     assert actor_database.load_dragonbones(io.StringIO(json.dumps(skeleton)), pages) == ["paged"]
-    actor = Actor("paged")
-    actor.position, actor.scale = (320, 240), (40, 40)
-    scene.add_object(actor, "main")
-    settle()
-    pixel = rendered(window, scene)
-    assert pixel(280, 240)[:3] == (255, 0, 0)
-    assert pixel(360, 240)[:3] == (0, 255, 0)
-    scene.remove_object(actor)
+    assert draws_red_then_green()
     # Found beside the skeleton file as X_tex_0.json, X_tex_1.json when there is no X_tex.json.
     actor_database.unload()
     stem = pictures.full_path("paged")
@@ -607,14 +609,7 @@ def test_atlas_pages_are_searched_in_turn_and_found_beside_the_skeleton(window, 
         with open(stem + name, "w") as f:
             json.dump(content, f)
     assert actor_database.load_dragonbones(stem + "_ske.json") == ["paged"]
-    actor = Actor("paged")
-    actor.position, actor.scale = (320, 240), (40, 40)
-    scene.add_object(actor, "main")
-    settle()
-    pixel = rendered(window, scene)
-    assert pixel(280, 240)[:3] == (255, 0, 0)
-    assert pixel(360, 240)[:3] == (0, 255, 0)
-    scene.remove_object(actor)
+    assert draws_red_then_green()
     # A page that cannot be read is said; the others are used.
     actor_database.unload()
     caplog.clear()
