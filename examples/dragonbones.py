@@ -66,7 +66,7 @@ class Player(libgraphics.SceneObject):
             print(f"{actor.data_id} has no IK rig: --aim is ignored")
             aims = ()
         for joint in aims:
-            if joint not in [ik.rig.position_handles[i].effector_id for i in range(len(ik.rig.position_handles))]:
+            if joint not in ik.rig.position_handles:
                 ik.rig.position_handles.add(joint, "aim", bone_length=0)
             ik.set_position_constraint(joint, self.mouse)
         self.aims = aims

@@ -428,7 +428,7 @@ class Gunner(SceneObject):
         self.target, self.clock = IKConstraintPositionFixed((0, 0)), 0.0
         for gun in ("weapon_l", "weapon_r"):
             # Once for the armature (every mecha shares its rig), then this mecha's target.
-            if gun not in [walk.ik.rig.position_handles[i].effector_id for i in range(len(walk.ik.rig.position_handles))]:
+            if gun not in walk.ik.rig.position_handles:
                 walk.ik.rig.position_handles.add(gun, "aim", bone_length=0)
             walk.ik.set_position_constraint(gun, self.target)
         walk.set_mask(1, ["weapon_l", "weapon_r"])

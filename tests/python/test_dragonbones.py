@@ -323,6 +323,8 @@ def test_a_script_adds_an_aim_handle_and_points_the_gun_with_a_constraint():
     ik = mecha.controller.ik
     gun = ik.rig.position_handles.add("weapon_r", "aim", bone_length=0)
     assert (gun.effector_id, gun.type, gun.bone_length, gun.target_id) == ("weapon_r", "aim", 0.0, "")
+    assert "weapon_r" in ik.rig.position_handles and "weapon_l" not in ik.rig.position_handles
+    assert 3 not in ik.rig.position_handles
     with pytest.raises(ValueError, match="has a handle already"):
         ik.rig.position_handles.add("weapon_r", "aim")
     with pytest.raises(ValueError, match="not point, aim, chain or spine"):

@@ -76,6 +76,10 @@ public:
     // Bound on this class: Boost.Python converts self to the class a method names.
     long len() const { return HandleProxy::len(); }
     bp::object get_item(const bp::object& key) const { return HandleProxy::get_item(key); }
+    bool contains(const bp::object& key) const {
+        bp::extract<std::string> id(key);
+        return id.check() && rig_of(owner()).get_position_handle(id()) != nullptr;
+    }
 
     PositionHandleView add(const std::string& effector_id, const std::string& type, float bone_length,
                            const std::string& target_id) const {
@@ -223,6 +227,9 @@ void define_actor_controller_ik() {
                  "__getitem__(key: int | str, /) -> IKHandlePosition\n\n"
                  "position_handles[key] -> IKHandlePosition: by index or effector id; IndexError otherwise.")
             .def("__len__", &ActorRigIKPositionHandleProxy::len, "__len__() -> int")
+            .def("__contains__", &ActorRigIKPositionHandleProxy::contains,
+                 "__contains__(effector_id: object, /) -> bool\n\n"
+                 "Whether the rig has a position handle for that effector joint.")
             .def("add", &ActorRigIKPositionHandleProxy::add,
                  (bp::arg("effector_id"), bp::arg("type"), bp::arg("bone_length") = -1.0f, bp::arg("target_id") = ""),
                  "add(effector_id: str, type: str, bone_length: float = -1.0, target_id: str = '') -> IKHandlePosition\n\n"
